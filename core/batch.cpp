@@ -1,0 +1,67 @@
+// Batches, backups and the revision: what the library adds to the described operations.
+
+#include "core/operation.h"
+#include "platform/paths.h"
+
+using namespace ncc;
+
+bool CNCCNet::BeginBatch() {
+  NetState& net = *state_;
+  net.lock.Enter();
+  try {
+    if (net.callback_depth > 0) throw Refusal("a progress callback cannot begin a batch");
+    if (net.batch) throw Refusal("a batch has begun already");
+    net.batch = std::make_unique<UnitScope>(net);
+    ClearLastError();
+    return true;  // with the lock held
+  } catch (const std::exception& error) {
+    SetLastError(error.what());
+  }
+  net.lock.Leave();
+  return false;
+}
+
+bool CNCCNet::EndBatch(bool keep) {
+  NetState& net = *state_;
+  if (!net.lock.HeldByThisThread() || !net.batch || net.callback_depth > 0) {
+    SetLastError("this thread has no batch to end");
+    return false;
+  }
+  bool ended = true;
+  const auto unit = std::move(net.batch);
+  try {
+    if (keep) {
+      unit->Finish();
+    } else {
+      unit->Drop();
+    }
+    ClearLastError();
+  } catch (const std::exception& error) {
+    SetLastError(error.what());
+    ended = false;
+  }
+  net.lock.Leave();
+  return ended;
+}
+
+bool CNCCNet::Backup(const char* file) {
+  NetState& net = *state_;
+  LockScope lock(net.lock);
+  try {
+    if (file == nullptr || *file == '\0') throw Refusal("no file was named");
+    if (!net.base) throw Refusal("no database is open");
+    net.base->CheckUsable();
+    if (net.base->InUnit()) throw Refusal("a backup cannot be made inside a batch or an operation");
+    net.base->CopyTo(NativePath(file));
+    ClearLastError();
+    return true;
+  } catch (const std::exception& error) {
+    SetLastError(error.what());
+  }
+  return false;
+}
+
+std::uint64_t CNCCNet::GetRevision() {
+  LockScope lock(state_->lock);
+  return state_->base ? state_->base->Revision() : 0;
+}

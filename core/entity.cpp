@@ -1,0 +1,157 @@
+#include "core/entity.h"
+
+namespace ncc {
+
+std::string_view KindName(std::uint8_t type) {
+  switch (type) {
+    case kTypeServer:
+      return "server";
+    case kTypeAP:
+      return "AP";
+    case kTypeDep:
+      return "Dep";
+    case kTypeAB:
+      return "user";
+    case kTypeNGrp:
+      return "node group";
+    default:
+      return "object";
+  }
+}
+
+void RefuseUnknown(std::uint8_t type, unsigned long id) {
+  throw Refusal("no " + std::string(KindName(type)) + " has the identifier " + std::to_string(id));
+}
+
+void RefuseUnknown(std::uint8_t type, const char* name) {
+  if (name == nullptr) throw Refusal("no name was given");
+  throw Refusal("no " + std::string(KindName(type)) + " has the name \"" + name + "\"");
+}
+
+std::string_view CheckedName(const char* name) {
+  if (name == nullptr) throw Refusal("no name was given");
+  const std::size_t length = strnlen(name, kMaxNameLength + 1);
+  if (length > kMaxNameLength) throw Refusal("name is longer than 51 bytes");
+  return {name, length};
+}
+
+void PutName(CNCCEntry& entry, std::string_view name) {
+  name.copy(entry.name, kMaxNameLength);
+  entry.name[name.size()] = '\0';
+}
+
+const CHDBRecord& RecordOf(const NetState& net, const TDBObjId& folder) {
+  const CHDBRecord* record = net.base->FindRecord(folder.number);
+  if (folder.space != kFolderSpace || record == nullptr) RefuseUnknown(kTypeNone, folder.number);
+  return *record;
+}
+
+Entity OpenEntity(const NetState& net, const TDBObjId& folder) {
+  RecordOf(net, folder);
+  return {CHDBFolderManager(*net.base).FolderOpen(folder),
+          CHDBRecordManager(*net.base).RecOpen({kRecordSpace, folder.number})};
+}
+
+Entity OpenEntity(const NetState& net, const TDBObjId& folder, std::uint8_t type) {
+  if (RecordOf(net, folder).Type() != type) RefuseUnknown(type, folder.number);
+  return OpenEntity(net, folder);
+}
+
+Entity CreateEntity(const NetState& net, std::uint32_t id) {
+  const TRef<CHDBFolder> folder = CHDBFolderManager(*net.base).FolderCreate(id);
+  return {folder, CHDBRecordManager(*net.base).RecCreate(folder->RecordId())};
+}
+
+const CHDBRecord* FindObject(const NetState& net, unsigned long id, std::uint8_t type) {
+  const CHDBRecord* record = net.base->FindRecord(id);
+  return record != nullptr && record->Type() == type ? record : nullptr;
+}
+
+const CHDBRecord* FindNode(const NetState& net, unsigned long id) {
+  const CHDBRecord* record = net.base->FindRecord(id);
+  if (record == nullptr) return nullptr;
+  return record->Type() == kTypeServer || record->Type() == kTypeAP ? record : nullptr;
+}
+
+const CHDBRecord* FindRootObject(const NetState& net, std::string_view name, std::uint8_t type) {
+  const CHDBRecord* first = nullptr;
+  std::uint32_t first_position = kNoPosition;
+  net.base->ForEachNamed(type, name, [&](const CHDBRecord& record) {
+    const std::uint32_t position = net.root->Find({kFolderSpace, record.Number()});
+    if (position < first_position) {
+      first = &record;
+      first_position = position;
+    }
+    return true;
+  });
+  return first;
+}
+
+bool NameExists(const NetState& net, std::string_view name, std::uint8_t type) {
+  bool exists = false;
+  net.base->ForEachNamed(type, name, [&](const CHDBRecord&) {
+    exists = true;
+    return false;
+  });
+  return exists;
+}
+
+std::vector<std::uint32_t> RootObjects(const NetState& net, std::uint8_t type) {
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> found;  // position, number
+  net.base->RecSelect(type).ForEach([&](std::uint32_t number) {
+    found.emplace_back(net.root->Find({kFolderSpace, number}), number);
+  });
+  // Identifiers rise with the order of creation unless the application has set the counter back.
+  if (!std::is_sorted(found.begin(), found.end())) std::sort(found.begin(), found.end());
+  std::vector<std::uint32_t> numbers;
+  numbers.reserve(found.size());
+  for (const auto& [position, number] : found) numbers.push_back(number);
+  return numbers;
+}
+
+void RenameItems(const NetState& net, const Entity& entity, std::string_view name) {
+  CHDBFolderManager folders(*net.base);
+  for (const TDBObjId& id : net.base->ParentLinkSelect(entity.Id())) {
+    const TRef<CHDBFolder> parent = folders.FolderOpen(id);
+    for (const TDBObjId& object : {entity.Id(), entity.folder->RecordId()}) {
+      const std::uint32_t at = parent->Find(object);
+      if (at != kNoPosition) parent->Rename(at, std::string(name));
+    }
+  }
+}
+
+void RemoveItems(const NetState& net, const TDBObjId& object) {
+  CHDBFolderManager folders(*net.base);
+  for (const TDBObjId& id : net.base->ParentLinkSelect(object)) {
+    const TRef<CHDBFolder> parent = folders.FolderOpen(id);
+    for (const std::uint32_t space : {kFolderSpace, kRecordSpace}) {
+      const TDBObjId item{space, object.number};
+      for (auto at = parent->Find(item); at != kNoPosition; at = parent->Find(item)) parent->Remove(at);
+    }
+  }
+}
+
+void RefuseTakenName(const NetState& net, std::string_view name, std::uint8_t type) {
+  if (!NameExists(net, name, type)) return;
+  throw Refusal("the name \"" + std::string(name) + "\" is taken by another " +
+                std::string(KindName(type)) + " or this one");
+}
+
+std::uint32_t TakeId(NetState& net) {
+  const std::uint32_t id = net.prefs.next_id;
+  if (id == 0 || id >= kRootNumber - 1) throw Refusal("the network has used up its identifiers");
+  if (net.base->FindRecord(id) != nullptr) {
+    throw Refusal("the next identifier, " + std::to_string(id) + ", is in use: raise the counter");
+  }
+  ++net.prefs.next_id;
+  return id;
+}
+
+void StorePreferences(NetState& net) {
+  const auto& entries = net.root->Entries();
+  if (entries.Size() == 0) throw StorageError("the database has no network record");
+  const TDBObjId network = entries.At(entries.First()).Object();
+  ReplaceEntry(*CHDBRecordManager(*net.base).RecOpen({kRecordSpace, network.number}), net.prefs);
+}
+
+}  // namespace ncc

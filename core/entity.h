@@ -1,0 +1,124 @@
+// The small vocabulary of the operations: finding an object, opening it, reading and replacing its entry.
+#pragma once
+
+#include "core/operation.h"
+
+#include <algorithm>
+#include <cstring>
+#include <list>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ncc {
+
+// An open object.
+struct Entity {
+  TRef<CHDBFolder> folder;
+  TRef<CHDBRecord> record;
+
+  TDBObjId Id() const { return folder->Id(); }
+  std::uint32_t Number() const { return folder->Number(); }
+};
+
+// "server", "AP", ... for messages.
+std::string_view KindName(std::uint8_t type);
+
+// A name that may be stored. Throws Refusal for a null pointer and for more than 51 bytes.
+std::string_view CheckedName(const char* name);
+
+// An argument of any width as an object's number; 0, which no object has, when it does not fit.
+constexpr std::uint32_t NumberOf(unsigned long id) {
+  return id > 0xFFFFFFFF ? 0 : static_cast<std::uint32_t>(id);
+}
+
+// Throws Refusal when there is no such object (of this type, where one is given).
+Entity OpenEntity(const NetState& net, const TDBObjId& folder);
+Entity OpenEntity(const NetState& net, const TDBObjId& folder, std::uint8_t type);
+
+// Copies a name and its zero into an entry; the bytes behind stay as they were.
+void PutName(CNCCEntry& entry, std::string_view name);
+
+template <class Entry>
+void ReadEntry(const CHDBRecord& record, Entry& entry) {
+  const std::string_view data = record.Data();
+  std::memcpy(static_cast<void*>(&entry), data.data(), std::min(data.size(), sizeof(Entry)));
+}
+
+template <class Entry>
+Entry EntryOf(const CHDBRecord& record) {
+  Entry entry;
+  ReadEntry(record, entry);
+  return entry;
+}
+
+template <class Entry>
+void ReplaceEntry(CHDBRecord& record, const Entry& entry) {
+  record.SetData({reinterpret_cast<const char*>(&entry), sizeof(Entry)});
+}
+
+template <class Entry>
+void AppendEntry(const CHDBRecord& record, std::list<Entry>& list) {
+  ReadEntry(record, list.emplace_back());
+}
+
+// The record of an object. Throws Refusal when there is none.
+const CHDBRecord& RecordOf(const NetState& net, const TDBObjId& folder);
+
+// Finding without progress callback: the record of this type, null when there is none.
+const CHDBRecord* FindObject(const NetState& net, unsigned long id, std::uint8_t type);
+// A node: server or AP.
+const CHDBRecord* FindNode(const NetState& net, unsigned long id);
+// Of several root objects of one type and name, the first in the root folder.
+const CHDBRecord* FindRootObject(const NetState& net, std::string_view name, std::uint8_t type);
+bool NameExists(const NetState& net, std::string_view name, std::uint8_t type);
+
+// Throws Refusal when an object of this type has the name.
+void RefuseTakenName(const NetState& net, std::string_view name, std::uint8_t type);
+
+// Numbers of the root objects of a type in the order of the root folder.
+std::vector<std::uint32_t> RootObjects(const NetState& net, std::uint8_t type);
+
+// Calls visit(entry, position) for each entry of the folder, those appended meanwhile included, until it
+// returns false.
+template <class Visit>
+void WalkEntries(const CHDBFolder& folder, Visit visit) {
+  for (auto at = folder.Entries().First(); at != kNoPosition; at = folder.Entries().Next(at)) {
+    if (!visit(folder.Entries().At(at), at)) return;
+  }
+}
+
+// Makes the folder and the empty record of a new object.
+Entity CreateEntity(const NetState& net, std::uint32_t id);
+
+// Calls visit(object) for each element of an id list, those appended meanwhile included.
+template <class Visit>
+void WalkIds(const CHDBRecord& record, int list, Visit visit) {
+  for (auto at = record.List(list).First(); at != kNoPosition; at = record.List(list).Next(at)) {
+    visit(TDBObjId(record.List(list).At(at).object));
+  }
+}
+
+// Gives the name to every item that refers to the object's folder or record.
+void RenameItems(const NetState& net, const Entity& entity, std::string_view name);
+// Gives an object a new name in its entry and in its record's name value.
+template <class Entry>
+void RenameRecord(CHDBRecord& record, std::string_view name) {
+  Entry entry = EntryOf<Entry>(record);
+  PutName(entry, name);
+  ReplaceEntry(record, entry);
+  record.SetName(name);
+}
+
+// Removes every item that refers to the object's folder or record.
+void RemoveItems(const NetState& net, const TDBObjId& object);
+
+// Takes the next identifier. Throws Refusal, before it is taken, when it is in use or they are used up.
+std::uint32_t TakeId(NetState& net);
+// Stores the preferences block in the record of the root folder's first entry.
+void StorePreferences(NetState& net);
+
+[[noreturn]] void RefuseUnknown(std::uint8_t type, unsigned long id);
+[[noreturn]] void RefuseUnknown(std::uint8_t type, const char* name);
+
+}  // namespace ncc

@@ -1,0 +1,14 @@
+// The text of the calling thread's last failure.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace ncc {
+
+// Keeps what fits into 511 bytes; needs no memory.
+void SetLastError(std::string_view text) noexcept;
+void ClearLastError() noexcept;
+const char* LastErrorText() noexcept;
+
+}  // namespace ncc

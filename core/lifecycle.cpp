@@ -1,0 +1,191 @@
+// Construction, opening and closing of the network database, and its preferences block.
+
+#include "core/entity.h"
+#include "platform/paths.h"
+
+#include <cstring>
+
+using namespace ncc;
+
+namespace {
+
+constexpr char kNetworkEntry[] = "Net";
+
+// Runs `open` after the steps that Create and Open share.
+template <class OpenBase>
+bool OpenDatabase(NetState& net, const char* path, const char* name, OpenBase open) {
+  LockScope lock(net.lock);
+  try {
+    if (net.callback_depth > 0) throw Refusal("a progress callback cannot open a database");
+    net.DropBatch();
+    net.Release();
+    if (path == nullptr || name == nullptr || *name == '\0') throw Refusal("no database was named");
+    net.db_name = name;
+    net.db_path = path;
+    if (!net.db_path.ends_with('\\') && !net.db_path.ends_with('/')) net.db_path += '\\';
+    net.manager.VarMap().Set("DBDir", net.db_path);
+    open(NativePath(net.db_path + net.db_name));
+    ClearLastError();
+    return true;
+  } catch (const std::bad_alloc&) {
+    SetLastError("out of memory");
+  } catch (const CallbackFailure& failure) {
+    net.Release();
+    failure.Rethrow();
+  } catch (const std::exception& error) {
+    SetLastError(error.what());
+  }
+  net.Release();
+  return false;
+}
+
+// A new database holds nothing but its definitions, the root folder and the network record.
+void BuildLayout(NetState& net) {
+  CHDBase& base = *net.base;
+  const std::string name = "%DBDir%" + net.db_name;
+  base.IndexCreate(name + "i", kIdAttribute, kNumberValue, 0);
+  base.IndexCreate(name + "n", kNameAttribute, kStringValue, kMaxNameLength);
+  base.IndexCreate(name + "t", kTypeAttribute, kNumberValue, 0);
+  base.RecSpcCreate(name, kRecordSpace);
+  base.ParentLinkCreate(name);
+  CHDBFolderManager folders(base);
+  net.root = folders.FolderCreateRoot(base.FolderSpcCreate(name, kFolderSpace));
+  const auto network = folders.FolderCreate(net.root->Number() - 1);
+  const auto record = CHDBRecordManager(base).RecCreate(network->RecordId());
+  record->SetName(kNetworkEntry);
+  ReplaceEntry(*record, net.prefs);
+  net.root->Append(network->Id(), 0, kNetworkEntry);
+}
+
+}  // namespace
+
+CNCCNet::CNCCNet(NCCCallback callback, void* context) : state_(std::make_unique<NetState>()) {
+  state_->callback = callback;
+  state_->context = context;
+}
+
+CNCCNet::~CNCCNet() {
+  state_->pool.reset();
+  Close();
+  state_->lock.Enter();
+}
+
+NCCCallback CNCCNet::SetCallback(NCCCallback callback) {
+  LockScope lock(state_->lock);
+  return std::exchange(state_->callback, callback);
+}
+
+NCCCallback CNCCNet::SetCallback(NCCCallback callback, void* context) {
+  LockScope lock(state_->lock);
+  state_->context = context;
+  return std::exchange(state_->callback, callback);
+}
+
+bool CNCCNet::Create(const char* path, const char* name, unsigned long net_number) {
+  NetState& net = *state_;
+  return OpenDatabase(net, path, name, [&](const std::string& file) {
+    if (net_number > 0xFFFFFFFF) throw Refusal("the network number has more than 32 bits");
+    net.base = std::make_shared<CHDBase>(net.manager, file);
+    CreateDB(net_number);
+  });
+}
+
+bool CNCCNet::Open(const char* path, const char* name) {
+  NetState& net = *state_;
+  return OpenDatabase(net, path, name, [&](const std::string& file) {
+    net.base = std::make_shared<CHDBase>(net.manager, file, TDBMode::kOpenExisting);
+    ReadNetInfo();
+  });
+}
+
+// Takes the lock by plain calls: a failure leaves it entered.
+void CNCCNet::CreateDB(unsigned long net_number) {
+  NetState& net = *state_;
+  Lock();
+  UnitScope unit(net);
+  net.prefs.net_number = static_cast<std::uint32_t>(net_number);
+  net.prefs.byte_12 = 1;
+  net.prefs.node_settings = 2;
+  net.prefs.value_14 = 7721;
+  net.prefs.byte_18 = 0;
+  net.prefs.byte_19 = 1;
+  net.prefs.value_20 = 0;
+  BuildLayout(net);
+  unit.Finish();
+  UnLock();
+}
+
+void CNCCNet::Close() {
+  NetState& net = *state_;
+  LockScope lock(net.lock);
+  if (net.callback_depth > 0) return;
+  net.DropBatch();
+  if (!net.base) return;
+  SaveNetInfo();
+  net.Release();
+}
+
+void CNCCNet::SaveNetInfo() {
+  Run(*state_, false, [&] {
+    StorePreferences(*state_);
+    return true;
+  });
+}
+
+void CNCCNet::LoadNetInfo() {
+  NetState& net = *state_;
+  try {
+    if (!net.base) throw Refusal("no database is open");
+    ReadNetInfo();
+    ClearLastError();
+  } catch (const CallbackFailure& failure) {
+    failure.Rethrow();
+  } catch (const std::exception& error) {
+    SetLastError(error.what());
+  }
+}
+
+// Takes the lock by plain calls: a failure leaves it entered.
+void CNCCNet::ReadNetInfo() {
+  NetState& net = *state_;
+  Lock();
+  net.base->CheckUsable();
+  net.root = CHDBFolderManager(*net.base).FolderOpenRoot(static_cast<std::uint32_t>(GetRootFldSpc()));
+  const auto& entries = net.root->Entries();
+  if (entries.Size() == 0) throw StorageError("the database has no network record");
+  const TDBObjId network = entries.At(entries.First()).Object();
+  const auto record = CHDBRecordManager(*net.base).RecOpen({kRecordSpace, network.number});
+  if (record->Data().size() < sizeof(CNetPref)) throw StorageError("the network record is too short");
+  std::memcpy(&net.prefs, record->Data().data(), sizeof(CNetPref));
+  UnLock();
+}
+
+CString CNCCNet::GetDBPath() {
+  LockScope lock(state_->lock);
+  return state_->db_path;
+}
+
+CString CNCCNet::GetDBName() {
+  LockScope lock(state_->lock);
+  return state_->db_name;
+}
+
+void CNCCNet::KCPath(const char* path) { state_->kc_path = path != nullptr ? path : ""; }
+CString& CNCCNet::KCPath() { return state_->kc_path; }
+void CNCCNet::APDBPath(const char* path) { state_->apdb_path = path != nullptr ? path : ""; }
+CString& CNCCNet::APDBPath() { return state_->apdb_path; }
+void CNCCNet::MAPPath(const char* path) { state_->map_path = path != nullptr ? path : ""; }
+CString& CNCCNet::MAPPath() { return state_->map_path; }
+
+CNetPref* CNCCNet::Preferences() { return &state_->prefs; }
+CThreadPool* CNCCNet::GetThreadPool() { return state_->pool.get(); }
+const char* CNCCNet::LastError() { return LastErrorText(); }
+
+TRef<CHDBase> CNCCNet::HDBase() { return state_->base; }
+TRef<CHDBFolder> CNCCNet::RootFolder() { return state_->root; }
+
+void CNCCNet::Lock() { state_->lock.Enter(); }
+void CNCCNet::UnLock() { state_->lock.Leave(); }
+void CNCCNet::LockGen() { state_->stop_generation.Set(); }
+void CNCCNet::UnLockGen() { state_->stop_generation.Reset(); }
+bool CNCCNet::IsStopGen() { return state_->stop_generation.IsSet() || state_->pool->IsStopping(); }

@@ -1,0 +1,35 @@
+#include "core/net_state.h"
+
+#include "core/operation.h"
+
+namespace ncc {
+
+NetState::NetState() : pool(std::make_unique<CThreadPool>()) {}
+NetState::~NetState() = default;
+
+void NetState::Progress() {
+  if (callback == nullptr) return;
+  struct Depth {
+    explicit Depth(int& count) : count_(count) { ++count_; }
+    ~Depth() { --count_; }
+    int& count_;
+  } depth(callback_depth);
+  try {
+    callback(context, nullptr);
+  } catch (...) {
+    throw CallbackFailure(std::current_exception());
+  }
+}
+
+void NetState::DropBatch() {
+  if (!batch) return;
+  batch.reset();
+  lock.Leave();
+}
+
+void NetState::Release() {
+  root.reset();
+  base.reset();
+}
+
+}  // namespace ncc

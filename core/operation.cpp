@@ -1,0 +1,58 @@
+#include "core/operation.h"
+
+namespace ncc {
+
+UnitScope::UnitScope(NetState& net) : net_(net), base_(net.base.get()) {
+  if (base_ == nullptr) throw Refusal("no database is open");
+  base_->CheckUsable();
+  outermost_ = !base_->InUnit();
+  if (outermost_) net_.prefs_before = net_.prefs;
+  touched_before_ = base_->Unit().TouchCount();
+  base_->BeginUnit();
+}
+
+UnitScope::~UnitScope() {
+  if (done_) return;
+  // A failed query inside a batch leaves the batch as it was.
+  if (!outermost_ && base_->Unit().TouchCount() == touched_before_) {
+    base_->LeaveUnit();
+    return;
+  }
+  if (outermost_) {
+    Drop();
+  } else {
+    base_->AbandonUnit("an operation in it failed");
+  }
+}
+
+void UnitScope::Drop() noexcept {
+  done_ = true;
+  const auto generation = base_->Generation();
+  base_->AbandonUnit("dropped");
+  net_.prefs = net_.prefs_before;
+  if (generation != base_->Generation()) FollowReload();
+}
+
+void UnitScope::Finish() {
+  done_ = true;
+  const auto generation = base_->Generation();
+  try {
+    base_->EndUnit();
+  } catch (...) {
+    net_.prefs = net_.prefs_before;
+    FollowReload();
+    throw;
+  }
+  if (generation != base_->Generation()) FollowReload();
+}
+
+void UnitScope::FollowReload() {
+  net_.root.reset();
+  try {
+    net_.root = CHDBFolderManager(*base_).FolderOpenRoot(kFolderSpace);
+  } catch (const StorageError&) {
+    // Nothing is stored yet, or nothing can be read: the base itself refuses what comes.
+  }
+}
+
+}  // namespace ncc

@@ -1,0 +1,311 @@
+/// \file
+/// CNCCNet: one network database.
+#pragma once
+
+#include "nccnet/export.h"
+#include "nccnet/records.h"
+#include "nccnet/thread_pool.h"
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <string>
+
+class CHDBase;
+class CHDBFolder;
+class CHDBList;
+class CHDBRecord;
+
+namespace ncc {
+struct NetState;
+struct NetAccess;
+}  // namespace ncc
+
+/// Progress callback: called with the context given beside it and a null pointer, once per visited item in
+/// long loops, on the calling thread, with the object lock held. Its result is ignored. It may call any
+/// query or change of the object (the changes belong to the running operation); Create, Open, BeginBatch and
+/// EndBatch are false inside it and Close does nothing. An exception undoes the running operation and goes
+/// on to the operation's caller.
+using NCCCallback = long (*)(void* context, void* arg);
+
+/// The network database of the network control centre: one object holds one open network.
+///
+/// Every public operation is one durable unit: when it has returned, its changes survive a crash and a power
+/// cut; when the process dies inside it, the database is as before or as after. Failures show in the result
+/// (false, 0, an empty list) and LastError() has the reason; nothing is printed and nothing is thrown but
+/// what a callback throws.
+///
+/// Thread-safe: every operation holds the object lock, which is re-entrant, from start to end. Exceptions
+/// are said at the member.
+///
+/// Names are bytes of code page 1251, 1 to 51 of them and a zero; comparisons fold ASCII letters. A longer
+/// name or a null pointer is refused. Members that name an object exist in twins, by name and by identifier;
+/// an identifier above 0xFFFFFFFF is unknown.
+class NCC_API CNCCNet {
+ public:
+  /// No database is open afterwards. `callback` may be null.
+  /// \throws std::bad_alloc, std::system_error when the system gives no memory
+  explicit CNCCNet(NCCCallback callback = nullptr, void* context = nullptr);
+
+  /// Stops and joins the worker threads, closes the database as Close does and drops a batch. Waits for the
+  /// object lock.
+  ~CNCCNet();
+  CNCCNet(const CNCCNet&) = delete;
+  CNCCNet& operator=(const CNCCNet&) = delete;
+
+  // Lifecycle ------------------------------------------------------------------------------------------
+
+  /// Replaces the callback and keeps the context.
+  /// \return the callback that was set before
+  NCCCallback SetCallback(NCCCallback callback);
+  /// Replaces both.
+  NCCCallback SetCallback(NCCCallback callback, void* context);
+
+  /// Creates the database `name` in the folder `path` (made when missing) for network `net_number` and opens
+  /// it. A database that is open already is dropped first, without saving its preferences. The three counters
+  /// of the preferences stay as the object holds them: create each network with a fresh object.
+  /// \return false when the database exists, is in use or cannot be written. A failure after the files were
+  ///   made leaves the object lock entered by the calling thread.
+  bool Create(const char* path, const char* name, unsigned long net_number);
+
+  /// Opens an existing database; every row is checked. Drops an open one as Create does.
+  /// \return false when it is missing, in use by another owner, damaged or not one of ours; the file stays as
+  ///   it was. A failure in LoadNetInfo leaves the object lock entered by the calling thread.
+  bool Open(const char* path, const char* name);
+
+  /// Saves the preferences block and lets go of the database. Does nothing when none is open.
+  void Close();
+
+  /// Stores the preferences block in the network record.
+  void SaveNetInfo();
+
+  /// Reads the preferences block from the network record: the record of the root folder's first entry,
+  /// whatever its name.
+  void LoadNetInfo();
+
+  CString GetDBPath();  ///< folder of the database as given to Create or Open, with a separator at its end
+  CString GetDBName();  ///< base name of the database files
+
+  /// The three output folders; texts are stored unchanged. The references stay valid as long as the object.
+  void KCPath(const char* path);
+  CString& KCPath();
+  void APDBPath(const char* path);
+  CString& APDBPath();
+  void MAPPath(const char* path);
+  CString& MAPPath();
+
+  /// The preferences block of this object; its address never changes. Fields may be changed by the caller,
+  /// under no lock; they are stored by the next SaveNetInfo (which Close and every creation of an object
+  /// call) and not before.
+  CNetPref* Preferences();
+
+  /// The worker pool. Belongs to the object.
+  CThreadPool* GetThreadPool();
+
+  // Additions to the described interface -----------------------------------------------------------------
+
+  /// Makes all operations up to EndBatch one unit, stored together. Holds the object lock until then.
+  /// Not nestable.
+  bool BeginBatch();
+
+  /// Ends the batch that the calling thread began: stores it durably when `keep`, else drops it whole, in
+  /// memory and in the preferences block too.
+  /// \return false without a batch of this thread, or when the batch could not be stored (it is dropped
+  ///   then), also because an operation inside it failed by storage or memory.
+  bool EndBatch(bool keep = true);
+
+  /// Text of the calling thread's last failure, of whichever object; empty after a success. Valid until the
+  /// thread's next call.
+  const char* LastError();
+
+  /// Writes a consistent copy of the open database to `file`, an existing file being replaced whole. False
+  /// inside a batch.
+  bool Backup(const char* file);
+
+  /// The database's revision: raised by every unit that changed something. 0 while no database is open.
+  std::uint64_t GetRevision();
+
+  // Addresses and types ----------------------------------------------------------------------------------
+
+  /// Writes "%4.4X" of the identifier. `buffer` holds 5 characters or more (9 for identifiers above 0xFFFF).
+  /// \return buffer
+  char* GetAddr4(unsigned long id, char* buffer);
+  /// Writes "%4.4X%4.4X" of network number and identifier: 9 characters or more (17 for large values).
+  char* GetAddr8(unsigned long id, char* buffer);
+  /// Writes "%4.4X" of the network number.
+  char* GetNetAddr(char* buffer);
+
+  /// Type code of the object with this identifier; 0xFF when there is none.
+  unsigned char GetType(unsigned long id);
+
+  /// First AP whose flags hold every bit of `mask`, by server in root order, then in the server's order; 0
+  /// when there is none.
+  unsigned long GetAP(unsigned long mask);
+  unsigned long GetNCC();  ///< GetAP(0x4)
+  unsigned long GetKC();   ///< GetAP(0x40)
+
+  // Generation stop --------------------------------------------------------------------------------------
+
+  /// Asks a running generation to stop; stays in force until UnLockGen. Takes no lock.
+  void LockGen();
+  void UnLockGen();
+
+  // Servers ----------------------------------------------------------------------------------------------
+
+  /// Adds a server with the next identifier and the next server ordinal.
+  /// \return its identifier; 0 when the name is taken by a server or refused, with both counters unchanged
+  unsigned long AddServer(const char* name, unsigned long flags, unsigned short value);
+
+  /// Deletes a server, its APs with it (each as DeleteAP does), and every link to it.
+  bool DeleteServer(const char* name);
+  bool DeleteServer(unsigned long id);
+
+  /// Renames a server. False when it is unknown or the new name is the name of any server, its own included.
+  bool ModifyServer(const char* name, const char* new_name);
+  bool ModifyServer(unsigned long id, const char* new_name);
+
+  /// Gives the identifier of the server's folder; `result` stays as it was when there is none.
+  bool GetServer(const char* name, TDBObjId& result);
+  bool GetServer(unsigned long id, TDBObjId& result);
+  /// \return the server's identifier, 0 when there is none
+  unsigned long GetServer(const char* name);
+
+  bool GetServerInfo(const char* name, CNNEntry& entry);
+  bool GetServerInfo(unsigned long id, CNNEntry& entry);
+  bool GetServerInfo(TDBObjId& server, CNNEntry& entry);
+
+  unsigned long GetServersCount();
+  /// All servers in the order in which they were added. Empties the list first.
+  /// \return the list's size
+  unsigned long GetListServer(std::list<CNNEntry>& list);
+  /// Servers linked to a server, in link order. Empties the list first.
+  unsigned long GetListLinkedSrv(const char* name, std::list<CNNEntry>& list);
+  unsigned long GetListLinkedSrv(unsigned long id, std::list<CNNEntry>& list);
+
+  /// Links two servers, in both directions and at most once. False for an unknown server and for a server
+  /// with itself.
+  bool LinkSrvToSrv(const char* name1, const char* name2);
+  bool LinkSrvToSrv(unsigned long id1, unsigned long id2);
+  /// Unlinks two servers; true also when they were not linked.
+  bool DeleteLink(const char* name1, const char* name2);
+  bool DeleteLink(unsigned long id1, unsigned long id2);
+
+  /// Whether a server of this name exists.
+  bool CheckServerName(const char* name);
+
+  // Subscriber points ------------------------------------------------------------------------------------
+
+  /// Adds an AP under a server. The name is not tested for being taken (ask CheckAPName). Its ordinal is the
+  /// server's number of APs after it was added, so an ordinal can repeat after a deletion.
+  /// \return its identifier; 0 when the server is unknown or the name refused
+  unsigned long AddAP(const char* server, const char* name, unsigned long flags);
+  unsigned long AddAP(unsigned long server, const char* name, unsigned long flags);
+  unsigned long AddAP(TDBObjId& server, const char* name, unsigned long flags);
+
+  /// Renames an AP. False when it is unknown or the new name is the name of any AP, its own included.
+  bool ModifyAP(const char* name, const char* new_name);
+  bool ModifyAP(unsigned long id, const char* new_name);
+
+  /// Moves an AP to the end of a server's APs; it keeps its identifier and its ordinal.
+  bool ChangeSrv(const char* ap, unsigned long server);
+  bool ChangeSrv(const char* ap, const char* server);
+  bool ChangeSrv(unsigned long ap, unsigned long server);
+
+  /// Deletes the server's first AP of this name, with every link to it. Memberships of users at the AP stay.
+  bool DeleteAP(const char* server, const char* name);
+  bool DeleteAP(unsigned long server, const char* name);
+  bool DeleteAP(TDBObjId& server, const char* name);
+
+  /// By identifier alone a server is found as well as an AP. By name the first AP in root order of the
+  /// servers, then in the server's order. `result` is the folder's identifier.
+  bool GetAP(unsigned long id, TDBObjId& result);
+  bool GetAP(const char* name, TDBObjId& result);
+  bool GetAP(unsigned long server, unsigned long id, TDBObjId& result);
+  bool GetAP(const char* server, const char* name, TDBObjId& result);
+  /// \return the AP's identifier, 0 when there is none
+  unsigned long GetAP(const char* server, const char* name);
+  unsigned long GetAP(const char* name);
+
+  bool GetAPInfo(const char* name, CNNEntry& entry);
+  bool GetAPInfo(unsigned long id, CNNEntry& entry);
+  /// \return the identifier of the AP's server, 0 when the AP is unknown (and for a server)
+  unsigned long GetAPServerID(unsigned long id);
+
+  /// APs of a server in its order, or all APs by ascending identifier. Empties the list first.
+  /// \return the list's size
+  unsigned long GetListAP(unsigned long server, std::list<CNNEntry>& list);
+  unsigned long GetListAP(const char* server, std::list<CNNEntry>& list);
+  unsigned long GetListAP(std::list<CNNEntry>& list);
+
+  /// Whether an AP of this name exists anywhere in the network.
+  bool CheckAPName(const char* name);
+
+  /// Finds a node: a server or an AP.
+  bool GetNN(unsigned long id, TDBObjId& result);
+  bool GetNNInfo(unsigned long id, CNNEntry& entry);
+
+  // Applications -----------------------------------------------------------------------------------------
+
+  /// Sets a node's flags to `mask` and its settings byte to `value`. RegAPP finds servers as well as APs.
+  bool RegAPP(unsigned long id, unsigned long mask, unsigned char value);
+  bool RegSrv(unsigned long server, unsigned long mask, unsigned char value);
+
+  /// Flags of an AP or a server; 0xFFFFFFFF when the identifier is neither.
+  unsigned long GetAPP(unsigned long id);
+  /// The same; appends the names of all 17 applications, number k belonging to bit k-1, whatever the flags.
+  unsigned long GetAPP(unsigned long id, std::list<std::string>& names);
+
+  /// Nodes whose flags hold every bit of `mask`; with the 1, at least one. Empties the list first.
+  /// \return the list's size
+  int GetListSrvInApps(unsigned int mask, std::list<CNNEntry>& list);
+  int GetListSrvInApps1(unsigned int mask, std::list<CNNEntry>& list);
+  int GetListApInApps(unsigned int mask, std::list<CNNEntry>& list);
+  int GetListApInApps1(unsigned int mask, std::list<CNNEntry>& list);
+
+  // Output -----------------------------------------------------------------------------------------------
+
+  /// Writes the node name file "NODENAME.DOC" into `folder`, which ends in a separator.
+  /// \return false only when the file cannot be written
+  bool CreateNodenameFile(const char* folder);
+
+ protected:
+  void Lock();        ///< Enters the object lock.
+  void UnLock();      ///< Leaves it.
+  bool IsStopGen();   ///< Whether LockGen is in force or the pool is stopping.
+
+ private:
+  friend struct ncc::NetAccess;
+
+  TRef<CHDBase> HDBase();
+  TRef<CHDBFolder> RootFolder();
+  void CreateDB(unsigned long net_number);
+  void ReadNetInfo();
+
+  // Storage of objects: these take the lock and run within the unit of the operation that calls them; a
+  // failure of storage leaves them as an exception.
+  void SetData(TRef<CHDBList> list, void* data, unsigned long size);
+  void AddListId(TRef<CHDBRecord>& record, TDBObjId& object, int n);
+  void DelListId(TRef<CHDBRecord>& record, TDBObjId& object, int n);
+  void DelAllListId(TRef<CHDBRecord>& record, TDBObjId& object, int n, int m);
+  bool GetRootEntry(const char* name, unsigned char type, TDBObjId& result);
+  bool GetRootEntry(unsigned long id, unsigned char type, TDBObjId& result);
+  unsigned long GetRootFldSpc();
+  bool DeleteRootEntry(const char* name, unsigned char type);
+  bool DeleteRootEntry(unsigned long id, unsigned char type);
+  void DeleteAllLink(TRef<CHDBFolder>& folder);
+  void ChangeSrv(TDBObjId& ap, TDBObjId& server);
+
+  // What GetRootEntry finds; a refusal when there is none.
+  TDBObjId RootObject(const char* name, unsigned char type);
+  TDBObjId RootObject(unsigned long id, unsigned char type);
+  void DeleteRootObject(TDBObjId object);
+  void DeleteBackLinks(TRef<CHDBRecord>& record);
+  bool LinkServers(TDBObjId server1, TDBObjId server2);
+  bool UnlinkServers(TDBObjId server1, TDBObjId server2);
+  unsigned long AddAPTo(TDBObjId server, const char* name, unsigned long flags);
+  void ListAPs(TDBObjId server, std::list<CNNEntry>& list);
+  bool DeleteNamedAP(TDBObjId server, const char* name);
+  void DeleteAPOf(TRef<CHDBFolder>& server, TDBObjId ap);
+
+  std::unique_ptr<ncc::NetState> state_;
+};

@@ -1,0 +1,258 @@
+#include "platform/hdb/base.h"
+
+#include "platform/code_page.h"
+#include "platform/hdb/row_codec.h"
+
+#include <algorithm>
+#include <utility>
+
+using ncc::Row;
+using ncc::RowKey;
+using ncc::RowKind;
+using ncc::StorageError;
+
+CHDBase::CHDBase(CHDBMgr& manager, const std::string& path)
+    : manager_(manager), engine_(manager.Engines()(path, ncc::OpenMode::kCreate)) {}
+
+CHDBase::CHDBase(CHDBMgr& manager, const std::string& path, TDBMode)
+    : manager_(manager), engine_(manager.Engines()(path, ncc::OpenMode::kOpen)) {
+  Load();
+}
+
+CHDBase::~CHDBase() { DropObjects(); }
+
+CHDBObject& CHDBase::Object(const TDBObjId& id) const {
+  CHDBObject* object = FindObject(id.number);
+  if (object == nullptr) throw StorageError("object " + std::to_string(id.number) + " is missing");
+  return *object;
+}
+
+TRef<CHDBFolder> CHDBase::FolderRef(std::uint32_t number) const {
+  const auto& object = *objects_.Find(number);
+  return {object, &object->folder};
+}
+
+TRef<CHDBRecord> CHDBase::RecordRef(std::uint32_t number) const {
+  const auto& object = *objects_.Find(number);
+  return {object, &object->record};
+}
+
+// Definitions --------------------------------------------------------------------------------------------
+
+void CHDBase::AddDefinition(CHDBDefinition definition) {
+  definition.name = manager_.VarMap().Expand(definition.name);
+  const auto ordinal = static_cast<std::uint32_t>(definitions_.size());
+  unit_.Touch({RowKind::kDefinition, ordinal}, [] { return std::nullopt; });
+  definitions_.push_back(std::move(definition));
+}
+
+void CHDBase::IndexCreate(const std::string& name, std::uint32_t attribute, std::uint32_t kind,
+                          std::uint32_t length) {
+  AddDefinition({CHDBDefinition::What::kIndex, name, attribute, kind, length});
+}
+
+void CHDBase::RecSpcCreate(const std::string& name, std::uint32_t number) {
+  AddDefinition({CHDBDefinition::What::kRecordSpace, name, number, 0, 0, kRecordTag});
+}
+
+void CHDBase::ParentLinkCreate(const std::string& name) {
+  AddDefinition({CHDBDefinition::What::kParentLink, name});
+}
+
+std::uint32_t CHDBase::FolderSpcCreate(const std::string& name, std::uint32_t number) {
+  AddDefinition({CHDBDefinition::What::kFolderSpace, name, number, 0, 0, kFolderTag});
+  return number;
+}
+
+// Indexes ------------------------------------------------------------------------------------------------
+
+const ncc::IdSet& CHDBase::RecSelect(std::uint32_t type) const {
+  static const ncc::IdSet kNone;
+  const auto found = types_.find(type);
+  return found != types_.end() ? found->second : kNone;
+}
+
+std::vector<TDBObjId> CHDBase::ParentLinkSelect(const TDBObjId& object) const {
+  std::vector<TDBObjId> parents;
+  for (std::uint32_t number : Object(object).folder.parents_) {
+    parents.push_back({ncc::kFolderSpace, number});
+  }
+  return parents;
+}
+
+void CHDBase::IndexRecord(const CHDBRecord& record) {
+  names_.Insert(ncc::HashFolded(record.name_, record.type_), record.number_);
+  types_[record.type_].Insert(record.number_);
+}
+
+void CHDBase::UnindexRecord(const CHDBRecord& record) {
+  names_.Remove(ncc::HashFolded(record.name_, record.type_), record.number_);
+  types_[record.type_].Remove(record.number_);
+}
+
+void CHDBase::AddParent(std::uint32_t child, std::uint32_t parent) {
+  auto& parents = Object({ncc::kFolderSpace, child}).folder.parents_;
+  const auto at = std::lower_bound(parents.begin(), parents.end(), parent);
+  if (at == parents.end() || *at != parent) parents.insert(at, parent);
+}
+
+void CHDBase::RemoveParent(std::uint32_t child, const CHDBFolder& parent) {
+  for (const std::uint32_t space : {ncc::kFolderSpace, ncc::kRecordSpace}) {
+    if (parent.Find({space, child}) != ncc::kNoPosition) return;
+  }
+  auto& parents = Object({ncc::kFolderSpace, child}).folder.parents_;
+  parents.erase(std::lower_bound(parents.begin(), parents.end(), parent.number_));
+}
+
+// Rows ---------------------------------------------------------------------------------------------------
+
+void CHDBase::TouchObject(const CHDBRecord& record) {
+  const RowKey key{RowKind::kObject, record.number_};
+  unit_.Touch(key, [&] { return EncodeRow(key); });
+}
+
+void CHDBase::TouchChunk(std::uint32_t number, std::uint8_t list, std::uint32_t position) {
+  const RowKey key{RowKind::kChunk, number, list, position / ncc::kSlotsPerChunk};
+  unit_.Touch(key, [&] { return EncodeRow(key); });
+}
+
+std::optional<Row> CHDBase::EncodeRow(const RowKey& key) const {
+  if (key.kind == RowKind::kDefinition) {
+    const CHDBDefinition& definition = definitions_[key.number];
+    return Row{key, static_cast<std::uint32_t>(definition.what),
+               ncc::Utf8FromCp1251(definition.name), ncc::EncodeDefinition(definition)};
+  }
+  const CHDBObject* object = FindObject(key.number);
+  if (object == nullptr) return std::nullopt;
+  if (key.kind == RowKind::kObject) {
+    return Row{key, object->record.type_, ncc::Utf8FromCp1251(object->record.name_),
+               std::string(object->record.Data())};
+  }
+  const auto encode = [&](const auto& list) -> std::optional<Row> {
+    const auto* chunk = list ? list->FindChunk(key.chunk) : nullptr;
+    if (chunk == nullptr) return std::nullopt;
+    return Row{key, 0, {}, ncc::EncodeChunk(*chunk)};
+  };
+  if (key.list == 0) return encode(object->folder.entries_);
+  return encode(object->record.lists_[key.list - 1U]);
+}
+
+// Units of work ------------------------------------------------------------------------------------------
+
+void CHDBase::CheckUsable() const {
+  if (!broken_.empty()) throw StorageError(broken_);
+}
+
+void CHDBase::Commit() {
+  const std::uint64_t next = revision_ + 1;
+  try {
+    if (unit_.Failure()) throw StorageError(*unit_.Failure());
+    ncc::ChangeSet changes = unit_.Collect([this](const RowKey& key) { return EncodeRow(key); });
+    changes.revision = next;
+    if (!changes.put.empty() || !changes.removed.empty()) {
+      engine_->Commit(changes);
+      revision_ = next;
+    }
+    unit_.Clear();
+  } catch (...) {
+    Reload();
+    // An engine that reports an error may have stored the unit all the same.
+    if (revision_ != next) throw;
+  }
+}
+
+void CHDBase::AbandonUnit(const std::string& why) noexcept {
+  const bool outermost = unit_.Leave();
+  try {
+    unit_.Fail(why);
+  } catch (const std::bad_alloc&) {
+    unit_.Fail({});
+  }
+  if (!outermost) return;
+  if (unit_.HasChanges()) {
+    Reload();
+  } else {
+    unit_.Clear();
+  }
+}
+
+void CHDBase::DropObjects() {
+  objects_.ForEach([](const TRef<CHDBObject>& object) {
+    object->folder.base_ = nullptr;
+    object->record.base_ = nullptr;
+  });
+  objects_.Clear();
+  types_.clear();
+  names_.Clear();
+  definitions_.clear();
+}
+
+void CHDBase::Reload() noexcept {
+  unit_.Clear();
+  DropObjects();
+  ++generation_;
+  try {
+    Load();
+  } catch (const std::exception& error) {
+    DropObjects();
+    revision_ = 0;
+    broken_ = std::string("the database cannot be read any more; close it and open it again: ") +
+              error.what();
+  }
+}
+
+// Loading ------------------------------------------------------------------------------------------------
+
+void CHDBase::Load() {
+  revision_ = engine_->Load([this](Row&& row) { LoadRow(std::move(row)); });
+  CheckLoaded();
+}
+
+void CHDBase::LoadRow(Row&& row) {
+  const std::uint32_t number = row.key.number;
+  if (row.key.kind == RowKind::kChunk) {
+    CHDBObject& object = Object({ncc::kFolderSpace, number});
+    const auto append = [](auto& list, auto chunk) {
+      if (!list) list = std::make_unique<typename std::decay_t<decltype(list)>::element_type>();
+      list->AppendChunk(std::move(chunk));
+    };
+    if (row.key.list == 0) {
+      append(object.folder.entries_, ncc::DecodeEntryChunk(row.key.chunk, row.body));
+    } else if (row.key.list <= object.record.lists_.size()) {
+      append(object.record.lists_[row.key.list - 1U], ncc::DecodeIdChunk(row.key.chunk, row.body));
+    } else {
+      throw StorageError("database is damaged: a list of an unknown kind");
+    }
+    return;
+  }
+  const auto name = ncc::Cp1251FromUtf8(row.name);
+  if (!name) throw StorageError("database is damaged: a name cannot be read");
+  if (row.key.kind == RowKind::kDefinition) {
+    definitions_.push_back(ncc::DecodeDefinition(*name, row.type, row.body));
+    return;
+  }
+  auto object = std::make_shared<CHDBObject>(this, number);
+  CHDBRecord& record = object->record;
+  if (row.body.size() > ncc::kMaxDataSize) throw StorageError("database is damaged: an object is too long");
+  std::copy(row.body.begin(), row.body.end(), record.data_.begin());
+  record.data_size_ = static_cast<std::uint8_t>(row.body.size());
+  record.name_ = *name;
+  record.type_ = row.type;
+  object->has_record = number != ncc::kRootNumber;
+  objects_.At(number) = object;
+  if (object->has_record) IndexRecord(record);
+}
+
+// Derives the parent links, and makes sure that every entry and every id list names an object.
+void CHDBase::CheckLoaded() {
+  objects_.ForEach([this](const TRef<CHDBObject>& object) {
+    const CHDBEntryList& entries = object->folder.Entries();
+    for (auto at = entries.First(); at != ncc::kNoPosition; at = entries.Next(at)) {
+      AddParent(entries.At(at).Object().number, object->folder.number_);
+    }
+    for (const auto& list : object->record.lists_) {
+      if (!list) continue;
+      for (auto at = list->First(); at != ncc::kNoPosition; at = list->Next(at)) Object(list->At(at).object);
+    }
+  });
+}

@@ -1,0 +1,153 @@
+// The hierarchical database: objects in memory, derived indexes over them, a storage engine behind them.
+#pragma once
+
+#include "platform/ascii_fold.h"
+#include "platform/hdb/engine.h"
+#include "platform/hdb/folder.h"
+#include "platform/hdb/id_set.h"
+#include "platform/hdb/manager.h"
+#include "platform/hdb/paged_table.h"
+#include "platform/hdb/record.h"
+#include "platform/hdb/unit_of_work.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+enum class TDBMode { kOpenExisting = 2 };
+
+// What a database is made of beside its objects: kept with it, in the order of creation.
+struct CHDBDefinition {
+  enum class What : std::uint32_t { kIndex = 1, kRecordSpace = 2, kParentLink = 3, kFolderSpace = 4 };
+
+  What what = What::kIndex;
+  std::string name;
+  std::uint32_t number = 0;  // a space's number, an index's attribute
+  std::uint32_t kind = 0;    // an index's kind of key
+  std::uint32_t length = 0;  // an index's longest key
+  std::uint32_t tag = 0;     // a space's four characters, little-endian
+  std::uint32_t flags = 0;   // a space's flags; the top bit marks a deleted one
+};
+
+// An object: a folder and a record under one number, held as one.
+struct CHDBObject {
+  CHDBObject(CHDBase* base, std::uint32_t number) : folder(base, number), record(base, number) {}
+
+  CHDBFolder folder;
+  CHDBRecord record;
+  bool has_record = false;
+};
+
+// One open database. Not thread-safe; the owner serialises. Members throw ncc::StorageError.
+class CHDBase {
+ public:
+  static constexpr std::uint32_t kFolderTag = 0x444C4F46;  // "FOLD"
+  static constexpr std::uint32_t kRecordTag = 0x53434552;  // "RECS"
+  static constexpr std::uint32_t kDeletedFlag = 0x80000000;
+
+  // Creates an empty database; nothing is stored before the first unit of work ends.
+  CHDBase(CHDBMgr& manager, const std::string& path);
+  // Opens and loads an existing one.
+  CHDBase(CHDBMgr& manager, const std::string& path, TDBMode mode);
+  ~CHDBase();
+  CHDBase(const CHDBase&) = delete;
+  CHDBase& operator=(const CHDBase&) = delete;
+
+  // Variables in names are expanded.
+  void IndexCreate(const std::string& name, std::uint32_t attribute, std::uint32_t kind,
+                   std::uint32_t length);
+  void RecSpcCreate(const std::string& name, std::uint32_t number);
+  void ParentLinkCreate(const std::string& name);
+  // Returns the space's number.
+  std::uint32_t FolderSpcCreate(const std::string& name, std::uint32_t number);
+  const std::vector<CHDBDefinition>& Definitions() const { return definitions_; }
+
+  // Numbers of the records of a type, walked ascending.
+  const ncc::IdSet& RecSelect(std::uint32_t type) const;
+  // Folders that hold an entry for the object's folder or record, ascending.
+  std::vector<TDBObjId> ParentLinkSelect(const TDBObjId& object) const;
+  // Null when there is none.
+  const CHDBRecord* FindRecord(std::uint64_t number) const {
+    const CHDBObject* object = FindObject(number);
+    return object != nullptr && object->has_record ? &object->record : nullptr;
+  }
+  // Calls visit(record) for each record of this type and name (ASCII case ignored), in no order, until it
+  // returns false.
+  template <class Visit>
+  void ForEachNamed(std::uint32_t type, std::string_view name, Visit visit) const {
+    names_.ForEach(ncc::HashFolded(name, type), [&](std::uint32_t number) {
+      const CHDBRecord& record = FindObject(number)->record;
+      if (record.Type() != type || !ncc::EqualFolded(record.Name(), name)) return true;
+      return static_cast<bool>(visit(record));
+    });
+  }
+
+  // Throws when what is stored could not be read again after a failure: nothing works any more then.
+  void CheckUsable() const;
+
+  // Units of work nest; only what the outermost one began is stored, when it ends. Throws when it could not
+  // be stored; memory then is what is stored, and handles from before refuse every change.
+  void BeginUnit() { unit_.Enter(); }
+  void EndUnit() {
+    if (unit_.Leave() && (unit_.HasChanges() || unit_.Failure())) Commit();
+  }
+  // Leaves an inner unit that changed nothing.
+  void LeaveUnit() { unit_.Leave(); }
+  // Leaves a unit that failed. The outermost unit is not stored any more; leaving that one undoes it.
+  void AbandonUnit(const std::string& why) noexcept;
+  bool InUnit() const { return unit_.Depth() > 0; }
+  const ncc::UnitOfWork& Unit() const { return unit_; }
+
+  std::uint64_t Revision() const { return revision_; }
+  // Raised each time that memory was replaced by what is stored.
+  std::uint64_t Generation() const { return generation_; }
+
+  void CopyTo(const std::string& file) { engine_->CopyTo(file); }
+
+ private:
+  friend class CHDBFolder;
+  friend class CHDBFolderManager;
+  friend class CHDBRecord;
+  friend class CHDBRecordManager;
+
+  CHDBObject* FindObject(std::uint64_t number) const {
+    if (number > 0xFFFFFFFF) return nullptr;
+    const auto* slot = objects_.Find(static_cast<std::uint32_t>(number));
+    return slot != nullptr ? slot->get() : nullptr;
+  }
+  CHDBObject& Object(const TDBObjId& id) const;
+  TRef<CHDBFolder> FolderRef(std::uint32_t number) const;
+  TRef<CHDBRecord> RecordRef(std::uint32_t number) const;
+
+  void TouchObject(const CHDBRecord& record);
+  void TouchChunk(std::uint32_t number, std::uint8_t list, std::uint32_t position);
+  std::optional<ncc::Row> EncodeRow(const ncc::RowKey& key) const;
+
+  void IndexRecord(const CHDBRecord& record);
+  void UnindexRecord(const CHDBRecord& record);
+  void AddParent(std::uint32_t child, std::uint32_t parent);
+  void RemoveParent(std::uint32_t child, const CHDBFolder& parent);
+
+  void AddDefinition(CHDBDefinition definition);
+  void Commit();
+  void Load();
+  void LoadRow(ncc::Row&& row);
+  void CheckLoaded();
+  void Reload() noexcept;
+  void DropObjects();
+
+  CHDBMgr& manager_;
+  std::unique_ptr<ncc::StorageEngine> engine_;
+  std::vector<CHDBDefinition> definitions_;
+  ncc::PagedTable<TRef<CHDBObject>> objects_;
+  std::map<std::uint32_t, ncc::IdSet> types_;
+  ncc::FlatIndex names_;
+  ncc::UnitOfWork unit_;
+  std::uint64_t revision_ = 0;
+  std::uint64_t generation_ = 0;
+  std::string broken_;  // why nothing works any more; empty as a rule
+};

@@ -1,0 +1,140 @@
+#include "platform/hdb/record.h"
+
+#include "platform/hdb/base.h"
+
+#include <algorithm>
+#include <cstring>
+
+using ncc::StorageError;
+
+namespace {
+
+const ncc::IdList& EmptyList() {
+  static const ncc::IdList kEmpty;
+  return kEmpty;
+}
+
+std::size_t ListIndex(int position) {
+  if (position < ncc::kFirstListPosition || position > ncc::kLastListPosition) {
+    throw StorageError("a record has no list at value " + std::to_string(position));
+  }
+  return static_cast<std::size_t>(position - ncc::kFirstListPosition);
+}
+
+// Number of a list within the rows of its object; 0 are the folder's entries.
+std::uint8_t RowList(std::size_t index) { return static_cast<std::uint8_t>(index + 1); }
+
+}  // namespace
+
+CHDBase& CHDBRecord::Base() const {
+  if (base_ == nullptr) throw StorageError("a record was used after it was removed or reloaded");
+  return *base_;
+}
+
+void CHDBRecord::SetData(std::string_view data) {
+  if (data.size() > ncc::kMaxDataSize) throw StorageError("a data image has more than 80 bytes");
+  if (data == Data()) return;
+  Base().TouchObject(*this);
+  std::memcpy(data_.data(), data.data(), data.size());
+  data_size_ = static_cast<std::uint8_t>(data.size());
+}
+
+void CHDBRecord::SetName(std::string_view name) {
+  if (name == name_) return;
+  std::string copy(name);
+  Base().TouchObject(*this);
+  Base().UnindexRecord(*this);
+  name_.swap(copy);
+  Base().IndexRecord(*this);
+}
+
+void CHDBRecord::SetType(std::uint32_t type) {
+  if (type == type_) return;
+  Base().TouchObject(*this);
+  Base().UnindexRecord(*this);
+  type_ = type;
+  Base().IndexRecord(*this);
+}
+
+const ncc::IdList& CHDBRecord::List(int position) const {
+  const auto& list = lists_[ListIndex(position)];
+  return list ? *list : EmptyList();
+}
+
+bool CHDBRecord::AddToList(int position, const TDBObjId& object) {
+  const std::size_t index = ListIndex(position);
+  const ncc::IdListElement element{object};
+  if (List(position).Find(element.Key()) != ncc::kNoPosition) return false;
+  auto& list = lists_[index];
+  if (!list) list = std::make_unique<ncc::IdList>();
+  Base().TouchChunk(number_, RowList(index), list->EndPosition());
+  list->Append(element);
+  return true;
+}
+
+bool CHDBRecord::RemoveFromList(int position, std::uint32_t number) {
+  const std::size_t index = ListIndex(position);
+  const std::uint32_t at = List(position).Find(number);
+  if (at == ncc::kNoPosition) return false;
+  Base().TouchChunk(number_, RowList(index), at);
+  lists_[index]->Remove(at);
+  return true;
+}
+
+void CHDBList::Append(const CHDBVal& value) {
+  using namespace ncc;
+  struct Layout {
+    std::uint32_t kind;
+    std::uint32_t attribute;
+  };
+  static constexpr std::array<Layout, 7> kLayout = {{{kDataValue, 0},
+                                                     {kNumberValue, kIdAttribute},
+                                                     {kStringValue, kNameAttribute},
+                                                     {kNumberValue, kTypeAttribute},
+                                                     {kListValue, 0},
+                                                     {kListValue, 0},
+                                                     {kListValue, 0}}};
+  const auto at = static_cast<std::size_t>(next_);
+  if (at >= kLayout.size() || value.kind != kLayout[at].kind ||
+      value.attribute != kLayout[at].attribute) {
+    throw StorageError("a record does not take this value at " + std::to_string(next_));
+  }
+  if (value.kind == kDataValue) record_->SetData(value.bytes);
+  if (value.attribute == kNameAttribute) record_->SetName(value.bytes);
+  if (value.attribute == kTypeAttribute) record_->SetType(value.number);
+  if (value.attribute == kIdAttribute && value.number != record_->Number()) {
+    throw StorageError("a record was given the identifier of another object");
+  }
+  ++next_;
+}
+
+TRef<CHDBRecord> CHDBRecordManager::RecCreate(const TDBObjId& id) {
+  CHDBObject& object = base_.Object({ncc::kFolderSpace, id.number});
+  if (object.has_record) throw StorageError("record " + std::to_string(id.number) + " exists");
+  base_.TouchObject(object.record);
+  object.has_record = true;
+  base_.IndexRecord(object.record);
+  return base_.RecordRef(id.number);
+}
+
+TRef<CHDBRecord> CHDBRecordManager::RecOpen(const TDBObjId& id) {
+  if (base_.FindRecord(id.number) == nullptr) {
+    throw StorageError("record " + std::to_string(id.number) + " is missing");
+  }
+  return base_.RecordRef(id.number);
+}
+
+void CHDBRecordManager::RecRemove(const TDBObjId& id) {
+  CHDBRecord& record = *RecOpen(id);
+  base_.TouchObject(record);
+  for (std::size_t i = 0; i < record.lists_.size(); ++i) {
+    if (!record.lists_[i]) continue;
+    for (const auto& chunk : record.lists_[i]->Chunks()) {
+      base_.TouchChunk(id.number, RowList(i), chunk.number * ncc::kSlotsPerChunk);
+    }
+    record.lists_[i].reset();
+  }
+  base_.UnindexRecord(record);
+  base_.FindObject(id.number)->has_record = false;
+  record.base_ = nullptr;
+}

@@ -1,0 +1,46 @@
+// The unit of storage: what an engine keeps, loads and commits. A row is one object, one chunk of an
+// ordered list, or one definition; which of them it is and whose stands in its key.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace ncc {
+
+// Which part of the database a row holds. The order is the order of loading: definitions, then objects,
+// then the lists that name them.
+enum class RowKind : std::uint8_t {
+  kDefinition = 0,  // an index, a space, or the parent link: number = ordinal of the definition
+  kObject = 1,      // the fixed values of an object: number = the object's number
+  kChunk = 2,       // 64 positions of one ordered list of an object
+};
+
+// Key of a row. Total order: kind, number, list, chunk.
+struct RowKey {
+  RowKind kind = RowKind::kDefinition;
+  std::uint32_t number = 0;  // the object that the row belongs to
+  std::uint8_t list = 0;     // kChunk: which list of the object, 0 to 7
+  std::uint32_t chunk = 0;   // kChunk: positions chunk*64 to chunk*64+63; below 2^26
+
+  friend auto operator<=>(const RowKey&, const RowKey&) = default;
+};
+
+// Contents of a row. Text is UTF-8 (the code page 1251 names of the library, converted without loss).
+struct Row {
+  RowKey key;
+  std::uint32_t type = 0;  // kObject, kDefinition: the type code; else 0
+  std::string name;        // kObject, kDefinition: UTF-8 text; else empty
+  std::string body;        // kObject: the data image, any bytes; else JSON text
+
+  friend bool operator==(const Row&, const Row&) = default;
+};
+
+// A set of changes that becomes stored as a whole or not at all.
+struct ChangeSet {
+  std::vector<Row> put;         // inserted, or replacing the row of the same key; ascending keys
+  std::vector<RowKey> removed;  // ascending keys; none of them in put
+  std::uint64_t revision = 0;   // the revision that the database has once this is stored; never 0
+};
+
+}  // namespace ncc

@@ -1,0 +1,234 @@
+#include "platform/hdb/row_codec.h"
+
+#include "platform/code_page.h"
+#include "platform/hdb/base.h"
+
+#include <array>
+#include <charconv>
+#include <optional>
+
+namespace ncc {
+namespace {
+
+constexpr std::uint8_t kRecordItemKind = 6;
+
+std::uint32_t ImpliedSpace(std::uint8_t kind) {
+  return kind == kRecordItemKind ? kRecordSpace : kFolderSpace;
+}
+
+void PutNumber(std::string& out, std::uint32_t number) {
+  std::array<char, 10> digits;
+  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+  out.append(digits.data(), end);
+}
+
+void PutString(std::string& out, const std::string& name) {
+  static constexpr char kHex[] = "0123456789abcdef";
+  out += '"';
+  for (char c : Utf8FromCp1251(name)) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x20 || byte == 0x7F) {
+      out += "\\u00";
+      out += kHex[byte >> 4];
+      out += kHex[byte & 0xF];
+    } else {
+      if (c == '"' || c == '\\') out += '\\';
+      out += c;
+    }
+  }
+  out += '"';
+}
+
+template <class Chunk, class PutElement>
+std::string EncodeSlots(const Chunk& chunk, PutElement put) {
+  std::string out = "[";
+  for (std::size_t slot = 0; slot < chunk.slots.size(); ++slot) {
+    if (slot > 0) out += ',';
+    if ((chunk.live >> slot & 1) != 0) {
+      put(out, chunk.slots[slot]);
+    } else {
+      out += "null";
+    }
+  }
+  out += ']';
+  return out;
+}
+
+// Takes a text apart from its front; every mismatch is a damaged row.
+class Reader {
+ public:
+  explicit Reader(std::string_view text) : at_(text.data()), end_(text.data() + text.size()) {}
+
+  bool TakeIf(char c) {
+    if (at_ == end_ || *at_ != c) return false;
+    ++at_;
+    return true;
+  }
+  bool TakeIf(std::string_view word) {
+    if (!std::string_view(at_, static_cast<std::size_t>(end_ - at_)).starts_with(word)) return false;
+    at_ += word.size();
+    return true;
+  }
+  void Take(char c) {
+    if (!TakeIf(c)) Fail();
+  }
+
+  std::uint32_t TakeNumber() {
+    std::uint32_t number = 0;
+    const auto [ptr, error] = std::from_chars(at_, end_, number);
+    if (error != std::errc() || ptr == at_) Fail();
+    at_ = ptr;
+    return number;
+  }
+
+  std::string TakeString() {
+    Take('"');
+    std::string utf8;
+    while (at_ != end_ && *at_ != '"') {
+      if (TakeIf(std::string_view("\\u00"))) {
+        utf8 += TakeHexByte();
+      } else {
+        TakeIf('\\');
+        if (at_ == end_) Fail();
+        utf8 += *at_++;
+      }
+    }
+    Take('"');
+    const auto name = Cp1251FromUtf8(utf8);
+    if (!name) Fail();
+    return *name;
+  }
+
+  void End() const {
+    if (at_ != end_) Fail();
+  }
+  [[noreturn]] static void Fail() { throw StorageError("database is damaged: a row cannot be read"); }
+
+ private:
+  char TakeHexByte() {
+    unsigned value = 0;
+    if (end_ - at_ < 2 || std::from_chars(at_, at_ + 2, value, 16).ptr != at_ + 2) Fail();
+    at_ += 2;
+    return static_cast<char>(value);
+  }
+
+  const char* at_;
+  const char* end_;
+};
+
+template <class Chunk, class TakeElement>
+Chunk DecodeSlots(std::uint32_t number, std::string_view text, TakeElement take) {
+  Chunk chunk{number, 0, {}};
+  Reader in(text);
+  in.Take('[');
+  do {
+    if (chunk.slots.size() == kSlotsPerChunk) Reader::Fail();
+    if (in.TakeIf(std::string_view("null"))) {
+      chunk.slots.emplace_back();
+    } else {
+      chunk.live |= 1ULL << chunk.slots.size();
+      chunk.slots.push_back(take(in));
+    }
+  } while (in.TakeIf(','));
+  in.Take(']');
+  in.End();
+  if (chunk.live == 0) Reader::Fail();
+  return chunk;
+}
+
+CHDBFolderEntry TakeEntry(Reader& in) {
+  in.Take('[');
+  const std::uint32_t kind = in.TakeNumber();
+  if (kind > 0xFF) Reader::Fail();
+  in.Take(',');
+  TDBObjId object{ImpliedSpace(static_cast<std::uint8_t>(kind)), in.TakeNumber()};
+  std::optional<std::string> label;
+  if (in.TakeIf(',') && !in.TakeIf(std::string_view("null"))) label = in.TakeString();
+  if (in.TakeIf(',')) object.space = in.TakeNumber();
+  in.Take(']');
+  if (label) return {object, static_cast<std::uint8_t>(kind), *label};
+  return {object, static_cast<std::uint8_t>(kind)};
+}
+
+IdListElement TakeId(Reader& in) {
+  if (!in.TakeIf('[')) return {{kFolderSpace, in.TakeNumber()}};
+  IdListElement element;
+  element.object.space = in.TakeNumber();
+  in.Take(',');
+  element.object.number = in.TakeNumber();
+  in.Take(']');
+  return element;
+}
+
+}  // namespace
+
+std::string EncodeChunk(const CHDBEntryList::Chunk& chunk) {
+  return EncodeSlots(chunk, [](std::string& out, const CHDBFolderEntry& entry) {
+    out += '[';
+    PutNumber(out, entry.Kind());
+    out += ',';
+    PutNumber(out, entry.Object().number);
+    const bool other_space = entry.Object().space != ImpliedSpace(entry.Kind());
+    if (entry.Label() != nullptr) {
+      out += ',';
+      PutString(out, *entry.Label());
+    } else if (other_space) {
+      out += ",null";
+    }
+    if (other_space) {
+      out += ',';
+      PutNumber(out, entry.Object().space);
+    }
+    out += ']';
+  });
+}
+
+std::string EncodeChunk(const IdList::Chunk& chunk) {
+  return EncodeSlots(chunk, [](std::string& out, const IdListElement& element) {
+    const bool other_space = element.object.space != kFolderSpace;
+    if (other_space) {
+      out += '[';
+      PutNumber(out, element.object.space);
+      out += ',';
+    }
+    PutNumber(out, element.object.number);
+    if (other_space) out += ']';
+  });
+}
+
+std::string EncodeDefinition(const CHDBDefinition& definition) {
+  std::string out = "[";
+  for (std::uint32_t value :
+       {definition.number, definition.kind, definition.length, definition.tag, definition.flags}) {
+    if (out.size() > 1) out += ',';
+    PutNumber(out, value);
+  }
+  return out + "]";
+}
+
+CHDBEntryList::Chunk DecodeEntryChunk(std::uint32_t number, std::string_view text) {
+  return DecodeSlots<CHDBEntryList::Chunk>(number, text, TakeEntry);
+}
+
+IdList::Chunk DecodeIdChunk(std::uint32_t number, std::string_view text) {
+  return DecodeSlots<IdList::Chunk>(number, text, TakeId);
+}
+
+CHDBDefinition DecodeDefinition(std::string_view name, std::uint32_t what, std::string_view text) {
+  CHDBDefinition definition;
+  definition.what = static_cast<CHDBDefinition::What>(what);
+  definition.name = name;
+  Reader in(text);
+  char separator = '[';
+  for (std::uint32_t* value : {&definition.number, &definition.kind, &definition.length,
+                               &definition.tag, &definition.flags}) {
+    in.Take(separator);
+    *value = in.TakeNumber();
+    separator = ',';
+  }
+  in.Take(']');
+  in.End();
+  return definition;
+}
+
+}  // namespace ncc

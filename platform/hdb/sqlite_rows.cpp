@@ -1,0 +1,240 @@
+#include "platform/hdb/sqlite_rows.h"
+
+#include "platform/crc32c.h"
+#include "platform/hdb/database_files.h"
+
+#include <array>
+#include <limits>
+#include <utility>
+
+namespace ncc {
+namespace {
+
+constexpr int kListBits = 3;
+constexpr int kChunkBits = 26;
+constexpr std::uint32_t kMaxList = (1U << kListBits) - 1;
+constexpr std::uint32_t kMaxChunk = (1U << kChunkBits) - 1;
+constexpr std::uint8_t kMetaTag = 0xFF;
+
+constexpr std::array kTables = {
+    "CREATE TABLE meta(id INTEGER PRIMARY KEY CHECK(id=1), revision INTEGER, sum INTEGER)",
+    "CREATE TABLE definition(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, body TEXT, sum INTEGER)",
+    "CREATE TABLE object(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, data BLOB, sum INTEGER)",
+    "CREATE TABLE page(key INTEGER PRIMARY KEY, body TEXT, sum INTEGER)"};
+
+// An element of an id list is a number, or [space, number] outside the usual space.
+constexpr std::array kViews = {
+    R"(CREATE VIEW item AS
+  SELECT page.key >> 29 AS folder, (page.key & 0x3FFFFFF) * 64 + slot.key AS position,
+         slot.value ->> 0 AS kind, slot.value ->> 1 AS number,
+         coalesce(slot.value ->> 2, object.name) AS name
+  FROM page JOIN json_each(page.body) AS slot
+       LEFT JOIN object ON object.id = (slot.value ->> 1)
+  WHERE (page.key >> 26 & 7) = 0 AND slot.type = 'array')",
+    R"(CREATE VIEW link AS
+  SELECT page.key >> 29 AS owner, (page.key >> 26 & 7) + 3 AS list,
+         (page.key & 0x3FFFFFF) * 64 + slot.key AS position,
+         CASE slot.type WHEN 'array' THEN slot.value ->> 1 ELSE slot.value END AS number
+  FROM page JOIN json_each(page.body) AS slot
+  WHERE (page.key >> 26 & 7) BETWEEN 1 AND 3 AND slot.type <> 'null')",
+    R"(CREATE VIEW membership AS
+  SELECT page.key >> 29 AS user, (page.key & 0x3FFFFFF) * 64 + slot.key AS position,
+         slot.value ->> 0 AS dep, slot.value ->> 1 AS node, slot.value ->> 2 AS kind
+  FROM page JOIN json_each(page.body) AS slot
+  WHERE (page.key >> 26 & 7) = 4 AND slot.type = 'array')"};
+
+constexpr const char* kPutMeta = "INSERT OR REPLACE INTO meta(id, revision, sum) VALUES(1, ?1, ?2)";
+
+[[noreturn]] void ThrowDamaged(sqlite3* db, const std::string& what) {
+  throw StorageError("database is damaged: " + what + " (" + sqlite3_db_filename(db, "main") + ")");
+}
+
+std::int64_t TableKey(const RowKey& key) {
+  if (key.kind != RowKind::kChunk) return key.number;
+  if (key.list > kMaxList || key.chunk > kMaxChunk) {
+    throw StorageError("list " + std::to_string(key.list) + " of object " +
+                       std::to_string(key.number) + " is too long to be stored");
+  }
+  return static_cast<std::int64_t>((std::uint64_t{key.number} << (kListBits + kChunkBits)) |
+                                   (std::uint64_t{key.list} << kChunkBits) | key.chunk);
+}
+
+std::string DescribeRow(RowKind kind, std::int64_t table_key) {
+  if (kind == RowKind::kDefinition) return "definition " + std::to_string(table_key);
+  if (kind == RowKind::kObject) return "object " + std::to_string(table_key);
+  return "page " + std::to_string(table_key) + " (list " +
+         std::to_string(table_key >> kChunkBits & kMaxList) + " of object " +
+         std::to_string(table_key >> (kListBits + kChunkBits)) + ")";
+}
+
+// Fixed-width numbers, the lengths among them, then the texts: no two rows give the same bytes.
+class SumHead {
+ public:
+  void Add(std::uint64_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) bytes_[size_++] = static_cast<char>(value >> (8 * i));
+  }
+  std::uint32_t Sum() const { return ExtendCrc32c(0, {bytes_.data(), size_}); }
+
+ private:
+  std::array<char, 32> bytes_;
+  std::size_t size_ = 0;
+};
+
+std::int64_t SumRow(RowKind kind, std::int64_t table_key, std::uint32_t type, std::string_view name,
+                    std::string_view body) {
+  SumHead head;
+  head.Add(static_cast<std::uint8_t>(kind), 1);
+  head.Add(static_cast<std::uint64_t>(table_key), 8);
+  head.Add(type, 4);
+  head.Add(name.size(), 8);
+  head.Add(body.size(), 8);
+  return ExtendCrc32c(ExtendCrc32c(head.Sum(), name), body);
+}
+
+std::int64_t SumRow(const Row& row, std::int64_t table_key) {
+  return SumRow(row.key.kind, table_key, row.type, row.name, row.body);
+}
+
+std::int64_t SumMeta(std::int64_t revision) {
+  SumHead head;
+  head.Add(kMetaTag, 1);
+  head.Add(static_cast<std::uint64_t>(revision), 8);
+  return head.Sum();
+}
+
+bool FitsNumber(std::int64_t value) {
+  return value >= 0 && value <= std::numeric_limits<std::uint32_t>::max();
+}
+
+RowKey KeyFromTable(RowKind kind, std::int64_t table_key) {
+  RowKey key;
+  key.kind = kind;
+  if (kind != RowKind::kChunk) {
+    key.number = static_cast<std::uint32_t>(table_key);
+    return key;
+  }
+  key.number = static_cast<std::uint32_t>(table_key >> (kListBits + kChunkBits));
+  key.list = static_cast<std::uint8_t>(table_key >> kChunkBits & kMaxList);
+  key.chunk = static_cast<std::uint32_t>(table_key & kMaxChunk);
+  return key;
+}
+
+bool FitsKey(RowKind kind, std::int64_t table_key) {
+  return FitsNumber(kind == RowKind::kChunk ? table_key >> (kListBits + kChunkBits) : table_key);
+}
+
+void ReadTable(sqlite3* db, RowKind kind, std::string_view sql,
+               const std::function<void(Row&&)>& row) {
+  Statement statement(db, sql);
+  while (statement.Step()) {
+    const std::int64_t table_key = statement.Integer(0);
+    const std::int64_t type = statement.Integer(1);
+    const std::string_view name = statement.Bytes(2);
+    const std::string_view body = statement.Bytes(3);
+    if (!FitsKey(kind, table_key) || !FitsNumber(type) ||
+        SumRow(kind, table_key, static_cast<std::uint32_t>(type), name, body) !=
+            statement.Integer(4)) {
+      ThrowDamaged(db, DescribeRow(kind, table_key) + " does not match its checksum");
+    }
+    row(Row{KeyFromTable(kind, table_key), static_cast<std::uint32_t>(type), std::string(name),
+            std::string(body)});
+  }
+}
+
+}  // namespace
+
+std::string MakeEmptyDataFile() {
+  const DatabaseHandle memory =
+      OpenDatabase(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  sqlite3* db = memory.get();
+  Execute(db, "PRAGMA page_size = 4096");
+  Execute(db, ("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
+  Execute(db, ("PRAGMA user_version = " + std::to_string(kFormatVersion)).c_str());
+  for (const char* sql : kTables) Execute(db, sql);
+  for (const char* sql : kViews) Execute(db, sql);
+  Statement(db, kPutMeta).Bind(1, 0).Bind(2, SumMeta(0)).Run();
+
+  sqlite3_int64 size = 0;
+  const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> image(
+      sqlite3_serialize(db, "main", &size, 0), &sqlite3_free);
+  if (!image) throw std::bad_alloc();
+  std::string file(reinterpret_cast<const char*>(image.get()), static_cast<std::size_t>(size));
+  // The documented marks of a file that is written through a log, so that it need not be converted.
+  file[18] = file[19] = 2;
+  return file;
+}
+
+void CheckStructure(sqlite3* db) {
+  Statement check(db, "PRAGMA integrity_check(1)");
+  if (!check.Step()) ThrowDamaged(db, "the integrity check gives no result");
+  if (check.Bytes(0) != "ok") ThrowDamaged(db, std::string(check.Bytes(0)));
+  check.Reset();
+  Statement table(db, "SELECT 1 FROM sqlite_schema WHERE type = 'table' AND sql = ?1");
+  for (const char* sql : kTables) {
+    table.BindText(1, sql);
+    if (!table.Step()) ThrowDamaged(db, std::string("missing or changed: ") + sql);
+    table.Reset();
+  }
+}
+
+std::uint64_t ReadRevision(sqlite3* db) {
+  Statement statement(db, "SELECT revision, sum FROM meta WHERE id = 1");
+  if (!statement.Step()) ThrowDamaged(db, "the revision is missing");
+  const std::int64_t revision = statement.Integer(0);
+  if (SumMeta(revision) != statement.Integer(1)) {
+    ThrowDamaged(db, "the revision does not match its checksum");
+  }
+  return static_cast<std::uint64_t>(revision);
+}
+
+void ReadRows(sqlite3* db, const std::function<void(Row&&)>& row) {
+  ReadTable(db, RowKind::kDefinition,
+            "SELECT id, type, name, body, sum FROM definition ORDER BY id", row);
+  ReadTable(db, RowKind::kObject, "SELECT id, type, name, data, sum FROM object ORDER BY id", row);
+  ReadTable(db, RowKind::kChunk, "SELECT key, 0, '', body, sum FROM page ORDER BY key", row);
+}
+
+RowWriter::RowWriter(sqlite3* db)
+    : begin_(db, "BEGIN IMMEDIATE"),
+      commit_(db, "COMMIT"),
+      put_definition_(db, "INSERT OR REPLACE INTO definition VALUES(?1, ?2, ?3, ?4, ?5)"),
+      put_object_(db, "INSERT OR REPLACE INTO object VALUES(?1, ?2, ?3, ?4, ?5)"),
+      put_page_(db, "INSERT OR REPLACE INTO page VALUES(?1, ?2, ?3)"),
+      remove_definition_(db, "DELETE FROM definition WHERE id = ?1"),
+      remove_object_(db, "DELETE FROM object WHERE id = ?1"),
+      remove_page_(db, "DELETE FROM page WHERE key = ?1"),
+      put_meta_(db, kPutMeta) {}
+
+void RowWriter::Put(const Row& row) {
+  const std::int64_t key = TableKey(row.key);
+  const std::int64_t sum = SumRow(row, key);
+  if (row.key.kind == RowKind::kChunk) {
+    put_page_.Bind(1, key).BindText(2, row.body).Bind(3, sum).Run();
+    return;
+  }
+  if (row.key.kind == RowKind::kObject) {
+    put_object_.Bind(1, key).Bind(2, row.type).BindText(3, row.name);
+    put_object_.BindBlob(4, row.body).Bind(5, sum).Run();
+    return;
+  }
+  put_definition_.Bind(1, key).Bind(2, row.type).BindText(3, row.name);
+  put_definition_.BindText(4, row.body).Bind(5, sum).Run();
+}
+
+void RowWriter::Remove(const RowKey& key) {
+  Statement& statement = key.kind == RowKind::kDefinition ? remove_definition_
+                         : key.kind == RowKind::kObject   ? remove_object_
+                                                          : remove_page_;
+  statement.Bind(1, TableKey(key)).Run();
+}
+
+void RowWriter::Commit(const ChangeSet& changes) {
+  begin_.Run();
+  for (const RowKey& key : changes.removed) Remove(key);
+  for (const Row& row : changes.put) Put(row);
+  const auto revision = static_cast<std::int64_t>(changes.revision);
+  put_meta_.Bind(1, revision).Bind(2, SumMeta(revision)).Run();
+  commit_.Run();
+}
+
+}  // namespace ncc

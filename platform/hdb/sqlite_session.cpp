@@ -1,0 +1,124 @@
+#include "platform/hdb/sqlite_session.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace ncc {
+namespace {
+
+// Commits overwrite a log of this size in place. It must take a little more than kCheckpointPages pages
+// with their frame heads, after which it starts anew.
+constexpr sqlite3_int64 kLogSize = 4 << 20;
+constexpr const char* kCheckpointPages = "PRAGMA wal_autocheckpoint = 1000";
+
+void Configure(sqlite3* db, int option, int value) {
+  const int code = sqlite3_db_config(db, option, value, nullptr);
+  if (code != SQLITE_OK) throw SqliteError(db, code);
+}
+
+// Sets the journal mode of the data file and says what it is then.
+std::string ChangeJournalMode(sqlite3* db) {
+  Statement mode(db, "PRAGMA journal_mode = WAL");
+  mode.Step();
+  return std::string(mode.Bytes(0));
+}
+
+}  // namespace
+
+Session::EmptyLogRemover::EmptyLogRemover(std::string log)
+    : log_(std::move(log)), existed_(FileExists(log_)) {}
+
+Session::EmptyLogRemover::~EmptyLogRemover() {
+  struct stat info {};
+  if (existed_ || ::lstat(log_.c_str(), &info) != 0 || info.st_size != 0) return;
+  ::unlink(log_.c_str());
+}
+
+Session::Session(const DatabaseFiles& files)
+    : remover_(files.log),
+      db_(OpenDatabase(files.data.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW)) {
+  if (sqlite3_db_readonly(db_.get(), "main") != 0) throw SqliteError(db_.get(), SQLITE_READONLY);
+  SetUp();
+  CheckStructure(db_.get());
+  writer_.emplace(db_.get());
+}
+
+void Session::SetUp() {
+  sqlite3* db = db_.get();
+  LetClosingFinish(false);
+  Configure(db, SQLITE_DBCONFIG_DEFENSIVE, 1);
+  Configure(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0);
+  Configure(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0);
+  Configure(db, SQLITE_DBCONFIG_ENABLE_VIEW, 0);
+  // Copying attaches its target.
+  sqlite3_limit(db, SQLITE_LIMIT_ATTACHED, 1);
+  // Before the first access, so that the index of the log lives in memory and needs no file.
+  Execute(db, "PRAGMA locking_mode = EXCLUSIVE");
+  // Exclusive mode locks nothing until it is used.
+  Execute(db, "BEGIN EXCLUSIVE; COMMIT");
+  Execute(db, "PRAGMA synchronous = FULL");
+  Execute(db, "PRAGMA cell_size_check = ON");
+  Execute(db, "PRAGMA mmap_size = 0");
+  Execute(db, "PRAGMA temp_store = MEMORY");
+  Execute(db, kCheckpointPages);
+}
+
+void Session::LetClosingFinish(bool finish) {
+  Configure(db_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, finish ? 0 : 1);
+}
+
+std::uint64_t Session::Load(const std::function<void(Row&&)>& row) {
+  const std::uint64_t revision = ReadRevision(db_.get());
+  ReadRows(db_.get(), row);
+  LetClosingFinish(true);
+  return revision;
+}
+
+void Session::PrepareLog() {
+  // A file that an administrator has converted or restored may be in another mode.
+  if (ChangeJournalMode(db_.get()) != "wal") {
+    throw StorageError(std::string("cannot keep a log beside ") +
+                       sqlite3_db_filename(db_.get(), "main"));
+  }
+  FillLog();
+}
+
+void Session::FillLog() {
+  sqlite3_file* log = nullptr;
+  sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
+  if (log == nullptr || log->pMethods == nullptr) return;
+  sqlite3_int64 size = 0;
+  if (log->pMethods->xFileSize(log, &size) != SQLITE_OK || size >= kLogSize) return;
+  static constexpr std::array<char, 1 << 16> kZeros{};
+  while (size < kLogSize) {
+    const auto part = std::min<sqlite3_int64>(kLogSize - size, kZeros.size());
+    // Filling only saves time: where there is no room for it, the log grows as it needs to.
+    if (log->pMethods->xWrite(log, kZeros.data(), static_cast<int>(part), size) != SQLITE_OK) break;
+    size += part;
+  }
+  const int code = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL);
+  if (code != SQLITE_OK) throw SqliteError(db_.get(), code);
+}
+
+void Session::Commit(const ChangeSet& changes) {
+  LetClosingFinish(false);
+  if (!log_ready_) PrepareLog();
+  log_ready_ = true;
+  writer_->Commit(changes);
+  LetClosingFinish(true);
+}
+
+void Session::CopyTo(const std::string& file) {
+  const std::uint64_t revision = Revision();
+  Statement(db_.get(), "VACUUM INTO ?1").BindText(1, file).Run();
+  const DatabaseHandle copy =
+      OpenDatabase(file.c_str(), SQLITE_OPEN_READONLY | SQLITE_OPEN_NOFOLLOW);
+  CheckStructure(copy.get());
+  ReadRows(copy.get(), [](Row&&) {});
+  if (ReadRevision(copy.get()) != revision) throw StorageError("the copy has another revision");
+}
+
+}  // namespace ncc

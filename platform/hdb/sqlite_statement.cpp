@@ -1,0 +1,100 @@
+#include "platform/hdb/sqlite_statement.h"
+
+#include "platform/hdb/database_files.h"
+
+#include <string>
+
+namespace ncc {
+namespace {
+
+std::string Explain(sqlite3* db, int code) {
+  const char* name = db == nullptr ? nullptr : sqlite3_db_filename(db, "main");
+  const std::string file = name == nullptr ? std::string() : std::string(name);
+  switch (code & 0xFF) {
+    case SQLITE_FULL:
+      return "the disk is full";
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return "database is in use by another process";
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      return "database is damaged: " + file + ": " + sqlite3_errmsg(db);
+    case SQLITE_READONLY:
+      return "cannot write " + file + ": the file or its folder is read-only";
+    case SQLITE_NOMEM:
+      return "there is not enough memory";
+    case SQLITE_CANTOPEN:
+      return DescribeFailure("cannot open or create the files of", file, sqlite3_system_errno(db));
+    case SQLITE_IOERR:
+      return DescribeFailure("cannot read or write", file, sqlite3_system_errno(db));
+    default:
+      return "storage failed in " + file + ": " + sqlite3_errmsg(db);
+  }
+}
+
+}  // namespace
+
+SqliteError::SqliteError(sqlite3* db, int code) : StorageError(Explain(db, code)), code_(code) {}
+
+DatabaseHandle OpenDatabase(const char* file, int flags) {
+  sqlite3* raw = nullptr;
+  const int code =
+      sqlite3_open_v2(file, &raw, flags | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_NOMUTEX, nullptr);
+  DatabaseHandle db(raw);
+  if (code != SQLITE_OK) throw SqliteError(raw, code);
+  return db;
+}
+
+void Execute(sqlite3* db, const char* sql) {
+  const int code = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+  if (code != SQLITE_OK) throw SqliteError(db, code);
+}
+
+Statement::Statement(sqlite3* db, std::string_view sql) {
+  sqlite3_stmt* raw = nullptr;
+  const int code = sqlite3_prepare_v3(db, sql.data(), static_cast<int>(sql.size()),
+                                      SQLITE_PREPARE_PERSISTENT, &raw, nullptr);
+  handle_.reset(raw);
+  if (code != SQLITE_OK) throw SqliteError(db, code);
+}
+
+void Statement::Check(int code) const {
+  if (code != SQLITE_OK) throw SqliteError(sqlite3_db_handle(handle_.get()), code);
+}
+
+Statement& Statement::Bind(int parameter, std::int64_t value) {
+  Check(sqlite3_bind_int64(handle_.get(), parameter, value));
+  return *this;
+}
+
+Statement& Statement::BindText(int parameter, std::string_view text) {
+  Check(sqlite3_bind_text64(handle_.get(), parameter, text.data(), text.size(), SQLITE_STATIC,
+                            SQLITE_UTF8));
+  return *this;
+}
+
+Statement& Statement::BindBlob(int parameter, std::string_view bytes) {
+  Check(sqlite3_bind_blob64(handle_.get(), parameter, bytes.data(), bytes.size(), SQLITE_STATIC));
+  return *this;
+}
+
+bool Statement::Step() {
+  const int code = sqlite3_step(handle_.get());
+  if (code == SQLITE_ROW) return true;
+  if (code != SQLITE_DONE) Check(code);
+  return false;
+}
+
+void Statement::Run() {
+  while (Step()) {
+  }
+  Reset();
+}
+
+std::string_view Statement::Bytes(int column) const {
+  const auto* bytes = static_cast<const char*>(sqlite3_column_blob(handle_.get(), column));
+  if (bytes == nullptr) return {};
+  return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(handle_.get(), column))};
+}
+
+}  // namespace ncc

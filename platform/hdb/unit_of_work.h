@@ -1,0 +1,83 @@
+// What changed since the outermost operation began, by the rows that it will be stored in.
+#pragma once
+
+#include "platform/hdb/engine.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace ncc {
+
+// Keeps, for every row that a change touches, the row as it was stored before; so a row that ends as it
+// began is not written, and a unit in which all do is no change at all.
+class UnitOfWork {
+ public:
+  int Depth() const { return depth_; }
+  void Enter() { ++depth_; }
+  // True when the outermost unit was left.
+  bool Leave() { return --depth_ == 0; }
+
+  // Call before each change of a row. `encode_before` gives the stored row, or nothing when there is none
+  // yet; it is called once per row and unit. Throws StorageError outside a unit or when the unit has failed.
+  template <class EncodeBefore>
+  void Touch(const RowKey& key, EncodeBefore encode_before) {
+    if (depth_ == 0) throw StorageError("a change outside an operation");
+    if (failed_) throw StorageError("an earlier failure has stopped this batch: " + *failed_);
+    ++touch_count_;
+    if (before_.contains(key)) return;
+    before_.emplace(key, encode_before());
+  }
+
+  std::size_t TouchCount() const { return touch_count_; }
+  bool HasChanges() const { return !before_.empty(); }
+
+  void Fail(const std::string& why) {
+    if (!failed_) failed_ = why;
+  }
+  const std::optional<std::string>& Failure() const { return failed_; }
+
+  // The rows that differ from what is stored; `encode_now` gives a row's present contents, or nothing when
+  // it is gone.
+  template <class EncodeNow>
+  ChangeSet Collect(EncodeNow encode_now) const {
+    ChangeSet changes;
+    for (const auto& [key, before] : before_) {
+      std::optional<Row> now = encode_now(key);
+      if (now == before) continue;
+      if (now) {
+        changes.put.push_back(std::move(*now));
+      } else {
+        changes.removed.push_back(key);
+      }
+    }
+    SortByKey(changes);
+    return changes;
+  }
+
+  void Clear() {
+    before_.clear();
+    failed_.reset();
+  }
+
+ private:
+  struct KeyHash {
+    std::size_t operator()(const RowKey& key) const {
+      const auto head = (static_cast<std::uint64_t>(key.kind) << 61) | (std::uint64_t{key.number} << 29);
+      return ((head | (std::uint64_t{key.list} << 26) | key.chunk) * 0x9E3779B97F4A7C15ULL) >> 16;
+    }
+  };
+
+  static void SortByKey(ChangeSet& changes);
+
+  std::unordered_map<RowKey, std::optional<Row>, KeyHash> before_;
+  std::optional<std::string> failed_;
+  std::size_t touch_count_ = 0;
+  int depth_ = 0;
+};
+
+}  // namespace ncc

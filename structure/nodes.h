@@ -1,0 +1,29 @@
+// What the operations on servers and subscriber points share.
+#pragma once
+
+#include "core/entity.h"
+
+namespace ncc {
+
+// Opens a folder that is known to be there.
+inline TRef<CHDBFolder> OpenFolder(const NetState& net, std::uint32_t number) {
+  return CHDBFolderManager(*net.base).FolderOpen({kFolderSpace, number});
+}
+
+// Calls visit(record) for a server's APs in the order of its folder, until it returns false; for none when
+// the server is gone.
+template <class Visit>
+void ForEachAP(const NetState& net, std::uint32_t server, Visit visit) {
+  if (FindObject(net, server, kTypeServer) == nullptr) return;
+  WalkEntries(*OpenFolder(net, server), [&](const CHDBFolderEntry& entry, std::uint32_t) {
+    return entry.Kind() != kTypeAP || visit(*net.base->FindRecord(entry.Object().number));
+  });
+}
+
+// The record of a server or an AP. Throws Refusal when there is none.
+const CHDBRecord& KnownNode(const NetState& net, unsigned long id);
+
+// Raises or lowers a server's number of APs. Returns the new number.
+std::uint32_t ChangeApCount(const Entity& server, int by);
+
+}  // namespace ncc

@@ -1,0 +1,192 @@
+// Servers and the links between them.
+
+#include "structure/nodes.h"
+
+using namespace ncc;
+
+namespace {
+
+bool RenameServer(const NetState& net, const TDBObjId& object, const char* new_name) {
+  const std::string_view name = CheckedName(new_name);
+  RefuseTakenName(net, name, kTypeServer);
+  const Entity server = OpenEntity(net, object);
+  RenameRecord<CNNEntry>(*server.record, name);
+  RenameItems(net, server, name);
+  return true;
+}
+
+void ListLinked(NetState& net, const TDBObjId& object, std::list<CNNEntry>& list) {
+  const TRef<CHDBRecord> server = OpenEntity(net, object).record;
+  WalkIds(*server, 4, [&](const TDBObjId& linked) {
+    AppendEntry(RecordOf(net, linked), list);
+    net.Progress();
+  });
+}
+
+}  // namespace
+
+unsigned long CNCCNet::AddServer(const char* name, unsigned long flags, unsigned short value) {
+  NetState& net = *state_;
+  return Run(net, 0UL, [&] {
+    const std::string_view checked = CheckedName(name);
+    RefuseTakenName(net, checked, kTypeServer);
+    const std::uint32_t id = TakeId(net);
+    const Entity server = CreateEntity(net, id);
+    CNNEntry entry;
+    PutName(entry, checked);
+    entry.id = id;
+    entry.type = kTypeServer;
+    entry.number = ++net.prefs.server_counter;
+    entry.flags = static_cast<std::uint32_t>(flags);
+    entry.attribute = 1;
+    entry.settings = net.prefs.node_settings;
+    entry.value = value;
+    SetData(std::make_shared<CHDBList>(server.record), &entry, sizeof(entry));
+    net.root->Append(server.Id(), kTypeServer, name);
+    StorePreferences(net);
+    return static_cast<unsigned long>(id);
+  });
+}
+
+bool CNCCNet::DeleteServer(const char* name) {
+  return Run(*state_, false, [&] {
+    if (!DeleteRootEntry(name, kTypeServer)) RefuseUnknown(kTypeServer, name);
+    return true;
+  });
+}
+
+bool CNCCNet::DeleteServer(unsigned long id) {
+  return Run(*state_, false, [&] {
+    if (!DeleteRootEntry(id, kTypeServer)) RefuseUnknown(kTypeServer, id);
+    return true;
+  });
+}
+
+bool CNCCNet::ModifyServer(const char* name, const char* new_name) {
+  return Run(*state_, false,
+             [&] { return RenameServer(*state_, RootObject(name, kTypeServer), new_name); });
+}
+
+bool CNCCNet::ModifyServer(unsigned long id, const char* new_name) {
+  return Run(*state_, false,
+             [&] { return RenameServer(*state_, RootObject(id, kTypeServer), new_name); });
+}
+
+bool CNCCNet::GetServer(const char* name, TDBObjId& result) {
+  return Run(*state_, false, [&] {
+    result = RootObject(name, kTypeServer);
+    return true;
+  });
+}
+
+bool CNCCNet::GetServer(unsigned long id, TDBObjId& result) {
+  return Run(*state_, false, [&] {
+    result = RootObject(id, kTypeServer);
+    return true;
+  });
+}
+
+unsigned long CNCCNet::GetServer(const char* name) {
+  return Run(*state_, 0UL, [&] {
+    const TDBObjId server = RootObject(name, kTypeServer);
+    return static_cast<unsigned long>(EntryOf<CNNEntry>(*OpenEntity(*state_, server).record).id);
+  });
+}
+
+bool CNCCNet::GetServerInfo(const char* name, CNNEntry& entry) {
+  return Run(*state_, false, [&] {
+    ReadEntry(RecordOf(*state_, RootObject(name, kTypeServer)), entry);
+    return true;
+  });
+}
+
+bool CNCCNet::GetServerInfo(unsigned long id, CNNEntry& entry) {
+  return Run(*state_, false, [&] {
+    ReadEntry(RecordOf(*state_, RootObject(id, kTypeServer)), entry);
+    return true;
+  });
+}
+
+bool CNCCNet::GetServerInfo(TDBObjId& server, CNNEntry& entry) {
+  return Run(*state_, false, [&] {
+    ReadEntry(RecordOf(*state_, server), entry);
+    return true;
+  });
+}
+
+unsigned long CNCCNet::GetServersCount() {
+  return Run(*state_, 0UL, [&] {
+    std::list<CNNEntry> servers;
+    return GetListServer(servers);
+  });
+}
+
+unsigned long CNCCNet::GetListServer(std::list<CNNEntry>& list) {
+  NetState& net = *state_;
+  return RunList(net, list, [&] {
+    if (net.callback == nullptr) {
+      for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
+        AppendEntry(*net.base->FindRecord(server), list);
+      }
+      return;
+    }
+    WalkEntries(*net.root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+      if (entry.Kind() == kTypeServer) AppendEntry(RecordOf(net, entry.Object()), list);
+      net.Progress();
+      return true;
+    });
+  });
+}
+
+unsigned long CNCCNet::GetListLinkedSrv(const char* name, std::list<CNNEntry>& list) {
+  return RunList(*state_, list, [&] { ListLinked(*state_, RootObject(name, kTypeServer), list); });
+}
+
+unsigned long CNCCNet::GetListLinkedSrv(unsigned long id, std::list<CNNEntry>& list) {
+  return RunList(*state_, list, [&] { ListLinked(*state_, RootObject(id, kTypeServer), list); });
+}
+
+bool CNCCNet::LinkSrvToSrv(const char* name1, const char* name2) {
+  return Run(*state_, false, [&] {
+    return LinkServers(RootObject(name1, kTypeServer), RootObject(name2, kTypeServer));
+  });
+}
+
+bool CNCCNet::LinkSrvToSrv(unsigned long id1, unsigned long id2) {
+  return Run(*state_, false, [&] {
+    return LinkServers(RootObject(id1, kTypeServer), RootObject(id2, kTypeServer));
+  });
+}
+
+bool CNCCNet::LinkServers(TDBObjId server1, TDBObjId server2) {
+  if (server1 == server2) throw Refusal("a server cannot be linked to itself");
+  TRef<CHDBRecord> record1 = OpenEntity(*state_, server1).record;
+  TRef<CHDBRecord> record2 = OpenEntity(*state_, server2).record;
+  AddListId(record1, server2, 4);
+  AddListId(record2, server1, 4);
+  return true;
+}
+
+bool CNCCNet::DeleteLink(const char* name1, const char* name2) {
+  return Run(*state_, false, [&] {
+    return UnlinkServers(RootObject(name1, kTypeServer), RootObject(name2, kTypeServer));
+  });
+}
+
+bool CNCCNet::DeleteLink(unsigned long id1, unsigned long id2) {
+  return Run(*state_, false, [&] {
+    return UnlinkServers(RootObject(id1, kTypeServer), RootObject(id2, kTypeServer));
+  });
+}
+
+bool CNCCNet::UnlinkServers(TDBObjId server1, TDBObjId server2) {
+  TRef<CHDBRecord> record1 = OpenEntity(*state_, server1).record;
+  TRef<CHDBRecord> record2 = OpenEntity(*state_, server2).record;
+  DelListId(record1, server2, 4);
+  DelListId(record2, server1, 4);
+  return true;
+}
+
+bool CNCCNet::CheckServerName(const char* name) {
+  return Run(*state_, false, [&] { return NameExists(*state_, CheckedName(name), kTypeServer); });
+}
