@@ -72,6 +72,59 @@ struct NCC_API CNNEntry : CNCCEntry {
   CNNEntry& operator=(const CNNEntry& other) = default;
 };
 
+/// Identifier of a collective: a Dep and a node at which its users work. 8 bytes.
+struct CColId {
+  std::uint32_t dep;
+  std::uint32_t node;
+};
+
+/// The collective without its kind. 8 bytes.
+struct CCol {
+  CColId id;
+};
+
+/// One membership of a user. 9 bytes, stored so.
+struct CColAb {
+  CColId id;
+  std::uint8_t kind;   ///< 0 for a membership made when the user joined the Dep
+};
+
+/// A link between two Deps of an imported network. 8 bytes.
+struct tag_WORD4 {
+  std::uint32_t first;
+  std::uint32_t second;
+};
+
+/// A Dep: a group of users. 66 bytes.
+struct NCC_API CDepEntry : CNCCEntry {
+  std::uint32_t ngrp_id;   ///< the node group that the Dep was assigned to last; 0 for none
+  std::uint32_t value;     ///< kept, not interpreted; 0 by default
+  std::uint8_t kind;       ///< kept, not interpreted; 7 by default, 0 in a stored Dep
+
+  CDepEntry();
+  CDepEntry(const CDepEntry& other);
+  CDepEntry& operator=(const CDepEntry& other) = default;
+};
+
+/// A user. 66 bytes.
+struct NCC_API CABEntry : CNCCEntry {
+  CColId primary;        ///< the primary collective; left as it is by the default constructor
+  std::uint8_t flags;    ///< kept, not interpreted; 0 by default
+
+  CABEntry();
+  CABEntry(const CABEntry& other);
+  CABEntry& operator=(const CABEntry& other) = default;
+};
+
+/// A node group. 61 bytes.
+struct NCC_API CNGrpEntry : CNCCEntry {
+  std::uint32_t number;   ///< ordinal of the node group in the network; 0 by default
+
+  CNGrpEntry();
+  CNGrpEntry(const CNGrpEntry& other);
+  CNGrpEntry& operator=(const CNGrpEntry& other) = default;
+};
+
 /// The network preferences block. 28 bytes, stored whole in the network record.
 /// The library interprets the network number, the counters and node_settings; the rest belongs to the
 /// application.
@@ -91,4 +144,8 @@ struct CNetPref {
 #pragma pack(pop)
 
 static_assert(sizeof(CNCCEntry) == 57 && offsetof(CNCCEntry, id) == 52 && offsetof(CNCCEntry, type) == 56);
-static_assert(sizeof(CNNEntry) == 77 && sizeof(CNetPref) == 28);
+static_assert(sizeof(CNNEntry) == 77 && sizeof(CDepEntry) == 66 && sizeof(CABEntry) == 66);
+static_assert(sizeof(CNGrpEntry) == 61 && sizeof(CNetPref) == 28);
+static_assert(sizeof(CColId) == 8 && sizeof(CCol) == 8 && sizeof(CColAb) == 9 && sizeof(tag_WORD4) == 8);
+static_assert(offsetof(CNetPref, node_settings) == 13 && offsetof(CNetPref, value_14) == 14);
+static_assert(offsetof(CNetPref, value_20) == 20 && offsetof(CNetPref, ngrp_counter) == 24);
