@@ -73,11 +73,12 @@ const CHDBRecord* FindNode(const NetState& net, unsigned long id) {
   return record->Type() == kTypeServer || record->Type() == kTypeAP ? record : nullptr;
 }
 
-const CHDBRecord* FindRootObject(const NetState& net, std::string_view name, std::uint8_t type) {
+const CHDBRecord* FindNamedIn(const NetState& net, const CHDBFolder& folder, std::uint8_t type,
+                              std::string_view name) {
   const CHDBRecord* first = nullptr;
   std::uint32_t first_position = kNoPosition;
   net.base->ForEachNamed(type, name, [&](const CHDBRecord& record) {
-    const std::uint32_t position = net.root->Find({kFolderSpace, record.Number()});
+    const std::uint32_t position = folder.Find(FolderOf(record));
     if (position < first_position) {
       first = &record;
       first_position = position;
@@ -85,6 +86,38 @@ const CHDBRecord* FindRootObject(const NetState& net, std::string_view name, std
     return true;
   });
   return first;
+}
+
+TDBObjId FindItem(NetState& net, const CHDBFolder& folder, std::uint8_t type, unsigned long id) {
+  TDBObjId found;
+  if (net.callback == nullptr) {
+    const CHDBRecord* record = FindObject(net, id, type);
+    const bool listed = record != nullptr && folder.Find(FolderOf(*record)) != kNoPosition;
+    return listed ? FolderOf(*record) : found;
+  }
+  WalkEntries(folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+    const bool match = entry.Kind() == type && entry.Object().number == id;
+    if (match) found = entry.Object();
+    net.Progress();
+    return !match;
+  });
+  return found;
+}
+
+TDBObjId FindNamedItem(NetState& net, const CHDBFolder& folder, std::uint8_t type, const char* name) {
+  TDBObjId found;
+  if (name == nullptr) return found;
+  if (net.callback == nullptr) {
+    const CHDBRecord* record = FindNamedIn(net, folder, type, name);
+    return record != nullptr ? FolderOf(*record) : found;
+  }
+  WalkEntries(folder, [&](const CHDBFolderEntry& entry, std::uint32_t at) {
+    const bool match = entry.Kind() == type && EqualFolded(folder.EntryName(at), name);
+    if (match) found = entry.Object();
+    net.Progress();
+    return !match;
+  });
+  return found;
 }
 
 bool NameExists(const NetState& net, std::string_view name, std::uint8_t type) {
@@ -109,10 +142,18 @@ std::vector<std::uint32_t> RootObjects(const NetState& net, std::uint8_t type) {
   return numbers;
 }
 
-void RenameItems(const NetState& net, const Entity& entity, std::string_view name) {
-  CHDBFolderManager folders(*net.base);
+std::vector<std::uint32_t> NumbersOf(const NetState& net, std::uint8_t type) {
+  std::vector<std::uint32_t> numbers;
+  numbers.reserve(net.base->RecSelect(type).Size());
+  net.base->RecSelect(type).ForEach([&](std::uint32_t number) { numbers.push_back(number); });
+  return numbers;
+}
+
+void RenameItems(NetState& net, const Entity& entity, std::string_view name) {
   for (const TDBObjId& id : net.base->ParentLinkSelect(entity.Id())) {
-    const TRef<CHDBFolder> parent = folders.FolderOpen(id);
+    if (FindObject(net, id.number, kTypeDep) != nullptr) net.Progress();
+    if (!net.base->HasFolder(id)) continue;  // the callback has deleted it
+    const TRef<CHDBFolder> parent = OpenFolder(net, id.number);
     for (const TDBObjId& object : {entity.Id(), entity.folder->RecordId()}) {
       const std::uint32_t at = parent->Find(object);
       if (at != kNoPosition) parent->Rename(at, std::string(name));

@@ -4,6 +4,7 @@
 #include "core/operation.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <list>
 #include <string>
@@ -11,6 +12,16 @@
 #include <vector>
 
 namespace ncc {
+
+// What the id lists of an object's record hold, by their position.
+inline constexpr int kServerLinks = 4;   // of a server: the linked servers
+inline constexpr int kNodesOfGroup = 4;  // of a node group: its nodes
+inline constexpr int kDepsOfGroup = 5;   // of a node group: its Deps
+inline constexpr int kGroupsOfNode = 5;  // of a server or an AP: the node groups with it
+inline constexpr int kGroupsOfDep = 5;   // of a Dep: the node groups that hold it
+
+// Kind of the folder items that refer to a record; the others carry the type of what they refer to.
+inline constexpr std::uint8_t kRecordItem = 6;
 
 // An open object.
 struct Entity {
@@ -65,12 +76,28 @@ void AppendEntry(const CHDBRecord& record, std::list<Entry>& list) {
 // The record of an object. Throws Refusal when there is none.
 const CHDBRecord& RecordOf(const NetState& net, const TDBObjId& folder);
 
+// A folder's identifier from its object's record.
+inline TDBObjId FolderOf(const CHDBRecord& record) { return {kFolderSpace, record.Number()}; }
+
+// Opens a folder that is known to be there.
+inline TRef<CHDBFolder> OpenFolder(const NetState& net, std::uint32_t number) {
+  return CHDBFolderManager(*net.base).FolderOpen({kFolderSpace, number});
+}
+
+// The folder's item of a type that refers to this object; calls the progress callback for each item up to
+// it. Number 0 when there is none.
+TDBObjId FindItem(NetState& net, const CHDBFolder& folder, std::uint8_t type, unsigned long id);
+// The first of a folder's items of a type that shows this name: with a progress callback a walk over the
+// items, without one by index. Number 0 when there is none.
+TDBObjId FindNamedItem(NetState& net, const CHDBFolder& folder, std::uint8_t type, const char* name);
+
 // Finding without progress callback: the record of this type, null when there is none.
 const CHDBRecord* FindObject(const NetState& net, unsigned long id, std::uint8_t type);
 // A node: server or AP.
 const CHDBRecord* FindNode(const NetState& net, unsigned long id);
-// Of several root objects of one type and name, the first in the root folder.
-const CHDBRecord* FindRootObject(const NetState& net, std::string_view name, std::uint8_t type);
+// The first of a folder's objects of this type and name, by index; null when there is none.
+const CHDBRecord* FindNamedIn(const NetState& net, const CHDBFolder& folder, std::uint8_t type,
+                              std::string_view name);
 bool NameExists(const NetState& net, std::string_view name, std::uint8_t type);
 
 // Throws Refusal when an object of this type has the name.
@@ -78,6 +105,16 @@ void RefuseTakenName(const NetState& net, std::string_view name, std::uint8_t ty
 
 // Numbers of the root objects of a type in the order of the root folder.
 std::vector<std::uint32_t> RootObjects(const NetState& net, std::uint8_t type);
+
+// Numbers of all objects of a type, ascending.
+std::vector<std::uint32_t> NumbersOf(const NetState& net, std::uint8_t type);
+
+// Appends the entries of all objects of a type to a list, by ascending number.
+template <class Entry>
+void AppendAll(const NetState& net, std::uint8_t type, std::list<Entry>& list) {
+  net.base->RecSelect(type).ForEach(
+      [&](std::uint32_t number) { AppendEntry(*net.base->FindRecord(number), list); });
+}
 
 // Calls visit(entry, position) for each entry of the folder, those appended meanwhile included, until it
 // returns false.
@@ -99,8 +136,20 @@ void WalkIds(const CHDBRecord& record, int list, Visit visit) {
   }
 }
 
-// Gives the name to every item that refers to the object's folder or record.
-void RenameItems(const NetState& net, const Entity& entity, std::string_view name);
+// Appends the entries of a folder's items of a type to a list; calls the progress callback for each item.
+template <class Entry>
+void AppendItems(NetState& net, const TDBObjId& object, std::uint8_t type, std::list<Entry>& list) {
+  const TRef<CHDBFolder> folder = OpenFolder(net, object.number);
+  WalkEntries(*folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+    if (entry.Kind() == type) AppendEntry(RecordOf(net, entry.Object()), list);
+    net.Progress();
+    return true;
+  });
+}
+
+// Gives the name to every item that refers to the object's folder or record. Calls the progress callback for
+// each Dep that lists the object.
+void RenameItems(NetState& net, const Entity& entity, std::string_view name);
 // Gives an object a new name in its entry and in its record's name value.
 template <class Entry>
 void RenameRecord(CHDBRecord& record, std::string_view name) {
@@ -108,6 +157,17 @@ void RenameRecord(CHDBRecord& record, std::string_view name) {
   PutName(entry, name);
   ReplaceEntry(record, entry);
   record.SetName(name);
+}
+
+// Renames a root object, after testing the new name among the objects of its type.
+template <class Entry>
+bool RenameRootObject(NetState& net, const TDBObjId& object, const char* new_name) {
+  const std::string_view name = CheckedName(new_name);
+  const Entity entity = OpenEntity(net, object);
+  RefuseTakenName(net, name, static_cast<std::uint8_t>(entity.record->Type()));
+  RenameRecord<Entry>(*entity.record, name);
+  RenameItems(net, entity, name);
+  return true;
 }
 
 // Removes every item that refers to the object's folder or record.

@@ -6,20 +6,18 @@ using namespace ncc;
 
 namespace {
 
-// Which list of the other side holds the link that list n of an object of this type holds.
+// Which list of the other side holds the link that a list of an object of this type holds.
 struct LinkPair {
   std::uint8_t type;
   int own_list;
   int other_list;
 };
-constexpr LinkPair kLinkPairs[] = {
-    {kTypeServer, 4, 4},  // server links
-    {kTypeServer, 5, 4},  // node groups of a node
-    {kTypeAP, 5, 4},
-    {kTypeDep, 5, 5},   // node groups of a Dep
-    {kTypeNGrp, 4, 5},  // nodes of a group
-    {kTypeNGrp, 5, 5},  // Deps of a group
-};
+constexpr LinkPair kLinkPairs[] = {{kTypeServer, kServerLinks, kServerLinks},
+                                   {kTypeServer, kGroupsOfNode, kNodesOfGroup},
+                                   {kTypeAP, kGroupsOfNode, kNodesOfGroup},
+                                   {kTypeDep, kGroupsOfDep, kDepsOfGroup},
+                                   {kTypeNGrp, kNodesOfGroup, kGroupsOfNode},
+                                   {kTypeNGrp, kDepsOfGroup, kGroupsOfDep}};
 
 }  // namespace
 
@@ -56,41 +54,21 @@ void CNCCNet::DelAllListId(TRef<CHDBRecord>& record, TDBObjId& object, int n, in
 bool CNCCNet::GetRootEntry(const char* name, unsigned char type, TDBObjId& result) {
   NetState& net = *state_;
   LockScope lock(net.lock);
-  if (name == nullptr) return false;
-  if (net.callback == nullptr) {
-    const CHDBRecord* record = FindRootObject(net, name, type);
-    if (record == nullptr) return false;
-    result = {kFolderSpace, record->Number()};
-    return true;
-  }
-  bool found = false;
   const TRef<CHDBFolder> root = net.root;
-  WalkEntries(*root, [&](const CHDBFolderEntry& entry, std::uint32_t at) {
-    found = entry.Kind() == type && EqualFolded(root->EntryName(at), name);
-    if (found) result = entry.Object();
-    net.Progress();
-    return !found;
-  });
-  return found;
+  const TDBObjId found = FindNamedItem(net, *root, type, name);
+  if (found.number == 0) return false;
+  result = found;
+  return true;
 }
 
 bool CNCCNet::GetRootEntry(unsigned long id, unsigned char type, TDBObjId& result) {
   NetState& net = *state_;
   LockScope lock(net.lock);
-  if (net.callback == nullptr) {
-    if (FindObject(net, id, type) == nullptr) return false;
-    result = {kFolderSpace, NumberOf(id)};
-    return true;
-  }
-  bool found = false;
   const TRef<CHDBFolder> root = net.root;
-  WalkEntries(*root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
-    found = entry.Kind() == type && entry.Object().number == id;
-    if (found) result = entry.Object();
-    net.Progress();
-    return !found;
-  });
-  return found;
+  const TDBObjId found = FindItem(net, *root, type, id);
+  if (found.number == 0) return false;
+  result = found;
+  return true;
 }
 
 unsigned long CNCCNet::GetRootFldSpc() {
@@ -136,17 +114,34 @@ bool CNCCNet::DeleteRootEntry(unsigned long id, unsigned char type) {
   return true;
 }
 
+// Stores a new object whose entry is complete, as an item of the root folder.
+TDBObjId CNCCNet::StoreRootObject(void* entry, unsigned long size) {
+  NetState& net = *state_;
+  CNCCEntry head;
+  std::memcpy(static_cast<void*>(&head), entry, sizeof(head));
+  const Entity entity = CreateEntity(net, head.id);
+  SetData(std::make_shared<CHDBList>(entity.record), entry, size);
+  net.root->Append(entity.Id(), head.type, head.name);
+  StorePreferences(net);
+  return entity.Id();
+}
+
 void CNCCNet::DeleteRootObject(TDBObjId object) {
-  Entity entity = OpenEntity(*state_, object);
+  NetState& net = *state_;
+  Entity entity = OpenEntity(net, object);
   if (entity.record->Type() == kTypeServer) {
     WalkEntries(*entity.folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
       if (entry.Kind() == kTypeAP) DeleteAPOf(entity.folder, entry.Object());
       return true;
     });
   }
+  if (entity.record->Type() == kTypeDep) UnlinkAllUsers(entity.folder);
+  if (entity.record->Type() == kTypeNGrp) {
+    WalkIds(*entity.record, kDepsOfGroup, [&](const TDBObjId& dep) { UnlinkDepFromNGrp(object, dep); });
+  }
   DeleteBackLinks(entity.record);
   DeleteAllLink(entity.folder);
-  CHDBFolderManager(*state_->base).FolderRemove(object);
+  CHDBFolderManager(*net.base).FolderRemove(object);
 }
 
 void CNCCNet::DeleteBackLinks(TRef<CHDBRecord>& record) {

@@ -34,6 +34,11 @@ std::string NameColumn(std::string_view name) {
   return column;
 }
 
+std::string GroupLine(const std::string& network, const CNGrpEntry& group) {
+  return NameColumn(group.name) + "1 G C000" + network + "0000" + Hex4(group.id) + " " + network +
+         Hex4(group.id) + "\n";
+}
+
 std::string ApLine(const std::string& network, const CNNEntry& ap) {
   return NameColumn(ap.name) + "1 A 0000" + network + Hex4(ap.server_id) + Hex4(ap.id) + " " + network +
          Hex4(ap.id) + "\n";
@@ -58,6 +63,12 @@ bool CNCCNet::CreateNodenameFile(const char* folder) {
     if (folder == nullptr) throw Refusal("no folder was named");
     TextFile file(std::string(folder) + "NODENAME.DOC");
     const std::string network = Hex4(net.prefs.net_number);
+    for (const std::uint32_t number : NumbersOf(net, kTypeNGrp)) {
+      net.Progress();
+      if (const CHDBRecord* record = FindObject(net, number, kTypeNGrp); record != nullptr) {
+        file.Write(GroupLine(network, EntryOf<CNGrpEntry>(*record)));
+      }
+    }
     std::string server_lines;
     for (const std::uint32_t number : RootObjects(net, kTypeServer)) {
       net.Progress();

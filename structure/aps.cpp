@@ -8,8 +8,6 @@ using namespace ncc;
 
 namespace {
 
-constexpr std::uint8_t kRecordItem = 6;
-
 // Where an AP stands among all: its server in the root folder, then itself in its server's folder.
 std::uint64_t OrderOf(const NetState& net, const CHDBRecord& ap) {
   const std::uint32_t server = EntryOf<CNNEntry>(ap).server_id;
@@ -41,21 +39,6 @@ const CHDBRecord* FirstNamed(const NetState& net, std::string_view name) {
   return first;
 }
 
-// The server's first AP of a name; null when there is none.
-const CHDBRecord* FirstNamedOf(const NetState& net, const CHDBFolder& server, std::string_view name) {
-  const CHDBRecord* first = nullptr;
-  std::uint32_t first_position = kNoPosition;
-  net.base->ForEachNamed(kTypeAP, name, [&](const CHDBRecord& record) {
-    const std::uint32_t position = server.Find({kFolderSpace, record.Number()});
-    if (position < first_position) {
-      first = &record;
-      first_position = position;
-    }
-    return true;
-  });
-  return first;
-}
-
 // GetAP by name: with a progress callback a walk over the root folder, without one by index.
 const CHDBRecord* FindAP(NetState& net, const char* name) {
   if (name == nullptr) RefuseUnknown(kTypeAP, name);
@@ -63,7 +46,7 @@ const CHDBRecord* FindAP(NetState& net, const char* name) {
   const CHDBRecord* found = nullptr;
   WalkEntries(*net.root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
     if (entry.Kind() == kTypeServer) {
-      found = FirstNamedOf(net, *OpenFolder(net, entry.Object().number), name);
+      found = FindNamedIn(net, *OpenFolder(net, entry.Object().number), kTypeAP, name);
     }
     net.Progress();
     return found == nullptr;
@@ -82,8 +65,6 @@ const CHDBRecord& KnownAP(NetState& net, unsigned long id) {
   if (record == nullptr) RefuseUnknown(kTypeAP, id);
   return *record;
 }
-
-TDBObjId FolderOf(const CHDBRecord& record) { return {kFolderSpace, record.Number()}; }
 
 bool RenameAP(NetState& net, const TDBObjId& object, const char* new_name, bool taken) {
   const std::string_view name = CheckedName(new_name);
@@ -224,20 +205,8 @@ bool CNCCNet::DeleteAP(TDBObjId& server, const char* name) {
 
 bool CNCCNet::DeleteNamedAP(TDBObjId object, const char* name) {
   NetState& net = *state_;
-  if (name == nullptr) RefuseUnknown(kTypeAP, name);
   Entity server = OpenEntity(net, object, kTypeServer);
-  TDBObjId found;
-  if (net.callback == nullptr) {
-    const CHDBRecord* ap = FirstNamedOf(net, *server.folder, name);
-    if (ap != nullptr) found = FolderOf(*ap);
-  } else {
-    WalkEntries(*server.folder, [&](const CHDBFolderEntry& entry, std::uint32_t at) {
-      const bool match = entry.Kind() == kTypeAP && EqualFolded(server.folder->EntryName(at), name);
-      if (match) found = entry.Object();
-      net.Progress();
-      return !match;
-    });
-  }
+  const TDBObjId found = FindNamedItem(net, *server.folder, kTypeAP, name);
   if (found.number == 0) RefuseUnknown(kTypeAP, name);
   DeleteAPOf(server.folder, found);
   return true;
@@ -282,7 +251,7 @@ bool CNCCNet::GetAP(const char* server, const char* name, TDBObjId& result) {
   return Run(*state_, false, [&] {
     const TDBObjId object = RootObject(server, kTypeServer);
     if (name == nullptr) RefuseUnknown(kTypeAP, name);
-    const CHDBRecord* ap = FirstNamedOf(*state_, *OpenFolder(*state_, object.number), name);
+    const CHDBRecord* ap = FindNamedIn(*state_, *OpenFolder(*state_, object.number), kTypeAP, name);
     if (ap == nullptr) RefuseUnknown(kTypeAP, name);
     result = FolderOf(*ap);
     return true;
@@ -322,29 +291,16 @@ unsigned long CNCCNet::GetAPServerID(unsigned long id) {
 }
 
 unsigned long CNCCNet::GetListAP(unsigned long server, std::list<CNNEntry>& list) {
-  return RunList(*state_, list, [&] { ListAPs(RootObject(server, kTypeServer), list); });
+  return RunList(*state_, list, [&] { AppendItems(*state_, RootObject(server, kTypeServer), kTypeAP, list); });
 }
 
 unsigned long CNCCNet::GetListAP(const char* server, std::list<CNNEntry>& list) {
-  return RunList(*state_, list, [&] { ListAPs(RootObject(server, kTypeServer), list); });
-}
-
-void CNCCNet::ListAPs(TDBObjId server, std::list<CNNEntry>& list) {
-  NetState& net = *state_;
-  const TRef<CHDBFolder> folder = OpenFolder(net, server.number);
-  WalkEntries(*folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
-    if (entry.Kind() == kTypeAP) AppendEntry(RecordOf(net, entry.Object()), list);
-    net.Progress();
-    return true;
-  });
+  return RunList(*state_, list, [&] { AppendItems(*state_, RootObject(server, kTypeServer), kTypeAP, list); });
 }
 
 unsigned long CNCCNet::GetListAP(std::list<CNNEntry>& list) {
   NetState& net = *state_;
-  return RunList(net, list, [&] {
-    net.base->RecSelect(kTypeAP).ForEach(
-        [&](std::uint32_t number) { AppendEntry(*net.base->FindRecord(number), list); });
-  });
+  return RunList(net, list, [&] { AppendAll(net, kTypeAP, list); });
 }
 
 bool CNCCNet::CheckAPName(const char* name) {
@@ -355,7 +311,7 @@ bool CNCCNet::CheckAPName(const char* name) {
     for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
       net.Progress();
       if (FindObject(net, server, kTypeServer) != nullptr &&
-          FirstNamedOf(net, *OpenFolder(net, server), checked) != nullptr) {
+          FindNamedIn(net, *OpenFolder(net, server), kTypeAP, checked) != nullptr) {
         return true;
       }
     }

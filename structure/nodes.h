@@ -5,11 +5,6 @@
 
 namespace ncc {
 
-// Opens a folder that is known to be there.
-inline TRef<CHDBFolder> OpenFolder(const NetState& net, std::uint32_t number) {
-  return CHDBFolderManager(*net.base).FolderOpen({kFolderSpace, number});
-}
-
 // Calls visit(record) for a server's APs in the order of its folder, until it returns false; for none when
 // the server is gone.
 template <class Visit>

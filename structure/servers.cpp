@@ -6,18 +6,9 @@ using namespace ncc;
 
 namespace {
 
-bool RenameServer(const NetState& net, const TDBObjId& object, const char* new_name) {
-  const std::string_view name = CheckedName(new_name);
-  RefuseTakenName(net, name, kTypeServer);
-  const Entity server = OpenEntity(net, object);
-  RenameRecord<CNNEntry>(*server.record, name);
-  RenameItems(net, server, name);
-  return true;
-}
-
 void ListLinked(NetState& net, const TDBObjId& object, std::list<CNNEntry>& list) {
   const TRef<CHDBRecord> server = OpenEntity(net, object).record;
-  WalkIds(*server, 4, [&](const TDBObjId& linked) {
+  WalkIds(*server, kServerLinks, [&](const TDBObjId& linked) {
     AppendEntry(RecordOf(net, linked), list);
     net.Progress();
   });
@@ -30,21 +21,16 @@ unsigned long CNCCNet::AddServer(const char* name, unsigned long flags, unsigned
   return Run(net, 0UL, [&] {
     const std::string_view checked = CheckedName(name);
     RefuseTakenName(net, checked, kTypeServer);
-    const std::uint32_t id = TakeId(net);
-    const Entity server = CreateEntity(net, id);
     CNNEntry entry;
     PutName(entry, checked);
-    entry.id = id;
+    entry.id = TakeId(net);
     entry.type = kTypeServer;
     entry.number = ++net.prefs.server_counter;
     entry.flags = static_cast<std::uint32_t>(flags);
     entry.attribute = 1;
     entry.settings = net.prefs.node_settings;
     entry.value = value;
-    SetData(std::make_shared<CHDBList>(server.record), &entry, sizeof(entry));
-    net.root->Append(server.Id(), kTypeServer, name);
-    StorePreferences(net);
-    return static_cast<unsigned long>(id);
+    return static_cast<unsigned long>(StoreRootObject(&entry, sizeof(entry)).number);
   });
 }
 
@@ -63,13 +49,15 @@ bool CNCCNet::DeleteServer(unsigned long id) {
 }
 
 bool CNCCNet::ModifyServer(const char* name, const char* new_name) {
-  return Run(*state_, false,
-             [&] { return RenameServer(*state_, RootObject(name, kTypeServer), new_name); });
+  return Run(*state_, false, [&] {
+    return RenameRootObject<CNNEntry>(*state_, RootObject(name, kTypeServer), new_name);
+  });
 }
 
 bool CNCCNet::ModifyServer(unsigned long id, const char* new_name) {
-  return Run(*state_, false,
-             [&] { return RenameServer(*state_, RootObject(id, kTypeServer), new_name); });
+  return Run(*state_, false, [&] {
+    return RenameRootObject<CNNEntry>(*state_, RootObject(id, kTypeServer), new_name);
+  });
 }
 
 bool CNCCNet::GetServer(const char* name, TDBObjId& result) {
@@ -130,11 +118,7 @@ unsigned long CNCCNet::GetListServer(std::list<CNNEntry>& list) {
       }
       return;
     }
-    WalkEntries(*net.root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
-      if (entry.Kind() == kTypeServer) AppendEntry(RecordOf(net, entry.Object()), list);
-      net.Progress();
-      return true;
-    });
+    AppendItems(net, net.root->Id(), kTypeServer, list);
   });
 }
 
@@ -162,8 +146,8 @@ bool CNCCNet::LinkServers(TDBObjId server1, TDBObjId server2) {
   if (server1 == server2) throw Refusal("a server cannot be linked to itself");
   TRef<CHDBRecord> record1 = OpenEntity(*state_, server1).record;
   TRef<CHDBRecord> record2 = OpenEntity(*state_, server2).record;
-  AddListId(record1, server2, 4);
-  AddListId(record2, server1, 4);
+  AddListId(record1, server2, kServerLinks);
+  AddListId(record2, server1, kServerLinks);
   return true;
 }
 
@@ -182,8 +166,8 @@ bool CNCCNet::DeleteLink(unsigned long id1, unsigned long id2) {
 bool CNCCNet::UnlinkServers(TDBObjId server1, TDBObjId server2) {
   TRef<CHDBRecord> record1 = OpenEntity(*state_, server1).record;
   TRef<CHDBRecord> record2 = OpenEntity(*state_, server2).record;
-  DelListId(record1, server2, 4);
-  DelListId(record2, server1, 4);
+  DelListId(record1, server2, kServerLinks);
+  DelListId(record2, server1, kServerLinks);
   return true;
 }
 

@@ -262,6 +262,177 @@ class NCC_API CNCCNet {
   int GetListApInApps(unsigned int mask, std::list<CNNEntry>& list);
   int GetListApInApps1(unsigned int mask, std::list<CNNEntry>& list);
 
+  // Users ------------------------------------------------------------------------------------------------
+
+  /// Creates a user; the name is not tested for being taken (ask CheckABName). The two-argument form gives
+  /// the identifier of its folder.
+  /// \return its identifier; 0 when the name is refused
+  unsigned long CreateAB(const char* name, TDBObjId& result);
+  unsigned long CreateAB(const char* name);
+  /// Renames a user, in the Deps that list it too. False when it is unknown or the new name is the name of
+  /// any user, its own included.
+  bool ModifyAB(const char* name, const char* new_name);
+  bool ModifyAB(unsigned long id, const char* new_name);
+  /// Deletes a user, with its memberships and its place in every Dep.
+  bool DeleteAB(const char* name);
+  bool DeleteAB(unsigned long id);
+
+  /// Makes a user a member of a Dep. A user without a primary collective gets (the Dep, the first node of
+  /// the Dep's node group), if there is such a node; `collectives` adds a membership of kind 0 at every node
+  /// of the group. A user who is in the Dep already is listed once more.
+  /// The form by name creates the Dep or the user that is missing.
+  bool LinkABToDep(const char* dep, const char* user, bool collectives);
+  bool LinkABToDep(unsigned long dep, unsigned long user, bool collectives);
+
+  bool GetAB(const char* name, TDBObjId& result);
+  bool GetAB(unsigned long id, TDBObjId& result);
+  bool GetABInfo(const char* name, CABEntry& entry);
+  bool GetABInfo(unsigned long id, CABEntry& entry);
+
+  /// All users by ascending identifier, or the users of a Dep in the order in which they were linked (one
+  /// who was linked twice stands twice). Empties the list first.
+  /// \return the list's size
+  unsigned long GetListAB(std::list<CABEntry>& list);
+  unsigned long GetListAB(unsigned long dep, std::list<CABEntry>& list);
+  unsigned long GetListAB(const char* dep, std::list<CABEntry>& list);
+
+  /// Whether a user of this name exists.
+  bool CheckABName(const char* name);
+  /// Always false.
+  bool CheckAB(unsigned long a, unsigned long b);
+
+  /// Takes a user out of a Dep: one place in its list, and all of the user's memberships of the Dep. The
+  /// primary collective stays.
+  void DeleteABFromDep(unsigned long dep, unsigned long user);
+  void DeleteABFromDep(const char* dep, const char* user);
+  /// Takes all users out of a Dep.
+  void DeleteAllAb(unsigned long dep);
+
+  // Deps -------------------------------------------------------------------------------------------------
+
+  /// As CreateAB, for a Dep that is in no node group.
+  unsigned long CreateDep(const char* name, TDBObjId& result);
+  unsigned long CreateDep(const char* name);
+  bool ModifyDep(const char* name, const char* new_name);
+  bool ModifyDep(unsigned long id, const char* new_name);
+  /// Deletes a Dep; its users stay and lose their memberships of it.
+  bool DeleteDep(const char* name);
+  bool DeleteDep(unsigned long id);
+
+  bool GetDep(const char* name, TDBObjId& result);
+  bool GetDep(unsigned long id, TDBObjId& result);
+  bool GetDepInfo(const char* name, CDepEntry& entry);
+  bool GetDepInfo(unsigned long id, CDepEntry& entry);
+  bool GetDepInfo(TDBObjId& dep, CDepEntry& entry);
+
+  /// Links two Deps in both directions, each at most once. `changed`, if given, tells whether anything was
+  /// added. The form by name labels the new items with the names as they were spelled.
+  bool LinkDepToDep(const char* name1, const char* name2);
+  bool LinkDepToDep(unsigned long id1, unsigned long id2, bool* changed = nullptr);
+  /// Links every Dep with every other one. Takes no lock: call it only while no other thread works on the
+  /// database. Adds one more record item per ordered pair at each run.
+  /// \return always false
+  bool LinkAllDeps();
+  /// Unlinks two Deps; true also when they were not linked. The record items of the link stay.
+  bool DeleteLinkDepToDep(const char* name1, const char* name2);
+  bool DeleteLinkDepToDep(unsigned long id1, unsigned long id2);
+  /// Deps linked to a Dep, in link order. Empties the list first.
+  unsigned long GetListLinkedDep(const char* name, std::list<CDepEntry>& list);
+  unsigned long GetListLinkedDep(unsigned long id, std::list<CDepEntry>& list);
+
+  /// All Deps by ascending identifier. Empties the list first.
+  unsigned long GetListDep(std::list<CDepEntry>& list);
+  /// Fills nothing.
+  /// \return the size of the list that was passed
+  unsigned long GetListDep(unsigned long value, std::list<CDepEntry> list);
+  /// The Deps that are in no node group.
+  unsigned long GetListDepFree(std::list<CDepEntry>& list);
+  /// Whether a Dep of this name exists.
+  bool CheckDepName(const char* name);
+
+  // Node groups ------------------------------------------------------------------------------------------
+
+  /// As CreateAB, for a node group with the next ordinal.
+  unsigned long CreateNGrp(const char* name, TDBObjId& result);
+  unsigned long CreateNGrp(const char* name);
+  bool ModifyNGrp(const char* name, const char* new_name);
+  bool ModifyNGrp(unsigned long id, const char* new_name);
+  /// Deletes a node group, after taking each of its Deps out as DeleteDepFromNGrp does.
+  bool DeleteNGrp(const char* name);
+  bool DeleteNGrp(unsigned long id);
+
+  bool GetNGrp(const char* name, TDBObjId& result);
+  bool GetNGrp(unsigned long id, TDBObjId& result);
+  bool GetNGrpInfo(const char* name, CNGrpEntry& entry);
+  bool GetNGrpInfo(unsigned long id, CNGrpEntry& entry);
+  bool GetNGrpInfo(TDBObjId& group, CNGrpEntry& entry);
+  /// All node groups by ascending identifier. Empties the list first.
+  unsigned long GetListNGrp(std::list<CNGrpEntry>& list);
+  /// Whether a node group of this name exists.
+  bool CheckNGrpName(const char* name);
+
+  /// Puts a server or an AP into a node group, at most once.
+  bool LinkNNToNGrp(unsigned long group, unsigned long node);
+  /// Takes a node out of a node group, and with it the memberships at the node of all users of the group's
+  /// Deps. True also when the node was not in it.
+  bool DeleteNNFromNGrp(unsigned long group, unsigned long node);
+  /// Assigns a Dep to a node group. The Dep's entry names the group that was linked last; the groups before
+  /// keep it in their lists.
+  bool LinkDepToNGrp(unsigned long group, unsigned long dep);
+  /// Takes a Dep out of a node group, and with it all memberships of the Dep that its users have. True also
+  /// when the Dep was not in it.
+  bool DeleteDepFromNGrp(unsigned long group, unsigned long dep);
+
+  /// Relations, in the order in which the links were made. Each empties the list first.
+  unsigned long GetListNN(unsigned long group, std::list<CNNEntry>& list);
+  unsigned long GetListDepFromNGrp(unsigned long group, std::list<CDepEntry>& list);
+  unsigned long GetListNGrpFromNN(unsigned long node, std::list<CNGrpEntry>& list);
+  unsigned long GetListNGrpFromDep(unsigned long dep, std::list<CNGrpEntry>& list);
+
+  // Collectives ------------------------------------------------------------------------------------------
+
+  /// The user's primary collective; (0, 0) when there is none.
+  CColId GetPrimaryCol(const char* user);
+  CColId GetPrimaryCol(unsigned long user);
+  /// Sets it, to any value. False for an unknown user.
+  bool SetPrimaryCol(const char* user, CColId collective);
+  bool SetPrimaryCol(unsigned long user, CColId collective);
+
+  /// The user's memberships, all or those of one Dep, in stored order. Empties the list first.
+  /// \return the list's size
+  unsigned long GetListAvailableColAb(const char* user, std::list<CColAb>& list);
+  unsigned long GetListAvailableColAb(unsigned long user, std::list<CColAb>& list);
+  unsigned long GetListAvailableColAb(const char* user, unsigned long dep, std::list<CColAb>& list);
+  unsigned long GetListAvailableColAb(unsigned long user, unsigned long dep, std::list<CColAb>& list);
+  unsigned long GetListAvailableColAb(unsigned long user, std::list<CCol>& list);
+  /// Brings the user's memberships of a Dep into line with the list: stored ones take the kind of the
+  /// element with the same collective, elements that are not stored are appended, and stored ones that the
+  /// list lacks are removed when `remove`. Elements of other Deps are ignored.
+  void SetListAvailableColAb(const char* user, unsigned long dep, std::list<CColAb> list, bool remove);
+  void SetListAvailableColAb(unsigned long user, unsigned long dep, std::list<CColAb> list, bool remove);
+  /// What the user could hold: each node of the node group of each Dep that lists the user (by ascending
+  /// identifier), or of that Dep alone.
+  unsigned long GetListColAb(unsigned long user, std::list<CCol>& list);
+  unsigned long GetListColAb(unsigned long user, unsigned long dep, std::list<CCol>& list);
+
+  // Loose objects ----------------------------------------------------------------------------------------
+
+  // Each appends what it finds to the lists that are not null, in the order of the database.
+  // \return 0
+
+  /// Users in no Dep; without a whole primary collective; without memberships.
+  int CheckAnomaliesAB(std::list<CABEntry>* in_no_dep, std::list<CABEntry>* no_primary,
+                       std::list<CABEntry>* no_membership);
+  /// Servers with neither AP nor link; in no node group; named by no membership.
+  int CheckAnomaliesSrv(std::list<CNNEntry>* unconnected, std::list<CNNEntry>* in_no_group,
+                        std::list<CNNEntry>* no_membership);
+  /// APs in no node group; named by no membership.
+  int ChechAnomaliesAP(std::list<CNNEntry>* in_no_group, std::list<CNNEntry>* no_membership);
+  /// Node groups without nodes; without Deps.
+  int CheckAnomaliesNGrp(std::list<CNGrpEntry>* no_node, std::list<CNGrpEntry>* no_dep);
+  /// Deps without users; in no node group.
+  int CheckAnomaliesDep(std::list<CDepEntry>* no_user, std::list<CDepEntry>* in_no_group);
+
   // Output -----------------------------------------------------------------------------------------------
 
   /// Writes the node name file "NODENAME.DOC" into `folder`, which ends in a separator.
@@ -294,18 +465,28 @@ class NCC_API CNCCNet {
   bool DeleteRootEntry(unsigned long id, unsigned char type);
   void DeleteAllLink(TRef<CHDBFolder>& folder);
   void ChangeSrv(TDBObjId& ap, TDBObjId& server);
+  bool GetABInfo(TDBObjId& user, CABEntry& entry);
+  void DeleteAbFromDep(TRef<CHDBFolder>& dep, TRef<CHDBFolder>& user);
+  void DeleteCollectiveDep(TRef<CHDBFolder>& dep, TRef<CHDBFolder>& user);
+  void DeleteCollectiveNN(TRef<CHDBFolder>& node, TRef<CHDBFolder>& user);
+  void DeleteNNFromNGrp(TRef<CHDBFolder>& group, TRef<CHDBFolder>& node);
+  void DeleteDepFromNGrp(TRef<CHDBFolder>& group, TRef<CHDBFolder>& dep);
+  void AddCollective(CDepEntry dep, TRef<CHDBRecord>& user);
 
   // What GetRootEntry finds; a refusal when there is none.
   TDBObjId RootObject(const char* name, unsigned char type);
   TDBObjId RootObject(unsigned long id, unsigned char type);
+  TDBObjId StoreRootObject(void* entry, unsigned long size);
   void DeleteRootObject(TDBObjId object);
   void DeleteBackLinks(TRef<CHDBRecord>& record);
   bool LinkServers(TDBObjId server1, TDBObjId server2);
   bool UnlinkServers(TDBObjId server1, TDBObjId server2);
   unsigned long AddAPTo(TDBObjId server, const char* name, unsigned long flags);
-  void ListAPs(TDBObjId server, std::list<CNNEntry>& list);
   bool DeleteNamedAP(TDBObjId server, const char* name);
   void DeleteAPOf(TRef<CHDBFolder>& server, TDBObjId ap);
+  bool LinkUser(TDBObjId dep, TDBObjId user, bool collectives);
+  void UnlinkAllUsers(TRef<CHDBFolder>& dep);
+  void UnlinkDepFromNGrp(TDBObjId group, TDBObjId dep);
 
   std::unique_ptr<ncc::NetState> state_;
 };

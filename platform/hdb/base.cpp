@@ -134,6 +134,7 @@ std::optional<Row> CHDBase::EncodeRow(const RowKey& key) const {
     return Row{key, 0, {}, ncc::EncodeChunk(*chunk)};
   };
   if (key.list == 0) return encode(object->folder.entries_);
+  if (key.list > object->record.lists_.size()) return encode(object->record.pairs_);
   return encode(object->record.lists_[key.list - 1U]);
 }
 
@@ -220,6 +221,8 @@ void CHDBase::LoadRow(Row&& row) {
       append(object.folder.entries_, ncc::DecodeEntryChunk(row.key.chunk, row.body));
     } else if (row.key.list <= object.record.lists_.size()) {
       append(object.record.lists_[row.key.list - 1U], ncc::DecodeIdChunk(row.key.chunk, row.body));
+    } else if (row.key.list == object.record.lists_.size() + 1) {
+      append(object.record.pairs_, ncc::DecodePairChunk(row.key.chunk, row.body));
     } else {
       throw StorageError("database is damaged: a list of an unknown kind");
     }

@@ -75,6 +75,7 @@ class CHDBase {
     const CHDBObject* object = FindObject(number);
     return object != nullptr && object->has_record ? &object->record : nullptr;
   }
+  bool HasFolder(const TDBObjId& folder) const { return FindObject(folder.number) != nullptr; }
   // Calls visit(record) for each record of this type and name (ASCII case ignored), in no order, until it
   // returns false.
   template <class Visit>

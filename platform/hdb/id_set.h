@@ -34,6 +34,10 @@ class IdSet {
     if (--page->second.count == 0) pages_.erase(page);
   }
 
+  bool Contains(std::uint32_t number) const {
+    const auto page = pages_.find(number / kPage);
+    return page != pages_.end() && (page->second.words[number % kPage / 64] >> (number % 64) & 1) != 0;
+  }
   std::size_t Size() const { return size_; }
 
   template <class Visit>

@@ -23,6 +23,7 @@ std::size_t ListIndex(int position) {
 
 // Number of a list within the rows of its object; 0 are the folder's entries.
 std::uint8_t RowList(std::size_t index) { return static_cast<std::uint8_t>(index + 1); }
+constexpr std::uint8_t kPairRowList = 4;
 
 }  // namespace
 
@@ -81,6 +82,28 @@ bool CHDBRecord::RemoveFromList(int position, std::uint32_t number) {
   return true;
 }
 
+const ncc::PairList& CHDBRecord::Pairs() const {
+  static const ncc::PairList kEmpty;
+  return pairs_ ? *pairs_ : kEmpty;
+}
+
+void CHDBRecord::AppendPair(const ncc::PairValue& value) {
+  if (!pairs_) pairs_ = std::make_unique<ncc::PairList>();
+  Base().TouchChunk(number_, kPairRowList, pairs_->EndPosition());
+  pairs_->Append(value);
+}
+
+void CHDBRecord::RemovePair(std::uint32_t at) {
+  Base().TouchChunk(number_, kPairRowList, at);
+  pairs_->Remove(at);
+}
+
+void CHDBRecord::SetPairKind(std::uint32_t at, std::uint8_t kind) {
+  if (pairs_->At(at).kind == kind) return;
+  Base().TouchChunk(number_, kPairRowList, at);
+  pairs_->At(at).kind = kind;
+}
+
 void CHDBList::Append(const CHDBVal& value) {
   using namespace ncc;
   struct Layout {
@@ -127,13 +150,15 @@ TRef<CHDBRecord> CHDBRecordManager::RecOpen(const TDBObjId& id) {
 void CHDBRecordManager::RecRemove(const TDBObjId& id) {
   CHDBRecord& record = *RecOpen(id);
   base_.TouchObject(record);
-  for (std::size_t i = 0; i < record.lists_.size(); ++i) {
-    if (!record.lists_[i]) continue;
-    for (const auto& chunk : record.lists_[i]->Chunks()) {
-      base_.TouchChunk(id.number, RowList(i), chunk.number * ncc::kSlotsPerChunk);
+  const auto drop = [&](auto& list, std::uint8_t row_list) {
+    if (!list) return;
+    for (const auto& chunk : list->Chunks()) {
+      base_.TouchChunk(id.number, row_list, chunk.number * ncc::kSlotsPerChunk);
     }
-    record.lists_[i].reset();
-  }
+    list.reset();
+  };
+  for (std::size_t i = 0; i < record.lists_.size(); ++i) drop(record.lists_[i], RowList(i));
+  drop(record.pairs_, kPairRowList);
   base_.UnindexRecord(record);
   base_.FindObject(id.number)->has_record = false;
   record.base_ = nullptr;

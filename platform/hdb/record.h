@@ -42,6 +42,16 @@ struct IdListElement {
 };
 using IdList = OrderedList<IdListElement>;
 
+// A value behind the id lists: nine bytes, two numbers and a kind, searched by the numbers.
+struct PairValue {
+  std::uint32_t first = 0;
+  std::uint32_t second = 0;
+  std::uint8_t kind = 0;
+
+  std::uint64_t Key() const { return (std::uint64_t{first} << 32) | second; }
+};
+using PairList = OrderedList<PairValue>;
+
 }  // namespace ncc
 
 // One typed value on its way into a record.
@@ -53,7 +63,8 @@ struct CHDBVal {
 };
 
 // One record. Its values stand at fixed positions: 0 the data image (at most 80 bytes), 1 the number of
-// attribute 10, 2 the string of attribute 20, 3 the number of attribute 30, 4 to 6 the id lists.
+// attribute 10, 2 the string of attribute 20, 3 the number of attribute 30, 4 to 6 the id lists, and from 7
+// on any number of pair values.
 // Each change goes into the running unit of work; one that changes nothing does not.
 // Every changing member throws ncc::StorageError when the record or its base is gone.
 class CHDBRecord {
@@ -79,6 +90,13 @@ class CHDBRecord {
   // Returns whether it was there.
   bool RemoveFromList(int position, std::uint32_t number);
 
+  // The pair values, from position 7 of the record on.
+  const ncc::PairList& Pairs() const;
+  void AppendPair(const ncc::PairValue& value);
+  // `at` is a position in Pairs().
+  void RemovePair(std::uint32_t at);
+  void SetPairKind(std::uint32_t at, std::uint8_t kind);
+
  private:
   friend class CHDBase;
   friend class CHDBRecordManager;
@@ -91,6 +109,7 @@ class CHDBRecord {
   std::uint32_t type_ = 0;
   std::string name_;
   std::array<std::unique_ptr<ncc::IdList>, 3> lists_;  // null while empty
+  std::unique_ptr<ncc::PairList> pairs_;               // null while none was appended
   std::uint8_t data_size_ = 0;
   std::array<char, ncc::kMaxDataSize> data_{};
 };

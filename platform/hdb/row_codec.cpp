@@ -160,6 +160,20 @@ IdListElement TakeId(Reader& in) {
   return element;
 }
 
+PairValue TakePair(Reader& in) {
+  PairValue value;
+  in.Take('[');
+  value.first = in.TakeNumber();
+  in.Take(',');
+  value.second = in.TakeNumber();
+  in.Take(',');
+  const std::uint32_t kind = in.TakeNumber();
+  if (kind > 0xFF) Reader::Fail();
+  value.kind = static_cast<std::uint8_t>(kind);
+  in.Take(']');
+  return value;
+}
+
 }  // namespace
 
 std::string EncodeChunk(const CHDBEntryList::Chunk& chunk) {
@@ -196,6 +210,18 @@ std::string EncodeChunk(const IdList::Chunk& chunk) {
   });
 }
 
+std::string EncodeChunk(const PairList::Chunk& chunk) {
+  return EncodeSlots(chunk, [](std::string& out, const PairValue& value) {
+    out += '[';
+    PutNumber(out, value.first);
+    out += ',';
+    PutNumber(out, value.second);
+    out += ',';
+    PutNumber(out, value.kind);
+    out += ']';
+  });
+}
+
 std::string EncodeDefinition(const CHDBDefinition& definition) {
   std::string out = "[";
   for (std::uint32_t value :
@@ -212,6 +238,10 @@ CHDBEntryList::Chunk DecodeEntryChunk(std::uint32_t number, std::string_view tex
 
 IdList::Chunk DecodeIdChunk(std::uint32_t number, std::string_view text) {
   return DecodeSlots<IdList::Chunk>(number, text, TakeId);
+}
+
+PairList::Chunk DecodePairChunk(std::uint32_t number, std::string_view text) {
+  return DecodeSlots<PairList::Chunk>(number, text, TakePair);
 }
 
 CHDBDefinition DecodeDefinition(std::string_view name, std::uint32_t what, std::string_view text) {

@@ -1,0 +1,209 @@
+// Users, and their place in Deps.
+
+#include "core/entity.h"
+
+using namespace ncc;
+
+unsigned long CNCCNet::CreateAB(const char* name, TDBObjId& result) {
+  NetState& net = *state_;
+  return Run(net, 0UL, [&] {
+    const std::string_view checked = CheckedName(name);
+    CABEntry entry;
+    std::memset(static_cast<void*>(&entry), 0, sizeof(entry));
+    PutName(entry, checked);
+    entry.id = TakeId(net);
+    entry.type = kTypeAB;
+    result = StoreRootObject(&entry, sizeof(entry));
+    return static_cast<unsigned long>(result.number);
+  });
+}
+
+unsigned long CNCCNet::CreateAB(const char* name) {
+  TDBObjId scratch;
+  return CreateAB(name, scratch);
+}
+
+bool CNCCNet::ModifyAB(const char* name, const char* new_name) {
+  return Run(*state_, false, [&] {
+    return RenameRootObject<CABEntry>(*state_, RootObject(name, kTypeAB), new_name);
+  });
+}
+
+bool CNCCNet::ModifyAB(unsigned long id, const char* new_name) {
+  return Run(*state_, false, [&] {
+    return RenameRootObject<CABEntry>(*state_, RootObject(id, kTypeAB), new_name);
+  });
+}
+
+bool CNCCNet::DeleteAB(const char* name) {
+  return Run(*state_, false, [&] {
+    if (!DeleteRootEntry(name, kTypeAB)) RefuseUnknown(kTypeAB, name);
+    return true;
+  });
+}
+
+bool CNCCNet::DeleteAB(unsigned long id) {
+  return Run(*state_, false, [&] {
+    if (!DeleteRootEntry(id, kTypeAB)) RefuseUnknown(kTypeAB, id);
+    return true;
+  });
+}
+
+bool CNCCNet::LinkABToDep(const char* dep, const char* user, bool collectives) {
+  return Run(*state_, false, [&] {
+    CheckedName(dep);
+    CheckedName(user);
+    TDBObjId dep_object;
+    if (!GetRootEntry(dep, kTypeDep, dep_object) && CreateDep(dep, dep_object) == 0) {
+      RefuseUnknown(kTypeDep, dep);
+    }
+    TDBObjId user_object;
+    if (!GetRootEntry(user, kTypeAB, user_object) && CreateAB(user, user_object) == 0) {
+      RefuseUnknown(kTypeAB, user);
+    }
+    return LinkUser(dep_object, user_object, collectives);
+  });
+}
+
+bool CNCCNet::LinkABToDep(unsigned long dep, unsigned long user, bool collectives) {
+  return Run(*state_, false, [&] {
+    const TDBObjId dep_object = RootObject(dep, kTypeDep);
+    return LinkUser(dep_object, RootObject(user, kTypeAB), collectives);
+  });
+}
+
+bool CNCCNet::LinkUser(TDBObjId dep_object, TDBObjId user_object, bool collectives) {
+  NetState& net = *state_;
+  const Entity dep = OpenEntity(net, dep_object, kTypeDep);
+  const CDepEntry dep_entry = EntryOf<CDepEntry>(*dep.record);
+  Entity user = OpenEntity(net, user_object, kTypeAB);
+  CABEntry entry = EntryOf<CABEntry>(*user.record);
+  if (entry.primary.dep == 0 && entry.primary.node == 0) {
+    const CHDBRecord* group = FindObject(net, dep_entry.ngrp_id, kTypeNGrp);
+    if (group != nullptr && group->List(kNodesOfGroup).Size() > 0) {
+      const IdList& nodes = group->List(kNodesOfGroup);
+      entry.primary = {dep_entry.id, nodes.At(nodes.First()).object.number};
+      net.Progress();
+    }
+  }
+  ReplaceEntry(*user.record, entry);
+  if (collectives) AddCollective(dep_entry, user.record);
+  dep.folder->Append(user.Id(), kTypeAB, user.record->Name());
+  dep.folder->Append(user.folder->RecordId(), kRecordItem, user.record->Name());
+  return true;
+}
+
+bool CNCCNet::GetAB(const char* name, TDBObjId& result) {
+  return Run(*state_, false, [&] {
+    result = RootObject(name, kTypeAB);
+    return true;
+  });
+}
+
+bool CNCCNet::GetAB(unsigned long id, TDBObjId& result) {
+  return Run(*state_, false, [&] {
+    result = RootObject(id, kTypeAB);
+    return true;
+  });
+}
+
+bool CNCCNet::GetABInfo(const char* name, CABEntry& entry) {
+  return Run(*state_, false, [&] {
+    TDBObjId user = RootObject(name, kTypeAB);
+    GetABInfo(user, entry);
+    return true;
+  });
+}
+
+bool CNCCNet::GetABInfo(unsigned long id, CABEntry& entry) {
+  return Run(*state_, false, [&] {
+    TDBObjId user = RootObject(id, kTypeAB);
+    GetABInfo(user, entry);
+    return true;
+  });
+}
+
+bool CNCCNet::GetABInfo(TDBObjId& user, CABEntry& entry) {
+  NetState& net = *state_;
+  LockScope lock(net.lock);
+  if (net.root->Find(user) == kNoPosition) return false;
+  ReadEntry(RecordOf(net, user), entry);
+  return true;
+}
+
+unsigned long CNCCNet::GetListAB(std::list<CABEntry>& list) {
+  return RunList(*state_, list, [&] { AppendAll(*state_, kTypeAB, list); });
+}
+
+unsigned long CNCCNet::GetListAB(unsigned long dep, std::list<CABEntry>& list) {
+  return RunList(*state_, list,
+                 [&] { AppendItems(*state_, RootObject(dep, kTypeDep), kTypeAB, list); });
+}
+
+unsigned long CNCCNet::GetListAB(const char* dep, std::list<CABEntry>& list) {
+  return RunList(*state_, list,
+                 [&] { AppendItems(*state_, RootObject(dep, kTypeDep), kTypeAB, list); });
+}
+
+bool CNCCNet::CheckABName(const char* name) {
+  return Run(*state_, false, [&] { return NameExists(*state_, CheckedName(name), kTypeAB); });
+}
+
+bool CNCCNet::CheckAB(unsigned long, unsigned long) { return false; }
+
+void CNCCNet::DeleteABFromDep(unsigned long dep, unsigned long user) {
+  NetState& net = *state_;
+  Run(net, false, [&] {
+    TRef<CHDBFolder> folder = OpenFolder(net, RootObject(dep, kTypeDep).number);
+    const TDBObjId found = FindItem(net, *folder, kTypeAB, user);
+    if (found.number == 0) RefuseUnknown(kTypeAB, user);
+    TRef<CHDBFolder> user_folder = OpenFolder(net, found.number);
+    DeleteAbFromDep(folder, user_folder);
+    return true;
+  });
+}
+
+void CNCCNet::DeleteABFromDep(const char* dep, const char* user) {
+  NetState& net = *state_;
+  Run(net, false, [&] {
+    TRef<CHDBFolder> folder = OpenFolder(net, RootObject(dep, kTypeDep).number);
+    const TDBObjId found = FindNamedItem(net, *folder, kTypeAB, user);
+    if (found.number == 0) RefuseUnknown(kTypeAB, user);
+    TRef<CHDBFolder> user_folder = OpenFolder(net, found.number);
+    DeleteAbFromDep(folder, user_folder);
+    return true;
+  });
+}
+
+void CNCCNet::DeleteAllAb(unsigned long dep) {
+  NetState& net = *state_;
+  Run(net, false, [&] {
+    TRef<CHDBFolder> folder = OpenFolder(net, RootObject(dep, kTypeDep).number);
+    UnlinkAllUsers(folder);
+    return true;
+  });
+}
+
+void CNCCNet::UnlinkAllUsers(TRef<CHDBFolder>& dep) {
+  NetState& net = *state_;
+  for (auto at = dep->Entries().First(); at != kNoPosition;) {
+    const TDBObjId object = dep->Entries().At(at).Object();
+    const bool is_user = dep->Entries().At(at).Kind() == kTypeAB;
+    if (is_user) {
+      TRef<CHDBFolder> user = OpenFolder(net, object.number);
+      DeleteAbFromDep(dep, user);
+    }
+    net.Progress();
+    // The walk begins anew after each user, which only a progress callback can tell from going on.
+    at = is_user && net.callback != nullptr ? dep->Entries().First() : dep->Entries().Next(at);
+  }
+}
+
+void CNCCNet::DeleteAbFromDep(TRef<CHDBFolder>& dep, TRef<CHDBFolder>& user) {
+  LockScope lock(state_->lock);
+  DeleteCollectiveDep(dep, user);
+  for (const TDBObjId& item : {user->Id(), user->RecordId()}) {
+    const std::uint32_t at = dep->Find(item);
+    if (at != kNoPosition) dep->Remove(at);
+  }
+}
