@@ -23,8 +23,12 @@ bool CNCCNet::BeginBatch() {
 
 bool CNCCNet::EndBatch(bool keep) {
   NetState& net = *state_;
-  if (!net.lock.HeldByThisThread() || !net.batch || net.callback_depth > 0) {
+  if (!net.lock.HeldByThisThread() || !net.batch) {
     SetLastError("this thread has no batch to end");
+    return false;
+  }
+  if (net.callback_depth > 0) {
+    SetLastError("a progress callback cannot end a batch");
     return false;
   }
   bool ended = true;

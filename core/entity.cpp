@@ -46,6 +46,11 @@ const CHDBRecord& RecordOf(const NetState& net, const TDBObjId& folder) {
   return *record;
 }
 
+TRef<CHDBFolder> OpenFolder(const NetState& net, std::uint32_t number) {
+  if (!net.base->HasFolder({kFolderSpace, number})) RefuseUnknown(kTypeNone, number);
+  return CHDBFolderManager(*net.base).FolderOpen({kFolderSpace, number});
+}
+
 Entity OpenEntity(const NetState& net, const TDBObjId& folder) {
   RecordOf(net, folder);
   return {CHDBFolderManager(*net.base).FolderOpen(folder),
@@ -95,10 +100,9 @@ TDBObjId FindItem(NetState& net, const CHDBFolder& folder, std::uint8_t type, un
     const bool listed = record != nullptr && folder.Find(FolderOf(*record)) != kNoPosition;
     return listed ? FolderOf(*record) : found;
   }
-  WalkEntries(folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+  WalkItems(net, folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
     const bool match = entry.Kind() == type && entry.Object().number == id;
     if (match) found = entry.Object();
-    net.Progress();
     return !match;
   });
   return found;
@@ -111,10 +115,9 @@ TDBObjId FindNamedItem(NetState& net, const CHDBFolder& folder, std::uint8_t typ
     const CHDBRecord* record = FindNamedIn(net, folder, type, name);
     return record != nullptr ? FolderOf(*record) : found;
   }
-  WalkEntries(folder, [&](const CHDBFolderEntry& entry, std::uint32_t at) {
+  WalkItems(net, folder, [&](const CHDBFolderEntry& entry, std::uint32_t at) {
     const bool match = entry.Kind() == type && EqualFolded(folder.EntryName(at), name);
     if (match) found = entry.Object();
-    net.Progress();
     return !match;
   });
   return found;

@@ -79,10 +79,8 @@ const CHDBRecord& RecordOf(const NetState& net, const TDBObjId& folder);
 // A folder's identifier from its object's record.
 inline TDBObjId FolderOf(const CHDBRecord& record) { return {kFolderSpace, record.Number()}; }
 
-// Opens a folder that is known to be there.
-inline TRef<CHDBFolder> OpenFolder(const NetState& net, std::uint32_t number) {
-  return CHDBFolderManager(*net.base).FolderOpen({kFolderSpace, number});
-}
+// Opens an object's folder. Throws Refusal when it is gone.
+TRef<CHDBFolder> OpenFolder(const NetState& net, std::uint32_t number);
 
 // The folder's item of a type that refers to this object; calls the progress callback for each item up to
 // it. Number 0 when there is none.
@@ -128,6 +126,15 @@ void WalkEntries(const CHDBFolder& folder, Visit visit) {
 // Makes the folder and the empty record of a new object.
 Entity CreateEntity(const NetState& net, std::uint32_t id);
 
+// The same, calling the progress callback before each entry and passing over one that the callback removed.
+template <class Visit>
+void WalkItems(NetState& net, const CHDBFolder& folder, Visit visit) {
+  for (auto at = folder.Entries().First(); at != kNoPosition; at = folder.Entries().Next(at)) {
+    net.Progress();
+    if (folder.Entries().Has(at) && !visit(folder.Entries().At(at), at)) return;
+  }
+}
+
 // Calls visit(object) for each element of an id list, those appended meanwhile included.
 template <class Visit>
 void WalkIds(const CHDBRecord& record, int list, Visit visit) {
@@ -140,9 +147,8 @@ void WalkIds(const CHDBRecord& record, int list, Visit visit) {
 template <class Entry>
 void AppendItems(NetState& net, const TDBObjId& object, std::uint8_t type, std::list<Entry>& list) {
   const TRef<CHDBFolder> folder = OpenFolder(net, object.number);
-  WalkEntries(*folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+  WalkItems(net, *folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
     if (entry.Kind() == type) AppendEntry(RecordOf(net, entry.Object()), list);
-    net.Progress();
     return true;
   });
 }

@@ -15,8 +15,11 @@ constexpr char kNetworkEntry[] = "Net";
 template <class OpenBase>
 bool OpenDatabase(NetState& net, const char* path, const char* name, OpenBase open) {
   LockScope lock(net.lock);
+  if (net.callback_depth > 0) {
+    SetLastError("a progress callback cannot open a database");
+    return false;
+  }
   try {
-    if (net.callback_depth > 0) throw Refusal("a progress callback cannot open a database");
     net.DropBatch();
     net.Release();
     if (path == nullptr || name == nullptr || *name == '\0') throw Refusal("no database was named");
@@ -57,6 +60,16 @@ void BuildLayout(NetState& net) {
   net.root->Append(network->Id(), 0, kNetworkEntry);
 }
 
+void SetPath(ReentrantLock& object_lock, std::string& stored, const char* path) {
+  LockScope lock(object_lock);
+  try {
+    stored = path != nullptr ? path : "";
+    ClearLastError();
+  } catch (const std::bad_alloc&) {
+    SetLastError("out of memory");
+  }
+}
+
 }  // namespace
 
 CNCCNet::CNCCNet(NCCCallback callback, void* context) : state_(std::make_unique<NetState>()) {
@@ -65,7 +78,8 @@ CNCCNet::CNCCNet(NCCCallback callback, void* context) : state_(std::make_unique<
 }
 
 CNCCNet::~CNCCNet() {
-  state_->pool.reset();
+  if (state_->lock.HeldByThisThread()) state_->DropBatch();  // a worker may wait for the lock
+  state_->pool->StopAll();
   Close();
   state_->lock.Enter();
 }
@@ -118,7 +132,10 @@ void CNCCNet::CreateDB(unsigned long net_number) {
 void CNCCNet::Close() {
   NetState& net = *state_;
   LockScope lock(net.lock);
-  if (net.callback_depth > 0) return;
+  if (net.callback_depth > 0) {
+    SetLastError("a progress callback cannot close the database");
+    return;
+  }
   net.DropBatch();
   if (!net.base) return;
   SaveNetInfo();
@@ -134,6 +151,7 @@ void CNCCNet::SaveNetInfo() {
 
 void CNCCNet::LoadNetInfo() {
   NetState& net = *state_;
+  LockScope lock(net.lock);
   try {
     if (!net.base) throw Refusal("no database is open");
     ReadNetInfo();
@@ -145,12 +163,19 @@ void CNCCNet::LoadNetInfo() {
   }
 }
 
-// Takes the lock by plain calls: a failure leaves it entered.
+// Takes the lock by plain calls: a failure leaves it entered, other than one of a progress callback.
 void CNCCNet::ReadNetInfo() {
   NetState& net = *state_;
   Lock();
   net.base->CheckUsable();
-  net.root = CHDBFolderManager(*net.base).FolderOpenRoot(static_cast<std::uint32_t>(GetRootFldSpc()));
+  unsigned long space = 0;
+  try {
+    space = GetRootFldSpc();
+  } catch (const CallbackFailure&) {
+    UnLock();
+    throw;
+  }
+  net.root = CHDBFolderManager(*net.base).FolderOpenRoot(static_cast<std::uint32_t>(space));
   const auto& entries = net.root->Entries();
   if (entries.Size() == 0) throw StorageError("the database has no network record");
   const TDBObjId network = entries.At(entries.First()).Object();
@@ -170,11 +195,11 @@ CString CNCCNet::GetDBName() {
   return state_->db_name;
 }
 
-void CNCCNet::KCPath(const char* path) { state_->kc_path = path != nullptr ? path : ""; }
+void CNCCNet::KCPath(const char* path) { SetPath(state_->lock, state_->kc_path, path); }
 CString& CNCCNet::KCPath() { return state_->kc_path; }
-void CNCCNet::APDBPath(const char* path) { state_->apdb_path = path != nullptr ? path : ""; }
+void CNCCNet::APDBPath(const char* path) { SetPath(state_->lock, state_->apdb_path, path); }
 CString& CNCCNet::APDBPath() { return state_->apdb_path; }
-void CNCCNet::MAPPath(const char* path) { state_->map_path = path != nullptr ? path : ""; }
+void CNCCNet::MAPPath(const char* path) { SetPath(state_->lock, state_->map_path, path); }
 CString& CNCCNet::MAPPath() { return state_->map_path; }
 
 CNetPref* CNCCNet::Preferences() { return &state_->prefs; }

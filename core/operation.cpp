@@ -3,7 +3,8 @@
 namespace ncc {
 
 UnitScope::UnitScope(NetState& net) : net_(net), base_(net.base.get()) {
-  if (base_ == nullptr) throw Refusal("no database is open");
+  // A callback while a database is being opened finds none.
+  if (base_ == nullptr || (net.callback_depth > 0 && !net.root)) throw Refusal("no database is open");
   base_->CheckUsable();
   outermost_ = !base_->InUnit();
   if (outermost_) net_.prefs_before = net_.prefs;
@@ -13,8 +14,8 @@ UnitScope::UnitScope(NetState& net) : net_(net), base_(net.base.get()) {
 
 UnitScope::~UnitScope() {
   if (done_) return;
-  // A failed query inside a batch leaves the batch as it was.
-  if (!outermost_ && base_->Unit().TouchCount() == touched_before_) {
+  // An exception of a callback in a mere query leaves the unit as it was.
+  if (!outermost_ && !failed_ && base_->Unit().TouchCount() == touched_before_) {
     base_->LeaveUnit();
     return;
   }
@@ -23,6 +24,11 @@ UnitScope::~UnitScope() {
   } else {
     base_->AbandonUnit("an operation in it failed");
   }
+}
+
+void UnitScope::Fail(const char* why) noexcept {
+  failed_ = true;
+  base_->FailUnit(why);
 }
 
 void UnitScope::Drop() noexcept {
@@ -46,11 +52,11 @@ void UnitScope::Finish() {
   if (generation != base_->Generation()) FollowReload();
 }
 
-void UnitScope::FollowReload() {
+void UnitScope::FollowReload() noexcept {
   net_.root.reset();
   try {
     net_.root = CHDBFolderManager(*base_).FolderOpenRoot(kFolderSpace);
-  } catch (const StorageError&) {
+  } catch (const std::exception&) {
     // Nothing is stored yet, or nothing can be read: the base itself refuses what comes.
   }
 }

@@ -3,6 +3,7 @@
 
 #include "core/last_error.h"
 #include "core/net_state.h"
+#include "platform/output_file.h"
 
 #include <exception>
 #include <list>
@@ -44,14 +45,17 @@ class UnitScope {
   void Finish();
   // Undoes what was changed; of the outermost unit only.
   void Drop() noexcept;
+  // The operation has failed: the unit that it belongs to will not be stored.
+  void Fail(const char* why) noexcept;
 
  private:
-  void FollowReload();
+  void FollowReload() noexcept;
 
   NetState& net_;
   CHDBase* base_;
   std::size_t touched_before_;
   bool outermost_;
+  bool failed_ = false;
   bool done_ = false;
 };
 
@@ -69,6 +73,14 @@ Result RunUnlocked(NetState& net, Result failed, Body body) {
     } catch (const Refusal& refusal) {
       unit.Finish();
       SetLastError(refusal.what());
+    } catch (const FileError& error) {  // nothing to do with what is stored
+      unit.Finish();
+      SetLastError(error.what());
+    } catch (const CallbackFailure&) {
+      throw;
+    } catch (const std::exception& error) {
+      unit.Fail(error.what());
+      throw;
     }
   } catch (const CallbackFailure& failure) {
     failure.Rethrow();

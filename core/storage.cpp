@@ -130,7 +130,7 @@ void CNCCNet::DeleteRootObject(TDBObjId object) {
   NetState& net = *state_;
   Entity entity = OpenEntity(net, object);
   if (entity.record->Type() == kTypeServer) {
-    WalkEntries(*entity.folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+    WalkItems(net, *entity.folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
       if (entry.Kind() == kTypeAP) DeleteAPOf(entity.folder, entry.Object());
       return true;
     });
@@ -154,9 +154,8 @@ void CNCCNet::DeleteBackLinks(TRef<CHDBRecord>& record) {
 void CNCCNet::DeleteAllLink(TRef<CHDBFolder>& folder) {
   NetState& net = *state_;
   LockScope lock(net.lock);
-  WalkEntries(*folder, [&](const CHDBFolderEntry&, std::uint32_t at) {
+  WalkItems(net, *folder, [&](const CHDBFolderEntry&, std::uint32_t at) {
     folder->Remove(at);
-    net.Progress();
     return true;
   });
   RemoveItems(net, folder->Id());

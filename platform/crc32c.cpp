@@ -52,7 +52,8 @@ __attribute__((target("sse4.2"))) std::uint32_t ExtendByInstruction(std::uint32_
   std::uint64_t state = ~crc;
   const char* at = bytes.data();
   std::size_t left = bytes.size();
-  for (; left >= kStride; at += kStride, left -= kStride) state = _mm_crc32_u64(state, LoadWord(at));
+  for (; left >= kStride; at += kStride, left -= kStride)
+    state = _mm_crc32_u64(state, LoadWord(at));
   auto tail = static_cast<std::uint32_t>(state);
   for (; left > 0; ++at, --left) tail = _mm_crc32_u8(tail, static_cast<unsigned char>(*at));
   return ~tail;
@@ -88,8 +89,8 @@ std::uint32_t ExtendCrc32cPortable(std::uint32_t crc, std::string_view bytes) {
 }
 
 std::uint32_t ExtendCrc32c(std::uint32_t crc, std::string_view bytes) {
-  static const Extend kExtend = ChooseExtend();
-  return kExtend(crc, bytes);
+  static const Extend chosen = ChooseExtend();
+  return chosen(crc, bytes);
 }
 
 }  // namespace ncc

@@ -19,8 +19,8 @@ class Descriptor {
   Descriptor& operator=(const Descriptor&) = delete;
   ~Descriptor() { Close(); }
 
-  int get() const { return fd_; }
-  bool valid() const { return fd_ >= 0; }
+  int Get() const { return fd_; }
+  bool IsValid() const { return fd_ >= 0; }
 
   // 0, or -1 with errno: the last chance to hear of a write that failed.
   int Close() {

@@ -19,12 +19,12 @@ constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
 Descriptor OpenLockFile(const std::string& file) {
   constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW;
   Descriptor descriptor(::open(file.c_str(), kFlags));
-  if (descriptor.valid()) return descriptor;
+  if (descriptor.IsValid()) return descriptor;
   if (errno != ENOENT) ThrowErrno(file);
   descriptor = Descriptor(::open(file.c_str(), kFlags | O_CREAT, kOwnerOnly));
-  if (!descriptor.valid()) ThrowErrno(file);
+  if (!descriptor.IsValid()) ThrowErrno(file);
   // A umask may have taken the owner's own rights away.
-  if (::fchmod(descriptor.get(), kOwnerOnly) != 0) ThrowErrno(file);
+  if (::fchmod(descriptor.Get(), kOwnerOnly) != 0) ThrowErrno(file);
   return descriptor;
 }
 
@@ -32,7 +32,7 @@ Descriptor OpenLockFile(const std::string& file) {
 
 std::optional<FileLock> FileLock::TryAcquire(const std::string& file) {
   Descriptor descriptor = OpenLockFile(file);
-  while (::flock(descriptor.get(), LOCK_EX | LOCK_NB) != 0) {
+  while (::flock(descriptor.Get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno == EWOULDBLOCK) return std::nullopt;
     if (errno != EINTR) ThrowErrno(file);
   }

@@ -8,13 +8,13 @@
 
 namespace ncc {
 
-// Held from construction to destruction or to the death of the process. The lock file stays: removing
-// it would let two owners lock two files of the same name. A forked child shares the lock.
+// Held from construction to destruction or to the death of the process. The lock file stays:
+// removing it would let two owners lock two files of the same name. A forked child shares the lock.
 class FileLock {
  public:
-  // Creates the file, readable by its owner alone, when it is missing. Nothing when the lock is held
-  // elsewhere, also by this process.
-  // Throws std::system_error when the file cannot be opened, also when it is a symbolic link.
+  // Creates the file, readable by its owner alone, when it is missing. Nothing when the lock is
+  // held elsewhere, also by this process. Throws std::system_error when the file cannot be opened,
+  // also when it is a symbolic link.
   static std::optional<FileLock> TryAcquire(const std::string& file);
 
  private:

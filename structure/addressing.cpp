@@ -8,24 +8,26 @@ using namespace ncc;
 
 namespace {
 
-// At least four upper-case hexadecimal digits.
-char* PutHex4(unsigned long value, char* at) {
-  return at + std::snprintf(at, 2 * sizeof(value) + 1, "%4.4lX", value);
+// Four to eight upper-case hexadecimal digits.
+char* PutHex4(std::uint32_t value, char* at) {
+  return at + std::snprintf(at, 2 * sizeof(value) + 1, "%4.4X", value);
 }
 
 }  // namespace
 
 char* CNCCNet::GetAddr4(unsigned long id, char* buffer) {
-  PutHex4(id, buffer);
+  PutHex4(static_cast<std::uint32_t>(id), buffer);
   return buffer;
 }
 
 char* CNCCNet::GetAddr8(unsigned long id, char* buffer) {
-  PutHex4(id, PutHex4(state_->prefs.net_number, buffer));
+  LockScope lock(state_->lock);
+  PutHex4(static_cast<std::uint32_t>(id), PutHex4(state_->prefs.net_number, buffer));
   return buffer;
 }
 
 char* CNCCNet::GetNetAddr(char* buffer) {
+  LockScope lock(state_->lock);
   PutHex4(state_->prefs.net_number, buffer);
   return buffer;
 }
@@ -33,7 +35,10 @@ char* CNCCNet::GetNetAddr(char* buffer) {
 unsigned char CNCCNet::GetType(unsigned long id) {
   return Run(*state_, kTypeNone, [&] {
     for (const std::uint8_t type : {kTypeServer, kTypeAP, kTypeDep, kTypeAB, kTypeNGrp}) {
-      if (FindObject(*state_, id, type) != nullptr) return type;
+      TDBObjId object;
+      const bool found = type == kTypeAP ? FindObject(*state_, id, type) != nullptr
+                                         : GetRootEntry(id, type, object);
+      if (found) return type;
     }
     RefuseUnknown(kTypeNone, id);
   });
@@ -42,16 +47,19 @@ unsigned char CNCCNet::GetType(unsigned long id) {
 unsigned long CNCCNet::GetAP(unsigned long mask) {
   NetState& net = *state_;
   return Run(net, 0UL, [&] {
-    for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
-      unsigned long found = 0;
-      ForEachAP(net, server, [&](const CHDBRecord& record) {
-        const CNNEntry ap = EntryOf<CNNEntry>(record);
+    unsigned long found = 0;
+    WalkEntries(*net.root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+      if (entry.Kind() != kTypeServer) return true;
+      const TRef<CHDBFolder> server = OpenFolder(net, entry.Object().number);
+      WalkItems(net, *server, [&](const CHDBFolderEntry& item, std::uint32_t) {
+        if (item.Kind() != kTypeAP) return true;
+        const CNNEntry ap = EntryOf<CNNEntry>(RecordOf(net, item.Object()));
         if ((ap.flags & mask) == mask) found = ap.id;
-        net.Progress();
         return found == 0;
       });
-      if (found != 0) return found;
-    }
+      return found == 0;
+    });
+    if (found != 0) return found;
     throw Refusal("no AP has these application flags");
   });
 }

@@ -55,7 +55,11 @@ unsigned long CNCCNet::GetAPP(unsigned long id) {
 
 unsigned long CNCCNet::GetAPP(unsigned long id, std::list<std::string>& names) {
   const unsigned long mask = GetAPP(id);
-  names.insert(names.end(), kApplicationNames.begin(), kApplicationNames.end());
+  try {
+    names.insert(names.end(), kApplicationNames.begin(), kApplicationNames.end());
+  } catch (const std::bad_alloc&) {
+    SetLastError("out of memory");
+  }
   return mask;
 }
 

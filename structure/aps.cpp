@@ -44,11 +44,10 @@ const CHDBRecord* FindAP(NetState& net, const char* name) {
   if (name == nullptr) RefuseUnknown(kTypeAP, name);
   if (net.callback == nullptr) return FirstNamed(net, name);
   const CHDBRecord* found = nullptr;
-  WalkEntries(*net.root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+  WalkItems(net, *net.root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
     if (entry.Kind() == kTypeServer) {
       found = FindNamedIn(net, *OpenFolder(net, entry.Object().number), kTypeAP, name);
     }
-    net.Progress();
     return found == nullptr;
   });
   return found;
@@ -66,9 +65,22 @@ const CHDBRecord& KnownAP(NetState& net, unsigned long id) {
   return *record;
 }
 
-bool RenameAP(NetState& net, const TDBObjId& object, const char* new_name, bool taken) {
+// CheckAPName: with a progress callback server by server.
+bool IsNameTaken(NetState& net, std::string_view name) {
+  if (net.callback == nullptr) return NameExists(net, name, kTypeAP);
+  for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
+    net.Progress();
+    if (FindObject(net, server, kTypeServer) != nullptr &&
+        FindNamedIn(net, *OpenFolder(net, server), kTypeAP, name) != nullptr) {
+      return true;
+    }
+  }
+  return false;
+}
+
+bool RenameAP(NetState& net, const TDBObjId& object, const char* new_name) {
   const std::string_view name = CheckedName(new_name);
-  if (taken) RefuseTakenName(net, name, kTypeAP);
+  if (IsNameTaken(net, name)) RefuseTakenName(net, name, kTypeAP);
   net.Progress();
   const Entity ap = OpenEntity(net, object, kTypeAP);
   RenameRecord<CNNEntry>(*ap.record, name);
@@ -131,16 +143,14 @@ unsigned long CNCCNet::AddAPTo(TDBObjId object, const char* name, unsigned long 
 bool CNCCNet::ModifyAP(const char* name, const char* new_name) {
   NetState& net = *state_;
   return Run(net, false, [&] {
-    const TDBObjId ap = FolderOf(KnownAP(net, name));
-    return RenameAP(net, ap, new_name, CheckAPName(new_name));
+    return RenameAP(net, FolderOf(KnownAP(net, name)), new_name);
   });
 }
 
 bool CNCCNet::ModifyAP(unsigned long id, const char* new_name) {
   NetState& net = *state_;
   return Run(net, false, [&] {
-    const TDBObjId ap = FolderOf(KnownAP(net, id));
-    return RenameAP(net, ap, new_name, CheckAPName(new_name));
+    return RenameAP(net, FolderOf(KnownAP(net, id)), new_name);
   });
 }
 
@@ -304,17 +314,5 @@ unsigned long CNCCNet::GetListAP(std::list<CNNEntry>& list) {
 }
 
 bool CNCCNet::CheckAPName(const char* name) {
-  NetState& net = *state_;
-  return Run(net, false, [&] {
-    const std::string_view checked = CheckedName(name);
-    if (net.callback == nullptr) return NameExists(net, checked, kTypeAP);
-    for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
-      net.Progress();
-      if (FindObject(net, server, kTypeServer) != nullptr &&
-          FindNamedIn(net, *OpenFolder(net, server), kTypeAP, checked) != nullptr) {
-        return true;
-      }
-    }
-    return false;
-  });
+  return Run(*state_, false, [&] { return IsNameTaken(*state_, CheckedName(name)); });
 }

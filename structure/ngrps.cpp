@@ -135,14 +135,13 @@ void CNCCNet::DeleteNNFromNGrp(TRef<CHDBFolder>& group, TRef<CHDBFolder>& node) 
   NetState& net = *state_;
   LockScope lock(net.lock);
   WalkIds(RecordOf(net, group->Id()), kDepsOfGroup, [&](const TDBObjId& dep) {
-    const TRef<CHDBFolder> folder = OpenFolder(net, dep.number);
     net.Progress();
-    WalkEntries(*folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+    if (!net.base->HasFolder(dep)) return;
+    WalkItems(net, *OpenFolder(net, dep.number), [&](const CHDBFolderEntry& entry, std::uint32_t) {
       if (entry.Kind() == kTypeAB) {
         TRef<CHDBFolder> user = OpenFolder(net, entry.Object().number);
         DeleteCollectiveNN(node, user);
       }
-      net.Progress();
       return true;
     });
   });

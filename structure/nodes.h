@@ -11,7 +11,7 @@ template <class Visit>
 void ForEachAP(const NetState& net, std::uint32_t server, Visit visit) {
   if (FindObject(net, server, kTypeServer) == nullptr) return;
   WalkEntries(*OpenFolder(net, server), [&](const CHDBFolderEntry& entry, std::uint32_t) {
-    return entry.Kind() != kTypeAP || visit(*net.base->FindRecord(entry.Object().number));
+    return entry.Kind() != kTypeAP || visit(RecordOf(net, entry.Object()));
   });
 }
 

@@ -6,6 +6,14 @@ using namespace ncc;
 
 namespace {
 
+// CheckServerName: with a progress callback over the whole root folder.
+bool IsServerNameTaken(NetState& net, std::string_view name) {
+  if (net.callback != nullptr) {
+    WalkItems(net, *net.root, [](const CHDBFolderEntry&, std::uint32_t) { return true; });
+  }
+  return NameExists(net, name, kTypeServer);
+}
+
 void ListLinked(NetState& net, const TDBObjId& object, std::list<CNNEntry>& list) {
   const TRef<CHDBRecord> server = OpenEntity(net, object).record;
   WalkIds(*server, kServerLinks, [&](const TDBObjId& linked) {
@@ -20,7 +28,7 @@ unsigned long CNCCNet::AddServer(const char* name, unsigned long flags, unsigned
   NetState& net = *state_;
   return Run(net, 0UL, [&] {
     const std::string_view checked = CheckedName(name);
-    RefuseTakenName(net, checked, kTypeServer);
+    if (IsServerNameTaken(net, checked)) RefuseTakenName(net, checked, kTypeServer);
     CNNEntry entry;
     PutName(entry, checked);
     entry.id = TakeId(net);
@@ -104,8 +112,7 @@ bool CNCCNet::GetServerInfo(TDBObjId& server, CNNEntry& entry) {
 
 unsigned long CNCCNet::GetServersCount() {
   return Run(*state_, 0UL, [&] {
-    std::list<CNNEntry> servers;
-    return GetListServer(servers);
+    return static_cast<unsigned long>(state_->base->RecSelect(kTypeServer).Size());
   });
 }
 
@@ -172,5 +179,5 @@ bool CNCCNet::UnlinkServers(TDBObjId server1, TDBObjId server2) {
 }
 
 bool CNCCNet::CheckServerName(const char* name) {
-  return Run(*state_, false, [&] { return NameExists(*state_, CheckedName(name), kTypeServer); });
+  return Run(*state_, false, [&] { return IsServerNameTaken(*state_, CheckedName(name)); });
 }

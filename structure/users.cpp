@@ -83,7 +83,7 @@ bool CNCCNet::LinkUser(TDBObjId dep_object, TDBObjId user_object, bool collectiv
     if (group != nullptr && group->List(kNodesOfGroup).Size() > 0) {
       const IdList& nodes = group->List(kNodesOfGroup);
       entry.primary = {dep_entry.id, nodes.At(nodes.First()).object.number};
-      net.Progress();
+      net.Progress();  // nothing that it does is known to what was read above
     }
   }
   ReplaceEntry(*user.record, entry);
@@ -187,13 +187,12 @@ void CNCCNet::DeleteAllAb(unsigned long dep) {
 void CNCCNet::UnlinkAllUsers(TRef<CHDBFolder>& dep) {
   NetState& net = *state_;
   for (auto at = dep->Entries().First(); at != kNoPosition;) {
-    const TDBObjId object = dep->Entries().At(at).Object();
-    const bool is_user = dep->Entries().At(at).Kind() == kTypeAB;
+    net.Progress();
+    const bool is_user = dep->Entries().Has(at) && dep->Entries().At(at).Kind() == kTypeAB;
     if (is_user) {
-      TRef<CHDBFolder> user = OpenFolder(net, object.number);
+      TRef<CHDBFolder> user = OpenFolder(net, dep->Entries().At(at).Object().number);
       DeleteAbFromDep(dep, user);
     }
-    net.Progress();
     // The walk begins anew after each user, which only a progress callback can tell from going on.
     at = is_user && net.callback != nullptr ? dep->Entries().First() : dep->Entries().Next(at);
   }

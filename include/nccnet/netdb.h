@@ -38,7 +38,7 @@ using NCCCallback = long (*)(void* context, void* arg);
 /// Thread-safe: every operation holds the object lock, which is re-entrant, from start to end. Exceptions
 /// are said at the member.
 ///
-/// Names are bytes of code page 1251, 1 to 51 of them and a zero; comparisons fold ASCII letters. A longer
+/// Names are bytes of code page 1251, up to 51 of them and a zero; comparisons fold ASCII letters. A longer
 /// name or a null pointer is refused. Members that name an object exist in twins, by name and by identifier;
 /// an identifier above 0xFFFFFFFF is unknown.
 class NCC_API CNCCNet {
@@ -83,10 +83,14 @@ class NCC_API CNCCNet {
   /// whatever its name.
   void LoadNetInfo();
 
-  CString GetDBPath();  ///< folder of the database as given to Create or Open, with a separator at its end
-  CString GetDBName();  ///< base name of the database files
+  /// Folder of the database as given to Create or Open, with a separator at its end, and the base name of
+  /// its files.
+  /// \throws std::bad_alloc
+  CString GetDBPath();
+  CString GetDBName();
 
-  /// The three output folders; texts are stored unchanged. The references stay valid as long as the object.
+  /// The three output folders; texts are stored unchanged. The references stay valid as long as the object
+  /// and are read and written under no lock.
   void KCPath(const char* path);
   CString& KCPath();
   void APDBPath(const char* path);

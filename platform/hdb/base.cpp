@@ -80,14 +80,45 @@ std::vector<TDBObjId> CHDBase::ParentLinkSelect(const TDBObjId& object) const {
   return parents;
 }
 
-void CHDBase::IndexRecord(const CHDBRecord& record) {
-  names_.Insert(ncc::HashFolded(record.name_, record.type_), record.number_);
-  types_[record.type_].Insert(record.number_);
+std::uint32_t CHDBase::FirstNamesake(std::uint32_t type, std::string_view name) const {
+  std::uint32_t first = ncc::kNoPosition;
+  names_.ForEach(ncc::HashFolded(name, type), [&](std::uint32_t number) {
+    const CHDBRecord& record = FindObject(number)->record;
+    if (record.type_ != type || !ncc::EqualFolded(record.name_, name)) return true;
+    first = number;
+    return false;
+  });
+  return first;
 }
 
-void CHDBase::UnindexRecord(const CHDBRecord& record) {
-  names_.Remove(ncc::HashFolded(record.name_, record.type_), record.number_);
+void CHDBase::IndexRecord(CHDBRecord& record) {
+  types_[record.type_].Insert(record.number_);
+  const std::uint32_t first = FirstNamesake(record.type_, record.name_);
+  if (first == ncc::kNoPosition) {
+    names_.Insert(ncc::HashFolded(record.name_, record.type_), record.number_);
+    return;
+  }
+  CHDBRecord& head = FindObject(first)->record;  // the new one becomes the second of the chain
+  record.previous_namesake_ = first;
+  record.next_namesake_ = head.next_namesake_;
+  if (head.next_namesake_ != ncc::kNoPosition) {
+    FindObject(head.next_namesake_)->record.previous_namesake_ = record.number_;
+  }
+  head.next_namesake_ = record.number_;
+}
+
+void CHDBase::UnindexRecord(CHDBRecord& record) {
   types_[record.type_].Remove(record.number_);
+  const std::uint32_t previous = std::exchange(record.previous_namesake_, ncc::kNoPosition);
+  const std::uint32_t next = std::exchange(record.next_namesake_, ncc::kNoPosition);
+  if (next != ncc::kNoPosition) FindObject(next)->record.previous_namesake_ = previous;
+  if (previous != ncc::kNoPosition) {
+    FindObject(previous)->record.next_namesake_ = next;
+    return;
+  }
+  const std::uint32_t hash = ncc::HashFolded(record.name_, record.type_);
+  names_.Remove(hash, record.number_);
+  if (next != ncc::kNoPosition) names_.Insert(hash, next);
 }
 
 void CHDBase::AddParent(std::uint32_t child, std::uint32_t parent) {
@@ -141,13 +172,15 @@ std::optional<Row> CHDBase::EncodeRow(const RowKey& key) const {
 // Units of work ------------------------------------------------------------------------------------------
 
 void CHDBase::CheckUsable() const {
-  if (!broken_.empty()) throw StorageError(broken_);
+  if (!broken_) return;
+  throw StorageError("the database cannot be read any more; close it and open it again: " +
+                     broken_reason_);
 }
 
 void CHDBase::Commit() {
   const std::uint64_t next = revision_ + 1;
   try {
-    if (unit_.Failure()) throw StorageError(*unit_.Failure());
+    if (unit_.HasFailed()) throw StorageError(unit_.Failure());
     ncc::ChangeSet changes = unit_.Collect([this](const RowKey& key) { return EncodeRow(key); });
     changes.revision = next;
     if (!changes.put.empty() || !changes.removed.empty()) {
@@ -162,14 +195,9 @@ void CHDBase::Commit() {
   }
 }
 
-void CHDBase::AbandonUnit(const std::string& why) noexcept {
-  const bool outermost = unit_.Leave();
-  try {
-    unit_.Fail(why);
-  } catch (const std::bad_alloc&) {
-    unit_.Fail({});
-  }
-  if (!outermost) return;
+void CHDBase::AbandonUnit(std::string_view why) noexcept {
+  unit_.Fail(why);
+  if (!unit_.Leave()) return;
   if (unit_.HasChanges()) {
     Reload();
   } else {
@@ -197,8 +225,12 @@ void CHDBase::Reload() noexcept {
   } catch (const std::exception& error) {
     DropObjects();
     revision_ = 0;
-    broken_ = std::string("the database cannot be read any more; close it and open it again: ") +
-              error.what();
+    broken_ = true;
+    try {
+      broken_reason_ = error.what();
+    } catch (const std::bad_alloc&) {
+      broken_reason_.clear();
+    }
   }
 }
 
@@ -234,7 +266,7 @@ void CHDBase::LoadRow(Row&& row) {
     definitions_.push_back(ncc::DecodeDefinition(*name, row.type, row.body));
     return;
   }
-  auto object = std::make_shared<CHDBObject>(this, number);
+  const auto object = std::make_shared<CHDBObject>(this, number);
   CHDBRecord& record = object->record;
   if (row.body.size() > ncc::kMaxDataSize) throw StorageError("database is damaged: an object is too long");
   std::copy(row.body.begin(), row.body.end(), record.data_.begin());

@@ -80,11 +80,12 @@ class CHDBase {
   // returns false.
   template <class Visit>
   void ForEachNamed(std::uint32_t type, std::string_view name, Visit visit) const {
-    names_.ForEach(ncc::HashFolded(name, type), [&](std::uint32_t number) {
+    std::uint32_t number = FirstNamesake(type, name);
+    while (number != ncc::kNoPosition) {
       const CHDBRecord& record = FindObject(number)->record;
-      if (record.Type() != type || !ncc::EqualFolded(record.Name(), name)) return true;
-      return static_cast<bool>(visit(record));
-    });
+      number = record.next_namesake_;
+      if (!visit(record)) return;
+    }
   }
 
   // Throws when what is stored could not be read again after a failure: nothing works any more then.
@@ -94,12 +95,14 @@ class CHDBase {
   // be stored; memory then is what is stored, and handles from before refuse every change.
   void BeginUnit() { unit_.Enter(); }
   void EndUnit() {
-    if (unit_.Leave() && (unit_.HasChanges() || unit_.Failure())) Commit();
+    if (unit_.Leave() && (unit_.HasChanges() || unit_.HasFailed())) Commit();
   }
   // Leaves an inner unit that changed nothing.
   void LeaveUnit() { unit_.Leave(); }
   // Leaves a unit that failed. The outermost unit is not stored any more; leaving that one undoes it.
-  void AbandonUnit(const std::string& why) noexcept;
+  void AbandonUnit(std::string_view why) noexcept;
+  // The unit that runs will not be stored.
+  void FailUnit(std::string_view why) noexcept { unit_.Fail(why); }
   bool InUnit() const { return unit_.Depth() > 0; }
   const ncc::UnitOfWork& Unit() const { return unit_; }
 
@@ -128,8 +131,10 @@ class CHDBase {
   void TouchChunk(std::uint32_t number, std::uint8_t list, std::uint32_t position);
   std::optional<ncc::Row> EncodeRow(const ncc::RowKey& key) const;
 
-  void IndexRecord(const CHDBRecord& record);
-  void UnindexRecord(const CHDBRecord& record);
+  // One record of this type and name, the head of the chain of all; ncc::kNoPosition when there is none.
+  std::uint32_t FirstNamesake(std::uint32_t type, std::string_view name) const;
+  void IndexRecord(CHDBRecord& record);
+  void UnindexRecord(CHDBRecord& record);
   void AddParent(std::uint32_t child, std::uint32_t parent);
   void RemoveParent(std::uint32_t child, const CHDBFolder& parent);
 
@@ -146,9 +151,10 @@ class CHDBase {
   std::vector<CHDBDefinition> definitions_;
   ncc::PagedTable<TRef<CHDBObject>> objects_;
   std::map<std::uint32_t, ncc::IdSet> types_;
-  ncc::FlatIndex names_;
+  ncc::FlatIndex names_;  // of each type and name, one record
   ncc::UnitOfWork unit_;
   std::uint64_t revision_ = 0;
   std::uint64_t generation_ = 0;
-  std::string broken_;  // why nothing works any more; empty as a rule
+  bool broken_ = false;  // nothing works any more
+  std::string broken_reason_;
 };

@@ -39,7 +39,8 @@ PathParts SplitPath(const std::string& path) {
 
 void SyncFolder(const std::string& folder) {
   const Descriptor descriptor(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!descriptor.valid() || ::fsync(descriptor.get()) != 0) Fail("cannot flush the folder", folder);
+  if (!descriptor.IsValid() || ::fsync(descriptor.Get()) != 0)
+    Fail("cannot flush the folder", folder);
 }
 
 void MakeFolder(const std::string& folder) {
@@ -48,7 +49,8 @@ void MakeFolder(const std::string& folder) {
     if (S_ISDIR(info.st_mode)) return;
     throw StorageError(folder + " is a file, not a folder: choose another path");
   }
-  if (errno == ENOTDIR) throw StorageError("a part of the path " + folder + " is a file, not a folder");
+  if (errno == ENOTDIR)
+    throw StorageError("a part of the path " + folder + " is a file, not a folder");
   if (errno != ENOENT) Fail("cannot reach the folder", folder);
   const std::string parent = SplitPath(folder).folder;
   if (parent != folder) MakeFolder(parent);
@@ -153,23 +155,23 @@ DatabaseFiles LocateDatabase(const std::string& base, OpenMode mode) {
 
 DataFileState InspectDataFile(const std::string& file) {
   const Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
-  if (!descriptor.valid()) {
+  if (!descriptor.IsValid()) {
     if (errno == ENOENT) return DataFileState::kMissing;
     Fail("cannot open", file);
   }
   struct stat info {};
-  if (::fstat(descriptor.get(), &info) != 0) Fail("cannot read", file);
+  if (::fstat(descriptor.Get(), &info) != 0) Fail("cannot read", file);
   CheckKindOfFile(file, info);
   if (info.st_size == 0) return DataFileState::kEmpty;
   std::array<char, kHeadSize> buffer{};
-  CheckHead(file, ReadUpTo(descriptor.get(), buffer.data(), buffer.size(), file));
+  CheckHead(file, ReadUpTo(descriptor.Get(), buffer.data(), buffer.size(), file));
   return DataFileState::kOurs;
 }
 
 PendingFile::PendingFile(const std::string& target) : target_(target), name_(target + ".XXXXXX") {
   const Descriptor descriptor(::mkostemp(name_.data(), O_CLOEXEC));
-  if (!descriptor.valid()) Fail("cannot create a file beside", target_);
-  if (::fchmod(descriptor.get(), kOwnerOnly) != 0) {
+  if (!descriptor.IsValid()) Fail("cannot create a file beside", target_);
+  if (::fchmod(descriptor.Get(), kOwnerOnly) != 0) {
     const int error = errno;
     ::unlink(name_.c_str());
     throw StorageError(DescribeFailure("cannot set the rights of", name_, error));
@@ -182,7 +184,7 @@ PendingFile::~PendingFile() {
 
 void PendingFile::Publish() {
   Descriptor descriptor(::open(name_.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
-  if (!descriptor.valid() || ::fsync(descriptor.get()) != 0 || descriptor.Close() != 0) {
+  if (!descriptor.IsValid() || ::fsync(descriptor.Get()) != 0 || descriptor.Close() != 0) {
     Fail("cannot flush", name_);
   }
   if (::rename(name_.c_str(), target_.c_str()) != 0) Fail("cannot replace", target_);
@@ -194,8 +196,8 @@ void WriteWholeFile(const std::string& file, std::string_view contents) {
   PendingFile pending(file);
   {
     Descriptor descriptor(::open(pending.Name().c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!descriptor.valid()) Fail("cannot write", pending.Name());
-    WriteAll(descriptor.get(), contents, pending.Name());
+    if (!descriptor.IsValid()) Fail("cannot write", pending.Name());
+    WriteAll(descriptor.Get(), contents, pending.Name());
     if (descriptor.Close() != 0) Fail("cannot write", pending.Name());
   }
   pending.Publish();
@@ -203,16 +205,16 @@ void WriteWholeFile(const std::string& file, std::string_view contents) {
 
 void RewriteFile(const std::string& file) {
   const Descriptor from(::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-  if (!from.valid()) Fail("cannot read", file);
+  if (!from.IsValid()) Fail("cannot read", file);
   PendingFile pending(file);
   {
     Descriptor to(::open(pending.Name().c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC));
-    if (!to.valid()) Fail("cannot write", pending.Name());
+    if (!to.IsValid()) Fail("cannot write", pending.Name());
     const auto buffer = std::make_unique<std::array<char, 1 << 16>>();
     for (;;) {
-      const auto part = ReadUpTo(from.get(), buffer->data(), buffer->size(), file);
+      const auto part = ReadUpTo(from.Get(), buffer->data(), buffer->size(), file);
       if (part.empty()) break;
-      WriteAll(to.get(), part, pending.Name());
+      WriteAll(to.Get(), part, pending.Name());
     }
     if (to.Close() != 0) Fail("cannot write", pending.Name());
   }

@@ -22,8 +22,8 @@ DatabaseFiles LocateDatabase(const std::string& base, OpenMode mode);
 
 enum class DataFileState { kMissing, kEmpty, kOurs };
 
-// Looks at the head of the data file; refuses what another program wrote or a newer version of this one.
-// Only while no engine has the file open: closing it would drop the engine's locks.
+// Looks at the head of the data file; refuses what another program wrote or a newer version of this
+// one. Only while no engine has the file open: closing it would drop the engine's locks.
 DataFileState InspectDataFile(const std::string& file);
 
 // The marks that InspectDataFile looks for in the head of a data file.
@@ -55,8 +55,8 @@ class PendingFile {
 // Gives the contents of `file` to storage anew, also where the system believes them stored.
 void RewriteFile(const std::string& file);
 
-// Refuses a target of a copy that is one of the database's own files or that has side files, which would
-// be taken for changes of the copy.
+// Refuses a target of a copy that is one of the database's own files or that has side files, which
+// would be taken for changes of the copy.
 void CheckCopyTarget(const DatabaseFiles& files, const std::string& target);
 
 bool FileExists(const std::string& file);

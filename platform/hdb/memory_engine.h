@@ -57,8 +57,9 @@ class MemoryStore {
   std::map<std::string, std::shared_ptr<MemoryStore>> copies_;
 };
 
-// Makes engines over that store, whatever the path. Beyond the contract they throw std::logic_error when
-// the caller breaks it: rows out of order, no revision, a call before Load after a failed commit.
+// Makes engines over that store, whatever the path. Beyond the contract they throw std::logic_error
+// when the caller breaks it: rows out of order, no revision, a call before Load after a failed
+// commit.
 EngineFactory MemoryEngineFactory(std::shared_ptr<MemoryStore> store);
 
 }  // namespace ncc

@@ -107,6 +107,8 @@ class CHDBRecord {
   CHDBase* base_;  // null once the record was removed or its base reloaded
   std::uint32_t number_;
   std::uint32_t type_ = 0;
+  std::uint32_t next_namesake_ = ncc::kNoPosition;  // records of one type and name form a chain
+  std::uint32_t previous_namesake_ = ncc::kNoPosition;
   std::string name_;
   std::array<std::unique_ptr<ncc::IdList>, 3> lists_;  // null while empty
   std::unique_ptr<ncc::PairList> pairs_;               // null while none was appended

@@ -64,8 +64,8 @@ class SqliteEngine final : public StorageEngine {
     try {
       session_->Commit(changes);
     } catch (const SqliteError& error) {
-      log_suspect_ = log_suspect_ || error.code() == SQLITE_IOERR_FSYNC ||
-                     error.code() == SQLITE_IOERR_DIR_FSYNC;
+      log_suspect_ = log_suspect_ || error.Code() == SQLITE_IOERR_FSYNC ||
+                     error.Code() == SQLITE_IOERR_DIR_FSYNC;
       session_.reset();
       throw;
     } catch (...) {
@@ -94,8 +94,8 @@ class SqliteEngine final : public StorageEngine {
   }
 
   void Recover() {
-    // After a failed flush the system may hold parts of the log that never reached storage and believe
-    // them stored; only writing them anew makes what is read next true after a power cut.
+    // After a failed flush the system may hold parts of the log that never reached storage and
+    // believe them stored; only writing them anew makes what is read next true after a power cut.
     if (log_suspect_ && FileExists(files_.log)) RewriteFile(files_.log);
     log_suspect_ = false;
     if (InspectDataFile(files_.data) != DataFileState::kOurs) {
@@ -107,7 +107,7 @@ class SqliteEngine final : public StorageEngine {
   const DatabaseFiles files_;
   const FileLock lock_;
   const pid_t pid_;
-  bool log_suspect_ = false;           // a flush of the log has failed
+  bool log_suspect_ = false;          // a flush of the log has failed
   std::unique_ptr<Session> session_;  // null after a failed commit
 };
 

@@ -8,9 +8,10 @@
 
 namespace ncc {
 
-// Keeps the database in base + ".db", with commits on their way in ".db-wal" and ownership in ".lock".
-// Throws StorageError; then nothing but the lock file, and folders for kCreate, has changed. A file that
-// never saw a commit is no database: kCreate takes it over and kOpen refuses it.
+// Keeps the database in base + ".db", with commits on their way in ".db-wal" and ownership in
+// ".lock". Throws StorageError; then nothing but the lock file, and folders for kCreate, has
+// changed. A file that never saw a commit is no database: kCreate takes it over and kOpen refuses
+// it.
 std::unique_ptr<StorageEngine> OpenSqliteEngine(const std::string& base, OpenMode mode);
 
 }  // namespace ncc

@@ -18,7 +18,8 @@ constexpr std::uint8_t kMetaTag = 0xFF;
 
 constexpr std::array kTables = {
     "CREATE TABLE meta(id INTEGER PRIMARY KEY CHECK(id=1), revision INTEGER, sum INTEGER)",
-    "CREATE TABLE definition(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, body TEXT, sum INTEGER)",
+    "CREATE TABLE definition(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, body TEXT, sum "
+    "INTEGER)",
     "CREATE TABLE object(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, data BLOB, sum INTEGER)",
     "CREATE TABLE page(key INTEGER PRIMARY KEY, body TEXT, sum INTEGER)"};
 

@@ -6,8 +6,8 @@
 //   page(key, body, sum)                    64 positions of a list as JSON, null for a removed one;
 //                                           key = owner << 29 | list << 26 | chunk
 //
-// sum is the CRC-32C of the row's table, key and columns with their lengths. Views join the pages for
-// people: item (contents of folders), link (ties between objects), membership (users in Deps).
+// sum is the CRC-32C of the row's table, key and columns with their lengths. Views join the pages
+// for people: item (contents of folders), link (ties between objects), membership (users in Deps).
 #pragma once
 
 #include "platform/hdb/sqlite_statement.h"

@@ -9,8 +9,8 @@
 namespace ncc {
 namespace {
 
-// Commits overwrite a log of this size in place. It must take a little more than kCheckpointPages pages
-// with their frame heads, after which it starts anew.
+// Commits overwrite a log of this size in place. It must take a little more than kCheckpointPages
+// pages with their frame heads, after which it starts anew.
 constexpr sqlite3_int64 kLogSize = 4 << 20;
 constexpr const char* kCheckpointPages = "PRAGMA wal_autocheckpoint = 1000";
 

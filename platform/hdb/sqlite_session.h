@@ -10,8 +10,8 @@
 
 namespace ncc {
 
-// The owner's lock must be held. Until Load has found every row sound, nothing changes the data file,
-// not even closing.
+// The owner's lock must be held. Until Load has found every row sound, nothing changes the data
+// file, not even closing.
 class Session {
  public:
   // Opens an existing file of ours and checks its structure.
@@ -21,8 +21,8 @@ class Session {
 
   std::uint64_t Load(const std::function<void(Row&&)>& row);
 
-  // After an exception this object is good for nothing but its destruction, which leaves the files as
-  // they are: only a new session can tell what is stored.
+  // After an exception this object is good for nothing but its destruction, which leaves the files
+  // as they are: only a new session can tell what is stored.
   void Commit(const ChangeSet& changes);
 
   // Into `file`, which exists and is empty; checked, but not flushed.

@@ -2,10 +2,30 @@
 
 #include "platform/hdb/database_files.h"
 
+#include <cerrno>
 #include <string>
 
 namespace ncc {
 namespace {
+
+int LastErrno(sqlite3_file* file) {
+  int error = 0;
+  if (file == nullptr || file->pMethods == nullptr) return 0;
+  return file->pMethods->xFileControl(file, SQLITE_FCNTL_LAST_ERRNO, &error) == SQLITE_OK ? error
+                                                                                          : 0;
+}
+
+// The error of the system behind the last failure. The connection does not hear of all of them:
+// those of a commit stay with the file that they befell.
+int SystemError(sqlite3* db) {
+  if (const int error = sqlite3_system_errno(db); error != 0) return error;
+  for (const int which : {SQLITE_FCNTL_JOURNAL_POINTER, SQLITE_FCNTL_FILE_POINTER}) {
+    sqlite3_file* file = nullptr;
+    if (sqlite3_file_control(db, "main", which, &file) != SQLITE_OK) continue;
+    if (const int error = LastErrno(file); error != 0) return error;
+  }
+  return EIO;
+}
 
 std::string Explain(sqlite3* db, int code) {
   const char* name = db == nullptr ? nullptr : sqlite3_db_filename(db, "main");
@@ -24,9 +44,12 @@ std::string Explain(sqlite3* db, int code) {
     case SQLITE_NOMEM:
       return "there is not enough memory";
     case SQLITE_CANTOPEN:
-      return DescribeFailure("cannot open or create the files of", file, sqlite3_system_errno(db));
+      return DescribeFailure("cannot open or create the files of", file, SystemError(db));
     case SQLITE_IOERR:
-      return DescribeFailure("cannot read or write", file, sqlite3_system_errno(db));
+      if (code == SQLITE_IOERR_FSYNC || code == SQLITE_IOERR_DIR_FSYNC) {
+        return DescribeFailure("cannot flush to storage", file, SystemError(db));
+      }
+      return DescribeFailure("cannot read or write", file, SystemError(db));
     default:
       return "storage failed in " + file + ": " + sqlite3_errmsg(db);
   }

@@ -15,7 +15,7 @@ namespace ncc {
 class SqliteError : public StorageError {
  public:
   SqliteError(sqlite3* db, int code);
-  int code() const { return code_; }
+  int Code() const { return code_; }
 
  private:
   int code_;
@@ -32,7 +32,8 @@ DatabaseHandle OpenDatabase(const char* file, int flags);
 // Runs statements that give no rows. The text is constant: values are bound, never pasted.
 void Execute(sqlite3* db, const char* sql);
 
-// A prepared statement, to be run any number of times. Text given to Bind must live until Run or Reset.
+// A prepared statement, to be run any number of times. Text given to Bind must live until Run or
+// Reset.
 class Statement {
  public:
   Statement(sqlite3* db, std::string_view sql);

@@ -3,10 +3,13 @@
 
 #include "platform/hdb/engine.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -27,7 +30,7 @@ class UnitOfWork {
   template <class EncodeBefore>
   void Touch(const RowKey& key, EncodeBefore encode_before) {
     if (depth_ == 0) throw StorageError("a change outside an operation");
-    if (failed_) throw StorageError("an earlier failure has stopped this batch: " + *failed_);
+    if (HasFailed()) throw StorageError(std::string("an earlier failure has stopped this batch: ") + Failure());
     ++touch_count_;
     if (before_.contains(key)) return;
     before_.emplace(key, encode_before());
@@ -36,10 +39,15 @@ class UnitOfWork {
   std::size_t TouchCount() const { return touch_count_; }
   bool HasChanges() const { return !before_.empty(); }
 
-  void Fail(const std::string& why) {
-    if (!failed_) failed_ = why;
+  // Keeps the beginning of the first reason; needs no memory.
+  void Fail(std::string_view why) noexcept {
+    if (HasFailed()) return;
+    const std::size_t length = std::min(why.size(), failure_.size() - 1);
+    std::copy_n(why.data(), length, failure_.data());
+    failure_[length] = '\0';
   }
-  const std::optional<std::string>& Failure() const { return failed_; }
+  bool HasFailed() const { return failure_[0] != '\0'; }
+  const char* Failure() const { return failure_.data(); }
 
   // The rows that differ from what is stored; `encode_now` gives a row's present contents, or nothing when
   // it is gone.
@@ -59,9 +67,14 @@ class UnitOfWork {
     return changes;
   }
 
-  void Clear() {
-    before_.clear();
-    failed_.reset();
+  void Clear() noexcept {
+    failure_[0] = '\0';
+    // Clearing costs what the table has grown to: one that a batch has left large is given away.
+    if (before_.bucket_count() > 1024) {
+      decltype(before_)().swap(before_);
+    } else if (!before_.empty()) {
+      before_.clear();
+    }
   }
 
  private:
@@ -75,7 +88,7 @@ class UnitOfWork {
   static void SortByKey(ChangeSet& changes);
 
   std::unordered_map<RowKey, std::optional<Row>, KeyHash> before_;
-  std::optional<std::string> failed_;
+  std::array<char, 256> failure_{};  // empty: none
   std::size_t touch_count_ = 0;
   int depth_ = 0;
 };

@@ -1,0 +1,236 @@
+#!/usr/bin/env python3
+"""Turns a topology in GML into a description file for nccadm.
+
+    convert.py TOPOLOGY.gml [NETWORK_NUMBER] > network.yaml
+
+README.md has the rules and where the topology comes from.
+"""
+
+import html
+import re
+import sys
+import unicodedata
+from collections import Counter
+from dataclasses import dataclass, field
+
+NAME_BYTES = 51
+NETWORK_NUMBER = 0x1A
+CENTRES = ("NCC", "KC")  # applications, as "nccadm app list" calls them
+
+# Letters that do not come apart into a base letter and a mark.
+LETTERS = {"Ł": "L", "ł": "l", "Ø": "O", "ø": "o", "Đ": "D", "đ": "d", "ı": "i", "ß": "ss",
+           "Æ": "AE", "æ": "ae", "Œ": "OE", "œ": "oe", "Þ": "Th", "þ": "th"}
+
+TOKEN = re.compile(r'''\s+|\#[^\n]*|(?P<open>\[)|(?P<close>\])
+                   |"(?P<text>[^"]*)"|'(?P<single>[^']*)'|(?P<word>[^\s\[\]"']+)''', re.VERBOSE)
+
+
+@dataclass
+class Node:
+    id: int
+    label: str
+    network: str  # the research network that runs the node
+    name: str = ""
+    neighbours: set = field(default_factory=set)
+    server: "Node" = None  # whose AP this is; None for a server
+    applications: list = field(default_factory=list)
+
+    def is_server(self):
+        return self.server is None
+
+
+@dataclass
+class Topology:
+    nodes: dict  # by id
+    self_loops: int = 0
+    parallel_links: int = 0
+
+    def servers(self):
+        return [node for node in self.nodes.values() if node.is_server()]
+
+    def aps_of(self, server):
+        return [node for node in self.nodes.values() if node.server is server]
+
+
+def read_tokens(text):
+    """Yields ("open" | "close" | "value", text); quoted values may hold entities."""
+    position = 0
+    while position < len(text):
+        match = TOKEN.match(text, position)
+        if not match:
+            line = text.count("\n", 0, position) + 1
+            raise ValueError(f"line {line}: a quote that nothing ends")
+        position = match.end()
+        kind = match.lastgroup
+        if kind in ("open", "close"):
+            yield kind, ""
+        elif kind == "word":
+            yield "value", match["word"]
+        elif kind:
+            yield "value", html.unescape(match[kind])
+
+
+def parse_gml(text):
+    """The topmost list of (key, value) pairs; a value is a text or again such a list."""
+    stack, key = [[]], None
+    for kind, value in read_tokens(text):
+        if kind == "open":
+            if key is None:
+                raise ValueError("a list without a key")
+            inner = []
+            stack[-1].append((key, inner))
+            stack.append(inner)
+            key = None
+        elif kind == "close":
+            if key is not None or len(stack) == 1:
+                raise ValueError("a ] too many, or a key without a value")
+            stack.pop()
+        elif key is None:
+            key = value
+        else:
+            stack[-1].append((key, value))
+            key = None
+    if key is not None or len(stack) != 1:
+        raise ValueError("the file ends inside a list")
+    return stack[0]
+
+
+def read_topology(text):
+    graphs = [value for key, value in parse_gml(text) if key == "graph"]
+    if len(graphs) != 1:
+        raise ValueError("the file must hold one graph")
+    topology = Topology({})
+    for attributes in (dict(value) for key, value in graphs[0] if key == "node"):
+        node = Node(int(attributes["id"]), attributes.get("label", "").strip(),
+                    attributes.get("Network", "").strip())
+        if node.id in topology.nodes:
+            raise ValueError(f"two nodes have the id {node.id}")
+        topology.nodes[node.id] = node
+    topology.nodes = dict(sorted(topology.nodes.items()))
+    for attributes in (dict(value) for key, value in graphs[0] if key == "edge"):
+        add_link(topology, int(attributes["source"]), int(attributes["target"]))
+    return topology
+
+
+def add_link(topology, one, other):
+    ends = topology.nodes[one], topology.nodes[other]
+    if one == other:
+        topology.self_loops += 1
+    elif other in ends[0].neighbours:
+        topology.parallel_links += 1
+    else:
+        ends[0].neighbours.add(other)
+        ends[1].neighbours.add(one)
+
+
+def assign_kinds(topology):
+    for node in topology.nodes.values():
+        if len(node.neighbours) != 1:
+            continue
+        neighbour = topology.nodes[next(iter(node.neighbours))]
+        is_pair = len(neighbour.neighbours) == 1
+        if not is_pair or neighbour.id < node.id:
+            node.server = neighbour
+
+
+def assign_centres(topology):
+    """The two servers with the most neighbours, of those that have APs, get the centres."""
+    hubs = [server for server in topology.servers() if topology.aps_of(server)]
+    hubs.sort(key=lambda server: (-len(server.neighbours), server.id))
+    for hub, application in zip(hubs, CENTRES):
+        topology.aps_of(hub)[0].applications.append(application)
+
+
+def to_code_page(text):
+    """The text with what code page 1251 lacks replaced by base letters or a question mark."""
+    kept = []
+    for character in unicodedata.normalize("NFC", text):
+        if character.encode("cp1251", "ignore"):
+            kept.append(character)
+            continue
+        if character in LETTERS:
+            kept.append(LETTERS[character])
+            continue
+        base = unicodedata.normalize("NFKD", character).encode("cp1251", "ignore")
+        kept.append(base.decode("cp1251") or "?")
+    return "".join(c if c.isprintable() else " " for c in kept).strip()
+
+
+def cut_name(name, suffix=""):
+    room = NAME_BYTES - len(suffix.encode("cp1251"))
+    return name.encode("cp1251")[:room].decode("cp1251").rstrip() + suffix
+
+
+def assign_names(topology):
+    """The label; where several nodes share it, with the network, then with a number behind it."""
+    labels = {node.id: to_code_page(node.label or f"{node.network} node")
+              for node in topology.nodes.values()}
+    uses = Counter(label.lower() for label in labels.values())
+    taken = {label for label in uses if uses[label] == 1}
+    for node in topology.nodes.values():
+        label = labels[node.id]
+        if uses[label.lower()] == 1 and len(label.encode("cp1251")) <= NAME_BYTES:
+            node.name = label
+            continue
+        network = f" ({to_code_page(node.network)})" if node.label else ""
+        node.name, number = cut_name(label, network), 1
+        while node.name.lower() in taken:
+            number += 1
+            node.name = cut_name(label, f" {number}{network}")
+        taken.add(node.name.lower())
+
+
+def convert(text):
+    topology = read_topology(text)
+    assign_kinds(topology)
+    assign_centres(topology)
+    assign_names(topology)
+    return topology
+
+
+def quote(name):
+    return '"' + name.replace("\\", "\\\\").replace('"', '\\"') + '"'
+
+
+def render(topology, network_number=NETWORK_NUMBER):
+    """The description: each link under the first of its servers."""
+    lines = ["# Made by convert.py; README.md says from what and how.",
+             f"network: 0x{network_number:04X}", "servers:"]
+    for server in topology.servers():
+        lines.append(f"  - name: {quote(server.name)}")
+        links = [topology.nodes[id].name for id in sorted(server.neighbours)
+                 if id > server.id and topology.nodes[id].is_server()]
+        if links:
+            lines.append("    links:")
+            lines += [f"      - {quote(name)}" for name in links]
+        aps = topology.aps_of(server)
+        if aps:
+            lines.append("    aps:")
+        for ap in aps:
+            if not ap.applications:
+                lines.append(f"      - {quote(ap.name)}")
+                continue
+            lines.append(f"      - name: {quote(ap.name)}")
+            lines.append(f"        applications: [{', '.join(ap.applications)}]")
+    return "\n".join(lines) + "\n"
+
+
+def main(arguments):
+    if len(arguments) not in (2, 3):
+        sys.exit(__doc__)
+    with open(arguments[1], encoding="utf-8") as file:
+        topology = convert(file.read())
+    number = int(arguments[2], 0) if len(arguments) == 3 else NETWORK_NUMBER
+    sys.stdout.reconfigure(encoding="utf-8", newline="\n")
+    sys.stdout.write(render(topology, number))
+    servers = topology.servers()
+    links = sum(len([n for n in s.neighbours if topology.nodes[n].is_server()]) for s in servers)
+    isolated = sum(not server.neighbours for server in servers)
+    print(f"{len(topology.nodes)} nodes: {len(servers)} servers ({isolated} without links), "
+          f"{len(topology.nodes) - len(servers)} APs; {links // 2} server links; "
+          f"{topology.parallel_links} parallel links merged, "
+          f"{topology.self_loops} self-loops dropped", file=sys.stderr)
+
+
+if __name__ == "__main__":
+    main(sys.argv)

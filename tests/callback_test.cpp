@@ -1,0 +1,239 @@
+// The progress callback: how often it is called, and what it may do.
+#include "support/memory_net.h"
+#include "support/network.h"
+
+#include <stdexcept>
+
+namespace {
+
+// Installs a callback for as long as it lives.
+class Progress {
+ public:
+  explicit Progress(CNCCNet& net, std::function<void(int call)> act = {})
+      : net_(net), act_(std::move(act)) {
+    net_.SetCallback(&Progress::Call, this);
+  }
+  ~Progress() { net_.SetCallback(nullptr, nullptr); }
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  int TakeCalls() { return std::exchange(calls_, 0); }
+
+ private:
+  static long Call(void* context, void* arg) {
+    auto& self = *static_cast<Progress*>(context);
+    EXPECT_EQ(arg, nullptr);
+    ++self.calls_;
+    if (self.act_) self.act_(self.calls_);
+    return -1;
+  }
+
+  CNCCNet& net_;
+  std::function<void(int)> act_;
+  int calls_ = 0;
+};
+
+using Callback = SampleTest;
+using Numbers = std::vector<unsigned long>;
+
+long Ignore(void*, void*) { return 0; }
+
+TEST_F(Callback, SettingReturnsThePreviousOne) {
+  EXPECT_EQ(net_.SetCallback(&Ignore), nullptr);
+  EXPECT_EQ(net_.SetCallback(nullptr, nullptr), &Ignore);
+  int calls = 0;
+  const auto count = [](void* context, void*) -> long { return ++*static_cast<int*>(context); };
+  CNCCNet constructed(&Ignore, &calls);
+  EXPECT_EQ(constructed.SetCallback(count), &Ignore);
+  ASSERT_TRUE(constructed.Create(scratch_.Path().c_str(), "other", 1));
+  EXPECT_EQ(constructed.GetServer("x"), 0U);
+  EXPECT_EQ(calls, 1) << "the context stays, and the network entry is visited";
+}
+
+TEST_F(Callback, WalksVisitEachEntryUpToTheOneFound) {
+  TDBObjId id;
+  std::list<CNNEntry> list;
+  TDBObjId server{200, 1};
+  // The root holds the network entry, A, B, C; the folder of A two items for each AP.
+  const struct {
+    const char* what;
+    std::function<bool()> run;
+    int calls;
+  } cases[] = {
+      {"server by name", [&] { return net_.GetServer("B", id); }, 3},
+      {"server by id", [&] { return net_.GetServer(3, id); }, 4},
+      {"no such server", [&] { return !net_.GetServer("a1", id); }, 4},
+      {"AP by name", [&] { return net_.GetAP("a2", id); }, 2},
+      {"AP of the second server", [&] { return net_.GetAP("b1", id); }, 3},
+      {"no such AP", [&] { return !net_.GetAP("A", id); }, 4},
+      {"node by id", [&] { return net_.GetNN(6, id); }, 0},
+      {"AP by id", [&] { return net_.GetAP(6, id); }, 0},
+      {"all servers", [&] { return net_.GetListServer(list) == 3; }, 4},
+      {"all APs", [&] { return net_.GetListAP(list) == 3; }, 0},
+      {"deleting the second AP", [&] { return net_.DeleteAP(server, "a2"); }, 3},
+      {"spaces", [&] { return NetAccess::GetRootFldSpc(net_) == 200; }, 2},
+  };
+  Progress progress(net_);
+  for (const auto& [what, run, calls] : cases) {
+    EXPECT_TRUE(run()) << what;
+    EXPECT_EQ(progress.TakeCalls(), calls) << what;
+  }
+}
+
+TEST_F(Callback, LinkedServersAndNameChecksCallOncePerElement) {
+  std::list<CNNEntry> list;
+  Progress progress(net_);
+  TDBObjId id;
+  net_.GetServer(1, id);
+  const int resolving = progress.TakeCalls();
+  EXPECT_EQ(net_.GetListLinkedSrv(1, list), 2U);
+  EXPECT_EQ(progress.TakeCalls(), resolving + 2);
+  EXPECT_TRUE(net_.CheckAPName("b1"));
+  EXPECT_GE(progress.TakeCalls(), 2);
+}
+
+// What a name finds while a callback is set and what it finds while none is: the same.
+TEST_F(Callback, AnswersAreTheSameWithAndWithout) {
+  ASSERT_EQ(net_.AddAP("C", "a2", 0), 7U);
+  ASSERT_EQ(net_.AddAP("B", "A1", 0), 8U);
+  ASSERT_TRUE(net_.ChangeSrv(4, 3) && net_.ModifyServer("A", "a2"));
+  const std::string without = Describe(net_);
+  Progress progress(net_);
+  EXPECT_EQ(Describe(net_), without);
+  TDBObjId id;
+  EXPECT_FALSE(net_.GetServer(4, id)) << "an AP is no server";
+  EXPECT_EQ(net_.GetType(4), kTypeAP);
+}
+
+TEST_F(Callback, WalksMeetWhatIsAppendedAndSurviveRemovals) {
+  TDBObjId id;
+  auto revision = net_.GetRevision();
+  {
+    Progress progress(net_, [this](int call) {
+      if (call != 2) return;
+      net_.SetCallback(nullptr);
+      EXPECT_EQ(net_.AddServer("late", 0, 0), 7U) << net_.LastError();
+      net_.SetCallback(&Ignore);
+    });
+    EXPECT_TRUE(net_.GetServer("late", id));
+    EXPECT_EQ(id.number, 7U);
+  }
+  EXPECT_EQ(net_.GetRevision(), ++revision) << "a look-up whose callback changed something";
+  const auto remove_all = [this](int call) {
+    if (call != 2) return;
+    net_.SetCallback(nullptr);
+    EXPECT_TRUE(net_.DeleteServer("A") && net_.DeleteServer("B") && net_.DeleteServer("late"));
+    net_.SetCallback(&Ignore);
+  };
+  Progress progress(net_, remove_all);
+  EXPECT_FALSE(net_.GetServer("late", id));
+  net_.SetCallback(nullptr);
+  EXPECT_EQ(net_.GetRevision(), ++revision) << "three deletions belong to the one operation";
+  EXPECT_EQ(ServerIds(net_), (Numbers{3}));
+  DropAndReopen();
+  EXPECT_EQ(ServerIds(net_), (Numbers{3}));
+}
+
+TEST_F(Callback, MayDeleteWhatIsBeingVisited) {
+  std::list<CNNEntry> list;
+  const std::string file = scratch_.Path() + "/";
+  const std::vector<Operation> walks = {
+      {"GetServer", [](CNCCNet& net) { return net.GetServer("A"); }},
+      {"GetAP", [](CNCCNet& net) { return net.GetAP("a1"); }},
+      {"GetAP of server", [](CNCCNet& net) { return net.GetAP("A", "a1"); }},
+      {"GetAP mask", [](CNCCNet& net) { return net.GetAP(4UL); }},
+      {"GetListServer", [&](CNCCNet& net) { return net.GetListServer(list); }},
+      {"GetListAP", [&](CNCCNet& net) { return net.GetListAP(1, list); }},
+      {"GetListLinkedSrv", [&](CNCCNet& net) { return net.GetListLinkedSrv(3, list); }},
+      {"CheckAPName", [](CNCCNet& net) { return net.CheckAPName("a2") ? 1UL : 0; }},
+      {"ModifyAP", [](CNCCNet& net) { return net.ModifyAP("a1", "x") ? 1UL : 0; }},
+      {"DeleteAP", [](CNCCNet& net) { return net.DeleteAP(1, "a1") ? 1UL : 0; }},
+      {"DeleteServer", [](CNCCNet& net) { return net.DeleteServer("A") ? 1UL : 0; }},
+      {"ChangeSrv", [](CNCCNet& net) { return net.ChangeSrv("a1", 2) ? 1UL : 0; }},
+      {"node names", [&](CNCCNet& net) { return net.CreateNodenameFile(file.c_str()) ? 1UL : 0; }}};
+  for (const Operation& walk : walks) {
+    for (int when = 1; when <= 6; ++when) {
+      MemoryNet memory;
+      CNCCNet& net = memory.Net();
+      ASSERT_TRUE(memory.Create());
+      BuildSample(net);
+      bool deleted = false;
+      {
+        Progress progress(net, [&](int call) {
+          if (call != when) return;
+          net.SetCallback(nullptr);
+          deleted = net.DeleteServer("A");
+          net.SetCallback(&Ignore);
+        });
+        walk.run(net);
+      }
+      if (deleted) {
+        EXPECT_EQ(net.GetType(1), kTypeNone) << walk.name << ", call " << when;
+      }
+      const std::string before = Describe(net);
+      ASSERT_TRUE(memory.Open()) << net.LastError();
+      EXPECT_EQ(Describe(net), before) << walk.name << ", call " << when;
+    }
+  }
+}
+
+TEST_F(Callback, CannotOpenCloseOrBatch) {
+  const std::string before = Describe(net_);
+  const std::string path = scratch_.Path();
+  Progress progress(net_, [&](int) {
+    EXPECT_FALSE(net_.Create(path.c_str(), "inner", 1));
+    EXPECT_FALSE(net_.Open(folder_.c_str(), "net"));
+    EXPECT_FALSE(net_.BeginBatch());
+    EXPECT_FALSE(net_.EndBatch(false));
+    net_.Close();
+  });
+  TDBObjId id;
+  EXPECT_TRUE(net_.GetServer("A", id));
+  ASSERT_TRUE(net_.BeginBatch());
+  EXPECT_TRUE(net_.GetServer("A", id));
+  EXPECT_TRUE(net_.EndBatch());
+  net_.SetCallback(nullptr);
+  EXPECT_EQ(Describe(net_), before);
+  EXPECT_EQ(ReleaseHeldLevels(net_), 0);
+}
+
+struct Refused : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+TEST_F(Callback, AnExceptionUndoesTheOperationAndGoesOn) {
+  net_.Preferences()->byte_18 = 0x77;  // not stored: must survive as it is
+  const std::string before = Describe(net_);
+  const auto revision = net_.GetRevision();
+  const auto change_and_throw = [this](int call) {
+    if (call == 1) {
+      net_.SetCallback(nullptr);
+      EXPECT_NE(net_.AddServer("inner", 0, 0), 0U);
+      EXPECT_TRUE(net_.DeleteServer("B"));
+      net_.SetCallback(&Ignore);
+      throw Refused("inside");
+    }
+  };
+  const std::vector<Operation> walking = {
+      {"GetServer", [](CNCCNet& net) { return net.GetServer("C"); }},
+      {"AddAP", [](CNCCNet& net) { return net.AddAP("A", "x", 0); }},
+      {"ModifyAP", [](CNCCNet& net) { return net.ModifyAP(4, "x") ? 1UL : 0; }},
+      {"DeleteServer", [](CNCCNet& net) { return net.DeleteServer("C") ? 1UL : 0; }},
+      {"DeleteAP", [](CNCCNet& net) { return net.DeleteAP("A", "a2") ? 1UL : 0; }},
+      {"CheckAPName", [](CNCCNet& net) { return net.CheckAPName("b1") ? 1UL : 0; }},
+      {"GetNCC", [](CNCCNet& net) { return net.GetNCC(); }}};
+  for (const Operation& walk : walking) {
+    {
+      Progress progress(net_, change_and_throw);
+      EXPECT_THROW(walk.run(net_), Refused) << walk.name;
+    }
+    EXPECT_EQ(Describe(net_), before) << walk.name;
+    EXPECT_EQ(net_.GetRevision(), revision) << walk.name;
+    EXPECT_EQ(ReleaseHeldLevels(net_), 0) << walk.name;
+  }
+  EXPECT_EQ(net_.AddServer("usable", 0, 0), 7U) << net_.LastError();
+  DropAndReopen();
+  EXPECT_EQ(ServerIds(net_), (Numbers{1, 2, 3, 7}));
+}
+
+}  // namespace

@@ -1,0 +1,355 @@
+#include "platform/crc32c.h"
+#include "platform/hdb/memory_engine.h"
+#include "platform/hdb/sqlite_engine.h"
+#include "tests/support/engine_history.h"
+#include "tests/support/scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <limits>
+#include <set>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace ncc {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kInUse = "database is in use by another process";
+
+std::set<std::string> Listing(const std::string& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename());
+  return names;
+}
+
+mode_t ModeOf(const std::string& file) {
+  struct stat info {};
+  return ::lstat(file.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
+}
+
+// A database with the history up to `revision`, closed.
+void MakeHistory(const std::string& base, std::uint64_t revision) {
+  const auto engine = OpenSqliteEngine(base, OpenMode::kCreate);
+  engine->Load([](Row&&) {});
+  for (std::uint64_t r = 1; r <= revision; ++r) engine->Commit(HistoryChanges(r));
+}
+
+TEST(Crc32cTest, GivesTheKnownValuesOnBothPaths) {
+  EXPECT_EQ(ExtendCrc32c(0, "123456789"), 0xE3069283U);
+  EXPECT_EQ(ExtendCrc32cPortable(0, "123456789"), 0xE3069283U);
+  std::string bytes;
+  for (int i = 0; i < 80; ++i) bytes += static_cast<char>(i * 89 + 7);
+  for (std::size_t from = 0; from < 9; ++from) {
+    for (std::size_t size = 0; size + from <= bytes.size(); ++size) {
+      const std::string_view part = std::string_view(bytes).substr(from, size);
+      const std::uint32_t sum = ExtendCrc32c(0, part);
+      ASSERT_EQ(sum, ExtendCrc32cPortable(0, part)) << from << ", " << size;
+      ASSERT_EQ(sum,
+                ExtendCrc32c(ExtendCrc32c(0, part.substr(0, size / 3)), part.substr(size / 3)));
+    }
+  }
+}
+
+// What every engine does
+// -------------------------------------------------------------------------------
+
+class EngineTest : public ::testing::TestWithParam<const char*> {
+ protected:
+  std::unique_ptr<StorageEngine> Open(OpenMode mode) {
+    static const EngineFactory sqlite = OpenSqliteEngine;
+    return (GetParam() == std::string("memory") ? memory : sqlite)(scratch.Path("net"), mode);
+  }
+
+  ScratchFolder scratch;
+  EngineFactory memory = MemoryEngineFactory(std::make_shared<MemoryStore>());
+};
+
+INSTANTIATE_TEST_SUITE_P(Engines, EngineTest, ::testing::Values("memory", "sqlite"),
+                         [](const auto& kind) { return std::string(kind.param); });
+
+TEST_P(EngineTest, GivesBackWhatWasCommittedInOrder) {
+  constexpr auto kMax = std::numeric_limits<std::uint32_t>::max();
+  std::string every_byte;
+  for (int i = 0; i < 256; ++i) every_byte += static_cast<char>(i);
+  const ChangeSet first{{{{RowKind::kDefinition, 0, 0, 0}, kMax, "", "[]"},
+                         {{RowKind::kDefinition, kMax, 0, 0}, 0, "Имя", ""},
+                         {{RowKind::kObject, 0, 0, 0}, 1, std::string("a\0b", 3), ""},
+                         {{RowKind::kObject, kMax, 0, 0}, kMax, "x", every_byte},
+                         {{RowKind::kChunk, 0, 0, 0}, 0, "", "[]"},
+                         {{RowKind::kChunk, 3, 0, 7}, 0, "", std::string(3000000, '1')},
+                         {{RowKind::kChunk, 3, 1, 0}, 0, "", "[1]"},
+                         {{RowKind::kChunk, kMax, 7, (1U << 26) - 1}, 0, "", "[null]"}},
+                        {},
+                        5};
+  ChangeSet second{{first.put[2], first.put[6]},
+                   {first.put[0].key, {RowKind::kDefinition, 77, 0, 0}, first.put[5].key},
+                   std::numeric_limits<std::uint64_t>::max() / 2};
+  second.put[0].body = "new";
+  second.put[1].body = "";
+  Contents expected;
+  {
+    const auto engine = Open(OpenMode::kCreate);
+    EXPECT_EQ(LoadAll(*engine), expected);
+    engine->Commit(first);
+    Apply(first, expected.rows);
+    expected.revision = first.revision;
+    EXPECT_TRUE(LoadAll(*engine) == expected);
+  }
+  const auto engine = Open(OpenMode::kOpen);
+  EXPECT_TRUE(LoadAll(*engine) == expected);
+  engine->Commit(second);
+  Apply(second, expected.rows);
+  expected.revision = second.revision;
+  EXPECT_TRUE(LoadAll(*engine) == expected);
+}
+
+TEST_P(EngineTest, HasOneOwnerAndExistsFromItsFirstCommitOn) {
+  EXPECT_NE(ErrorOf([&] { Open(OpenMode::kOpen); }).find("there is no database"),
+            std::string::npos);
+  {
+    const auto engine = Open(OpenMode::kCreate);
+    EXPECT_EQ(ErrorOf([&] { Open(OpenMode::kOpen); }), kInUse);
+    EXPECT_EQ(ErrorOf([&] { Open(OpenMode::kCreate); }), kInUse);
+  }
+  EXPECT_NE(ErrorOf([&] { Open(OpenMode::kOpen); }).find("there is no database"),
+            std::string::npos);
+  {
+    const auto engine = Open(OpenMode::kCreate);
+    engine->Load([](Row&&) {});
+    engine->Commit(HistoryChanges(1));
+  }
+  EXPECT_NE(ErrorOf([&] { Open(OpenMode::kCreate); }).find("a database of that name exists"),
+            std::string::npos);
+  EXPECT_EQ(LoadAll(*Open(OpenMode::kOpen)).rows, HistoryRows(1));
+}
+
+TEST(MemoryEngineTest, FailsAsTold) {
+  const auto store = std::make_shared<MemoryStore>();
+  const EngineFactory open = MemoryEngineFactory(store);
+  auto engine = open("net", OpenMode::kCreate);
+  engine->Commit(HistoryChanges(1));
+  store->FailCommit(2);
+  store->FailCommitButKeep(3);
+  EXPECT_THROW(engine->Commit(HistoryChanges(2)), StorageError);
+  EXPECT_THROW(engine->Commit(HistoryChanges(2)), std::logic_error);
+  EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(1), 1}));
+  EXPECT_THROW(engine->Commit(HistoryChanges(2)), StorageError);
+  store->FailLoads(true);
+  EXPECT_THROW(LoadAll(*engine), StorageError);
+  store->FailLoads(false);
+  EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(2), 2}));
+  engine->CopyTo("copy");
+  engine->Commit(HistoryChanges(3));
+  engine.reset();
+  store->ForgetLastCommit();
+  engine = open("net", OpenMode::kOpen);
+  EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(2), 2}));
+  EXPECT_EQ(LoadAll(*MemoryEngineFactory(store->Copy("copy"))("copy", OpenMode::kOpen)),
+            (Contents{HistoryRows(2), 2}));
+}
+
+// The files of the default engine
+// -----------------------------------------------------------------------
+
+TEST(SqliteEngineTest, IsOwnedByOneProcessUntilItDies) {
+  const ScratchFolder scratch;
+  const std::string base = scratch.Path("net");
+  MakeHistory(base, 3);
+  int ready[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+    static_cast<void>(!::write(ready[1], "x", 1));
+    for (;;) ::pause();
+  }
+  char byte = 0;
+  EXPECT_EQ(::read(ready[0], &byte, 1), 1);
+  EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(base, OpenMode::kOpen); }), kInUse);
+  ::kill(child, SIGKILL);
+  ::waitpid(child, nullptr, 0);
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)), (Contents{HistoryRows(3), 3}));
+}
+
+TEST(SqliteEngineTest, IsOfNoUseToAForkedChildAndUnharmedByIt) {
+  const ScratchFolder scratch;
+  auto engine = OpenSqliteEngine(scratch.Path("net"), OpenMode::kCreate);
+  engine->Load([](Row&&) {});
+  engine->Commit(HistoryChanges(1));
+  EXPECT_EQ(RunInChild([&] {
+              const bool refused = !ErrorOf([&] { engine->Commit(HistoryChanges(2)); }).empty() &&
+                                   !ErrorOf([&] { LoadAll(*engine); }).empty() &&
+                                   !ErrorOf([&] { engine->CopyTo(scratch.Path("c")); }).empty();
+              engine.reset();
+              return refused ? 0 : 1;
+            }),
+            0);
+  engine->Commit(HistoryChanges(2));
+  EXPECT_EQ(RunInChild([&] {
+              return ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }) ==
+                             kInUse
+                         ? 0
+                         : 1;
+            }),
+            0);
+  engine.reset();
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen)).revision, 2U);
+}
+
+TEST(SqliteEngineTest, MakesFoldersAndPrivateFilesWhateverTheUmask) {
+  const ScratchFolder scratch;
+  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("a/net"), OpenMode::kOpen); }), "");
+  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }), "");
+  EXPECT_EQ(Listing(scratch.Path()), std::set<std::string>{});
+  const mode_t before = ::umask(0);
+  {
+    const auto engine = OpenSqliteEngine(scratch.Path("a/b/net"), OpenMode::kCreate);
+    engine->Load([](Row&&) {});
+    engine->Commit(HistoryChanges(1));
+    engine->CopyTo(scratch.Path("a/b/copy.db"));
+    for (const char* name : {"net.db", "net.db-wal", "net.lock", "copy.db"}) {
+      EXPECT_EQ(ModeOf(scratch.Path("a/b/") + name), 0600U) << name;
+    }
+    EXPECT_EQ(Listing(scratch.Path("a/b")),
+              (std::set<std::string>{"net.db", "net.db-wal", "net.lock", "copy.db"}));
+  }
+  ::umask(before);
+  EXPECT_EQ(ModeOf(scratch.Path("a")), 0700U);
+  EXPECT_EQ(ModeOf(scratch.Path("a/b")), 0700U);
+  EXPECT_EQ(Listing(scratch.Path("a/b")), (std::set<std::string>{"net.db", "net.lock", "copy.db"}));
+}
+
+TEST(SqliteEngineTest, IsNotChangedByReading) {
+  const ScratchFolder scratch;
+  const std::string file = scratch.Path("net.db");
+  MakeHistory(scratch.Path("net"), 20);
+  const std::string bytes = ReadFile(file);
+  const auto time = fs::last_write_time(file);
+  const auto names = Listing(scratch.Path());
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen)).revision, 20U);
+  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kCreate); }), "");
+  EXPECT_TRUE(ReadFile(file) == bytes);
+  EXPECT_EQ(fs::last_write_time(file), time);
+  EXPECT_EQ(Listing(scratch.Path()), names);
+}
+
+TEST(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
+  const ScratchFolder scratch;
+  MakeHistory(scratch.Path("ours"), 3);
+  std::string ours = ReadFile(scratch.Path("ours.db"));
+  std::string other_program = ours;
+  other_program.replace(68, 4, 4, '\0');
+  std::string newer = ours;
+  newer[63] = 2;
+  const std::string file = scratch.Path("net.db");
+  const struct {
+    std::string bytes;
+    const char* says;
+  } cases[] = {{other_program, "net.db is not a database of this system"},
+               {"a letter to somebody", "net.db is not a database of this system"},
+               {std::string(5000, '\0'), "net.db is not a database of this system"},
+               {newer, "of a newer version of this program"},
+               {ours.substr(0, ours.size() - 4096), "database is damaged: "},
+               {ours.substr(0, 4096), "database is damaged: "}};
+  for (const auto& [bytes, says] : cases) {
+    WriteFile(file, bytes);
+    const auto time = fs::last_write_time(file);
+    for (const OpenMode mode : {OpenMode::kOpen, OpenMode::kCreate}) {
+      const std::string error = ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), mode); });
+      EXPECT_NE(error.find(says), std::string::npos) << error;
+    }
+    EXPECT_TRUE(ReadFile(file) == bytes) << says;
+    EXPECT_EQ(fs::last_write_time(file), time) << says;
+    EXPECT_EQ(Listing(scratch.Path()),
+              (std::set<std::string>{"net.db", "net.lock", "ours.db", "ours.lock"}));
+  }
+  WriteFile(file, "");
+  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }), "");
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), OpenMode::kCreate)), Contents{});
+}
+
+TEST(SqliteEngineTest, RefusesAliasesAndPathsThatCannotBe) {
+  const ScratchFolder scratch;
+  MakeHistory(scratch.Path("net"), 1);
+  fs::create_symlink("net.db", scratch.Path("soft.db"));
+  fs::create_hard_link(scratch.Path("net.db"), scratch.Path("hard.db"));
+  fs::create_directory(scratch.Path("folder.db"));
+  fs::create_directory_symlink(scratch.Path(), scratch.Path("around"));
+  const struct {
+    const char* name;
+    const char* says;
+  } cases[] = {
+      {"soft", "soft.db: it is a symbolic link"},  {"hard", "hard.db has a second name"},
+      {"folder", "folder.db is not a plain file"}, {"net.db/x", "net.db is a file, not a folder"},
+      {"net.db/x/y", "is a file, not a folder"},   {"folder.db/", "is no name of a database"}};
+  for (const auto& [name, says] : cases) {
+    const std::string error =
+        ErrorOf([&, base = scratch.Path(name)] { OpenSqliteEngine(base, OpenMode::kCreate); });
+    EXPECT_NE(error.find(says), std::string::npos) << name << ": " << error;
+  }
+  fs::remove(scratch.Path("hard.db"));
+  const auto engine = OpenSqliteEngine(scratch.Path("around/net"), OpenMode::kOpen);
+  EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }), kInUse);
+}
+
+TEST(SqliteEngineTest, SaysWhatIsMissingWithoutRights) {
+  const ScratchFolder scratch;
+  MakeHistory(scratch.Path("net"), 1);
+  const auto try_as_nobody = [&](const std::string& says) {
+    return RunInChild([&] {
+      if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) return 2;
+      const auto error = ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); });
+      return error.find(says) == std::string::npos ? 1 : 0;
+    });
+  };
+  if (::geteuid() == 0) {
+    for (const char* name : {"", "net.db", "net.lock"}) {
+      ASSERT_EQ(::chown(scratch.Path(name).c_str(), 65534, 65534), 0);
+    }
+  }
+  const auto read = fs::perms::owner_read;
+  fs::permissions(scratch.Path("net.db"), read);
+  EXPECT_EQ(try_as_nobody("net.db: the file or its folder is read-only"), 0);
+  fs::permissions(scratch.Path("net.db"), read | fs::perms::owner_write);
+  fs::permissions(scratch.Path(), read | fs::perms::owner_exec);
+  EXPECT_EQ(try_as_nobody("net.db: the file or its folder is read-only"), 0);
+  fs::remove(scratch.Path("net.lock"));
+  EXPECT_EQ(try_as_nobody("cannot open or create " + scratch.Path("net.lock") + ": Permission"), 0);
+  fs::permissions(scratch.Path(), fs::perms::owner_all);
+  EXPECT_EQ(try_as_nobody(""), 0);
+}
+
+TEST(SqliteEngineTest, CopiesTheLastCommitWhole) {
+  const ScratchFolder scratch;
+  fs::create_directory(scratch.Path("to"));
+  WriteFile(scratch.Path("to/copy.db"), "an older copy");
+  const auto engine = OpenSqliteEngine(scratch.Path("net"), OpenMode::kCreate);
+  engine->Load([](Row&&) {});
+  for (std::uint64_t r = 1; r <= 30; ++r) engine->Commit(HistoryChanges(r));
+  engine->CopyTo(scratch.Path("to/copy.db"));
+  engine->Commit(HistoryChanges(31));
+  {
+    const auto copy = OpenSqliteEngine(scratch.Path("to/copy"), OpenMode::kOpen);
+    EXPECT_EQ(LoadAll(*copy), (Contents{HistoryRows(30), 30}));
+    copy->Commit(HistoryChanges(31));
+  }
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("to/copy"), OpenMode::kOpen)), LoadAll(*engine));
+  WriteFile(scratch.Path("to/torn.db-wal"), "changes of another file");
+  fs::create_directory_symlink(scratch.Path(), scratch.Path("to/around"));
+  for (const char* name : {"net.db", "net.db-wal", "net.lock", "to/around/net.db", "to/torn.db",
+                           "to", "missing/copy.db"}) {
+    EXPECT_NE(ErrorOf([&] { engine->CopyTo(scratch.Path(name)); }), "") << name;
+  }
+  EXPECT_EQ(Listing(scratch.Path("to")),
+            (std::set<std::string>{"copy.db", "copy.lock", "torn.db-wal", "around"}));
+  EXPECT_EQ(Listing(scratch.Path()),
+            (std::set<std::string>{"net.db", "net.db-wal", "net.lock", "to"}));
+  EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(31), 31}));
+}
+
+}  // namespace
+}  // namespace ncc

@@ -1,0 +1,437 @@
+"""Drives nccadm as a process. Usage: nccadm_test.py NCCADM"""
+
+import json
+import os
+import pty
+import random
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+TOOL = ""
+CITY = """network: 0x1A
+servers:
+  - name: Center
+    applications: [ncc, 0x20000]
+    links: [North, South]
+    aps:
+      - Ivanov
+      - {name: Petrov, applications: [kc]}
+  - name: North
+    value: 77
+    aps: [Sidorov]
+  - South
+"""
+
+
+class ToolTest(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+        self.db = self.path("net")
+        self.ok("init", "--network", "0x1A")
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
+
+    def write(self, name, text):
+        with open(self.path(name), "wb") as file:
+            file.write(text if isinstance(text, bytes) else text.encode())
+        return self.path(name)
+
+    def environment(self):
+        kept = {k: v for k, v in os.environ.items() if k != "NO_COLOR"}
+        return {**kept, "NCCADM_DB": self.db, "TERM": "xterm"}
+
+    def run_tool(self, *arguments, text="", **options):
+        done = subprocess.run([TOOL, *arguments], input=text.encode(), env=self.environment(),
+                              stdout=options.pop("stdout", subprocess.PIPE),
+                              stderr=subprocess.PIPE, timeout=120, **options)
+        return done.returncode, (done.stdout or b"").decode(), done.stderr.decode()
+
+    def ok(self, *arguments, text=""):
+        code, out, err = self.run_tool(*arguments, text=text)
+        self.assertEqual(code, 0, f"{arguments}: {err}")
+        return out
+
+    def refused(self, *arguments, code=1, says=(), text=""):
+        got, out, err = self.run_tool(*arguments, text=text)
+        self.assertEqual(got, code, f"{arguments}: {out}{err}")
+        for part in (says,) if isinstance(says, str) else says:
+            self.assertIn(part, err)
+        return out, err
+
+    def json(self, *arguments):
+        document = json.loads(self.ok("--json", *arguments))
+        self.assertEqual(document.pop("schema"), 1)
+        return document
+
+    def apply_city(self):
+        self.ok("apply", self.write("city.yaml", CITY))
+
+    def revision(self):
+        return self.json("info")["revision"]
+
+
+class NodeTest(ToolTest):
+    def test_a_network_built_by_single_commands(self):
+        self.assertEqual(self.ok("server", "add", "Центр", "--app", "ncc", "--value=7"), "id:1\n")
+        self.ok("server", "add", "North")
+        self.assertEqual(self.ok("ap", "add", "--app", "mail,files", "Центр", "Иванов"), "id:3\n")
+        self.ok("ap", "add", "id:2", "Petrov")
+        self.ok("server", "link", "North", "Центр")
+        self.ok("server", "rename", "North", "Север")
+        self.ok("server", "rename", "Север", "north")
+        self.ok("server", "rename", "NORTH", "North")  # letter case alone
+        self.ok("ap", "move", "Petrov", "Центр")
+        self.ok("ap", "rename", "Petrov", "PETROV")
+        servers = self.json("server", "list")["servers"]
+        center = {"kind": "server", "id": 1, "address": "001A0001", "name": "Центр", "number": 1,
+                  "applications": ["NCC"], "mask": 4, "settings": 2, "value": 7, "aps": 2,
+                  "links": [{"id": 2, "name": "North"}]}
+        self.assertEqual(servers[0], center)
+        self.assertEqual(self.json("server", "show", "Центр")["server"], center)
+        aps = self.json("ap", "list", "Центр")["aps"]
+        self.assertEqual([ap["name"] for ap in aps], ["Иванов", "PETROV"])
+        self.assertEqual(self.json("ap", "show", "petrov")["ap"], aps[1])
+        self.assertEqual(aps[1]["server"], {"id": 1, "name": "Центр"})
+        self.assertEqual(self.json("app", "list", "Иванов")["ap"], aps[0])
+        tree = self.json("tree")["servers"]
+        self.assertEqual(tree[0].pop("children"), aps)
+        self.assertEqual(tree[0], center)
+        info = self.json("info")
+        self.assertEqual(info["objects"], {"servers": 2, "aps": 2, "links": 1})
+        self.assertEqual(info["counters"], {"next_id": 5, "server_counter": 2, "ngrp_counter": 0})
+        self.ok("server", "unlink", "Центр", "North")
+        self.ok("ap", "delete", "Иванов")
+        self.assertEqual(self.json("server", "show", "Центр")["server"],
+                         {**center, "aps": 1, "links": []})
+
+    def test_names_that_are_refused_say_why(self):
+        cases = [("", "is empty"), ("a" * 52, "has 52 characters; the limit is 51"),
+                 ("я" * 52, "has 52 characters"), ("a\x1b[31m", "control character (U+001B)"),
+                 ("a\u0085", "control character (U+0085)"),
+                 ("東", "holds \"東\" (U+6771), which code page 1251 lacks"),
+                 (b"\xd6\xe5\xed\xf2\xf0", "not UTF-8 text (byte 1)")]
+        for name, reason in cases:
+            with self.subTest(name=name):
+                out, err = self.refused("server", "add", "--", name, says=reason)
+                self.assertNotIn("\x1b", out + err)
+        self.assertEqual(self.json("info")["counters"]["next_id"], 1)
+        self.ok("server", "add", "я" * 51)
+        self.ok("server", "show", "я" * 51)
+
+    def test_references_are_names_or_ids_and_never_a_guess(self):
+        self.apply_city()
+        self.ok("server", "add", "id:1")
+        self.assertEqual(self.json("server", "show", "id:1")["server"]["name"], "Center")
+        self.assertEqual(self.json("server", "show", "id:0x1")["server"]["name"], "Center")
+        self.assertEqual(self.json("server", "show", "name:id:1")["server"]["name"], "id:1")
+        self.refused("server", "show", "Centre", says=["Centre", 'Did you mean "Center"?'])
+        self.refused("ap", "show", "id:1", says="no AP has the id 1")
+        self.refused("server", "show", "id:x", says="not an id")
+        self.refused("ap", "add", "North", "ivanov", says=["already", "id:4", "Center"])
+        self.ok("ap", "add", "Center", "Ivanov", "--allow-duplicate")
+        self.ok("ap", "add", "Center", "North")
+        self.refused("ap", "delete", "Ivanov", says=["2 objects", "id:4", "id:8"])
+        self.refused("app", "list", "North", says=["id:2 (a server)", "id:9"])
+        # The second of two with one name, although the database deletes the first by name.
+        self.ok("ap", "delete", "id:8")
+        self.assertEqual(self.json("ap", "show", "Ivanov")["ap"]["id"], 4)
+
+    def test_applications_are_set_changed_and_searched(self):
+        self.apply_city()
+        mask = lambda: self.json("ap", "show", "Ivanov")["ap"]["mask"]
+        for arguments, expected in [(["mail", "KC", "0x20000"], 0x20041),
+                                    (["--add", "ncc", "--remove", "mail,kc"], 0x20004),
+                                    (["--settings", "9"], 0x20004), (["--none"], 0)]:
+            self.ok("app", "set", "Ivanov", *arguments)
+            self.assertEqual(mask(), expected)
+        self.assertEqual(self.json("ap", "show", "Ivanov")["ap"]["settings"], 9)
+        self.refused("app", "set", "Ivanov", "mial", says='did you mean "MAIL"?')
+        self.refused("app", "set", "Ivanov", "mail", "--add", "kc", code=2)
+        self.ok("app", "set", "Center", "ncc", "mail")
+        names = lambda *a: [n["name"] for n in self.json("app", "nodes", *a)["nodes"]]
+        self.assertEqual(names("ncc", "kc", "--any"), ["Center", "Petrov"])
+        self.assertEqual(names("ncc", "mail"), ["Center"])
+        self.assertEqual(len(self.json("app", "list")["applications"]), 17)
+
+    def test_find_takes_parts_patterns_ids_and_addresses(self):
+        self.ok("server", "add", "Север")
+        self.ok("server", "add", "0002 test")
+        cases = [("СЕВ", [1]), ("*2*", [2]), ("?евер", [1]), ("евер?", []), ("id:2", [2]),
+                 ("001a0001", [1]), ("0002", [2]), ("東", [])]
+        for text, found in cases:
+            with self.subTest(text=text):
+                code, out, _ = self.run_tool("--json", "find", text)
+                self.assertEqual([n["id"] for n in json.loads(out)["matches"]], found)
+                self.assertEqual(code, 0 if found else 1)
+
+
+class DescriptionTest(ToolTest):
+    def test_apply_adds_changes_moves_and_removes_nothing(self):
+        self.apply_city()
+        self.ok("ap", "add", "South", "Kept")
+        before = self.revision()
+        change = self.write("change.yaml", """
+network: 26
+preferences: {value_14: 5}
+servers:
+  - name: north
+    links: [south, CENTER]
+    aps: [Petrov, Novikov]
+  - name: Center
+    applications: []
+    settings: 4
+    aps: [{name: Ivanov, applications: mail}]
+""")
+        self.assertEqual(self.json("apply", change),
+                         {"servers": {"added": 0, "changed": 1, "unchanged": 1},
+                          "aps": {"added": 1, "changed": 1, "moved": 1, "unchanged": 0},
+                          "links": {"added": 1, "unchanged": 1},
+                          "preferences": {"changed": 1}, "revision": before + 1})
+        north = self.json("tree", "--server", "North")["servers"][0]
+        self.assertEqual([ap["name"] for ap in north["children"]], ["Sidorov", "Petrov", "Novikov"])
+        self.assertEqual(north["children"][1]["applications"], ["KC"])
+        self.assertEqual([link["name"] for link in north["links"]], ["Center", "South"])
+        center = self.json("server", "show", "Center")["server"]
+        self.assertEqual((center["mask"], center["settings"]), (0, 4))
+        self.assertEqual(self.json("ap", "list", "South")["aps"][0]["name"], "Kept")
+        again = self.json("apply", change)
+        self.assertEqual(again["revision"], before + 1)
+        self.assertEqual(again["aps"], {"added": 0, "changed": 0, "moved": 0, "unchanged": 3})
+
+    def test_every_fault_is_told_with_its_place_and_nothing_is_applied(self):
+        self.apply_city()
+        self.ok("ap", "add", "Center", "Twin")
+        self.ok("ap", "add", "North", "Twin", "--allow-duplicate")
+        before = self.revision()
+        cases = [
+            ("", ["F: the description must be a mapping"]),
+            ("servers: []\n", ['F:1:1: the key "network" is missing']),
+            ("network: 7\n",
+             ["F:1:10: this describes network 0x0007, the database holds 0x001A"]),
+            ("network: 26x\n",
+             ["F:1:10: the network number must be a number from 0 to 4294967295"]),
+            ("network: 26\nserver: []\n",
+             ['F:2:1: unknown key "server"; did you mean "servers"?']),
+            ("network: 26\nnetwork: 26\n", ['F:2:1: the key "network" is given twice']),
+            ("network: 26\nservers:\n  - {name: A, value: 70000, aps: 5}\n",
+             ["F:3:22: the value must be a number from 0 to 65535", "F:3:34: aps must be a list"]),
+            ("network: 26\nservers: [A, a, {value: 1}, ~, 'x\\\ny']\n",
+             ['F:2:14: the server "a" stands in line 2 already', "F:2:17: the server has no name",
+              "F:2:29: a server must be a mapping, not nothing"]),
+            ("network: 26\nservers:\n  - {name: A, aps: [X, 東, x], applications: [Mial]}\n",
+             ['F:3:24: the AP\'s name holds "東" (U+6771)', 'F:3:27: the AP "x" stands in line 3',
+              'F:3:46: "Mial" is not an application; did you mean "MAIL"?']),
+            ("network: 26\nservers:\n  - {name: A, links: [a, Centre]}\n",
+             ['F:3:23: the server "A" is linked to itself']),
+            ("network: 26\nservers:\n  - {name: Я, links: [Centre]}\n",
+             ['F:3:23: no server "Centre" is described or in the database; did you mean "Center"?']),
+            ("network: 26\nlinks: [[Center], [North, North]]\n",
+             ["F:2:9: a link names two servers", "F:2:27: the server \"North\" is linked"]),
+            ("network: 26\nservers: [{name: North, value: 3, aps: [twin]}]\n",
+             ['F:2:32: the value of the server "North" is 77 and cannot be changed',
+              'F:2:41: several APs of the database are named "Twin"']),
+            ("network: 26\nservers: [&a A, *a]\n", ["F:2:11: anchors are not accepted"]),
+            ("network: 26\n---\nnetwork: 26\n", ["F:3:1: a second document"]),
+            ("network: 26\nservers: " + "[" * 9 + "]" * 9, ["F:2:17: nested more than 8 deep"]),
+            ("network: 26\nservers: [A\n", ["F:3:1: "]),
+            (b"network: 26\n# \xd6\n", ["F:2:3: not UTF-8"]),
+            ("network: 26\nservers: ['\x1b']\n", ["F:2:12: a control character (U+001B)"]),
+            ("network: 26\nservers: [" + "x, " * 30 + "]\n",
+             ["F:2:68: the server", "F: 9 more problems"]),
+        ]
+        for text, messages in cases:
+            with self.subTest(text=text[:60]):
+                file = self.write("bad.yaml", text)
+                expected = [message.replace("F:", file + ":", 1) for message in messages]
+                self.refused("apply", file, says=expected + ["nothing was changed"])
+        self.assertEqual(self.revision(), before)
+        file = self.write("bad.yaml", "\ufeffnetwork: 26\nservers: [A, A]\n")
+        error = json.loads(self.refused("--json", "apply", file)[0])["error"]
+        self.assertEqual(error["problems"][0]["line"], 2)
+        self.assertEqual(error["problems"][0]["column"], 14)
+
+    def test_dump_describes_the_same_network_again(self):
+        names = ["yes", "null", "~", "0x1F", "12", "a: b", "# c", "- d", " lead", "trail ", "'q'",
+                 '"q"', "[f]", "{g}", "\u00a0nb", "№ 5", "Ёж", "back\\slash", "*a", "&a", "!a",
+                 "%a", "a,b", "y", "x  y", "name:z", "id:3", "1e3", ".5", "=", "<<", "»«",
+                 "Я" * 51]
+        for i in range(8):
+            self.ok("server", "add", f"S{i}", "--value", str(i * 9000), "--app", str(1 << i * 4))
+        for i, name in enumerate(names):
+            self.ok("ap", "add", f"S{i % 8}", "--", name)
+        self.ok("app", "set", "name:12", "kc", "0x80000000", "--settings", "200")
+        # Links made and taken away in any order: each server's own order has to come back.
+        shuffle = random.Random(7)
+        for _ in range(60):
+            one, other = shuffle.sample(range(8), 2)
+            self.ok("server", shuffle.choice(["link", "link", "unlink"]), f"S{one}", f"S{other}")
+        self.check_round_trip(["\nlinks:\n"])
+
+    def test_dump_writes_plain_link_orders_at_the_servers(self):
+        self.apply_city()
+        self.check_round_trip(["links: [North, South]"])
+
+    def check_round_trip(self, parts):
+        text = self.ok("dump")
+        for part in parts:
+            self.assertIn(part, text)
+        structure = self.structure()
+        self.ok("dump", self.path("copy.yaml"))
+        self.db = self.path("copy")
+        self.ok("init", "--network", "26")
+        self.ok("apply", self.path("copy.yaml"))
+        self.assertEqual(self.ok("dump"), text)
+        self.assertEqual(self.structure(), structure)
+
+    def structure(self):
+        def strip(value):
+            if isinstance(value, dict):
+                return {k: strip(v) for k, v in value.items()
+                        if k not in ("id", "address", "number")}
+            return [strip(item) for item in value] if isinstance(value, list) else value
+        return strip(self.json("tree")), self.json("info")["preferences"]
+
+    def test_dump_refuses_what_names_cannot_tell_apart(self):
+        self.apply_city()
+        self.ok("ap", "add", "North", "IVANOV", "--allow-duplicate")
+        self.refused("dump", says=["id:4", "id:7", "ap rename id:NUMBER"])
+
+
+class ProcessTest(ToolTest):
+    def test_exit_codes_and_what_to_do_next(self):
+        self.apply_city()
+        self.refused("frobnicate", code=2, says="--help")
+        self.refused("server", "add", code=2, says="nccadm server add --help")
+        self.refused("server", "add", "X", "--value", "65536", code=2)
+        self.refused("init", "--network", "0x10000", code=2, says="65535")
+        self.refused("init", "--network", "1", says="exists")
+        none = self.path("none")
+        self.refused("--db", none, "info",
+                     says=["there is no database", f"nccadm --db {none} init --network"])
+        self.refused("--db", self.folder + "/", "info", code=2, says="is a folder")
+        self.refused("--db", "", "info", code=2, says="NCCADM_DB")
+        self.refused("apply", self.path("none.yaml"), says="No such file")
+        error = json.loads(self.refused("server", "show", "Nort", "--json")[0])
+        self.assertEqual(error["schema"], 1)
+        self.assertEqual(error["error"]["hint"], 'Did you mean "North"?')
+
+    def test_a_second_process_is_told_that_the_database_is_in_use(self):
+        holder = subprocess.Popen([TOOL, "apply", "-"], env=self.environment(),
+                                  stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
+                                  stderr=subprocess.DEVNULL)
+        deadline = time.monotonic() + 20
+        while self.run_tool("info")[0] == 0 and time.monotonic() < deadline:
+            time.sleep(0.02)
+        self.refused("backup", self.path("copy.db"), code=6, says="in use")
+        holder.communicate(CITY.encode(), timeout=20)
+        self.assertEqual(holder.returncode, 0)
+        self.assertEqual(self.json("info")["objects"]["aps"], 3)
+
+    def test_files_are_written_whole_and_replaced_only_when_asked(self):
+        self.apply_city()
+        copy = self.path("copy.db")
+        self.ok("backup", copy)
+        self.refused("backup", copy, says=["exists", "--yes"])
+        self.ok("backup", copy, "--yes")
+        for command in ("backup", "dump"):
+            self.refused(command, self.db + ".db", "--yes", says="belongs to the database")
+        description = self.ok("dump")
+        self.db = self.path("copy")
+        self.assertEqual(self.ok("dump"), description)
+        self.refused("dump", copy, says="belongs to the database")
+        self.refused("dump", self.path("no/such/file"), says="cannot be written")
+        self.assertEqual(self.ok("export", "nodenames", "--out", self.folder, "-q"), "")
+        with open(self.path("NODENAME.DOC"), "rb") as file:
+            self.assertTrue(file.readline().startswith(b"Ivanov" + b" " * 45 + b"1 A 0000001A0001"))
+        self.refused("export", "nodenames", "--out", self.path("none"), says="no folder")
+
+    def test_results_that_cannot_be_written_are_noticed(self):
+        self.apply_city()
+        with open("/dev/full", "wb") as full:
+            for arguments in (["dump"], ["tree"], ["--help"], ["info", "--json"]):
+                code, _, err = self.run_tool(*arguments, stdout=full)
+                self.assertEqual((code, "could not be written" in err), (1, True), arguments)
+        shell = lambda script: subprocess.run(["bash", "-c", script, TOOL], env=self.environment(),
+                                              capture_output=True, timeout=60)
+        self.assertEqual(shell('"$0" dump >&-').returncode, 1)
+        quiet = shell('"$0" server add Quiet >&- 2>&- <&-; "$0" dump | grep -c Quiet')
+        self.assertEqual(quiet.stdout, b"1\n")
+        servers = "".join(f"  - S{i}\n" for i in range(9000))
+        self.write("big.yaml", "network: 26\nservers:\n" + servers)
+        self.ok("apply", self.path("big.yaml"))
+        self.assertEqual(shell('"$0" tree | head -1; exit ${PIPESTATUS[0]}').returncode, 1)
+
+    def test_an_interrupted_apply_changes_all_or_nothing(self):
+        aps = "".join(f"    - P{i}\n" for i in range(20000))
+        file = self.write("big.yaml", "network: 26\nservers:\n- name: A\n  aps:\n" + aps)
+        for delay in (0.05, 0.15, 0.25, 0.35):
+            process = subprocess.Popen([TOOL, "apply", file], env=self.environment(),
+                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            time.sleep(delay)
+            process.send_signal(signal.SIGINT)
+            code = process.wait(timeout=60)
+            self.assertIn(code, (0, 130, -signal.SIGINT))
+            self.assertEqual(self.json("info")["objects"]["aps"], 20000 if code == 0 else 0)
+            if code == 0:
+                break
+
+    def on_terminal(self, *arguments, answer="", extra=None):
+        """Runs with every stream on one terminal; gives the exit code and all that was shown."""
+        pid, terminal = pty.fork()
+        if pid == 0:
+            os.execve(TOOL, [TOOL, *arguments], {**self.environment(), **(extra or {})})
+        os.write(terminal, answer.encode())
+        shown = b""
+        while True:
+            try:
+                part = os.read(terminal, 4096)
+            except OSError:
+                break
+            if not part:
+                break
+            shown += part
+        os.close(terminal)
+        return os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]), shown.decode()
+
+    def test_terminals_get_questions_and_colours_and_others_do_not(self):
+        self.apply_city()
+        self.refused("server", "delete", "North", says=["1 AP", "--yes"])
+        code, shown = self.on_terminal("server", "delete", "North", answer="n\n")
+        self.assertEqual((code, "Go on? [y/N]" in shown), (1, True))
+        code, _ = self.on_terminal("server", "delete", "North", answer="y\n")
+        self.assertEqual(code, 0)
+        self.ok("server", "delete", "Center", "--yes")
+        self.assertEqual(self.json("info")["objects"], {"servers": 1, "aps": 0, "links": 0})
+        self.assertIn("\x1b[", self.on_terminal("server", "list")[1])
+        self.assertNotIn("\x1b[", self.on_terminal("server", "list", extra={"NO_COLOR": "1"})[1])
+        self.assertNotIn("\x1b[", self.on_terminal("server", "list", "--json")[1])
+        self.assertNotIn("\x1b[", self.ok("server", "list"))
+        self.assertIn("\x1b[", self.ok("server", "list", "--color", "always"))
+
+    def test_every_command_has_an_example_and_is_completed(self):
+        script = self.ok("completion")
+        commands = [line.split('"')[1].split() for line in script.splitlines() if '"]="' in line]
+        leaves = [c for c in commands if not any(o[:len(c)] == c and o != c for o in commands)]
+        self.assertGreater(len(leaves), 20)
+        for command in leaves:
+            self.assertIn("Example:\n  nccadm ", self.ok(*command[1:], "--help"), command)
+        def complete(words):
+            ask = f"COMP_WORDS=({words} ''); COMP_CWORD={len(words.split())}; _nccadm\n"
+            done = subprocess.run(["bash", "-c", script + ask + 'echo "${COMPREPLY[@]}"'],
+                                  capture_output=True, check=True)
+            return done.stdout.decode().split()
+        self.assertIn("unlink", complete("nccadm --db x server"))
+        self.assertIn("--value", complete("nccadm server add"))
+        self.assertIn("--json", complete("nccadm tree"))
+
+
+if __name__ == "__main__":
+    TOOL = os.path.abspath(sys.argv.pop(1))
+    unittest.main()

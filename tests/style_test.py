@@ -1,0 +1,158 @@
+"""House rules that a program can hold: style_test.py TREE. Prints every violation."""
+
+import re
+import sys
+from pathlib import Path
+
+MAX_COLUMNS, MAX_FILE_LINES, MAX_FUNCTION_LINES = 100, 600, 70
+
+# Which folders each folder may include from; include/nccnet is written "nccnet/...".
+LAYERS = {
+    "include": {"nccnet"},
+    "platform": {"nccnet", "platform"},
+    "core": {"nccnet", "platform", "core"},
+    "structure": {"nccnet", "platform", "core", "structure"},
+    "generate": {"nccnet", "platform", "core", "structure", "generate"},
+    "exchange": {"nccnet", "platform", "core", "structure", "exchange"},
+    "update": {"nccnet", "platform", "core", "structure", "update"},
+    "tools": {"nccnet"},
+    "examples": {"nccnet"},
+}
+LIBRARY = set(LAYERS) - {"tools", "examples"}
+CODE = set(LAYERS) | {"tests", "bench", "fuzz"}
+
+ENGINE_HEADERS = {"sqlite3.h", "gcrypt.h"}
+ENGINE_FOLDERS = {"platform", "bench"}
+SYSTEM_HEADERS = re.compile(r"(sys/|linux/|unistd\.h|fcntl\.h|dirent\.h|pthread\.h|fstream$"
+                            r"|filesystem$)")
+
+PRINTING = re.compile(r"\bstd::(cout|cerr|clog)\b"
+                      r"|(?<![\w.])(v?f?printf|f?puts|putchar|perror|f?putc)\s*\(")
+INCLUDE = re.compile(r'\s*#\s*include\s+([<"])([^>"]+)[>"]')
+NEUTRAL = re.compile(r'//[^\n]*|/\*.*?\*/|R"([^ ()\\\n]*)\(.*?\)\1"|"(?:[^"\\\n]|\\.)*"'
+                     r"|(?<![0-9A-Fa-f])'(?:[^'\\\n]|\\.)*'", re.DOTALL)
+PREPROCESSOR = re.compile(r"^[ \t]*#(?:[^\n]*\\\n)*[^\n]*", re.MULTILINE)
+# What stands before a brace that opens no function, though it may hold a parenthesis.
+NOT_A_FUNCTION = re.compile(r"\s*(template\s*<.*>\s*)?(inline\s+)?"
+                            r"((namespace|class|struct|union|enum)\b|extern\s*$)|.*=\s*$",
+                            re.DOTALL)
+
+
+def blank(text):
+    """The code without comments, literals and preprocessor lines, line for line."""
+    for pattern in (NEUTRAL, PREPROCESSOR):
+        text = pattern.sub(lambda match: "\n" * match.group().count("\n"), text)
+    return text
+
+
+def find_functions(code):
+    """Yields (line, lines) of each function, its head included."""
+    depth_of_function, starts, head, line, head_line = None, [], "", 1, 1
+    for character in code:
+        if character == "{":
+            if depth_of_function is None and "(" in head and not NOT_A_FUNCTION.match(head):
+                depth_of_function = len(starts)
+            starts.append(head_line)
+        elif character == "}" and starts:
+            start = starts.pop()
+            if depth_of_function == len(starts):
+                yield start, line - start + 1
+                depth_of_function = None
+        if character in "{};" or (character == ":" and head.strip() in ("public", "private",
+                                                                        "protected")):
+            head = ""
+        else:
+            if not head.strip() and not character.isspace():
+                head, head_line = "", line
+            head += character
+        line += character == "\n"
+
+
+class Checker:
+    def __init__(self, tree):
+        self.tree = tree
+        self.violations = []
+
+    def report(self, path, line, what):
+        self.violations.append(f"{path.relative_to(self.tree)}:{line}: {what}")
+
+    def check_tree(self):
+        files = [path for folder in sorted(CODE | {"cmake"})
+                 for path in sorted((self.tree / folder).rglob("*"))
+                 if path.is_file() and path.suffix in (".h", ".cpp", ".py", ".cmake")]
+        for path in files:
+            self.check_text(path)
+            if path.suffix in (".h", ".cpp"):
+                self.check_code(path)
+        self.check_lists(files)
+        return len(files)
+
+    def check_text(self, path):
+        lines = path.read_text(encoding="utf-8").split("\n")
+        if len(lines) - 1 > MAX_FILE_LINES:
+            self.report(path, 1, f"{len(lines) - 1} lines, at most {MAX_FILE_LINES}")
+        for number, line in enumerate(lines, 1):
+            if len(line) > MAX_COLUMNS:
+                self.report(path, number, f"{len(line)} columns, at most {MAX_COLUMNS}")
+        is_package = path.name == "nccnetConfig.cmake"
+        if not is_package and not re.fullmatch(r"[a-z][a-z0-9_]*\.[a-z]+", path.name):
+            self.report(path, 1, "file names are in snake_case")
+
+    def check_code(self, path):
+        folder = path.relative_to(self.tree).parts[0]
+        text = path.read_text(encoding="utf-8")
+        code = blank(text)
+        if path.suffix == ".h" and "#pragma once" not in text:
+            self.report(path, 1, "no #pragma once")
+        for start, length in find_functions(code):
+            if length > MAX_FUNCTION_LINES:
+                self.report(path, start, f"a function of {length} lines, at most "
+                                         f"{MAX_FUNCTION_LINES}")
+        for number, line in enumerate(code.split("\n"), 1):
+            printing = PRINTING.search(line)
+            if folder in LIBRARY and printing:
+                self.report(path, number, f"the library prints nothing: {printing.group().strip()}")
+        for number, line in enumerate(text.split("\n"), 1):
+            include = INCLUDE.match(line)
+            if include:
+                self.check_include(path, number, folder, *include.groups())
+
+    def check_include(self, path, number, folder, kind, header):
+        if header in ENGINE_HEADERS and folder not in ENGINE_FOLDERS:
+            self.report(path, number, f"{header} is for platform/ alone")
+        if folder not in LAYERS:
+            return
+        if folder in LIBRARY - {"platform", "include"} and SYSTEM_HEADERS.match(header):
+            self.report(path, number, f"files belong to platform/: {header}")
+        root = header.split("/")[0]
+        beside = kind == '"' and (path.parent / header).is_file()
+        is_ours = root == "nccnet" or root in CODE
+        if is_ours and not beside and root not in LAYERS[folder]:
+            self.report(path, number, f"{folder}/ may not include {header}")
+
+    def check_lists(self, files):
+        """A source that no list names would be neither built nor run."""
+        sources = (self.tree / "CMakeLists.txt").read_text(encoding="utf-8")
+        tests = (self.tree / "tests/CMakeLists.txt").read_text(encoding="utf-8")
+        for path in files:
+            name = path.relative_to(self.tree)
+            if path.suffix == ".cpp" and name.parts[0] in LIBRARY:
+                if f" {name}" not in sources:
+                    self.report(path, 1, "not in CMakeLists.txt")
+            elif name.parts[0] == "tests" and path.stem.endswith("_test"):
+                if not re.search(rf"_test\({path.stem[:-5]}\b", tests):
+                    self.report(path, 1, "not in tests/CMakeLists.txt")
+
+
+def main():
+    checker = Checker(Path(sys.argv[1]).resolve())
+    count = checker.check_tree()
+    if not count:
+        sys.exit("no files found")
+    print("\n".join(checker.violations))
+    print(f"{len(checker.violations)} violations in {count} files")
+    sys.exit(bool(checker.violations))
+
+
+if __name__ == "__main__":
+    main()

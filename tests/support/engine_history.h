@@ -1,0 +1,99 @@
+// A made-up history of commits, and what an engine must hold after each of them.
+#pragma once
+
+#include "platform/hdb/engine.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <utility>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+using Rows = std::map<ncc::RowKey, ncc::Row>;
+
+inline ncc::RowKey HistoryKey(std::uint32_t n) {
+  if (n % 4 == 0) return {ncc::RowKind::kDefinition, n, 0, 0};
+  if (n % 4 == 1) return {ncc::RowKind::kObject, n, 0, 0};
+  return {ncc::RowKind::kChunk, n, static_cast<std::uint8_t>(n % 8), n * 7};
+}
+
+// The commit that leads to `revision`: some of 48 rows are put and one is removed.
+inline ncc::ChangeSet HistoryChanges(std::uint64_t revision) {
+  std::map<ncc::RowKey, ncc::Row> put;
+  for (std::uint32_t i = 0; i < 5; ++i) {
+    ncc::Row row;
+    row.key = HistoryKey(static_cast<std::uint32_t>((revision * 11 + i * 17) % 48));
+    const bool chunk = row.key.kind == ncc::RowKind::kChunk;
+    row.type = chunk ? 0 : i + 1;
+    if (!chunk) row.name = "row of " + std::to_string(revision);
+    row.body.assign(200 + (revision * 37 + i) % 900, static_cast<char>('a' + revision % 26));
+    row.body += std::to_string(revision);
+    put[row.key] = std::move(row);
+  }
+  ncc::ChangeSet changes;
+  changes.revision = revision;
+  const ncc::RowKey gone = HistoryKey(static_cast<std::uint32_t>(revision * 5 % 48));
+  if (!put.contains(gone)) changes.removed.push_back(gone);
+  for (auto& [key, row] : put) changes.put.push_back(std::move(row));
+  return changes;
+}
+
+inline void Apply(const ncc::ChangeSet& changes, Rows& rows) {
+  for (const auto& key : changes.removed) rows.erase(key);
+  for (const auto& row : changes.put) rows.insert_or_assign(row.key, row);
+}
+
+inline Rows HistoryRows(std::uint64_t revision) {
+  Rows rows;
+  for (std::uint64_t r = 1; r <= revision; ++r) Apply(HistoryChanges(r), rows);
+  return rows;
+}
+
+struct Contents {
+  Rows rows;
+  std::uint64_t revision = 0;
+  friend bool operator==(const Contents&, const Contents&) = default;
+};
+
+// Throws std::logic_error when the rows do not come in ascending order.
+inline Contents LoadAll(ncc::StorageEngine& engine) {
+  Contents contents;
+  contents.revision = engine.Load([&](ncc::Row&& row) {
+    if (!contents.rows.empty() && !(contents.rows.rbegin()->first < row.key)) {
+      throw std::logic_error("rows are loaded out of order");
+    }
+    contents.rows.emplace_hint(contents.rows.end(), row.key, std::move(row));
+  });
+  return contents;
+}
+
+// Runs `body` in a process of its own and gives its result, or 1000 and the number of the signal
+// that ended it. The process must open its databases itself.
+template <class Body>
+int RunInChild(Body body) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    int result = 255;
+    try {
+      result = body();
+    } catch (...) {
+    }
+    ::_exit(result);
+  }
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
+
+// What the error says, or "" when there was none.
+template <class Action>
+std::string ErrorOf(Action action) {
+  try {
+    action();
+  } catch (const ncc::StorageError& error) {
+    return error.what();
+  }
+  return {};
+}

@@ -1,0 +1,29 @@
+// A network object over an engine in memory that fails when told to.
+#pragma once
+
+#include "net_access.h"
+#include "platform/hdb/memory_engine.h"
+
+#include <memory>
+#include <string>
+
+class MemoryNet {
+ public:
+  explicit MemoryNet(std::shared_ptr<ncc::MemoryStore> store = std::make_shared<ncc::MemoryStore>())
+      : store_(std::move(store)) {
+    NetAccess::UseEngines(net_, ncc::MemoryEngineFactory(store_));
+  }
+
+  CNCCNet& Net() { return net_; }
+  ncc::MemoryStore& Store() { return *store_; }
+
+  bool Create() { return net_.Create("memory", "net", 0x1A); }
+  bool Open() { return net_.Open("memory", "net"); }
+
+  void FailNextCommit() { store_->FailCommit(store_->CommitCount() + 1); }
+  void FailNextCommitButKeepIt() { store_->FailCommitButKeep(store_->CommitCount() + 1); }
+
+ private:
+  std::shared_ptr<ncc::MemoryStore> store_;
+  CNCCNet net_;
+};

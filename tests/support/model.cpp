@@ -1,0 +1,179 @@
+#include "model.h"
+
+#include "network.h"
+
+#include <algorithm>
+
+namespace {
+
+std::string Fold(std::string text) {
+  for (char& c : text) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return text;
+}
+
+bool Same(const std::string& a, const std::string& b) { return Fold(a) == Fold(b); }
+bool Fits(const std::string& name) { return name.size() <= 51; }
+
+std::string LittleEndian(std::uint32_t value, int bytes) {
+  std::string text;
+  for (int i = 0; i < bytes; ++i) text += static_cast<char>(value >> (8 * i));
+  return text;
+}
+
+template <class List>
+auto* FindId(List& list, unsigned long id) {
+  const auto at = std::find_if(list.begin(), list.end(), [&](auto& e) { return e.id == id; });
+  return at != list.end() ? &*at : nullptr;
+}
+
+template <class List>
+auto* FindName(List& list, const std::string& name) {
+  const auto at =
+      std::find_if(list.begin(), list.end(), [&](auto& e) { return Same(e.Name(), name); });
+  return at != list.end() ? &*at : nullptr;
+}
+
+}  // namespace
+
+std::string Model::Node::Image() const {
+  return name_field + LittleEndian(id, 4) + LittleEndian(type, 1) + LittleEndian(number, 4) +
+         LittleEndian(flags, 4) + LittleEndian(attribute, 1) + LittleEndian(ap_count, 4) +
+         LittleEndian(server_id, 4) + LittleEndian(settings, 1) + LittleEndian(value, 2);
+}
+
+void Model::Node::Rename(const std::string& name) {
+  name_field.replace(0, name.size() + 1, name.c_str(), name.size() + 1);
+}
+
+std::string Model::Describe() const {
+  Model copy = *this;  // look-ups give pointers that may be written through
+  std::string text = DescribePreferences(preferences_);
+  std::vector<unsigned long> all;
+  for (const Server& server : servers_) {
+    const unsigned long found = copy.FindServer(server.Name())->id;
+    text += DescribeNode(server.Image(), found, server.type, 0);
+    text += DescribeList(" links", server.links);
+    for (const Node& ap : server.aps) {
+      const unsigned long first = copy.FindAP(ap.Name())->id;
+      text += " ap " + DescribeNode(ap.Image(), first, ap.type, server.id);
+      all.push_back(ap.id);
+    }
+  }
+  std::sort(all.begin(), all.end());
+  return text + DescribeList("all aps", all);
+}
+
+Model::Node Model::NewNode(const std::string& name, std::uint8_t type, std::uint32_t flags) {
+  Node node;
+  node.name_field.resize(52);
+  node.Rename(name);
+  node.id = preferences_.next_id++;
+  node.type = type;
+  node.flags = flags;
+  node.settings = preferences_.node_settings;
+  return node;
+}
+
+unsigned long Model::AddServer(const std::string& name, std::uint32_t flags, std::uint16_t value) {
+  if (!Fits(name) || FindServer(name) != nullptr) return 0;
+  Server server{NewNode(name, kTypeServer, flags), {}, {}};
+  server.number = ++preferences_.server_counter;
+  server.attribute = 1;
+  server.value = value;
+  servers_.push_back(server);
+  return server.id;
+}
+
+bool Model::DeleteServer(Server* server) {
+  if (server == nullptr) return false;
+  for (Server& other : servers_) std::erase(other.links, server->id);
+  servers_.remove_if([&](const Server& each) { return &each == server; });
+  return true;
+}
+
+bool Model::ModifyServer(Server* server, const std::string& name) {
+  if (server == nullptr || !Fits(name) || FindServer(name) != nullptr) return false;
+  server->Rename(name);
+  return true;
+}
+
+bool Model::Link(Server* one, Server* other) {
+  if (one == nullptr || other == nullptr || one == other) return false;
+  if (std::count(one->links.begin(), one->links.end(), other->id) > 0) return true;
+  one->links.push_back(other->id);
+  other->links.push_back(one->id);
+  return true;
+}
+
+bool Model::Unlink(Server* one, Server* other) {
+  if (one == nullptr || other == nullptr) return false;
+  std::erase(one->links, other->id);
+  std::erase(other->links, one->id);
+  return true;
+}
+
+unsigned long Model::AddAP(Server* server, const std::string& name, std::uint32_t flags) {
+  if (server == nullptr || !Fits(name)) return 0;
+  Node ap = NewNode(name, kTypeAP, flags);
+  ap.number = ++server->ap_count;
+  ap.server_id = server->id;
+  server->aps.push_back(ap);
+  return ap.id;
+}
+
+bool Model::ModifyAP(Node* ap, const std::string& name) {
+  if (ap == nullptr || !Fits(name) || FindAP(name) != nullptr) return false;
+  ap->Rename(name);
+  return true;
+}
+
+bool Model::ChangeSrv(Node* ap, Server* server) {
+  if (ap == nullptr || server == nullptr) return false;
+  Server& old = *FindServer(ap->server_id);
+  const auto at =
+      std::find_if(old.aps.begin(), old.aps.end(), [&](Node& each) { return &each == ap; });
+  server->aps.splice(server->aps.end(), old.aps, at);
+  --old.ap_count;
+  ++server->ap_count;
+  ap->server_id = server->id;
+  return true;
+}
+
+bool Model::DeleteAP(Server* server, const std::string& name) {
+  Node* const ap = server != nullptr ? FindName(server->aps, name) : nullptr;
+  if (ap == nullptr) return false;
+  server->aps.remove_if([&](const Node& each) { return &each == ap; });
+  --server->ap_count;
+  return true;
+}
+
+bool Model::Register(Node* node, std::uint32_t flags, std::uint8_t settings) {
+  if (node == nullptr) return false;
+  node->flags = flags;
+  node->settings = settings;
+  return true;
+}
+
+Model::Server* Model::FindServer(const std::string& name) { return FindName(servers_, name); }
+Model::Server* Model::FindServer(unsigned long id) { return FindId(servers_, id); }
+
+Model::Node* Model::FindAP(const std::string& name) {
+  for (Server& server : servers_) {
+    if (Node* const ap = FindName(server.aps, name)) return ap;
+  }
+  return nullptr;
+}
+
+Model::Node* Model::FindAP(unsigned long id) {
+  for (Server& server : servers_) {
+    if (Node* const ap = FindId(server.aps, id)) return ap;
+  }
+  return nullptr;
+}
+
+Model::Node* Model::FindNode(unsigned long id) {
+  Server* const server = FindServer(id);
+  return server != nullptr ? server : FindAP(id);
+}

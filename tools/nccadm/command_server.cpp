@@ -1,0 +1,214 @@
+// server add, rename, delete, list, show, link, unlink
+#include <list>
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "command_line.h"
+#include "nodes.h"
+#include "text.h"
+
+namespace ncc::tool {
+namespace {
+
+struct Arguments {
+  std::string server;
+  std::string other;
+  std::vector<std::string> applications;
+  std::uint16_t value = 10;
+};
+
+int Add(Session& session, const Arguments& arguments) {
+  const std::string name = RequireName(arguments.server);
+  const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
+  CNCCNet& net = session.Net();
+  CNNEntry server;
+  if (net.GetServerInfo(name.c_str(), server)) {
+    throw Failure(fmt::format("a server is named {} already (id:{})", Quoted(server),
+                              std::uint32_t{server.id}));
+  }
+  const unsigned long id = net.AddServer(name.c_str(), mask, arguments.value);
+  if (id == 0 || !net.GetServerInfo(id, server)) {
+    throw session.Refusal(fmt::format("the server \"{}\" was not added", arguments.server));
+  }
+  session.Out().Say(
+      fmt::format("Added the server {}, address {}.", Quoted(server), AddressOf(net, server.id)));
+  if (session.IsJson()) {
+    NodeWriter(session).Show(server);
+  } else {
+    session.Out().Line(fmt::format("id:{}", id));
+  }
+  return kExitDone;
+}
+
+int Rename(Session& session, const Arguments& arguments) {
+  const std::string name = RequireName(arguments.other);
+  const CNNEntry server = FindServer(session, arguments.server);
+  CNCCNet& net = session.Net();
+  CNNEntry holder;
+  if (net.GetServerInfo(name.c_str(), holder) && holder.id != server.id) {
+    throw Failure(fmt::format("a server is named {} already (id:{})", Quoted(holder),
+                              std::uint32_t{holder.id}));
+  }
+  Batch batch(session);
+  // A name in another letter case counts as taken by the server itself.
+  if (FoldName(server.name) == FoldName(name)) RenameAside(session, server);
+  if (!net.ModifyServer(server.id, name.c_str())) {
+    throw session.Refusal(fmt::format("the server {} was not renamed", Quoted(server)));
+  }
+  batch.Keep();
+  session.Out().Say(
+      fmt::format("Renamed the server {} to \"{}\".", Quoted(server), PrintableName(name)));
+  if (session.IsJson() && net.GetServerInfo(server.id, holder)) NodeWriter(session).Show(holder);
+  return kExitDone;
+}
+
+std::string CountAps(const CNNEntry& server) {
+  return fmt::format("{} AP{}", server.ap_count, server.ap_count == 1 ? "" : "s");
+}
+
+int Delete(Session& session, const Arguments& arguments) {
+  const CNNEntry server = FindServer(session, arguments.server);
+  if (server.ap_count > 0) {
+    session.Confirm(fmt::format("the server {} has {}, which would be deleted with it",
+                                Quoted(server), CountAps(server)));
+  }
+  const Json document = {{"deleted", NodeWriter(session).Describe(server)}};
+  if (!session.Net().DeleteServer(server.id)) {
+    throw session.Refusal(fmt::format("the server {} was not deleted", Quoted(server)));
+  }
+  session.Out().Say(
+      fmt::format("Deleted the server {} with {}.", Quoted(server), CountAps(server)));
+  if (session.IsJson()) session.Out().Document(document);
+  return kExitDone;
+}
+
+int List(Session& session, const Arguments& arguments) {
+  const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
+  std::list<CNNEntry> servers;
+  session.Net().GetListSrvInApps(mask, servers);
+  NodeWriter writer(session);
+  Output& out = session.Out();
+  if (out.IsJson()) {
+    Json all = Json::array();
+    for (const CNNEntry& server : servers) all.push_back(writer.Describe(server));
+    out.Document({{"servers", std::move(all)}});
+    return kExitDone;
+  }
+  if (servers.empty()) {
+    out.Say("There are no such servers.");
+    return kExitDone;
+  }
+  Table table = {NodeWriter::ServerHeading()};
+  for (const CNNEntry& server : servers) table.push_back(writer.ServerRow(server));
+  out.PrintTable(table);
+  return kExitDone;
+}
+
+bool AreLinked(CNCCNet& net, const CNNEntry& one, const CNNEntry& other) {
+  std::list<CNNEntry> linked;
+  net.GetListLinkedSrv(one.id, linked);
+  for (const CNNEntry& server : linked) {
+    if (server.id == other.id) return true;
+  }
+  return false;
+}
+
+int SetLink(Session& session, const Arguments& arguments, bool wanted) {
+  const CNNEntry one = FindServer(session, arguments.server);
+  const CNNEntry other = FindServer(session, arguments.other);
+  if (one.id == other.id) {
+    throw Failure(fmt::format("both names mean the server {}", Quoted(one)),
+                  "Links join two different servers.");
+  }
+  CNCCNet& net = session.Net();
+  const bool changes = AreLinked(net, one, other) != wanted;
+  const bool done =
+      !changes || (wanted ? net.LinkSrvToSrv(one.id, other.id) : net.DeleteLink(one.id, other.id));
+  if (!done) {
+    throw session.Refusal(
+        fmt::format("the link of {} and {} was not changed", Quoted(one), Quoted(other)));
+  }
+  session.Out().Say(fmt::format("The servers {} and {} {} {}.", Quoted(one), Quoted(other),
+                                changes  ? "are now"
+                                : wanted ? "were already"
+                                         : "were",
+                                wanted    ? "linked"
+                                : changes ? "unlinked"
+                                          : "not linked"));
+  if (session.IsJson()) {
+    NodeWriter writer(session);
+    session.Out().Document({{"changed", changes},
+                            {"linked", wanted},
+                            {"servers", {writer.Describe(one), writer.Describe(other)}}});
+  }
+  return kExitDone;
+}
+
+using Action = int (*)(Session&, const Arguments&);
+
+CLI::App& AddAction(CommandLine& line, CLI::App& group, const char* name, const char* description,
+                    const char* example, const std::shared_ptr<Arguments>& arguments,
+                    Action action) {
+  CLI::App& command = CommandLine::AddCommand(group, name, description, example);
+  line.OnRun(command,
+             [arguments, action](Session& session) { return action(session, *arguments); });
+  return command;
+}
+
+}  // namespace
+
+void AddServerCommands(CommandLine& line) {
+  CLI::App& group = line.AddGroup("server", "Servers and the links between them");
+  auto arguments = std::make_shared<Arguments>();
+  const auto add_server = [&arguments](CLI::App& command) {
+    command.add_option("SERVER", arguments->server, "The server: its name or id:NUMBER")
+        ->required();
+  };
+
+  CLI::App& add = AddAction(line, group, "add", "Add a server and print its id",
+                            "server add Center --app ncc --value 10", arguments, Add);
+  add.add_option("NAME", arguments->server, "Its name")->required();
+  add.add_option("--app", arguments->applications, "Its applications")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+  add.add_option("--value", arguments->value, "Its value, 0 to 65535; it stays as given here")
+      ->capture_default_str();
+
+  CLI::App& rename = AddAction(line, group, "rename", "Rename a server",
+                               "server rename Center \"City centre\"", arguments, Rename);
+  add_server(rename);
+  rename.add_option("NAME", arguments->other, "Its new name")->required();
+
+  CLI::App& remove = AddAction(line, group, "delete", "Delete a server with its APs and links",
+                               "server delete Center --yes", arguments, Delete);
+  add_server(remove);
+
+  CLI::App& list = AddAction(line, group, "list", "List the servers in the order of their adding",
+                             "server list\nserver list --app kc", arguments, List);
+  list.add_option("--app", arguments->applications, "Only those that have all these applications")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+
+  CLI::App& show = CommandLine::AddCommand(group, "show", "Show one server", "server show id:1");
+  add_server(show);
+  line.OnRun(show, [arguments](Session& session) {
+    const CNNEntry server = FindServer(session, arguments->server);
+    NodeWriter(session).Show(server);
+    return kExitDone;
+  });
+
+  for (const bool wanted : {true, false}) {
+    const std::string name = wanted ? "link" : "unlink";
+    CLI::App& command = CommandLine::AddCommand(
+        group, name, wanted ? "Link two servers" : "Take the link of two servers away",
+        "server " + name + " Center North");
+    add_server(command);
+    command.add_option("OTHER", arguments->other, "The other server")->required();
+    line.OnRun(command, [arguments, wanted](Session& session) {
+      return SetLink(session, *arguments, wanted);
+    });
+  }
+}
+
+}  // namespace ncc::tool

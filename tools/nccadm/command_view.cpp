@@ -1,0 +1,120 @@
+// tree, find
+#include <list>
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "command_line.h"
+#include "network.h"
+#include "nodes.h"
+#include "text.h"
+
+namespace ncc::tool {
+namespace {
+
+struct TreeArguments {
+  std::string server;
+  int depth = 2;
+};
+
+void PrintTree(Session& session, const Network& network, const TreeArguments& arguments,
+               std::uint32_t only) {
+  CNCCNet& net = session.Net();
+  Output& out = session.Out();
+  const auto line = [&](const char* branch, const CNNEntry& node) {
+    out.Line(fmt::format("{}{}  {}", branch, out.Paint(Style::kName, PrintableName(node.name)),
+                         out.Paint(Style::kFaint, AddressOf(net, node.id))));
+  };
+  out.Line(fmt::format("network 0x{:04X}", std::uint32_t{network.preferences.net_number}));
+  if (arguments.depth == 0) return;
+  for (std::size_t i = 0; i < network.servers.size(); ++i) {
+    const ServerView& server = network.servers[i];
+    if (only != 0 && server.entry.id != only) continue;
+    const bool last = only != 0 || i + 1 == network.servers.size();
+    line(last ? "└─ " : "├─ ", server.entry);
+    if (arguments.depth == 1) continue;
+    for (std::size_t j = 0; j < server.aps.size(); ++j) {
+      const bool last_ap = j + 1 == server.aps.size();
+      line(last ? (last_ap ? "   └─ " : "   ├─ ") : (last_ap ? "│  └─ " : "│  ├─ "), server.aps[j]);
+    }
+  }
+}
+
+Json TreeJson(Session& session, const Network& network, const TreeArguments& arguments,
+              std::uint32_t only) {
+  NodeWriter writer(session);
+  Json servers = Json::array();
+  for (const ServerView& view : network.servers) {
+    if (arguments.depth == 0 || (only != 0 && view.entry.id != only)) continue;
+    Json server = writer.Describe(view.entry);
+    if (arguments.depth > 1) {
+      server["children"] = Json::array();
+      for (const CNNEntry& ap : view.aps) server["children"].push_back(writer.Describe(ap));
+    }
+    servers.push_back(std::move(server));
+  }
+  return {{"network", std::uint32_t{network.preferences.net_number}},
+          {"servers", std::move(servers)}};
+}
+
+int ShowTree(Session& session, const TreeArguments& arguments) {
+  const std::uint32_t only =
+      arguments.server.empty() ? 0 : FindServer(session, arguments.server).id;
+  const Network network = LoadNetwork(session.Net());
+  if (session.IsJson()) {
+    session.Out().Document(TreeJson(session, network, arguments, only));
+  } else {
+    PrintTree(session, network, arguments, only);
+  }
+  return kExitDone;
+}
+
+// Whether the text is the node's id, or its address of four or eight hexadecimal digits.
+bool IsNumberOf(CNCCNet& net, const CNNEntry& node, const std::string& text) {
+  if (text.starts_with("id:")) return ParseNumber(text.substr(3), 0xFFFFFFFF) == node.id;
+  const std::string address = AddressOf(net, node.id);
+  const std::string wanted = FoldName(text);
+  const std::string folded = FoldName(address);
+  return folded == wanted || (wanted.size() == 4 && folded.ends_with(wanted) && folded.size() == 8);
+}
+
+int Find(Session& session, const std::string& text) {
+  CNCCNet& net = session.Net();
+  std::list<CNNEntry> nodes;
+  std::list<CNNEntry> aps;
+  net.GetListServer(nodes);
+  net.GetListAP(aps);
+  nodes.splice(nodes.end(), aps);
+  const auto bytes = BytesFromUtf8(text);
+  const std::string pattern = bytes ? FoldForSearch(*bytes) : std::string();
+  nodes.remove_if([&](const CNNEntry& node) {
+    const bool named = bytes && MatchesPattern(pattern, FoldForSearch(node.name));
+    return !named && !IsNumberOf(net, node, text);
+  });
+  NodeWriter(session).ShowMixed(nodes, "matches");
+  return nodes.empty() ? kExitFailed : kExitDone;
+}
+
+}  // namespace
+
+void AddViewCommands(CommandLine& line) {
+  auto arguments = std::make_shared<TreeArguments>();
+  CLI::App& tree = CommandLine::AddCommand(line.Root(), "tree", "Show the network as a tree",
+                                           "tree\ntree --depth 1\ntree --server Center");
+  tree.add_option("--server", arguments->server, "Only this server: its name or id:NUMBER");
+  tree.add_option("--depth", arguments->depth, "1 for the servers, 2 for their APs too")
+      ->check(CLI::Range(0, 9))
+      ->capture_default_str();
+  line.OnRun(tree, [arguments](Session& session) { return ShowTree(session, *arguments); });
+
+  auto text = std::make_shared<std::string>();
+  CLI::App& find = CommandLine::AddCommand(
+      line.Root(), "find",
+      "Find objects by a part of the name, a pattern with * and ?, an id or an address; "
+      "exit code 1 when there is none",
+      "find ivan\nfind 'North*'\nfind id:12\nfind 001A000C");
+  find.add_option("TEXT", *text, "What to look for")->required();
+  line.OnRun(find, [text](Session& session) { return Find(session, *text); });
+}
+
+}  // namespace ncc::tool

@@ -1,0 +1,69 @@
+#include "files.h"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "failure.h"
+
+namespace ncc::tool {
+namespace {
+
+struct CloseFile {
+  void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using FileHandle = std::unique_ptr<std::FILE, CloseFile>;
+
+Failure SystemFailure(const std::string& what) {
+  return Failure(fmt::format("{}: {}", what, std::strerror(errno)));
+}
+
+void WriteTo(const std::string& file, std::string_view bytes) {
+  FileHandle handle(std::fopen(file.c_str(), "wb"));
+  if (!handle) throw SystemFailure(file + " cannot be written");
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), handle.get()) == bytes.size();
+  if (std::fclose(handle.release()) != 0 || !written) {
+    throw SystemFailure(file + " cannot be written");
+  }
+}
+
+}  // namespace
+
+std::string ReadFile(const std::string& file, std::size_t limit) {
+  FileHandle opened(file == "-" ? nullptr : std::fopen(file.c_str(), "rb"));
+  if (!opened && file != "-") throw SystemFailure(file + " cannot be read");
+  std::FILE* stream = opened ? opened.get() : stdin;
+  std::string bytes;
+  std::array<char, 65536> part{};
+  while (const std::size_t count = std::fread(part.data(), 1, part.size(), stream)) {
+    bytes.append(part.data(), count);
+    if (bytes.size() > limit) {
+      throw Failure(fmt::format("{} has more than {} MiB", file, limit >> 20));
+    }
+  }
+  if (std::ferror(stream) != 0) throw SystemFailure(file + " cannot be read");
+  return bytes;
+}
+
+void WriteFile(const std::string& file, std::string_view bytes) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  // Devices and pipes are written as they are; beside them there is nothing to rename.
+  const fs::file_status status = fs::status(file, error);
+  if (fs::exists(status) && !fs::is_regular_file(status)) return WriteTo(file, bytes);
+  const std::string part = file + ".part";
+  try {
+    WriteTo(part, bytes);
+    fs::rename(part, file);
+  } catch (...) {
+    fs::remove(part, error);
+    throw;
+  }
+}
+
+}  // namespace ncc::tool

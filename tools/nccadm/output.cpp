@@ -1,0 +1,178 @@
+#include "output.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include <fmt/format.h>
+
+#include "terminal.h"
+#include "text.h"
+
+namespace ncc::tool {
+namespace {
+
+const char* CodeOf(Style style) {
+  switch (style) {
+    case Style::kHeading:
+      return "1";
+    case Style::kName:
+      return "36";
+    case Style::kFaint:
+      return "2";
+    case Style::kError:
+      return "31;1";
+  }
+  return "0";
+}
+
+std::string Colored(Style style, std::string_view text) {
+  return fmt::format("\x1b[{}m{}\x1b[0m", CodeOf(style), text);
+}
+
+bool WantsColor(ColorMode mode, Stream stream) {
+  if (mode != ColorMode::kAuto) return mode == ColorMode::kAlways;
+  const char* no_color = std::getenv("NO_COLOR");
+  const char* terminal = std::getenv("TERM");
+  const bool dumb = terminal != nullptr && std::strcmp(terminal, "dumb") == 0;
+  return (no_color == nullptr || *no_color == '\0') && !dumb && IsTerminal(stream);
+}
+
+// The serializer leaves DEL and the C1 controls as they are; a terminal may act on them.
+std::string EscapeControls(const std::string& document) {
+  std::string escaped;
+  escaped.reserve(document.size());
+  for (std::size_t i = 0; i < document.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(document[i]);
+    const auto next = i + 1 < document.size() ? static_cast<unsigned char>(document[i + 1]) : 0U;
+    if (byte == 0x7F) {
+      escaped += "\\u007f";
+    } else if (byte == 0xC2 && next >= 0x80 && next < 0xA0) {
+      escaped += fmt::format("\\u{:04x}", next);
+      ++i;
+    } else {
+      escaped += document[i];
+    }
+  }
+  return escaped;
+}
+
+std::string At(const std::string& file, const Problem& problem) {
+  if (problem.line == 0) return fmt::format("{}: {}", Printable(file), Printable(problem.text));
+  return fmt::format("{}:{}:{}: {}", Printable(file), problem.line, problem.column,
+                     Printable(problem.text));
+}
+
+Json ErrorDocument(const Failure& failure) {
+  Json error = {{"code", failure.ExitCode()}, {"message", failure.what()}};
+  if (!failure.Hint().empty()) error["hint"] = failure.Hint();
+  for (const Problem& problem : failure.Problems()) {
+    error["problems"].push_back({{"file", failure.File()},
+                                 {"line", problem.line},
+                                 {"column", problem.column},
+                                 {"message", problem.text}});
+  }
+  return {{"error", error}};
+}
+
+}  // namespace
+
+void Output::Configure(bool json, bool quiet, ColorMode color) {
+  json_ = json;
+  quiet_ = quiet;
+  color_out_ = !json && WantsColor(color, Stream::kOutput);
+  color_err_ = WantsColor(color, Stream::kError);
+}
+
+void Output::Raw(std::string_view bytes) { std::fwrite(bytes.data(), 1, bytes.size(), stdout); }
+
+void Output::Line(std::string_view text) {
+  Raw(text);
+  Raw("\n");
+}
+
+void Output::PrintTable(const Table& table) {
+  std::vector<std::size_t> widths;
+  for (const auto& row : table) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
+  }
+  for (std::size_t r = 0; r < table.size(); ++r) {
+    std::string line;
+    for (std::size_t i = 0; i < table[r].size(); ++i) {
+      line += table[r][i];
+      if (i + 1 < table[r].size()) line.append(widths[i] - Width(table[r][i]) + 2, ' ');
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    Line(r == 0 ? Paint(Style::kHeading, line) : line);
+  }
+}
+
+void Output::Document(Json document) {
+  Json whole = {{"schema", 1}};
+  whole.update(document);
+  Line(EscapeControls(whole.dump(2, ' ', false, Json::error_handler_t::replace)));
+}
+
+void Output::Say(std::string_view text) {
+  if (quiet_) return;
+  std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
+}
+
+void Output::Fail(const Failure& failure) {
+  for (const Problem& problem : failure.Problems()) {
+    std::fprintf(stderr, "%s\n", At(failure.File(), problem).c_str());
+  }
+  const std::string prefix = color_err_ ? Colored(Style::kError, "nccadm:") : "nccadm:";
+  std::fprintf(stderr, "%s %s\n", prefix.c_str(), Printable(failure.what()).c_str());
+  if (!failure.Hint().empty()) std::fprintf(stderr, "%s\n", Printable(failure.Hint()).c_str());
+  if (json_ && !finished_) Document(ErrorDocument(failure));
+}
+
+void Output::Finish() {
+  finished_ = true;
+  const bool failed_before = std::ferror(stdout) != 0;
+  errno = 0;
+  if (std::fflush(stdout) == 0 && !failed_before) return;
+  throw Failure(fmt::format("the results could not be written{}{}", errno != 0 ? ": " : "",
+                            errno != 0 ? std::strerror(errno) : ""),
+                "Changes that the command made are stored.");
+}
+
+std::string Output::Paint(Style style, std::string_view text) const {
+  return color_out_ ? Colored(style, text) : std::string(text);
+}
+
+bool Output::ShowsProgress() const { return !quiet_ && IsTerminal(Stream::kError); }
+
+Progress::Progress(const Output& output, std::string label, std::size_t total)
+    : enabled_(output.ShowsProgress()),
+      label_(std::move(label)),
+      total_(total),
+      next_(std::chrono::steady_clock::now() + std::chrono::seconds(1)) {}
+
+Progress::~Progress() {
+  if (shown_) std::fputs("\r\x1b[K", stderr);
+}
+
+void Progress::Step() {
+  ++done_;
+  if (!enabled_) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (now < next_) return;
+  next_ = now + std::chrono::milliseconds(100);
+  shown_ = true;
+  Draw();
+}
+
+void Progress::Draw() const {
+  constexpr std::size_t kCells = 30;
+  const std::size_t filled = total_ == 0 ? kCells : kCells * std::min(done_, total_) / total_;
+  std::fprintf(stderr, "\r%s [%s%s] %zu of %zu\x1b[K", label_.c_str(),
+               std::string(filled, '#').c_str(), std::string(kCells - filled, '.').c_str(), done_,
+               total_);
+}
+
+}  // namespace ncc::tool

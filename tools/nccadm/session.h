@@ -1,0 +1,80 @@
+// One run of the tool: its options, its output and the database that it works on.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "applications.h"
+#include "nccnet/netdb.h"
+#include "output.h"
+
+namespace ncc::tool {
+
+struct Options {
+  std::string database;  // DIR/NAME
+  bool json = false;
+  bool quiet = false;
+  bool yes = false;
+  ColorMode color = ColorMode::kAuto;
+};
+
+class Session {
+ public:
+  Session(const Options& options, Output& output) : options_(options), output_(output) {}
+
+  Output& Out() { return output_; }
+  bool IsJson() const { return options_.json; }
+
+  // The database of --db, opened by the first call. Throws Failure with what to do about it.
+  CNCCNet& Net();
+
+  // Makes the database of --db and leaves it open.
+  CNCCNet& Create(std::uint32_t network);
+
+  // DIR/NAME as the user gave it; a Failure when there is none.
+  const std::string& DatabaseText() const;
+
+  const Applications& Apps();
+
+  // For an operation that the library refused: its reason behind `what`.
+  Failure Refusal(std::string_view what);
+
+  // Returns when the user agrees; throws Failure otherwise. `question` ends without a mark.
+  void Confirm(const std::string& question);
+  // The same for a file that is about to be replaced; does nothing when there is none. The files of
+  // the database itself are refused.
+  void ConfirmReplacing(const std::string& file);
+
+ private:
+  struct Place {
+    std::string folder;
+    std::string name;
+  };
+  Place Split() const;
+  Failure OpeningFailure(const std::string& reason) const;
+
+  Options options_;
+  Output& output_;
+  CNCCNet net_;
+  bool open_ = false;
+  std::unique_ptr<Applications> applications_;
+};
+
+// All changes made while one lives are stored together by Keep, or dropped.
+class Batch {
+ public:
+  explicit Batch(Session& session);
+  ~Batch();
+  Batch(const Batch&) = delete;
+  Batch& operator=(const Batch&) = delete;
+
+  void Keep();
+
+ private:
+  Session& session_;
+  bool running_ = true;
+};
+
+}  // namespace ncc::tool
