@@ -31,12 +31,7 @@ double CpuSeconds(Work work) {
 
 class Comparison {
  public:
-  // One round, the time of an iteration of the benchmark.
-  template <class Ours, class Bare>
-  void Round(benchmark::State& state, Ours ours, Bare bare) {
-    Add(state, Seconds(ours), Seconds(bare));
-  }
-  // The same for times that were taken elsewhere.
+  // One round. Ours is the time of an iteration of the benchmark.
   void Add(benchmark::State& state, double ours, double bare);
 
   // Sets the counters "ours" and "bare" (medians, seconds for one of `operations` in a round) and

@@ -3,12 +3,14 @@
 // 100,000 elements with the same changes of a list of 10: the root folder, a server's folder, a
 // server's links.
 
+#include "child.h"
 #include "compare.h"
 #include "network.h"
 #include "scratch.h"
 
 #include <malloc.h>
 
+#include <functional>
 #include <random>
 #include <utility>
 
@@ -26,9 +28,10 @@ double BuildingTime(std::uint32_t objects) {
 
 void BuildNetworkOf(benchmark::State& state) {
   Comparison comparison;
+  const auto objects = static_cast<std::uint32_t>(state.range(0));
   for (auto _ : state) {
-    const double large = BuildingTime(static_cast<std::uint32_t>(state.range(0)));
-    comparison.Add(state, large, BuildingTime(kSmallNetwork));
+    const double large = InChild([&] { return BuildingTime(objects); });
+    comparison.Add(state, large, InChild([] { return BuildingTime(kSmallNetwork); }));
   }
   comparison.Report(state);
 }
@@ -40,33 +43,28 @@ double HeapInUse() {
   return static_cast<double>(info.uordblks + info.hblkhd);
 }
 
-struct MemoryUse {
-  double built;
-  double opened;
-};
-
 // Bytes an object, the caches of the storage engine included.
-MemoryUse MeasureMemory(std::uint32_t objects) {
-  const ScratchFolder scratch;
-  const double before = HeapInUse();
-  MemoryUse use{};
-  {
+double MemoryAfter(std::uint32_t objects, const std::function<void(CNCCNet&)>& act) {
+  return InChild([&] {
+    const double before = HeapInUse();
     CNCCNet net;
-    CreateDatabase(net, scratch.Path("db"));
-    BuildNetwork(net, kFull.ScaledTo(objects));
-    use.built = (HeapInUse() - before) / objects;
-  }
-  CNCCNet net;
-  OpenDatabase(net, scratch.Path("db"));
-  use.opened = (HeapInUse() - before) / objects;
-  return use;
+    act(net);
+    return (HeapInUse() - before) / objects;
+  });
 }
 
 void MemoryOf(benchmark::State& state) {
-  MemoryUse use{};
-  for (auto _ : state) use = MeasureMemory(static_cast<std::uint32_t>(state.range(0)));
-  state.counters["ours"] = use.built;
-  state.counters["opened"] = use.opened;
+  const auto objects = static_cast<std::uint32_t>(state.range(0));
+  for (auto _ : state) {
+    const ScratchFolder scratch;
+    const std::string folder = scratch.Path("db");
+    state.counters["ours"] = MemoryAfter(objects, [&](CNCCNet& net) {
+      CreateDatabase(net, folder);
+      BuildNetwork(net, kFull.ScaledTo(objects));
+    });
+    state.counters["opened"] =
+        MemoryAfter(objects, [&](CNCCNet& net) { OpenDatabase(net, folder); });
+  }
 }
 BENCHMARK(MemoryOf)->Arg(10'000)->Arg(100'000)->Arg(1'000'000)->Iterations(1);
 
@@ -156,8 +154,8 @@ void ChangeLongList(benchmark::State& state) {
   Network short_list(10);
   Comparison comparison;
   for (auto _ : state) {
-    comparison.Round(
-        state, [&] { long_list.Change(); }, [&] { short_list.Change(); });
+    const double in_long = Seconds([&] { long_list.Change(); });
+    comparison.Add(state, in_long, Seconds([&] { short_list.Change(); }));
   }
   comparison.Report(state);
 }

@@ -1,5 +1,7 @@
 #include "network.h"
 
+#include "child.h"
+
 #include <algorithm>
 #include <array>
 #include <list>
@@ -132,4 +134,13 @@ void BuildNetwork(CNCCNet& net, const NetworkSize& size) {
   const Ids aps = AddAps(net, AddServers(net, size.servers), ApNames(size.aps));
   AddUsers(net, size, AddDeps(net, size.deps, AddGroups(net, size.groups, aps)));
   Expect(net.EndBatch(), net, "EndBatch");
+}
+
+void BuildDatabase(const std::string& folder, const NetworkSize& size) {
+  InChild([&] {
+    CNCCNet net;
+    CreateDatabase(net, folder);
+    BuildNetwork(net, size);
+    return 0;
+  });
 }

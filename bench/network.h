@@ -47,3 +47,5 @@ Ids AddAps(CNCCNet& net, const Ids& servers, const std::vector<std::string>& nam
 // All of it in one batch: APs spread over the servers, groups of eight APs, Deps spread over the
 // groups and each linked with the next four, users spread over the Deps.
 void BuildNetwork(CNCCNet& net, const NetworkSize& size);
+// Makes a database with it, in another process.
+void BuildDatabase(const std::string& folder, const NetworkSize& size);

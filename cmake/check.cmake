@@ -24,8 +24,10 @@ add_custom_target(format
 string(REGEX REPLACE "([][+.*()^$?|\\\\])" "\\\\\\1" source_pattern "${PROJECT_SOURCE_DIR}")
 cmake_host_system_information(RESULT cores QUERY NUMBER_OF_LOGICAL_CORES)
 add_custom_target(check_tidy
-    COMMAND ${RUN_CLANG_TIDY} -quiet -p ${PROJECT_BINARY_DIR} -j ${cores}
-            -extra-arg=-Wno-unknown-warning-option -extra-arg=-Wno-ignored-optimization-argument
+    COMMAND ${CMAKE_COMMAND} -DFROM=${PROJECT_BINARY_DIR} -DTO=${PROJECT_BINARY_DIR}/tidy
+            -P ${PROJECT_SOURCE_DIR}/cmake/tidy_commands.cmake
+    COMMAND ${RUN_CLANG_TIDY} -quiet -p ${PROJECT_BINARY_DIR}/tidy -j ${cores}
+            -extra-arg=-Wno-unknown-warning-option
             "^${source_pattern}/(core|structure|generate|exchange|update|platform|tools)/"
     COMMENT "clang-tidy" VERBATIM)
 

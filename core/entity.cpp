@@ -108,7 +108,8 @@ TDBObjId FindItem(NetState& net, const CHDBFolder& folder, std::uint8_t type, un
   return found;
 }
 
-TDBObjId FindNamedItem(NetState& net, const CHDBFolder& folder, std::uint8_t type, const char* name) {
+TDBObjId FindNamedItem(NetState& net, const CHDBFolder& folder, std::uint8_t type,
+                       const char* name) {
   TDBObjId found;
   if (name == nullptr) return found;
   if (net.callback == nullptr) {
@@ -170,7 +171,8 @@ void RemoveItems(const NetState& net, const TDBObjId& object) {
     const TRef<CHDBFolder> parent = folders.FolderOpen(id);
     for (const std::uint32_t space : {kFolderSpace, kRecordSpace}) {
       const TDBObjId item{space, object.number};
-      for (auto at = parent->Find(item); at != kNoPosition; at = parent->Find(item)) parent->Remove(at);
+      for (auto at = parent->Find(item); at != kNoPosition; at = parent->Find(item))
+        parent->Remove(at);
     }
   }
 }

@@ -1,4 +1,5 @@
-// The small vocabulary of the operations: finding an object, opening it, reading and replacing its entry.
+// The small vocabulary of the operations: finding an object, opening it, reading and replacing its
+// entry.
 #pragma once
 
 #include "core/operation.h"
@@ -82,12 +83,13 @@ inline TDBObjId FolderOf(const CHDBRecord& record) { return {kFolderSpace, recor
 // Opens an object's folder. Throws Refusal when it is gone.
 TRef<CHDBFolder> OpenFolder(const NetState& net, std::uint32_t number);
 
-// The folder's item of a type that refers to this object; calls the progress callback for each item up to
-// it. Number 0 when there is none.
+// The folder's item of a type that refers to this object; calls the progress callback for each item
+// up to it. Number 0 when there is none.
 TDBObjId FindItem(NetState& net, const CHDBFolder& folder, std::uint8_t type, unsigned long id);
-// The first of a folder's items of a type that shows this name: with a progress callback a walk over the
-// items, without one by index. Number 0 when there is none.
-TDBObjId FindNamedItem(NetState& net, const CHDBFolder& folder, std::uint8_t type, const char* name);
+// The first of a folder's items of a type that shows this name: with a progress callback a walk
+// over the items, without one by index. Number 0 when there is none.
+TDBObjId FindNamedItem(NetState& net, const CHDBFolder& folder, std::uint8_t type,
+                       const char* name);
 
 // Finding without progress callback: the record of this type, null when there is none.
 const CHDBRecord* FindObject(const NetState& net, unsigned long id, std::uint8_t type);
@@ -114,8 +116,8 @@ void AppendAll(const NetState& net, std::uint8_t type, std::list<Entry>& list) {
       [&](std::uint32_t number) { AppendEntry(*net.base->FindRecord(number), list); });
 }
 
-// Calls visit(entry, position) for each entry of the folder, those appended meanwhile included, until it
-// returns false.
+// Calls visit(entry, position) for each entry of the folder, those appended meanwhile included,
+// until it returns false.
 template <class Visit>
 void WalkEntries(const CHDBFolder& folder, Visit visit) {
   for (auto at = folder.Entries().First(); at != kNoPosition; at = folder.Entries().Next(at)) {
@@ -126,7 +128,8 @@ void WalkEntries(const CHDBFolder& folder, Visit visit) {
 // Makes the folder and the empty record of a new object.
 Entity CreateEntity(const NetState& net, std::uint32_t id);
 
-// The same, calling the progress callback before each entry and passing over one that the callback removed.
+// The same, calling the progress callback before each entry and passing over one that the callback
+// removed.
 template <class Visit>
 void WalkItems(NetState& net, const CHDBFolder& folder, Visit visit) {
   for (auto at = folder.Entries().First(); at != kNoPosition; at = folder.Entries().Next(at)) {
@@ -143,7 +146,8 @@ void WalkIds(const CHDBRecord& record, int list, Visit visit) {
   }
 }
 
-// Appends the entries of a folder's items of a type to a list; calls the progress callback for each item.
+// Appends the entries of a folder's items of a type to a list; calls the progress callback for each
+// item.
 template <class Entry>
 void AppendItems(NetState& net, const TDBObjId& object, std::uint8_t type, std::list<Entry>& list) {
   const TRef<CHDBFolder> folder = OpenFolder(net, object.number);
@@ -153,8 +157,8 @@ void AppendItems(NetState& net, const TDBObjId& object, std::uint8_t type, std::
   });
 }
 
-// Gives the name to every item that refers to the object's folder or record. Calls the progress callback for
-// each Dep that lists the object.
+// Gives the name to every item that refers to the object's folder or record. Calls the progress
+// callback for each Dep that lists the object.
 void RenameItems(NetState& net, const Entity& entity, std::string_view name);
 // Gives an object a new name in its entry and in its record's name value.
 template <class Entry>
@@ -179,7 +183,8 @@ bool RenameRootObject(NetState& net, const TDBObjId& object, const char* new_nam
 // Removes every item that refers to the object's folder or record.
 void RemoveItems(const NetState& net, const TDBObjId& object);
 
-// Takes the next identifier. Throws Refusal, before it is taken, when it is in use or they are used up.
+// Takes the next identifier. Throws Refusal, before it is taken, when it is in use or they are used
+// up.
 std::uint32_t TakeId(NetState& net);
 // Stores the preferences block in the record of the root folder's first entry.
 void StorePreferences(NetState& net);

@@ -163,7 +163,8 @@ void CNCCNet::LoadNetInfo() {
   }
 }
 
-// Takes the lock by plain calls: a failure leaves it entered, other than one of a progress callback.
+// Takes the lock by plain calls: a failure leaves it entered, other than one of a progress
+// callback.
 void CNCCNet::ReadNetInfo() {
   NetState& net = *state_;
   Lock();
@@ -180,7 +181,8 @@ void CNCCNet::ReadNetInfo() {
   if (entries.Size() == 0) throw StorageError("the database has no network record");
   const TDBObjId network = entries.At(entries.First()).Object();
   const auto record = CHDBRecordManager(*net.base).RecOpen({kRecordSpace, network.number});
-  if (record->Data().size() < sizeof(CNetPref)) throw StorageError("the network record is too short");
+  if (record->Data().size() < sizeof(CNetPref))
+    throw StorageError("the network record is too short");
   std::memcpy(&net.prefs, record->Data().data(), sizeof(CNetPref));
   UnLock();
 }

@@ -20,8 +20,8 @@ struct NetState {
   NetState& operator=(const NetState&) = delete;
 
   CHDBMgr manager;
-  TRef<CHDBase> base;      // null while no database is open
-  TRef<CHDBFolder> root;   // of the open database
+  TRef<CHDBase> base;     // null while no database is open
+  TRef<CHDBFolder> root;  // of the open database
   std::string db_path;
   std::string db_name;
   std::string kc_path;
@@ -34,9 +34,9 @@ struct NetState {
   Event stop_generation;
   std::unique_ptr<CThreadPool> pool;
 
-  CNetPref prefs_before;   // at the beginning of the running unit
+  CNetPref prefs_before;             // at the beginning of the running unit
   std::unique_ptr<UnitScope> batch;  // the unit that BeginBatch began; null without one
-  int callback_depth = 0;  // progress callbacks that are running
+  int callback_depth = 0;            // progress callbacks that are running
 
   // Calls the progress callback, if one is set. Throws CallbackFailure when it throws.
   void Progress();

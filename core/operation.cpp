@@ -4,7 +4,8 @@ namespace ncc {
 
 UnitScope::UnitScope(NetState& net) : net_(net), base_(net.base.get()) {
   // A callback while a database is being opened finds none.
-  if (base_ == nullptr || (net.callback_depth > 0 && !net.root)) throw Refusal("no database is open");
+  if (base_ == nullptr || (net.callback_depth > 0 && !net.root))
+    throw Refusal("no database is open");
   base_->CheckUsable();
   outermost_ = !base_->InUnit();
   if (outermost_) net_.prefs_before = net_.prefs;
@@ -27,6 +28,7 @@ UnitScope::~UnitScope() {
 }
 
 void UnitScope::Fail(const char* why) noexcept {
+  if (done_) return;  // it was storing the unit that failed
   failed_ = true;
   base_->FailUnit(why);
 }

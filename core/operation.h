@@ -14,8 +14,8 @@
 
 namespace ncc {
 
-// Ends an operation with its described result for "no": what was changed before stays, the text becomes
-// the last error.
+// Ends an operation with its described result for "no": what was changed before stays, the text
+// becomes the last error.
 class Refusal : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -31,8 +31,8 @@ class CallbackFailure : public std::exception {
   std::exception_ptr cause_;
 };
 
-// The running operation's share of the unit of work. The outermost one stores the unit in Finish, or undoes
-// it when destroyed without.
+// The running operation's share of the unit of work. The outermost one stores the unit in Finish,
+// or undoes it when destroyed without.
 class UnitScope {
  public:
   // Throws Refusal when no database is open.
@@ -59,8 +59,9 @@ class UnitScope {
   bool done_ = false;
 };
 
-// Runs the body of an operation, in a unit of work, and returns its result; `failed` when it was refused or
-// failed, after setting the last error. A failure undoes the whole unit. The lock is the caller's business.
+// Runs the body of an operation, in a unit of work, and returns its result; `failed` when it was
+// refused or failed, after setting the last error. A failure undoes the whole unit. The lock is the
+// caller's business.
 template <class Result, class Body>
 Result RunUnlocked(NetState& net, Result failed, Body body) {
   try {
@@ -99,7 +100,8 @@ Result Run(NetState& net, Result failed, Body body) {
   return RunUnlocked(net, failed, std::move(body));
 }
 
-// A query that fills the caller's list: `fill` appends; the list is empty when it was refused or failed.
+// A query that fills the caller's list: `fill` appends; the list is empty when it was refused or
+// failed.
 template <class Entry, class Fill>
 unsigned long RunList(NetState& net, std::list<Entry>& list, Fill fill) {
   list.clear();

@@ -14,12 +14,13 @@ static_assert(offsetof(CDepEntry, value) == 61 && offsetof(CDepEntry, kind) == 6
 static_assert(offsetof(CABEntry, primary) == 57 && offsetof(CABEntry, flags) == 65);
 static_assert(offsetof(CNGrpEntry, number) == 57);
 
-// The copy constructors rely on a constructor leaving alone what it does not write; the build keeps the
-// optimiser from assuming otherwise.
+// The copy constructors rely on a constructor leaving alone what it does not write; the build keeps
+// the optimiser from assuming otherwise.
 
 CNCCEntry::CNCCEntry() : name{}, id(0), type(kTypeNone) {}
 
-// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the bytes behind the name stay as they were
+// NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): the bytes behind the name stay as they
+// were
 CNCCEntry::CNCCEntry(const CNCCEntry& other) : id(other.id), type(other.type) {
   std::memcpy(name, other.name, strnlen(other.name, kMaxNameLength) + 1);
 }

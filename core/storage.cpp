@@ -12,12 +12,10 @@ struct LinkPair {
   int own_list;
   int other_list;
 };
-constexpr LinkPair kLinkPairs[] = {{kTypeServer, kServerLinks, kServerLinks},
-                                   {kTypeServer, kGroupsOfNode, kNodesOfGroup},
-                                   {kTypeAP, kGroupsOfNode, kNodesOfGroup},
-                                   {kTypeDep, kGroupsOfDep, kDepsOfGroup},
-                                   {kTypeNGrp, kNodesOfGroup, kGroupsOfNode},
-                                   {kTypeNGrp, kDepsOfGroup, kGroupsOfDep}};
+constexpr LinkPair kLinkPairs[] = {
+    {kTypeServer, kServerLinks, kServerLinks}, {kTypeServer, kGroupsOfNode, kNodesOfGroup},
+    {kTypeAP, kGroupsOfNode, kNodesOfGroup},   {kTypeDep, kGroupsOfDep, kDepsOfGroup},
+    {kTypeNGrp, kNodesOfGroup, kGroupsOfNode}, {kTypeNGrp, kDepsOfGroup, kGroupsOfDep}};
 
 }  // namespace
 
@@ -30,7 +28,8 @@ void CNCCNet::SetData(TRef<CHDBList> list, void* data, unsigned long size) {
   list->Append({kNumberValue, kIdAttribute, head.id, {}});
   list->Append({kStringValue, kNameAttribute, 0, {head.name, strnlen(head.name, kMaxNameLength)}});
   list->Append({kNumberValue, kTypeAttribute, head.type, {}});
-  for (int n = kFirstListPosition; n <= kLastListPosition; ++n) list->Append({kListValue, 0, 0, {}});
+  for (int n = kFirstListPosition; n <= kLastListPosition; ++n)
+    list->Append({kListValue, 0, 0, {}});
 }
 
 void CNCCNet::AddListId(TRef<CHDBRecord>& record, TDBObjId& object, int n) {
@@ -81,7 +80,8 @@ unsigned long CNCCNet::GetRootFldSpc() {
     }
     const CHDBDefinition found = space;
     net.Progress();
-    if (found.tag == CHDBase::kFolderTag && (found.flags & CHDBase::kDeletedFlag) == 0) return found.number;
+    if (found.tag == CHDBase::kFolderTag && (found.flags & CHDBase::kDeletedFlag) == 0)
+      return found.number;
   }
   return 0;
 }
@@ -137,11 +137,13 @@ void CNCCNet::DeleteRootObject(TDBObjId object) {
   }
   if (entity.record->Type() == kTypeDep) UnlinkAllUsers(entity.folder);
   if (entity.record->Type() == kTypeNGrp) {
-    WalkIds(*entity.record, kDepsOfGroup, [&](const TDBObjId& dep) { UnlinkDepFromNGrp(object, dep); });
+    WalkIds(*entity.record, kDepsOfGroup,
+            [&](const TDBObjId& dep) { UnlinkDepFromNGrp(object, dep); });
   }
+  if (!net.base->HasFolder(object)) return;  // a progress callback has deleted it meanwhile
   DeleteBackLinks(entity.record);
   DeleteAllLink(entity.folder);
-  CHDBFolderManager(*net.base).FolderRemove(object);
+  if (net.base->HasFolder(object)) CHDBFolderManager(*net.base).FolderRemove(object);
 }
 
 void CNCCNet::DeleteBackLinks(TRef<CHDBRecord>& record) {

@@ -44,7 +44,8 @@ struct CThreadPool::State {
     ended.push_back(thread);
   }
 
-  // Joins what has ended: their last instructions are near. A thread that joins others is not its own.
+  // Joins what has ended: their last instructions are near. A thread that joins others is not its
+  // own.
   void JoinEnded() {
     Threads threads;
     {
@@ -68,8 +69,8 @@ CThreadPool::~CThreadPool() {
   state_->JoinEnded();
 }
 
-std::shared_ptr<CPoolThread> CThreadPool::Start(unsigned long (*fn)(void*), void* param, int, unsigned,
-                                                unsigned long flags, void*) {
+std::shared_ptr<CPoolThread> CThreadPool::Start(unsigned long (*fn)(void*), void* param, int,
+                                                unsigned, unsigned long flags, void*) {
   if (fn == nullptr) return nullptr;
   state_->JoinEnded();
   try {

@@ -1,7 +1,8 @@
-// The node name file "NODENAME.DOC": the key centre's list of every addressable unit of the network.
+// The node name file "NODENAME.DOC": the key centre's list of every addressable unit of the
+// network.
 //
-// One line a unit, the name in exactly 51 columns, lines ended by CR LF; NA is the network number and every
-// other number an identifier, each as four hexadecimal digits:
+// One line a unit, the name in exactly 51 columns, lines ended by CR LF; NA is the network number
+// and every other number an identifier, each as four hexadecimal digits:
 //
 //   <name>1 G C000<NA>0000<group> <NA><group>       node groups, in list order
 //   <name>1 A 0000<NA><server><ap> <NA><ap>         APs, server by server
@@ -40,8 +41,8 @@ std::string GroupLine(const std::string& network, const CNGrpEntry& group) {
 }
 
 std::string ApLine(const std::string& network, const CNNEntry& ap) {
-  return NameColumn(ap.name) + "1 A 0000" + network + Hex4(ap.server_id) + Hex4(ap.id) + " " + network +
-         Hex4(ap.id) + "\n";
+  return NameColumn(ap.name) + "1 A 0000" + network + Hex4(ap.server_id) + Hex4(ap.id) + " " +
+         network + Hex4(ap.id) + "\n";
 }
 
 std::string ServerLine(const std::string& network, const CNNEntry& server) {

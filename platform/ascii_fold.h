@@ -1,4 +1,5 @@
-// Comparing names without regard to the case of their ASCII letters; all other bytes compare as they are.
+// Comparing names without regard to the case of their ASCII letters; all other bytes compare as
+// they are.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +18,8 @@ constexpr bool EqualFolded(std::string_view a, std::string_view b) {
   return true;
 }
 
-// FNV-1a over the folded bytes, started from `seed`, with a finishing mix: the low bits choose a slot.
+// FNV-1a over the folded bytes, started from `seed`, with a finishing mix: the low bits choose a
+// slot.
 constexpr std::uint32_t HashFolded(std::string_view text, std::uint32_t seed) {
   std::uint32_t hash = 2166136261U ^ seed;
   for (char c : text) {

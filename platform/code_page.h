@@ -7,7 +7,8 @@
 
 namespace ncc {
 
-// Every byte has a character (0x98, which the code page leaves open, is U+0098), so no name is lost.
+// Every byte has a character (0x98, which the code page leaves open, is U+0098), so no name is
+// lost.
 std::string Utf8FromCp1251(std::string_view bytes);
 
 // Nothing when the text is not UTF-8 or has a character that the code page lacks.

@@ -12,8 +12,9 @@ class FileError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// A text file with CR LF line ends, readable by its owner alone, written beside its name and renamed to it
-// by Commit; destroyed without Commit it leaves nothing behind. Members throw FileError.
+// A text file with CR LF line ends, readable by its owner alone, written beside its name and
+// renamed to it by Commit; destroyed without Commit it leaves nothing behind. Members throw
+// FileError.
 class TextFile {
  public:
   explicit TextFile(std::string_view path);

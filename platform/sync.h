@@ -6,8 +6,8 @@
 
 namespace ncc {
 
-// A re-entrant mutual-exclusion lock that may be destroyed while it is entered (by a thread that no other
-// one waits for), which no standard mutex allows.
+// A re-entrant mutual-exclusion lock that may be destroyed while it is entered (by a thread that no
+// other one waits for), which no standard mutex allows.
 class ReentrantLock {
  public:
   void Enter() {

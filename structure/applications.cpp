@@ -13,7 +13,8 @@ constexpr std::array<const char*, 17> kApplicationNames = {
     "MAIL",  "FILES",  "NCC",   "SIGN",    "ARCHIVE", "ROUTER",  "KC",     "DIRECTORY", "WEB",
     "QUERY", "NOTICE", "VOICE", "MONITOR", "GATEWAY", "UPDATES", "BACKUP", "TERMINAL"};
 
-void Register(const NetState& net, const CHDBRecord& node, unsigned long mask, unsigned char value) {
+void Register(const NetState& net, const CHDBRecord& node, unsigned long mask,
+              unsigned char value) {
   const Entity opened = OpenEntity(net, {kFolderSpace, node.Number()});
   CNNEntry entry = EntryOf<CNNEntry>(*opened.record);
   entry.flags = static_cast<std::uint32_t>(mask);

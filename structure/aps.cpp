@@ -11,7 +11,8 @@ namespace {
 // Where an AP stands among all: its server in the root folder, then itself in its server's folder.
 std::uint64_t OrderOf(const NetState& net, const CHDBRecord& ap) {
   const std::uint32_t server = EntryOf<CNNEntry>(ap).server_id;
-  if (FindObject(net, server, kTypeServer) == nullptr) return std::numeric_limits<std::uint64_t>::max();
+  if (FindObject(net, server, kTypeServer) == nullptr)
+    return std::numeric_limits<std::uint64_t>::max();
   const std::uint32_t position = OpenFolder(net, server)->Find({kFolderSpace, ap.Number()});
   return (std::uint64_t{net.root->Find({kFolderSpace, server})} << 32) | position;
 }
@@ -142,16 +143,12 @@ unsigned long CNCCNet::AddAPTo(TDBObjId object, const char* name, unsigned long 
 
 bool CNCCNet::ModifyAP(const char* name, const char* new_name) {
   NetState& net = *state_;
-  return Run(net, false, [&] {
-    return RenameAP(net, FolderOf(KnownAP(net, name)), new_name);
-  });
+  return Run(net, false, [&] { return RenameAP(net, FolderOf(KnownAP(net, name)), new_name); });
 }
 
 bool CNCCNet::ModifyAP(unsigned long id, const char* new_name) {
   NetState& net = *state_;
-  return Run(net, false, [&] {
-    return RenameAP(net, FolderOf(KnownAP(net, id)), new_name);
-  });
+  return Run(net, false, [&] { return RenameAP(net, FolderOf(KnownAP(net, id)), new_name); });
 }
 
 bool CNCCNet::ChangeSrv(const char* ap, unsigned long server) {
@@ -251,7 +248,8 @@ bool CNCCNet::GetAP(unsigned long server, unsigned long id, TDBObjId& result) {
   return Run(*state_, false, [&] {
     const TDBObjId object = RootObject(server, kTypeServer);
     const CHDBRecord& ap = KnownAP(*state_, id);
-    if (OpenFolder(*state_, object.number)->Find(FolderOf(ap)) == kNoPosition) RefuseUnknown(kTypeAP, id);
+    if (OpenFolder(*state_, object.number)->Find(FolderOf(ap)) == kNoPosition)
+      RefuseUnknown(kTypeAP, id);
     result = FolderOf(ap);
     return true;
   });
@@ -301,11 +299,13 @@ unsigned long CNCCNet::GetAPServerID(unsigned long id) {
 }
 
 unsigned long CNCCNet::GetListAP(unsigned long server, std::list<CNNEntry>& list) {
-  return RunList(*state_, list, [&] { AppendItems(*state_, RootObject(server, kTypeServer), kTypeAP, list); });
+  return RunList(*state_, list,
+                 [&] { AppendItems(*state_, RootObject(server, kTypeServer), kTypeAP, list); });
 }
 
 unsigned long CNCCNet::GetListAP(const char* server, std::list<CNNEntry>& list) {
-  return RunList(*state_, list, [&] { AppendItems(*state_, RootObject(server, kTypeServer), kTypeAP, list); });
+  return RunList(*state_, list,
+                 [&] { AppendItems(*state_, RootObject(server, kTypeServer), kTypeAP, list); });
 }
 
 unsigned long CNCCNet::GetListAP(std::list<CNNEntry>& list) {

@@ -42,7 +42,8 @@ IdSet NodesInMemberships(const NetState& net) {
   IdSet nodes;
   net.base->RecSelect(kTypeAB).ForEach([&](std::uint32_t user) {
     const PairList& pairs = net.base->FindRecord(user)->Pairs();
-    for (auto at = pairs.First(); at != kNoPosition; at = pairs.Next(at)) nodes.Insert(pairs.At(at).second);
+    for (auto at = pairs.First(); at != kNoPosition; at = pairs.Next(at))
+      nodes.Insert(pairs.At(at).second);
   });
   return nodes;
 }
@@ -52,7 +53,8 @@ void CollectNamedByNoUser(const NetState& net, const std::vector<std::uint32_t>&
                           std::list<Entry>* list) {
   if (list == nullptr) return;
   const IdSet named = NodesInMemberships(net);
-  Collect(net, numbers, list, [&](const CHDBRecord& node) { return !named.Contains(node.Number()); });
+  Collect(net, numbers, list,
+          [&](const CHDBRecord& node) { return !named.Contains(node.Number()); });
 }
 
 }  // namespace
@@ -67,7 +69,8 @@ int CNCCNet::CheckAnomaliesAB(std::list<CABEntry>* in_no_dep, std::list<CABEntry
       const CColId primary = EntryOf<CABEntry>(user).primary;
       return primary.dep == 0 || primary.node == 0;
     });
-    Collect(net, users, no_membership, [](const CHDBRecord& user) { return user.Pairs().Size() == 0; });
+    Collect(net, users, no_membership,
+            [](const CHDBRecord& user) { return user.Pairs().Size() == 0; });
     return 0;
   });
 }
@@ -87,7 +90,8 @@ int CNCCNet::CheckAnomaliesSrv(std::list<CNNEntry>* unconnected, std::list<CNNEn
   });
 }
 
-int CNCCNet::ChechAnomaliesAP(std::list<CNNEntry>* in_no_group, std::list<CNNEntry>* no_membership) {
+int CNCCNet::ChechAnomaliesAP(std::list<CNNEntry>* in_no_group,
+                              std::list<CNNEntry>* no_membership) {
   NetState& net = *state_;
   return Run(net, 0, [&] {
     const auto aps = NumbersOf(net, kTypeAP);

@@ -18,7 +18,8 @@ void AppendMemberships(const NetState& net, const TDBObjId& user, Memberships& l
   }
 }
 
-void AppendMemberships(const NetState& net, const TDBObjId& user, unsigned long dep, Memberships& list) {
+void AppendMemberships(const NetState& net, const TDBObjId& user, unsigned long dep,
+                       Memberships& list) {
   AppendMemberships(net, user, list);
   list.remove_if([&](const CColAb& membership) { return membership.id.dep != dep; });
 }
@@ -35,7 +36,9 @@ void AppendNodes(const NetState& net, const CHDBRecord& dep, std::list<CCol>& li
   const CDepEntry entry = EntryOf<CDepEntry>(dep);
   const CHDBRecord* group = FindObject(net, entry.ngrp_id, kTypeNGrp);
   if (group == nullptr) return;
-  WalkIds(*group, kNodesOfGroup, [&](const TDBObjId& node) { list.push_back({{entry.id, node.number}}); });
+  WalkIds(*group, kNodesOfGroup, [&](const TDBObjId& node) {
+    list.push_back({{entry.id, node.number}});
+  });
 }
 
 // The Deps that list the user, ascending.
@@ -43,7 +46,8 @@ std::vector<const CHDBRecord*> DepsOf(const NetState& net, const TDBObjId& user)
   std::vector<const CHDBRecord*> deps;
   for (const TDBObjId& parent : net.base->ParentLinkSelect(user)) {
     const CHDBRecord* dep = FindObject(net, parent.number, kTypeDep);
-    if (dep != nullptr && OpenFolder(net, parent.number)->Find(user) != kNoPosition) deps.push_back(dep);
+    if (dep != nullptr && OpenFolder(net, parent.number)->Find(user) != kNoPosition)
+      deps.push_back(dep);
   }
   return deps;
 }
@@ -106,14 +110,17 @@ bool CNCCNet::SetPrimaryCol(unsigned long user, CColId collective) {
 }
 
 unsigned long CNCCNet::GetListAvailableColAb(const char* user, std::list<CColAb>& list) {
-  return RunList(*state_, list, [&] { AppendMemberships(*state_, RootObject(user, kTypeAB), list); });
+  return RunList(*state_, list,
+                 [&] { AppendMemberships(*state_, RootObject(user, kTypeAB), list); });
 }
 
 unsigned long CNCCNet::GetListAvailableColAb(unsigned long user, std::list<CColAb>& list) {
-  return RunList(*state_, list, [&] { AppendMemberships(*state_, RootObject(user, kTypeAB), list); });
+  return RunList(*state_, list,
+                 [&] { AppendMemberships(*state_, RootObject(user, kTypeAB), list); });
 }
 
-unsigned long CNCCNet::GetListAvailableColAb(const char* user, unsigned long dep, std::list<CColAb>& list) {
+unsigned long CNCCNet::GetListAvailableColAb(const char* user, unsigned long dep,
+                                             std::list<CColAb>& list) {
   return RunList(*state_, list,
                  [&] { AppendMemberships(*state_, RootObject(user, kTypeAB), dep, list); });
 }
@@ -172,7 +179,9 @@ void CNCCNet::AddCollective(CDepEntry dep, TRef<CHDBRecord>& user) {
   LockScope lock(net.lock);
   const CHDBRecord* group = FindObject(net, dep.ngrp_id, kTypeNGrp);
   if (group == nullptr) return;
-  WalkIds(*group, kNodesOfGroup, [&](const TDBObjId& node) { user->AppendPair({dep.id, node.number, 0}); });
+  WalkIds(*group, kNodesOfGroup, [&](const TDBObjId& node) {
+    user->AppendPair({dep.id, node.number, 0});
+  });
 }
 
 void CNCCNet::DeleteCollectiveDep(TRef<CHDBFolder>& dep, TRef<CHDBFolder>& user) {

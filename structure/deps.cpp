@@ -14,7 +14,8 @@ bool AppendLink(CHDBFolder& dep, const CHDBFolder& other, const std::string& nam
   return true;
 }
 
-bool LinkDeps(const Entity& dep1, const Entity& dep2, const std::string& name1, const std::string& name2) {
+bool LinkDeps(const Entity& dep1, const Entity& dep2, const std::string& name1,
+              const std::string& name2) {
   const bool added1 = AppendLink(*dep1.folder, *dep2.folder, name2);
   const bool added2 = AppendLink(*dep2.folder, *dep1.folder, name1);
   return added1 || added2;

@@ -6,10 +6,10 @@ using namespace ncc;
 
 namespace {
 
-
 // Appends the entries of the objects that an id list names.
 template <class Entry>
-void AppendLinked(const NetState& net, const TDBObjId& object, int list_position, std::list<Entry>& list) {
+void AppendLinked(const NetState& net, const TDBObjId& object, int list_position,
+                  std::list<Entry>& list) {
   WalkIds(RecordOf(net, object), list_position,
           [&](const TDBObjId& linked) { AppendEntry(RecordOf(net, linked), list); });
 }
@@ -206,8 +206,9 @@ unsigned long CNCCNet::GetListDepFromNGrp(unsigned long group, std::list<CDepEnt
 }
 
 unsigned long CNCCNet::GetListNGrpFromNN(unsigned long node, std::list<CNGrpEntry>& list) {
-  return RunList(*state_, list,
-                 [&] { AppendLinked(*state_, FolderOf(KnownNode(*state_, node)), kGroupsOfNode, list); });
+  return RunList(*state_, list, [&] {
+    AppendLinked(*state_, FolderOf(KnownNode(*state_, node)), kGroupsOfNode, list);
+  });
 }
 
 unsigned long CNCCNet::GetListNGrpFromDep(unsigned long dep, std::list<CNGrpEntry>& list) {

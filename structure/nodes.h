@@ -5,8 +5,8 @@
 
 namespace ncc {
 
-// Calls visit(record) for a server's APs in the order of its folder, until it returns false; for none when
-// the server is gone.
+// Calls visit(record) for a server's APs in the order of its folder, until it returns false; for
+// none when the server is gone.
 template <class Visit>
 void ForEachAP(const NetState& net, std::uint32_t server, Visit visit) {
   if (FindObject(net, server, kTypeServer) == nullptr) return;

@@ -21,39 +21,40 @@ struct NetState;
 struct NetAccess;
 }  // namespace ncc
 
-/// Progress callback: called with the context given beside it and a null pointer, once per visited item in
-/// long loops, on the calling thread, with the object lock held. Its result is ignored. It may call any
-/// query or change of the object (the changes belong to the running operation); Create, Open, BeginBatch and
-/// EndBatch are false inside it and Close does nothing. An exception undoes the running operation and goes
-/// on to the operation's caller.
+/// Progress callback: called with the context given beside it and a null pointer, once per visited
+/// item in long loops, on the calling thread, with the object lock held. Its result is ignored. It
+/// may call any query or change of the object (the changes belong to the running operation);
+/// Create, Open, BeginBatch and EndBatch are false inside it and Close does nothing. An exception
+/// undoes the running operation and goes on to the operation's caller.
 using NCCCallback = long (*)(void* context, void* arg);
 
 /// The network database of the network control centre: one object holds one open network.
 ///
-/// Every public operation is one durable unit: when it has returned, its changes survive a crash and a power
-/// cut; when the process dies inside it, the database is as before or as after. Failures show in the result
-/// (false, 0, an empty list) and LastError() has the reason; nothing is printed and nothing is thrown but
-/// what a callback throws.
+/// Every public operation is one durable unit: when it has returned, its changes survive a crash
+/// and a power cut; when the process dies inside it, the database is as before or as after.
+/// Failures show in the result (false, 0, an empty list) and LastError() has the reason; nothing is
+/// printed and nothing is thrown but what a callback throws.
 ///
-/// Thread-safe: every operation holds the object lock, which is re-entrant, from start to end. Exceptions
-/// are said at the member.
+/// Thread-safe: every operation holds the object lock, which is re-entrant, from start to end.
+/// Exceptions are said at the member.
 ///
-/// Names are bytes of code page 1251, up to 51 of them and a zero; comparisons fold ASCII letters. A longer
-/// name or a null pointer is refused. Members that name an object exist in twins, by name and by identifier;
-/// an identifier above 0xFFFFFFFF is unknown.
+/// Names are bytes of code page 1251, up to 51 of them and a zero; comparisons fold ASCII letters.
+/// A longer name or a null pointer is refused. Members that name an object exist in twins, by name
+/// and by identifier; an identifier above 0xFFFFFFFF is unknown.
 class NCC_API CNCCNet {
  public:
   /// No database is open afterwards. `callback` may be null.
   /// \throws std::bad_alloc, std::system_error when the system gives no memory
   explicit CNCCNet(NCCCallback callback = nullptr, void* context = nullptr);
 
-  /// Stops and joins the worker threads, closes the database as Close does and drops a batch. Waits for the
-  /// object lock.
+  /// Stops and joins the worker threads, closes the database as Close does and drops a batch. Waits
+  /// for the object lock.
   ~CNCCNet();
   CNCCNet(const CNCCNet&) = delete;
   CNCCNet& operator=(const CNCCNet&) = delete;
 
-  // Lifecycle ------------------------------------------------------------------------------------------
+  // Lifecycle
+  // ------------------------------------------------------------------------------------------
 
   /// Replaces the callback and keeps the context.
   /// \return the callback that was set before
@@ -61,15 +62,17 @@ class NCC_API CNCCNet {
   /// Replaces both.
   NCCCallback SetCallback(NCCCallback callback, void* context);
 
-  /// Creates the database `name` in the folder `path` (made when missing) for network `net_number` and opens
-  /// it. A database that is open already is dropped first, without saving its preferences. The three counters
-  /// of the preferences stay as the object holds them: create each network with a fresh object.
-  /// \return false when the database exists, is in use or cannot be written. A failure after the files were
+  /// Creates the database `name` in the folder `path` (made when missing) for network `net_number`
+  /// and opens it. A database that is open already is dropped first, without saving its
+  /// preferences. The three counters of the preferences stay as the object holds them: create each
+  /// network with a fresh object. \return false when the database exists, is in use or cannot be
+  /// written. A failure after the files were
   ///   made leaves the object lock entered by the calling thread.
   bool Create(const char* path, const char* name, unsigned long net_number);
 
   /// Opens an existing database; every row is checked. Drops an open one as Create does.
-  /// \return false when it is missing, in use by another owner, damaged or not one of ours; the file stays as
+  /// \return false when it is missing, in use by another owner, damaged or not one of ours; the
+  /// file stays as
   ///   it was. A failure in LoadNetInfo leaves the object lock entered by the calling thread.
   bool Open(const char* path, const char* name);
 
@@ -79,18 +82,17 @@ class NCC_API CNCCNet {
   /// Stores the preferences block in the network record.
   void SaveNetInfo();
 
-  /// Reads the preferences block from the network record: the record of the root folder's first entry,
-  /// whatever its name.
+  /// Reads the preferences block from the network record: the record of the root folder's first
+  /// entry, whatever its name.
   void LoadNetInfo();
 
-  /// Folder of the database as given to Create or Open, with a separator at its end, and the base name of
-  /// its files.
-  /// \throws std::bad_alloc
+  /// Folder of the database as given to Create or Open, with a separator at its end, and the base
+  /// name of its files. \throws std::bad_alloc
   CString GetDBPath();
   CString GetDBName();
 
-  /// The three output folders; texts are stored unchanged. The references stay valid as long as the object
-  /// and are read and written under no lock.
+  /// The three output folders; texts are stored unchanged. The references stay valid as long as the
+  /// object and are read and written under no lock.
   void KCPath(const char* path);
   CString& KCPath();
   void APDBPath(const char* path);
@@ -98,43 +100,47 @@ class NCC_API CNCCNet {
   void MAPPath(const char* path);
   CString& MAPPath();
 
-  /// The preferences block of this object; its address never changes. Fields may be changed by the caller,
-  /// under no lock; they are stored by the next SaveNetInfo (which Close and every creation of an object
-  /// call) and not before.
+  /// The preferences block of this object; its address never changes. Fields may be changed by the
+  /// caller, under no lock; they are stored by the next SaveNetInfo (which Close and every creation
+  /// of an object call) and not before.
   CNetPref* Preferences();
 
   /// The worker pool. Belongs to the object.
   CThreadPool* GetThreadPool();
 
-  // Additions to the described interface -----------------------------------------------------------------
+  // Additions to the described interface
+  // -----------------------------------------------------------------
 
-  /// Makes all operations up to EndBatch one unit, stored together. Holds the object lock until then.
-  /// Not nestable.
+  /// Makes all operations up to EndBatch one unit, stored together. Holds the object lock until
+  /// then. Not nestable.
   bool BeginBatch();
 
-  /// Ends the batch that the calling thread began: stores it durably when `keep`, else drops it whole, in
-  /// memory and in the preferences block too.
-  /// \return false without a batch of this thread, or when the batch could not be stored (it is dropped
+  /// Ends the batch that the calling thread began: stores it durably when `keep`, else drops it
+  /// whole, in memory and in the preferences block too. \return false without a batch of this
+  /// thread, or when the batch could not be stored (it is dropped
   ///   then), also because an operation inside it failed by storage or memory.
   bool EndBatch(bool keep = true);
 
-  /// Text of the calling thread's last failure, of whichever object; empty after a success. Valid until the
-  /// thread's next call.
+  /// Text of the calling thread's last failure, of whichever object; empty after a success. Valid
+  /// until the thread's next call.
   const char* LastError();
 
-  /// Writes a consistent copy of the open database to `file`, an existing file being replaced whole. False
-  /// inside a batch.
+  /// Writes a consistent copy of the open database to `file`, an existing file being replaced
+  /// whole. False inside a batch.
   bool Backup(const char* file);
 
-  /// The database's revision: raised by every unit that changed something. 0 while no database is open.
+  /// The database's revision: raised by every unit that changed something. 0 while no database is
+  /// open.
   std::uint64_t GetRevision();
 
-  // Addresses and types ----------------------------------------------------------------------------------
+  // Addresses and types
+  // ----------------------------------------------------------------------------------
 
-  /// Writes "%4.4X" of the identifier. `buffer` holds 5 characters or more (9 for identifiers above 0xFFFF).
-  /// \return buffer
+  /// Writes "%4.4X" of the identifier. `buffer` holds 5 characters or more (9 for identifiers above
+  /// 0xFFFF). \return buffer
   char* GetAddr4(unsigned long id, char* buffer);
-  /// Writes "%4.4X%4.4X" of network number and identifier: 9 characters or more (17 for large values).
+  /// Writes "%4.4X%4.4X" of network number and identifier: 9 characters or more (17 for large
+  /// values).
   char* GetAddr8(unsigned long id, char* buffer);
   /// Writes "%4.4X" of the network number.
   char* GetNetAddr(char* buffer);
@@ -142,29 +148,33 @@ class NCC_API CNCCNet {
   /// Type code of the object with this identifier; 0xFF when there is none.
   unsigned char GetType(unsigned long id);
 
-  /// First AP whose flags hold every bit of `mask`, by server in root order, then in the server's order; 0
-  /// when there is none.
+  /// First AP whose flags hold every bit of `mask`, by server in root order, then in the server's
+  /// order; 0 when there is none.
   unsigned long GetAP(unsigned long mask);
   unsigned long GetNCC();  ///< GetAP(0x4)
   unsigned long GetKC();   ///< GetAP(0x40)
 
-  // Generation stop --------------------------------------------------------------------------------------
+  // Generation stop
+  // --------------------------------------------------------------------------------------
 
   /// Asks a running generation to stop; stays in force until UnLockGen. Takes no lock.
   void LockGen();
   void UnLockGen();
 
-  // Servers ----------------------------------------------------------------------------------------------
+  // Servers
+  // ----------------------------------------------------------------------------------------------
 
   /// Adds a server with the next identifier and the next server ordinal.
-  /// \return its identifier; 0 when the name is taken by a server or refused, with both counters unchanged
+  /// \return its identifier; 0 when the name is taken by a server or refused, with both counters
+  /// unchanged
   unsigned long AddServer(const char* name, unsigned long flags, unsigned short value);
 
   /// Deletes a server, its APs with it (each as DeleteAP does), and every link to it.
   bool DeleteServer(const char* name);
   bool DeleteServer(unsigned long id);
 
-  /// Renames a server. False when it is unknown or the new name is the name of any server, its own included.
+  /// Renames a server. False when it is unknown or the new name is the name of any server, its own
+  /// included.
   bool ModifyServer(const char* name, const char* new_name);
   bool ModifyServer(unsigned long id, const char* new_name);
 
@@ -186,8 +196,8 @@ class NCC_API CNCCNet {
   unsigned long GetListLinkedSrv(const char* name, std::list<CNNEntry>& list);
   unsigned long GetListLinkedSrv(unsigned long id, std::list<CNNEntry>& list);
 
-  /// Links two servers, in both directions and at most once. False for an unknown server and for a server
-  /// with itself.
+  /// Links two servers, in both directions and at most once. False for an unknown server and for a
+  /// server with itself.
   bool LinkSrvToSrv(const char* name1, const char* name2);
   bool LinkSrvToSrv(unsigned long id1, unsigned long id2);
   /// Unlinks two servers; true also when they were not linked.
@@ -197,16 +207,18 @@ class NCC_API CNCCNet {
   /// Whether a server of this name exists.
   bool CheckServerName(const char* name);
 
-  // Subscriber points ------------------------------------------------------------------------------------
+  // Subscriber points
+  // ------------------------------------------------------------------------------------
 
-  /// Adds an AP under a server. The name is not tested for being taken (ask CheckAPName). Its ordinal is the
-  /// server's number of APs after it was added, so an ordinal can repeat after a deletion.
-  /// \return its identifier; 0 when the server is unknown or the name refused
+  /// Adds an AP under a server. The name is not tested for being taken (ask CheckAPName). Its
+  /// ordinal is the server's number of APs after it was added, so an ordinal can repeat after a
+  /// deletion. \return its identifier; 0 when the server is unknown or the name refused
   unsigned long AddAP(const char* server, const char* name, unsigned long flags);
   unsigned long AddAP(unsigned long server, const char* name, unsigned long flags);
   unsigned long AddAP(TDBObjId& server, const char* name, unsigned long flags);
 
-  /// Renames an AP. False when it is unknown or the new name is the name of any AP, its own included.
+  /// Renames an AP. False when it is unknown or the new name is the name of any AP, its own
+  /// included.
   bool ModifyAP(const char* name, const char* new_name);
   bool ModifyAP(unsigned long id, const char* new_name);
 
@@ -215,13 +227,14 @@ class NCC_API CNCCNet {
   bool ChangeSrv(const char* ap, const char* server);
   bool ChangeSrv(unsigned long ap, unsigned long server);
 
-  /// Deletes the server's first AP of this name, with every link to it. Memberships of users at the AP stay.
+  /// Deletes the server's first AP of this name, with every link to it. Memberships of users at the
+  /// AP stay.
   bool DeleteAP(const char* server, const char* name);
   bool DeleteAP(unsigned long server, const char* name);
   bool DeleteAP(TDBObjId& server, const char* name);
 
-  /// By identifier alone a server is found as well as an AP. By name the first AP in root order of the
-  /// servers, then in the server's order. `result` is the folder's identifier.
+  /// By identifier alone a server is found as well as an AP. By name the first AP in root order of
+  /// the servers, then in the server's order. `result` is the folder's identifier.
   bool GetAP(unsigned long id, TDBObjId& result);
   bool GetAP(const char* name, TDBObjId& result);
   bool GetAP(unsigned long server, unsigned long id, TDBObjId& result);
@@ -248,15 +261,18 @@ class NCC_API CNCCNet {
   bool GetNN(unsigned long id, TDBObjId& result);
   bool GetNNInfo(unsigned long id, CNNEntry& entry);
 
-  // Applications -----------------------------------------------------------------------------------------
+  // Applications
+  // -----------------------------------------------------------------------------------------
 
-  /// Sets a node's flags to `mask` and its settings byte to `value`. RegAPP finds servers as well as APs.
+  /// Sets a node's flags to `mask` and its settings byte to `value`. RegAPP finds servers as well
+  /// as APs.
   bool RegAPP(unsigned long id, unsigned long mask, unsigned char value);
   bool RegSrv(unsigned long server, unsigned long mask, unsigned char value);
 
   /// Flags of an AP or a server; 0xFFFFFFFF when the identifier is neither.
   unsigned long GetAPP(unsigned long id);
-  /// The same; appends the names of all 17 applications, number k belonging to bit k-1, whatever the flags.
+  /// The same; appends the names of all 17 applications, number k belonging to bit k-1, whatever
+  /// the flags.
   unsigned long GetAPP(unsigned long id, std::list<std::string>& names);
 
   /// Nodes whose flags hold every bit of `mask`; with the 1, at least one. Empties the list first.
@@ -266,25 +282,25 @@ class NCC_API CNCCNet {
   int GetListApInApps(unsigned int mask, std::list<CNNEntry>& list);
   int GetListApInApps1(unsigned int mask, std::list<CNNEntry>& list);
 
-  // Users ------------------------------------------------------------------------------------------------
+  // Users
+  // ----------------------------------------------------------------------------------------------
 
-  /// Creates a user; the name is not tested for being taken (ask CheckABName). The two-argument form gives
-  /// the identifier of its folder.
-  /// \return its identifier; 0 when the name is refused
+  /// Creates a user; the name is not tested for being taken (ask CheckABName). The two-argument
+  /// form gives the identifier of its folder. \return its identifier; 0 when the name is refused
   unsigned long CreateAB(const char* name, TDBObjId& result);
   unsigned long CreateAB(const char* name);
-  /// Renames a user, in the Deps that list it too. False when it is unknown or the new name is the name of
-  /// any user, its own included.
+  /// Renames a user, in the Deps that list it too. False when it is unknown or the new name is the
+  /// name of any user, its own included.
   bool ModifyAB(const char* name, const char* new_name);
   bool ModifyAB(unsigned long id, const char* new_name);
   /// Deletes a user, with its memberships and its place in every Dep.
   bool DeleteAB(const char* name);
   bool DeleteAB(unsigned long id);
 
-  /// Makes a user a member of a Dep. A user without a primary collective gets (the Dep, the first node of
-  /// the Dep's node group), if there is such a node; `collectives` adds a membership of kind 0 at every node
-  /// of the group. A user who is in the Dep already is listed once more.
-  /// The form by name creates the Dep or the user that is missing.
+  /// Makes a user a member of a Dep. A user without a primary collective gets (the Dep, the first
+  /// node of the Dep's node group), if there is such a node; `collectives` adds a membership of
+  /// kind 0 at every node of the group. A user who is in the Dep already is listed once more. The
+  /// form by name creates the Dep or the user that is missing.
   bool LinkABToDep(const char* dep, const char* user, bool collectives);
   bool LinkABToDep(unsigned long dep, unsigned long user, bool collectives);
 
@@ -293,9 +309,9 @@ class NCC_API CNCCNet {
   bool GetABInfo(const char* name, CABEntry& entry);
   bool GetABInfo(unsigned long id, CABEntry& entry);
 
-  /// All users by ascending identifier, or the users of a Dep in the order in which they were linked (one
-  /// who was linked twice stands twice). Empties the list first.
-  /// \return the list's size
+  /// All users by ascending identifier, or the users of a Dep in the order in which they were
+  /// linked (one who was linked twice stands twice). Empties the list first. \return the list's
+  /// size
   unsigned long GetListAB(std::list<CABEntry>& list);
   unsigned long GetListAB(unsigned long dep, std::list<CABEntry>& list);
   unsigned long GetListAB(const char* dep, std::list<CABEntry>& list);
@@ -305,14 +321,15 @@ class NCC_API CNCCNet {
   /// Always false.
   bool CheckAB(unsigned long a, unsigned long b);
 
-  /// Takes a user out of a Dep: one place in its list, and all of the user's memberships of the Dep. The
-  /// primary collective stays.
+  /// Takes a user out of a Dep: one place in its list, and all of the user's memberships of the
+  /// Dep. The primary collective stays.
   void DeleteABFromDep(unsigned long dep, unsigned long user);
   void DeleteABFromDep(const char* dep, const char* user);
   /// Takes all users out of a Dep.
   void DeleteAllAb(unsigned long dep);
 
-  // Deps -------------------------------------------------------------------------------------------------
+  // Deps
+  // ---------------------------------------------------------------------------------------------
 
   /// As CreateAB, for a Dep that is in no node group.
   unsigned long CreateDep(const char* name, TDBObjId& result);
@@ -329,13 +346,12 @@ class NCC_API CNCCNet {
   bool GetDepInfo(unsigned long id, CDepEntry& entry);
   bool GetDepInfo(TDBObjId& dep, CDepEntry& entry);
 
-  /// Links two Deps in both directions, each at most once. `changed`, if given, tells whether anything was
-  /// added. The form by name labels the new items with the names as they were spelled.
+  /// Links two Deps in both directions, each at most once. `changed`, if given, tells whether
+  /// anything was added. The form by name labels the new items with the names as they were spelled.
   bool LinkDepToDep(const char* name1, const char* name2);
   bool LinkDepToDep(unsigned long id1, unsigned long id2, bool* changed = nullptr);
-  /// Links every Dep with every other one. Takes no lock: call it only while no other thread works on the
-  /// database. Adds one more record item per ordered pair at each run.
-  /// \return always false
+  /// Links every Dep with every other one. Takes no lock: call it only while no other thread works
+  /// on the database. Adds one more record item per ordered pair at each run. \return always false
   bool LinkAllDeps();
   /// Unlinks two Deps; true also when they were not linked. The record items of the link stay.
   bool DeleteLinkDepToDep(const char* name1, const char* name2);
@@ -354,7 +370,8 @@ class NCC_API CNCCNet {
   /// Whether a Dep of this name exists.
   bool CheckDepName(const char* name);
 
-  // Node groups ------------------------------------------------------------------------------------------
+  // Node groups
+  // ------------------------------------------------------------------------------------------
 
   /// As CreateAB, for a node group with the next ordinal.
   unsigned long CreateNGrp(const char* name, TDBObjId& result);
@@ -377,14 +394,14 @@ class NCC_API CNCCNet {
 
   /// Puts a server or an AP into a node group, at most once.
   bool LinkNNToNGrp(unsigned long group, unsigned long node);
-  /// Takes a node out of a node group, and with it the memberships at the node of all users of the group's
-  /// Deps. True also when the node was not in it.
+  /// Takes a node out of a node group, and with it the memberships at the node of all users of the
+  /// group's Deps. True also when the node was not in it.
   bool DeleteNNFromNGrp(unsigned long group, unsigned long node);
-  /// Assigns a Dep to a node group. The Dep's entry names the group that was linked last; the groups before
-  /// keep it in their lists.
+  /// Assigns a Dep to a node group. The Dep's entry names the group that was linked last; the
+  /// groups before keep it in their lists.
   bool LinkDepToNGrp(unsigned long group, unsigned long dep);
-  /// Takes a Dep out of a node group, and with it all memberships of the Dep that its users have. True also
-  /// when the Dep was not in it.
+  /// Takes a Dep out of a node group, and with it all memberships of the Dep that its users have.
+  /// True also when the Dep was not in it.
   bool DeleteDepFromNGrp(unsigned long group, unsigned long dep);
 
   /// Relations, in the order in which the links were made. Each empties the list first.
@@ -393,7 +410,8 @@ class NCC_API CNCCNet {
   unsigned long GetListNGrpFromNN(unsigned long node, std::list<CNGrpEntry>& list);
   unsigned long GetListNGrpFromDep(unsigned long dep, std::list<CNGrpEntry>& list);
 
-  // Collectives ------------------------------------------------------------------------------------------
+  // Collectives
+  // ------------------------------------------------------------------------------------------
 
   /// The user's primary collective; (0, 0) when there is none.
   CColId GetPrimaryCol(const char* user);
@@ -407,19 +425,23 @@ class NCC_API CNCCNet {
   unsigned long GetListAvailableColAb(const char* user, std::list<CColAb>& list);
   unsigned long GetListAvailableColAb(unsigned long user, std::list<CColAb>& list);
   unsigned long GetListAvailableColAb(const char* user, unsigned long dep, std::list<CColAb>& list);
-  unsigned long GetListAvailableColAb(unsigned long user, unsigned long dep, std::list<CColAb>& list);
+  unsigned long GetListAvailableColAb(unsigned long user, unsigned long dep,
+                                      std::list<CColAb>& list);
   unsigned long GetListAvailableColAb(unsigned long user, std::list<CCol>& list);
-  /// Brings the user's memberships of a Dep into line with the list: stored ones take the kind of the
-  /// element with the same collective, elements that are not stored are appended, and stored ones that the
-  /// list lacks are removed when `remove`. Elements of other Deps are ignored.
-  void SetListAvailableColAb(const char* user, unsigned long dep, std::list<CColAb> list, bool remove);
-  void SetListAvailableColAb(unsigned long user, unsigned long dep, std::list<CColAb> list, bool remove);
-  /// What the user could hold: each node of the node group of each Dep that lists the user (by ascending
-  /// identifier), or of that Dep alone.
+  /// Brings the user's memberships of a Dep into line with the list: stored ones take the kind of
+  /// the element with the same collective, elements that are not stored are appended, and stored
+  /// ones that the list lacks are removed when `remove`. Elements of other Deps are ignored.
+  void SetListAvailableColAb(const char* user, unsigned long dep, std::list<CColAb> list,
+                             bool remove);
+  void SetListAvailableColAb(unsigned long user, unsigned long dep, std::list<CColAb> list,
+                             bool remove);
+  /// What the user could hold: each node of the node group of each Dep that lists the user (by
+  /// ascending identifier), or of that Dep alone.
   unsigned long GetListColAb(unsigned long user, std::list<CCol>& list);
   unsigned long GetListColAb(unsigned long user, unsigned long dep, std::list<CCol>& list);
 
-  // Loose objects ----------------------------------------------------------------------------------------
+  // Loose objects
+  // ----------------------------------------------------------------------------------------
 
   // Each appends what it finds to the lists that are not null, in the order of the database.
   // \return 0
@@ -437,16 +459,17 @@ class NCC_API CNCCNet {
   /// Deps without users; in no node group.
   int CheckAnomaliesDep(std::list<CDepEntry>* no_user, std::list<CDepEntry>* in_no_group);
 
-  // Output -----------------------------------------------------------------------------------------------
+  // Output
+  // -----------------------------------------------------------------------------------------------
 
   /// Writes the node name file "NODENAME.DOC" into `folder`, which ends in a separator.
   /// \return false only when the file cannot be written
   bool CreateNodenameFile(const char* folder);
 
  protected:
-  void Lock();        ///< Enters the object lock.
-  void UnLock();      ///< Leaves it.
-  bool IsStopGen();   ///< Whether LockGen is in force or the pool is stopping.
+  void Lock();       ///< Enters the object lock.
+  void UnLock();     ///< Leaves it.
+  bool IsStopGen();  ///< Whether LockGen is in force or the pool is stopping.
 
  private:
   friend struct ncc::NetAccess;
@@ -456,8 +479,8 @@ class NCC_API CNCCNet {
   void CreateDB(unsigned long net_number);
   void ReadNetInfo();
 
-  // Storage of objects: these take the lock and run within the unit of the operation that calls them; a
-  // failure of storage leaves them as an exception.
+  // Storage of objects: these take the lock and run within the unit of the operation that calls
+  // them; a failure of storage leaves them as an exception.
   void SetData(TRef<CHDBList> list, void* data, unsigned long size);
   void AddListId(TRef<CHDBRecord>& record, TDBObjId& object, int n);
   void DelListId(TRef<CHDBRecord>& record, TDBObjId& object, int n);

@@ -6,7 +6,8 @@
 
 #include <memory>
 
-/// A thread that a pool has started. Shared between the pool and the caller; either may drop it first.
+/// A thread that a pool has started. Shared between the pool and the caller; either may drop it
+/// first.
 class NCC_API CPoolThread {
  public:
   CPoolThread();
@@ -14,7 +15,8 @@ class NCC_API CPoolThread {
   CPoolThread(const CPoolThread&) = delete;
   CPoolThread& operator=(const CPoolThread&) = delete;
 
-  /// Lets a thread run that was started suspended. Does nothing for a thread that runs or has ended.
+  /// Lets a thread run that was started suspended. Does nothing for a thread that runs or has
+  /// ended.
   void Resume();
 
  private:
@@ -32,21 +34,20 @@ class NCC_API CThreadPool {
   static constexpr unsigned long kSuspended = 4;
 
   CThreadPool();
-  /// Stops all threads as StopAll does, then joins them. A suspended thread that nobody resumes keeps it
-  /// waiting.
+  /// Stops all threads as StopAll does, then joins them. A suspended thread that nobody resumes
+  /// keeps it waiting.
   virtual ~CThreadPool();
   CThreadPool(const CThreadPool&) = delete;
   CThreadPool& operator=(const CThreadPool&) = delete;
 
-  /// Starts `fn(param)` on a new thread. Priority, stack size (bytes) and security are hints, which this
-  /// platform ignores.
-  /// \return the thread; null when it could not be created
+  /// Starts `fn(param)` on a new thread. Priority, stack size (bytes) and security are hints, which
+  /// this platform ignores. \return the thread; null when it could not be created
   std::shared_ptr<CPoolThread> Start(unsigned long (*fn)(void*), void* param, int priority = 0,
                                      unsigned stack_size = 0, unsigned long flags = 0,
                                      void* security = nullptr);
 
-  /// Asks every thread to stop (IsStopping is true meanwhile) and waits, without a time-out, until none is
-  /// left. Looks every 100 ms.
+  /// Asks every thread to stop (IsStopping is true meanwhile) and waits, without a time-out, until
+  /// none is left. Looks every 100 ms.
   void StopAll();
 
   /// Number of threads that were started and have not ended, suspended ones included.

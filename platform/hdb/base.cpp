@@ -37,7 +37,8 @@ TRef<CHDBRecord> CHDBase::RecordRef(std::uint32_t number) const {
   return {object, &object->record};
 }
 
-// Definitions --------------------------------------------------------------------------------------------
+// Definitions
+// --------------------------------------------------------------------------------------------
 
 void CHDBase::AddDefinition(CHDBDefinition definition) {
   definition.name = manager_.VarMap().Expand(definition.name);
@@ -64,7 +65,8 @@ std::uint32_t CHDBase::FolderSpcCreate(const std::string& name, std::uint32_t nu
   return number;
 }
 
-// Indexes ------------------------------------------------------------------------------------------------
+// Indexes
+// ------------------------------------------------------------------------------------------------
 
 const ncc::IdSet& CHDBase::RecSelect(std::uint32_t type) const {
   static const ncc::IdSet kNone;
@@ -135,7 +137,8 @@ void CHDBase::RemoveParent(std::uint32_t child, const CHDBFolder& parent) {
   parents.erase(std::lower_bound(parents.begin(), parents.end(), parent.number_));
 }
 
-// Rows ---------------------------------------------------------------------------------------------------
+// Rows
+// -----------------------------------------------------------------------------------------------
 
 void CHDBase::TouchObject(const CHDBRecord& record) {
   const RowKey key{RowKind::kObject, record.number_};
@@ -169,7 +172,8 @@ std::optional<Row> CHDBase::EncodeRow(const RowKey& key) const {
   return encode(object->record.lists_[key.list - 1U]);
 }
 
-// Units of work ------------------------------------------------------------------------------------------
+// Units of work
+// ------------------------------------------------------------------------------------------
 
 void CHDBase::CheckUsable() const {
   if (!broken_) return;
@@ -234,7 +238,8 @@ void CHDBase::Reload() noexcept {
   }
 }
 
-// Loading ------------------------------------------------------------------------------------------------
+// Loading
+// ------------------------------------------------------------------------------------------------
 
 void CHDBase::Load() {
   revision_ = engine_->Load([this](Row&& row) { LoadRow(std::move(row)); });
@@ -268,7 +273,8 @@ void CHDBase::LoadRow(Row&& row) {
   }
   const auto object = std::make_shared<CHDBObject>(this, number);
   CHDBRecord& record = object->record;
-  if (row.body.size() > ncc::kMaxDataSize) throw StorageError("database is damaged: an object is too long");
+  if (row.body.size() > ncc::kMaxDataSize)
+    throw StorageError("database is damaged: an object is too long");
   std::copy(row.body.begin(), row.body.end(), record.data_.begin());
   record.data_size_ = static_cast<std::uint8_t>(row.body.size());
   record.name_ = *name;
@@ -287,7 +293,8 @@ void CHDBase::CheckLoaded() {
     }
     for (const auto& list : object->record.lists_) {
       if (!list) continue;
-      for (auto at = list->First(); at != ncc::kNoPosition; at = list->Next(at)) Object(list->At(at).object);
+      for (auto at = list->First(); at != ncc::kNoPosition; at = list->Next(at))
+        Object(list->At(at).object);
     }
   });
 }

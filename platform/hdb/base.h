@@ -1,4 +1,5 @@
-// The hierarchical database: objects in memory, derived indexes over them, a storage engine behind them.
+// The hierarchical database: objects in memory, derived indexes over them, a storage engine behind
+// them.
 #pragma once
 
 #include "platform/ascii_fold.h"
@@ -22,7 +23,12 @@ enum class TDBMode { kOpenExisting = 2 };
 
 // What a database is made of beside its objects: kept with it, in the order of creation.
 struct CHDBDefinition {
-  enum class What : std::uint32_t { kIndex = 1, kRecordSpace = 2, kParentLink = 3, kFolderSpace = 4 };
+  enum class What : std::uint32_t {
+    kIndex = 1,
+    kRecordSpace = 2,
+    kParentLink = 3,
+    kFolderSpace = 4
+  };
 
   What what = What::kIndex;
   std::string name;
@@ -76,8 +82,8 @@ class CHDBase {
     return object != nullptr && object->has_record ? &object->record : nullptr;
   }
   bool HasFolder(const TDBObjId& folder) const { return FindObject(folder.number) != nullptr; }
-  // Calls visit(record) for each record of this type and name (ASCII case ignored), in no order, until it
-  // returns false.
+  // Calls visit(record) for each record of this type and name (ASCII case ignored), in no order,
+  // until it returns false.
   template <class Visit>
   void ForEachNamed(std::uint32_t type, std::string_view name, Visit visit) const {
     std::uint32_t number = FirstNamesake(type, name);
@@ -88,18 +94,21 @@ class CHDBase {
     }
   }
 
-  // Throws when what is stored could not be read again after a failure: nothing works any more then.
+  // Throws when what is stored could not be read again after a failure: nothing works any more
+  // then.
   void CheckUsable() const;
 
-  // Units of work nest; only what the outermost one began is stored, when it ends. Throws when it could not
-  // be stored; memory then is what is stored, and handles from before refuse every change.
+  // Units of work nest; only what the outermost one began is stored, when it ends. Throws when it
+  // could not be stored; memory then is what is stored, and handles from before refuse every
+  // change.
   void BeginUnit() { unit_.Enter(); }
   void EndUnit() {
     if (unit_.Leave() && (unit_.HasChanges() || unit_.HasFailed())) Commit();
   }
   // Leaves an inner unit that changed nothing.
   void LeaveUnit() { unit_.Leave(); }
-  // Leaves a unit that failed. The outermost unit is not stored any more; leaving that one undoes it.
+  // Leaves a unit that failed. The outermost unit is not stored any more; leaving that one undoes
+  // it.
   void AbandonUnit(std::string_view why) noexcept;
   // The unit that runs will not be stored.
   void FailUnit(std::string_view why) noexcept { unit_.Fail(why); }
@@ -131,7 +140,8 @@ class CHDBase {
   void TouchChunk(std::uint32_t number, std::uint8_t list, std::uint32_t position);
   std::optional<ncc::Row> EncodeRow(const ncc::RowKey& key) const;
 
-  // One record of this type and name, the head of the chain of all; ncc::kNoPosition when there is none.
+  // One record of this type and name, the head of the chain of all; ncc::kNoPosition when there is
+  // none.
   std::uint32_t FirstNamesake(std::uint32_t type, std::string_view name) const;
   void IndexRecord(CHDBRecord& record);
   void UnindexRecord(CHDBRecord& record);

@@ -1,4 +1,5 @@
-// The storage engine behind the hierarchical database: it keeps rows and knows nothing of what they mean.
+// The storage engine behind the hierarchical database: it keeps rows and knows nothing of what they
+// mean.
 #pragma once
 
 #include "platform/hdb/row.h"
@@ -19,28 +20,29 @@ class StorageError : public std::runtime_error {
 
 enum class OpenMode { kCreate, kOpen };
 
-// An engine owns its database from construction to destruction: a second owner, in this process or another,
-// is refused. Not thread-safe; the caller serialises. Every member throws StorageError.
+// An engine owns its database from construction to destruction: a second owner, in this process or
+// another, is refused. Not thread-safe; the caller serialises. Every member throws StorageError.
 class StorageEngine {
  public:
   virtual ~StorageEngine() = default;
 
-  // Reads what is stored: calls `row` for every row, ascending by key, after checking its checksum, and
-  // returns the stored revision, 0 when nothing was ever committed. May be called again at any time; after
-  // a failed Commit it recovers first, so that it tells what the failed commit left.
+  // Reads what is stored: calls `row` for every row, ascending by key, after checking its checksum,
+  // and returns the stored revision, 0 when nothing was ever committed. May be called again at any
+  // time; after a failed Commit it recovers first, so that it tells what the failed commit left.
   virtual std::uint64_t Load(const std::function<void(Row&&)>& row) = 0;
 
-  // Stores all changes or none. On return they are on stable storage. After an exception they may be
-  // stored or not, and only Load tells: nothing else may be called before it.
+  // Stores all changes or none. On return they are on stable storage. After an exception they may
+  // be stored or not, and only Load tells: nothing else may be called before it.
   virtual void Commit(const ChangeSet& changes) = 0;
 
-  // Writes a consistent copy of the last committed state to `file` (replacing it whole, durable, readable
-  // by its owner alone).
+  // Writes a consistent copy of the last committed state to `file` (replacing it whole, durable,
+  // readable by its owner alone).
   virtual void CopyTo(const std::string& file) = 0;
 };
 
-// Makes the engine of a database. `base` is the path of the database without a file extension, with '/'
-// as separator. kCreate refuses a database that exists, kOpen one that does not.
-using EngineFactory = std::function<std::unique_ptr<StorageEngine>(const std::string& base, OpenMode)>;
+// Makes the engine of a database. `base` is the path of the database without a file extension, with
+// '/' as separator. kCreate refuses a database that exists, kOpen one that does not.
+using EngineFactory =
+    std::function<std::unique_ptr<StorageEngine>(const std::string& base, OpenMode)>;
 
 }  // namespace ncc

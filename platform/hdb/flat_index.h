@@ -1,5 +1,5 @@
-// A flat hash table from a 32-bit hash to 32-bit values; equal hashes may stand in it many times. The caller
-// compares the keys, which the table does not hold.
+// A flat hash table from a 32-bit hash to 32-bit values; equal hashes may stand in it many times.
+// The caller compares the keys, which the table does not hold.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,8 @@
 
 namespace ncc {
 
-// Open addressing with linear probing; a removal shifts the run behind it back, so nothing wears out.
+// Open addressing with linear probing; a removal shifts the run behind it back, so nothing wears
+// out.
 class FlatIndex {
  public:
   void Clear() {
@@ -48,7 +49,8 @@ class FlatIndex {
   }
 
  private:
-  static constexpr std::uint32_t kEmpty = 0xFFFFFFFF;  // never a value: no position, no object's number
+  static constexpr std::uint32_t kEmpty =
+      0xFFFFFFFF;  // never a value: no position, no object's number
 
   struct Slot {
     std::uint32_t hash = 0;

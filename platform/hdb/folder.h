@@ -9,7 +9,8 @@
 
 namespace ncc {
 
-// The numbers of the root folder and of the one below it cannot meet those of objects, which count up from 1.
+// The numbers of the root folder and of the one below it cannot meet those of objects, which count
+// up from 1.
 inline constexpr std::uint32_t kRootNumber = 0xFFFFFFFF;
 
 constexpr std::uint64_t KeyOf(const TDBObjId& id) {
@@ -18,8 +19,8 @@ constexpr std::uint64_t KeyOf(const TDBObjId& id) {
 
 }  // namespace ncc
 
-// An item of a folder: what it refers to, a kind, and a name. An item without a name of its own shows the
-// name of the object that it refers to.
+// An item of a folder: what it refers to, a kind, and a name. An item without a name of its own
+// shows the name of the object that it refers to.
 class CHDBFolderEntry {
  public:
   CHDBFolderEntry() = default;

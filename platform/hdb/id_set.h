@@ -9,8 +9,8 @@
 
 namespace ncc {
 
-// A bit for each number, in pages of 4096 that exist where a number of theirs does: insertion and removal do
-// not grow with the numbers already there.
+// A bit for each number, in pages of 4096 that exist where a number of theirs does: insertion and
+// removal do not grow with the numbers already there.
 class IdSet {
  public:
   void Insert(std::uint32_t number) {
@@ -36,7 +36,8 @@ class IdSet {
 
   bool Contains(std::uint32_t number) const {
     const auto page = pages_.find(number / kPage);
-    return page != pages_.end() && (page->second.words[number % kPage / 64] >> (number % 64) & 1) != 0;
+    return page != pages_.end() &&
+           (page->second.words[number % kPage / 64] >> (number % 64) & 1) != 0;
   }
   std::size_t Size() const { return size_; }
 

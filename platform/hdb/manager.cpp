@@ -8,7 +8,8 @@ std::string CHDBVarMap::Expand(const std::string& text) const {
   std::string out = text;
   for (const auto& [name, value] : values_) {
     const std::string mark = "%" + name + "%";
-    for (auto at = out.find(mark); at != std::string::npos; at = out.find(mark, at + value.size())) {
+    for (auto at = out.find(mark); at != std::string::npos;
+         at = out.find(mark, at + value.size())) {
       out.replace(at, mark.size(), value);
     }
   }

@@ -1,5 +1,5 @@
-// The one list structure of the database: folder entries, id lists and further values of a record are each
-// an OrderedList.
+// The one list structure of the database: folder entries, id lists and further values of a record
+// are each an OrderedList.
 #pragma once
 
 #include "platform/hdb/engine.h"
@@ -18,12 +18,13 @@ namespace ncc {
 inline constexpr std::uint32_t kSlotsPerChunk = 64;
 inline constexpr std::uint32_t kNoPosition = 0xFFFFFFFF;
 
-// Keeps the order of appending. Every element has a position that no removal changes and no later element
-// gets again while the list is in memory, so a walk by AtOrAfter survives removals and meets what is
-// appended. Elements are stored in chunks of 64 positions, the unit in which they are written.
+// Keeps the order of appending. Every element has a position that no removal changes and no later
+// element gets again while the list is in memory, so a walk by AtOrAfter survives removals and
+// meets what is appended. Elements are stored in chunks of 64 positions, the unit in which they are
+// written.
 //
-// Append is O(1), Find O(1) (for a key that stands in the list once), Remove O(log n) and a little of
-// moving when a chunk becomes empty. T has a member `std::uint64_t Key() const`.
+// Append is O(1), Find O(1) (for a key that stands in the list once), Remove O(log n) and a little
+// of moving when a chunk becomes empty. T has a member `std::uint64_t Key() const`.
 template <class T>
 class OrderedList {
  public:

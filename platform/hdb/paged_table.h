@@ -1,4 +1,5 @@
-// A table from 32-bit numbers to values that costs three loads to look up and no memory for absent ranges.
+// A table from 32-bit numbers to values that costs three loads to look up and no memory for absent
+// ranges.
 #pragma once
 
 #include <array>
@@ -8,8 +9,9 @@
 
 namespace ncc {
 
-// Numbers are dense as a rule, so nearly all look-ups end in one leaf of the table that is in the cache;
-// a sparse number costs one middle node and one leaf. T is default-constructible and false when absent.
+// Numbers are dense as a rule, so nearly all look-ups end in one leaf of the table that is in the
+// cache; a sparse number costs one middle node and one leaf. T is default-constructible and false
+// when absent.
 template <class T>
 class PagedTable {
  public:

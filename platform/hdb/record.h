@@ -62,11 +62,11 @@ struct CHDBVal {
   std::string_view bytes;    // kStringValue, kDataValue
 };
 
-// One record. Its values stand at fixed positions: 0 the data image (at most 80 bytes), 1 the number of
-// attribute 10, 2 the string of attribute 20, 3 the number of attribute 30, 4 to 6 the id lists, and from 7
-// on any number of pair values.
-// Each change goes into the running unit of work; one that changes nothing does not.
-// Every changing member throws ncc::StorageError when the record or its base is gone.
+// One record. Its values stand at fixed positions: 0 the data image (at most 80 bytes), 1 the
+// number of attribute 10, 2 the string of attribute 20, 3 the number of attribute 30, 4 to 6 the id
+// lists, and from 7 on any number of pair values. Each change goes into the running unit of work;
+// one that changes nothing does not. Every changing member throws ncc::StorageError when the record
+// or its base is gone.
 class CHDBRecord {
  public:
   CHDBRecord(CHDBase* base, std::uint32_t number) : base_(base), number_(number) {}
@@ -116,7 +116,8 @@ class CHDBRecord {
   std::array<char, ncc::kMaxDataSize> data_{};
 };
 
-// The value list of a record that is being written: values are appended in the order of their positions.
+// The value list of a record that is being written: values are appended in the order of their
+// positions.
 class CHDBList {
  public:
   explicit CHDBList(TRef<CHDBRecord> record) : record_(std::move(record)) {}

@@ -1,5 +1,5 @@
-// The unit of storage: what an engine keeps, loads and commits. A row is one object, one chunk of an
-// ordered list, or one definition; which of them it is and whose stands in its key.
+// The unit of storage: what an engine keeps, loads and commits. A row is one object, one chunk of
+// an ordered list, or one definition; which of them it is and whose stands in its key.
 #pragma once
 
 #include <cstdint>
@@ -8,8 +8,8 @@
 
 namespace ncc {
 
-// Which part of the database a row holds. The order is the order of loading: definitions, then objects,
-// then the lists that name them.
+// Which part of the database a row holds. The order is the order of loading: definitions, then
+// objects, then the lists that name them.
 enum class RowKind : std::uint8_t {
   kDefinition = 0,  // an index, a space, or the parent link: number = ordinal of the definition
   kObject = 1,      // the fixed values of an object: number = the object's number
@@ -26,7 +26,8 @@ struct RowKey {
   friend auto operator<=>(const RowKey&, const RowKey&) = default;
 };
 
-// Contents of a row. Text is UTF-8 (the code page 1251 names of the library, converted without loss).
+// Contents of a row. Text is UTF-8 (the code page 1251 names of the library, converted without
+// loss).
 struct Row {
   RowKey key;
   std::uint32_t type = 0;  // kObject, kDefinition: the type code; else 0

@@ -65,7 +65,8 @@ class Reader {
     return true;
   }
   bool TakeIf(std::string_view word) {
-    if (!std::string_view(at_, static_cast<std::size_t>(end_ - at_)).starts_with(word)) return false;
+    if (!std::string_view(at_, static_cast<std::size_t>(end_ - at_)).starts_with(word))
+      return false;
     at_ += word.size();
     return true;
   }
@@ -102,7 +103,9 @@ class Reader {
   void End() const {
     if (at_ != end_) Fail();
   }
-  [[noreturn]] static void Fail() { throw StorageError("database is damaged: a row cannot be read"); }
+  [[noreturn]] static void Fail() {
+    throw StorageError("database is damaged: a row cannot be read");
+  }
 
  private:
   char TakeHexByte() {

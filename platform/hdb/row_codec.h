@@ -1,11 +1,13 @@
 // The text of rows: how definitions and chunks of lists are written as JSON and read back.
 //
-//   folder entries  [[4,17],[6,17],null,[3,9,"Name"]]   kind, number; a name of its own; a space that the
+//   folder entries  [[4,17],[6,17],null,[3,9,"Name"]]   kind, number; a name of its own; a space
+//   that the
 //                                                       kind does not imply: [0,9,null,100]
 //   id list         [5,9,null,12]                       numbers of folders; another space: [100,12]
 //   pair values     [[7,12,0],null]                     the two numbers and the kind
 //
-// A null is the position of a removed element. Kind 6 implies the record space, any other the folder space.
+// A null is the position of a removed element. Kind 6 implies the record space, any other the
+// folder space.
 #pragma once
 
 #include "platform/hdb/folder.h"

@@ -16,8 +16,8 @@
 
 namespace ncc {
 
-// Keeps, for every row that a change touches, the row as it was stored before; so a row that ends as it
-// began is not written, and a unit in which all do is no change at all.
+// Keeps, for every row that a change touches, the row as it was stored before; so a row that ends
+// as it began is not written, and a unit in which all do is no change at all.
 class UnitOfWork {
  public:
   int Depth() const { return depth_; }
@@ -25,12 +25,14 @@ class UnitOfWork {
   // True when the outermost unit was left.
   bool Leave() { return --depth_ == 0; }
 
-  // Call before each change of a row. `encode_before` gives the stored row, or nothing when there is none
-  // yet; it is called once per row and unit. Throws StorageError outside a unit or when the unit has failed.
+  // Call before each change of a row. `encode_before` gives the stored row, or nothing when there
+  // is none yet; it is called once per row and unit. Throws StorageError outside a unit or when the
+  // unit has failed.
   template <class EncodeBefore>
   void Touch(const RowKey& key, EncodeBefore encode_before) {
     if (depth_ == 0) throw StorageError("a change outside an operation");
-    if (HasFailed()) throw StorageError(std::string("an earlier failure has stopped this batch: ") + Failure());
+    if (HasFailed())
+      throw StorageError(std::string("an earlier failure has stopped this batch: ") + Failure());
     ++touch_count_;
     if (before_.contains(key)) return;
     before_.emplace(key, encode_before());
@@ -49,8 +51,8 @@ class UnitOfWork {
   bool HasFailed() const { return failure_[0] != '\0'; }
   const char* Failure() const { return failure_.data(); }
 
-  // The rows that differ from what is stored; `encode_now` gives a row's present contents, or nothing when
-  // it is gone.
+  // The rows that differ from what is stored; `encode_now` gives a row's present contents, or
+  // nothing when it is gone.
   template <class EncodeNow>
   ChangeSet Collect(EncodeNow encode_now) const {
     ChangeSet changes;
@@ -80,7 +82,8 @@ class UnitOfWork {
  private:
   struct KeyHash {
     std::size_t operator()(const RowKey& key) const {
-      const auto head = (static_cast<std::uint64_t>(key.kind) << 61) | (std::uint64_t{key.number} << 29);
+      const auto head =
+          (static_cast<std::uint64_t>(key.kind) << 61) | (std::uint64_t{key.number} << 29);
       return ((head | (std::uint64_t{key.list} << 26) | key.chunk) * 0x9E3779B97F4A7C15ULL) >> 16;
     }
   };

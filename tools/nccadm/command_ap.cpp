@@ -1,5 +1,4 @@
 // ap add, rename, move, delete, list, show
-#include <list>
 #include <memory>
 
 #include <fmt/format.h>
@@ -19,30 +18,23 @@ struct Arguments {
   bool allow_duplicate = false;
 };
 
-// An AP by the id that the database gave; it exists because the tool holds the database.
-CNNEntry Reload(CNCCNet& net, unsigned long id) {
-  CNNEntry ap;
-  net.GetAPInfo(id, ap);
-  return ap;
-}
-
 void RefuseTaken(CNCCNet& net, const std::string& name, std::uint32_t except) {
-  CNNEntry holder;
-  if (!net.GetAPInfo(name.c_str(), holder) || holder.id == except) return;
+  const auto holder = ApByName(net, name);
+  if (!holder || holder->id == except) return;
   throw Failure(fmt::format("an AP is named {} already (id:{}, at the server \"{}\")",
-                            Quoted(holder), std::uint32_t{holder.id},
-                            PrintableName(ServerNameOf(net, holder))));
+                            Quoted(*holder), holder->id,
+                            PrintableName(ServerNameOf(net, *holder))));
 }
 
 int Add(Session& session, const Arguments& arguments) {
   const std::string name = RequireName(arguments.name);
   const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
-  const CNNEntry server = FindServer(session, arguments.server);
+  const Node server = FindServer(session, arguments.server);
   CNCCNet& net = session.Net();
   if (!arguments.allow_duplicate) RefuseTaken(net, name, 0);
-  const unsigned long id = net.AddAP(std::uint32_t{server.id}, name.c_str(), mask);
+  const unsigned long id = net.AddAP(server.id, name.c_str(), mask);
   if (id == 0) throw session.Refusal(fmt::format("the AP \"{}\" was not added", arguments.name));
-  const CNNEntry ap = Reload(net, id);
+  const Node ap = Reload(net, id);
   session.Out().Say(fmt::format("Added the AP {} to the server {}, address {}.", Quoted(ap),
                                 Quoted(server), AddressOf(net, ap.id)));
   if (session.IsJson()) {
@@ -55,13 +47,13 @@ int Add(Session& session, const Arguments& arguments) {
 
 int Rename(Session& session, const Arguments& arguments) {
   const std::string name = RequireName(arguments.name);
-  const CNNEntry ap = FindAp(session, arguments.ap);
+  const Node ap = FindAp(session, arguments.ap);
   CNCCNet& net = session.Net();
   RefuseTaken(net, name, ap.id);
   Batch batch(session);
   // A name in another letter case counts as taken by the AP itself.
   if (FoldName(ap.name) == FoldName(name)) RenameAside(session, ap);
-  if (!net.ModifyAP(std::uint32_t{ap.id}, name.c_str())) {
+  if (!net.ModifyAP(ap.id, name.c_str())) {
     throw session.Refusal(fmt::format("the AP {} was not renamed", Quoted(ap)));
   }
   batch.Keep();
@@ -71,12 +63,12 @@ int Rename(Session& session, const Arguments& arguments) {
 }
 
 int Move(Session& session, const Arguments& arguments) {
-  const CNNEntry ap = FindAp(session, arguments.ap);
-  const CNNEntry server = FindServer(session, arguments.server);
+  const Node ap = FindAp(session, arguments.ap);
+  const Node server = FindServer(session, arguments.server);
   CNCCNet& net = session.Net();
   const bool moves = ap.server_id != server.id;
   // Moving to the same server would still carry the AP to the end of its list.
-  if (moves && !net.ChangeSrv(std::uint32_t{ap.id}, std::uint32_t{server.id})) {
+  if (moves && !net.ChangeSrv(ap.id, server.id)) {
     throw session.Refusal(fmt::format("the AP {} was not moved", Quoted(ap)));
   }
   session.Out().Say(
@@ -87,7 +79,7 @@ int Move(Session& session, const Arguments& arguments) {
 }
 
 int Delete(Session& session, const Arguments& arguments) {
-  CNNEntry ap = FindAp(session, arguments.ap);
+  Node ap = FindAp(session, arguments.ap);
   CNCCNet& net = session.Net();
   const std::string shown = Quoted(ap);
   const Json document = {{"deleted", NodeWriter(session).Describe(ap)}};
@@ -95,7 +87,7 @@ int Delete(Session& session, const Arguments& arguments) {
   // Deleting goes by name within a server, and another AP there may have the same one.
   RenameAside(session, ap);
   ap = Reload(net, ap.id);
-  if (!net.DeleteAP(std::uint32_t{ap.server_id}, ap.name)) {
+  if (!net.DeleteAP(ap.server_id, ap.name.c_str())) {
     throw session.Refusal(fmt::format("the AP {} was not deleted", shown));
   }
   batch.Keep();
@@ -106,19 +98,16 @@ int Delete(Session& session, const Arguments& arguments) {
 
 int List(Session& session, const Arguments& arguments) {
   const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
-  std::list<CNNEntry> aps;
-  if (arguments.server.empty()) {
-    session.Net().GetListApInApps(mask, aps);
-  } else {
-    const CNNEntry server = FindServer(session, arguments.server);
-    session.Net().GetListAP(std::uint32_t{server.id}, aps);
-    aps.remove_if([mask](const CNNEntry& ap) { return (ap.flags & mask) != mask; });
-  }
+  CNCCNet& net = session.Net();
+  std::vector<Node> aps = arguments.server.empty()
+                              ? ListAps(net)
+                              : ListApsOf(net, FindServer(session, arguments.server).id);
+  std::erase_if(aps, [mask](const Node& ap) { return (ap.flags & mask) != mask; });
   NodeWriter writer(session);
   Output& out = session.Out();
   if (out.IsJson()) {
     Json all = Json::array();
-    for (const CNNEntry& ap : aps) all.push_back(writer.Describe(ap));
+    for (const Node& ap : aps) all.push_back(writer.Describe(ap));
     out.Document({{"aps", std::move(all)}});
     return kExitDone;
   }
@@ -127,13 +116,13 @@ int List(Session& session, const Arguments& arguments) {
     return kExitDone;
   }
   Table table = {NodeWriter::ApHeading()};
-  for (const CNNEntry& ap : aps) table.push_back(writer.ApRow(ap));
+  for (const Node& ap : aps) table.push_back(writer.ApRow(ap));
   out.PrintTable(table);
   return kExitDone;
 }
 
 int Show(Session& session, const Arguments& arguments) {
-  const CNNEntry ap = FindAp(session, arguments.ap);
+  const Node ap = FindAp(session, arguments.ap);
   NodeWriter(session).Show(ap);
   return kExitDone;
 }

@@ -1,5 +1,4 @@
 // app list, set, nodes
-#include <list>
 #include <memory>
 
 #include <fmt/format.h>
@@ -42,7 +41,7 @@ int ListNames(Session& session) {
 
 int List(Session& session, const Arguments& arguments) {
   if (arguments.node.empty()) return ListNames(session);
-  const CNNEntry node = FindNode(session, arguments.node);
+  const Node node = FindNode(session, arguments.node);
   if (session.IsJson()) {
     NodeWriter(session).Show(node);
     return kExitDone;
@@ -75,17 +74,18 @@ int Set(Session& session, const Arguments& arguments) {
   const std::uint32_t named = known.ParseAll(arguments.applications);
   const std::uint32_t added = known.ParseAll(arguments.added);
   const std::uint32_t removed = known.ParseAll(arguments.removed);
-  CNNEntry node = FindNode(session, arguments.node);
+  Node node = FindNode(session, arguments.node);
   const bool replaces = arguments.none || !arguments.applications.empty();
   const std::uint32_t mask = replaces ? named : (node.flags | added) & ~removed;
   const auto settings =
       static_cast<std::uint8_t>(arguments.settings < 0 ? node.settings : arguments.settings);
   CNCCNet& net = session.Net();
-  const bool done = node.type == kTypeServer ? net.RegSrv(node.id, mask, settings)
-                                             : net.RegAPP(node.id, mask, settings);
-  if (!done || !net.GetNNInfo(node.id, node)) {
+  const bool done =
+      node.is_server ? net.RegSrv(node.id, mask, settings) : net.RegAPP(node.id, mask, settings);
+  if (!done)
     throw session.Refusal(fmt::format("the applications of {} were not set", Quoted(node)));
-  }
+  node.flags = mask;
+  node.settings = settings;
   const std::vector<std::string> now = known.Describe(node.flags);
   session.Out().Say(
       fmt::format("{} has {}.", Quoted(node),
@@ -96,17 +96,10 @@ int Set(Session& session, const Arguments& arguments) {
 
 int ListNodes(Session& session, const Arguments& arguments) {
   const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
-  CNCCNet& net = session.Net();
-  std::list<CNNEntry> nodes;
-  std::list<CNNEntry> aps;
-  if (arguments.any) {
-    net.GetListSrvInApps1(mask, nodes);
-    net.GetListApInApps1(mask, aps);
-  } else {
-    net.GetListSrvInApps(mask, nodes);
-    net.GetListApInApps(mask, aps);
-  }
-  nodes.splice(nodes.end(), aps);
+  std::vector<Node> nodes = ListServersAndAps(session.Net());
+  std::erase_if(nodes, [&](const Node& node) {
+    return arguments.any ? (node.flags & mask) == 0 : (node.flags & mask) != mask;
+  });
   NodeWriter(session).ShowMixed(nodes, "nodes");
   return kExitDone;
 }

@@ -15,30 +15,27 @@ namespace {
 // An address has four hexadecimal digits for the network.
 constexpr std::uint64_t kLastNetwork = 0xFFFF;
 
-Json PreferencesJson(const CNetPref& p) {
-  return {{"byte_12", p.byte_12},
-          {"node_settings", p.node_settings},
-          {"value_14", std::uint32_t{p.value_14}},
-          {"byte_18", p.byte_18},
-          {"byte_19", p.byte_19},
-          {"value_20", std::uint32_t{p.value_20}}};
+Json PreferencesJson(const Preferences& p) {
+  return {{"byte_12", p.byte_12},   {"node_settings", p.node_settings},
+          {"value_14", p.value_14}, {"byte_18", p.byte_18},
+          {"byte_19", p.byte_19},   {"value_20", p.value_20}};
 }
 
 Json InfoJson(Session& session, const Network& network) {
   CNCCNet& net = session.Net();
-  const CNetPref& p = network.preferences;
+  const Preferences& p = network.preferences;
   std::size_t link_ends = 0;
   for (const ServerView& server : network.servers) link_ends += server.linked.size();
   return {
       {"database", {{"folder", net.GetDBPath()}, {"name", net.GetDBName()}}},
-      {"network", std::uint32_t{p.net_number}},
+      {"network", p.net_number},
       {"revision", net.GetRevision()},
       {"objects",
        {{"servers", network.servers.size()}, {"aps", network.ApCount()}, {"links", link_ends / 2}}},
       {"counters",
-       {{"next_id", std::uint32_t{p.next_id}},
-        {"server_counter", std::uint32_t{p.server_counter}},
-        {"ngrp_counter", std::uint32_t{p.ngrp_counter}}}},
+       {{"next_id", p.next_id},
+        {"server_counter", p.server_counter},
+        {"ngrp_counter", p.ngrp_counter}}},
       {"preferences", PreferencesJson(p)}};
 }
 
@@ -58,7 +55,7 @@ int ShowInfo(Session& session) {
   }
   out.Line(fmt::format("{:<16}{}{}", "database", Printable(session.Net().GetDBPath()),
                        Printable(session.Net().GetDBName())));
-  out.Line(fmt::format("{:<16}0x{:04X}", "network", std::uint32_t{network.preferences.net_number}));
+  out.Line(fmt::format("{:<16}0x{:04X}", "network", network.preferences.net_number));
   out.Line(fmt::format("{:<16}{}", "revision", session.Net().GetRevision()));
   for (const char* section : {"objects", "counters", "preferences"}) {
     out.Line(out.Paint(Style::kHeading, section));

@@ -1,5 +1,5 @@
 // server add, rename, delete, list, show, link, unlink
-#include <list>
+#include <algorithm>
 #include <memory>
 
 #include <fmt/format.h>
@@ -18,19 +18,22 @@ struct Arguments {
   std::uint16_t value = 10;
 };
 
+void RefuseTaken(CNCCNet& net, const std::string& name, std::uint32_t except) {
+  const auto holder = ServerByName(net, name);
+  if (!holder || holder->id == except) return;
+  throw Failure(fmt::format("a server is named {} already (id:{})", Quoted(*holder), holder->id));
+}
+
 int Add(Session& session, const Arguments& arguments) {
   const std::string name = RequireName(arguments.server);
   const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
   CNCCNet& net = session.Net();
-  CNNEntry server;
-  if (net.GetServerInfo(name.c_str(), server)) {
-    throw Failure(fmt::format("a server is named {} already (id:{})", Quoted(server),
-                              std::uint32_t{server.id}));
-  }
+  RefuseTaken(net, name, 0);
   const unsigned long id = net.AddServer(name.c_str(), mask, arguments.value);
-  if (id == 0 || !net.GetServerInfo(id, server)) {
+  if (id == 0) {
     throw session.Refusal(fmt::format("the server \"{}\" was not added", arguments.server));
   }
+  const Node server = Reload(net, id);
   session.Out().Say(
       fmt::format("Added the server {}, address {}.", Quoted(server), AddressOf(net, server.id)));
   if (session.IsJson()) {
@@ -43,13 +46,9 @@ int Add(Session& session, const Arguments& arguments) {
 
 int Rename(Session& session, const Arguments& arguments) {
   const std::string name = RequireName(arguments.other);
-  const CNNEntry server = FindServer(session, arguments.server);
+  const Node server = FindServer(session, arguments.server);
   CNCCNet& net = session.Net();
-  CNNEntry holder;
-  if (net.GetServerInfo(name.c_str(), holder) && holder.id != server.id) {
-    throw Failure(fmt::format("a server is named {} already (id:{})", Quoted(holder),
-                              std::uint32_t{holder.id}));
-  }
+  RefuseTaken(net, name, server.id);
   Batch batch(session);
   // A name in another letter case counts as taken by the server itself.
   if (FoldName(server.name) == FoldName(name)) RenameAside(session, server);
@@ -59,16 +58,16 @@ int Rename(Session& session, const Arguments& arguments) {
   batch.Keep();
   session.Out().Say(
       fmt::format("Renamed the server {} to \"{}\".", Quoted(server), PrintableName(name)));
-  if (session.IsJson() && net.GetServerInfo(server.id, holder)) NodeWriter(session).Show(holder);
+  if (session.IsJson()) NodeWriter(session).Show(Reload(net, server.id));
   return kExitDone;
 }
 
-std::string CountAps(const CNNEntry& server) {
+std::string CountAps(const Node& server) {
   return fmt::format("{} AP{}", server.ap_count, server.ap_count == 1 ? "" : "s");
 }
 
 int Delete(Session& session, const Arguments& arguments) {
-  const CNNEntry server = FindServer(session, arguments.server);
+  const Node server = FindServer(session, arguments.server);
   if (server.ap_count > 0) {
     session.Confirm(fmt::format("the server {} has {}, which would be deleted with it",
                                 Quoted(server), CountAps(server)));
@@ -85,13 +84,13 @@ int Delete(Session& session, const Arguments& arguments) {
 
 int List(Session& session, const Arguments& arguments) {
   const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
-  std::list<CNNEntry> servers;
-  session.Net().GetListSrvInApps(mask, servers);
+  std::vector<Node> servers = ListServers(session.Net());
+  std::erase_if(servers, [mask](const Node& server) { return (server.flags & mask) != mask; });
   NodeWriter writer(session);
   Output& out = session.Out();
   if (out.IsJson()) {
     Json all = Json::array();
-    for (const CNNEntry& server : servers) all.push_back(writer.Describe(server));
+    for (const Node& server : servers) all.push_back(writer.Describe(server));
     out.Document({{"servers", std::move(all)}});
     return kExitDone;
   }
@@ -100,23 +99,20 @@ int List(Session& session, const Arguments& arguments) {
     return kExitDone;
   }
   Table table = {NodeWriter::ServerHeading()};
-  for (const CNNEntry& server : servers) table.push_back(writer.ServerRow(server));
+  for (const Node& server : servers) table.push_back(writer.ServerRow(server));
   out.PrintTable(table);
   return kExitDone;
 }
 
-bool AreLinked(CNCCNet& net, const CNNEntry& one, const CNNEntry& other) {
-  std::list<CNNEntry> linked;
-  net.GetListLinkedSrv(one.id, linked);
-  for (const CNNEntry& server : linked) {
-    if (server.id == other.id) return true;
-  }
-  return false;
+bool AreLinked(CNCCNet& net, const Node& one, const Node& other) {
+  const std::vector<Node> linked = ListLinked(net, one.id);
+  return std::any_of(linked.begin(), linked.end(),
+                     [&other](const Node& server) { return server.id == other.id; });
 }
 
 int SetLink(Session& session, const Arguments& arguments, bool wanted) {
-  const CNNEntry one = FindServer(session, arguments.server);
-  const CNNEntry other = FindServer(session, arguments.other);
+  const Node one = FindServer(session, arguments.server);
+  const Node other = FindServer(session, arguments.other);
   if (one.id == other.id) {
     throw Failure(fmt::format("both names mean the server {}", Quoted(one)),
                   "Links join two different servers.");
@@ -193,7 +189,7 @@ void AddServerCommands(CommandLine& line) {
   CLI::App& show = CommandLine::AddCommand(group, "show", "Show one server", "server show id:1");
   add_server(show);
   line.OnRun(show, [arguments](Session& session) {
-    const CNNEntry server = FindServer(session, arguments->server);
+    const Node server = FindServer(session, arguments->server);
     NodeWriter(session).Show(server);
     return kExitDone;
   });

@@ -1,5 +1,4 @@
 // tree, find
-#include <list>
 #include <memory>
 
 #include <fmt/format.h>
@@ -21,11 +20,11 @@ void PrintTree(Session& session, const Network& network, const TreeArguments& ar
                std::uint32_t only) {
   CNCCNet& net = session.Net();
   Output& out = session.Out();
-  const auto line = [&](const char* branch, const CNNEntry& node) {
+  const auto line = [&](const char* branch, const Node& node) {
     out.Line(fmt::format("{}{}  {}", branch, out.Paint(Style::kName, PrintableName(node.name)),
                          out.Paint(Style::kFaint, AddressOf(net, node.id))));
   };
-  out.Line(fmt::format("network 0x{:04X}", std::uint32_t{network.preferences.net_number}));
+  out.Line(fmt::format("network 0x{:04X}", network.preferences.net_number));
   if (arguments.depth == 0) return;
   for (std::size_t i = 0; i < network.servers.size(); ++i) {
     const ServerView& server = network.servers[i];
@@ -49,12 +48,11 @@ Json TreeJson(Session& session, const Network& network, const TreeArguments& arg
     Json server = writer.Describe(view.entry);
     if (arguments.depth > 1) {
       server["children"] = Json::array();
-      for (const CNNEntry& ap : view.aps) server["children"].push_back(writer.Describe(ap));
+      for (const Node& ap : view.aps) server["children"].push_back(writer.Describe(ap));
     }
     servers.push_back(std::move(server));
   }
-  return {{"network", std::uint32_t{network.preferences.net_number}},
-          {"servers", std::move(servers)}};
+  return {{"network", network.preferences.net_number}, {"servers", std::move(servers)}};
 }
 
 int ShowTree(Session& session, const TreeArguments& arguments) {
@@ -70,7 +68,7 @@ int ShowTree(Session& session, const TreeArguments& arguments) {
 }
 
 // Whether the text is the node's id, or its address of four or eight hexadecimal digits.
-bool IsNumberOf(CNCCNet& net, const CNNEntry& node, const std::string& text) {
+bool IsNumberOf(CNCCNet& net, const Node& node, const std::string& text) {
   if (text.starts_with("id:")) return ParseNumber(text.substr(3), 0xFFFFFFFF) == node.id;
   const std::string address = AddressOf(net, node.id);
   const std::string wanted = FoldName(text);
@@ -80,14 +78,10 @@ bool IsNumberOf(CNCCNet& net, const CNNEntry& node, const std::string& text) {
 
 int Find(Session& session, const std::string& text) {
   CNCCNet& net = session.Net();
-  std::list<CNNEntry> nodes;
-  std::list<CNNEntry> aps;
-  net.GetListServer(nodes);
-  net.GetListAP(aps);
-  nodes.splice(nodes.end(), aps);
+  std::vector<Node> nodes = ListServersAndAps(net);
   const auto bytes = BytesFromUtf8(text);
   const std::string pattern = bytes ? FoldForSearch(*bytes) : std::string();
-  nodes.remove_if([&](const CNNEntry& node) {
+  std::erase_if(nodes, [&](const Node& node) {
     const bool named = bytes && MatchesPattern(pattern, FoldForSearch(node.name));
     return !named && !IsNumberOf(net, node, text);
   });

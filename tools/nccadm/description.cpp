@@ -79,7 +79,7 @@ class Describer {
  public:
   Description Run(const Network& network) {
     Description result;
-    const CNetPref& preferences = network.preferences;
+    const Preferences& preferences = network.preferences;
     result.network = preferences.net_number;
     result.preferences = {preferences.byte_12, preferences.node_settings, preferences.value_14,
                           preferences.byte_18, preferences.byte_19,       preferences.value_20};
@@ -99,11 +99,11 @@ class Describer {
     ServerDescription server;
     DescribeNode(view.entry, "server", servers_, server);
     server.value = view.entry.value;
-    for (const CNNEntry& ap : view.aps) DescribeNode(ap, "AP", aps_, server.aps.emplace_back());
+    for (const Node& ap : view.aps) DescribeNode(ap, "AP", aps_, server.aps.emplace_back());
     return server;
   }
 
-  void DescribeNode(const CNNEntry& entry, const char* kind, Seen& seen, ApDescription& node) {
+  void DescribeNode(const Node& entry, const char* kind, Seen& seen, ApDescription& node) {
     node.name = entry.name;
     if (entry.flags != 0) node.applications = entry.flags;
     if (entry.settings != default_settings_) node.settings = entry.settings;

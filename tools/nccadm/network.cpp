@@ -1,6 +1,6 @@
 #include "network.h"
 
-#include <list>
+#include <utility>
 
 namespace ncc::tool {
 
@@ -12,17 +12,12 @@ std::size_t Network::ApCount() const {
 
 Network LoadNetwork(CNCCNet& net) {
   Network network;
-  network.preferences = *net.Preferences();
-  std::list<CNNEntry> servers;
-  network.servers.reserve(net.GetListServer(servers));
-  std::list<CNNEntry> nodes;
-  for (const CNNEntry& entry : servers) {
+  network.preferences = ReadPreferences(net);
+  for (Node& entry : ListServers(net)) {
     ServerView& server = network.servers.emplace_back();
-    server.entry = entry;
-    net.GetListAP(entry.id, nodes);
-    server.aps.assign(nodes.begin(), nodes.end());
-    net.GetListLinkedSrv(entry.id, nodes);
-    for (const CNNEntry& linked : nodes) server.linked.push_back(linked.id);
+    server.aps = ListApsOf(net, entry.id);
+    for (const Node& linked : ListLinked(net, entry.id)) server.linked.push_back(linked.id);
+    server.entry = std::move(entry);
   }
   return network;
 }

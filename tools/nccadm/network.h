@@ -4,18 +4,18 @@
 #include <cstdint>
 #include <vector>
 
-#include "nccnet/netdb.h"
+#include "values.h"
 
 namespace ncc::tool {
 
 struct ServerView {
-  CNNEntry entry;
-  std::vector<CNNEntry> aps;          // in the server's order
+  Node entry;
+  std::vector<Node> aps;              // in the server's order
   std::vector<std::uint32_t> linked;  // ids, in link order
 };
 
 struct Network {
-  CNetPref preferences;
+  Preferences preferences;
   std::vector<ServerView> servers;  // in the order in which they were added
 
   std::size_t ApCount() const;

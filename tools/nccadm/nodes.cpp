@@ -47,19 +47,22 @@ Reference ParseReference(const std::string& text) {
   return {std::nullopt, name.bytes};
 }
 
-std::list<CNNEntry> Candidates(CNCCNet& net, Kinds kinds) {
-  std::list<CNNEntry> all;
-  std::list<CNNEntry> aps;
-  if (kinds != Kinds::kAps) net.GetListServer(all);
-  if (kinds != Kinds::kServers) net.GetListAP(aps);
-  all.splice(all.end(), aps);
-  return all;
+std::vector<Node> Candidates(CNCCNet& net, Kinds kinds) {
+  switch (kinds) {
+    case Kinds::kServers:
+      return ListServers(net);
+    case Kinds::kAps:
+      return ListAps(net);
+    case Kinds::kBoth:
+      return ListServersAndAps(net);
+  }
+  return {};
 }
 
-Failure Unknown(const std::string& text, Kinds kinds, const std::list<CNNEntry>& candidates) {
+Failure Unknown(const std::string& text, Kinds kinds, const std::vector<Node>& candidates) {
   std::vector<std::string> names;
   names.reserve(candidates.size());
-  for (const CNNEntry& node : candidates) names.push_back(node.name);
+  for (const Node& node : candidates) names.push_back(node.name);
   const std::string closest = ClosestMatch(BytesFromUtf8(text).value_or(text), names);
   const std::string list = kinds == Kinds::kServers ? "server list" : "ap list";
   return Failure(fmt::format("there is no {} named \"{}\"", Word(kinds), text),
@@ -67,35 +70,35 @@ Failure Unknown(const std::string& text, Kinds kinds, const std::list<CNNEntry>&
                                  : fmt::format("Did you mean \"{}\"?", PrintableName(closest)));
 }
 
-Failure Ambiguous(CNCCNet& net, const std::string& text, const std::vector<CNNEntry>& found) {
+Failure Ambiguous(CNCCNet& net, const std::string& text, const std::vector<Node>& found) {
   std::vector<std::string> ids;
-  for (const CNNEntry& node : found) {
-    ids.push_back(node.type == kTypeServer ? fmt::format("id:{} (a server)", node.id)
-                                           : fmt::format("id:{} (AP at \"{}\")", node.id,
-                                                         PrintableName(ServerNameOf(net, node))));
+  for (const Node& node : found) {
+    ids.push_back(node.is_server ? fmt::format("id:{} (a server)", node.id)
+                                 : fmt::format("id:{} (AP at \"{}\")", node.id,
+                                               PrintableName(ServerNameOf(net, node))));
   }
   return Failure(fmt::format("{} objects are named \"{}\"", found.size(), text),
                  fmt::format("Give the id of the one that is meant: {}.", fmt::join(ids, ", ")));
 }
 
-bool HasKind(const CNNEntry& node, Kinds kinds) {
-  return node.type == kTypeServer ? kinds != Kinds::kAps : kinds != Kinds::kServers;
+bool HasKind(const Node& node, Kinds kinds) {
+  return node.is_server ? kinds != Kinds::kAps : kinds != Kinds::kServers;
 }
 
-CNNEntry Find(Session& session, const std::string& text, Kinds kinds) {
+Node Find(Session& session, const std::string& text, Kinds kinds) {
   const Reference reference = ParseReference(text);
   CNCCNet& net = session.Net();
   if (reference.id) {
-    CNNEntry node;
-    if (!net.GetNNInfo(*reference.id, node) || !HasKind(node, kinds)) {
+    const auto node = NodeById(net, *reference.id);
+    if (!node || !HasKind(*node, kinds)) {
       throw Failure(fmt::format("no {} has the id {}", Word(kinds), *reference.id));
     }
-    return node;
+    return *node;
   }
   const std::string wanted = FoldName(reference.name);
-  const std::list<CNNEntry> candidates = Candidates(net, kinds);
-  std::vector<CNNEntry> found;
-  for (const CNNEntry& node : candidates) {
+  const std::vector<Node> candidates = Candidates(net, kinds);
+  std::vector<Node> found;
+  for (const Node& node : candidates) {
     if (FoldName(node.name) == wanted) found.push_back(node);
   }
   if (found.empty()) throw Unknown(text, kinds, candidates);
@@ -105,15 +108,15 @@ CNNEntry Find(Session& session, const std::string& text, Kinds kinds) {
 
 }  // namespace
 
-CNNEntry FindServer(Session& session, const std::string& reference) {
+Node FindServer(Session& session, const std::string& reference) {
   return Find(session, reference, Kinds::kServers);
 }
 
-CNNEntry FindAp(Session& session, const std::string& reference) {
+Node FindAp(Session& session, const std::string& reference) {
   return Find(session, reference, Kinds::kAps);
 }
 
-CNNEntry FindNode(Session& session, const std::string& reference) {
+Node FindNode(Session& session, const std::string& reference) {
   return Find(session, reference, Kinds::kBoth);
 }
 
@@ -123,23 +126,22 @@ std::string RequireName(const std::string& utf8) {
   return std::move(name.bytes);
 }
 
-std::string ServerNameOf(CNCCNet& net, const CNNEntry& ap) {
-  CNNEntry server;
-  return net.GetServerInfo(ap.server_id, server) ? server.name : std::string();
+std::string ServerNameOf(CNCCNet& net, const Node& ap) {
+  const auto server = NodeById(net, ap.server_id);
+  return server ? server->name : std::string();
 }
 
-void RenameAside(Session& session, const CNNEntry& node) {
+void RenameAside(Session& session, const Node& node) {
   CNCCNet& net = session.Net();
-  const bool server = node.type == kTypeServer;
   std::string aside = fmt::format("\x01{}", node.id);
-  while (server ? net.CheckServerName(aside.c_str()) : net.CheckAPName(aside.c_str()))
+  while (node.is_server ? net.CheckServerName(aside.c_str()) : net.CheckAPName(aside.c_str()))
     aside += '\x01';
-  const bool done =
-      server ? net.ModifyServer(node.id, aside.c_str()) : net.ModifyAP(node.id, aside.c_str());
+  const bool done = node.is_server ? net.ModifyServer(node.id, aside.c_str())
+                                   : net.ModifyAP(node.id, aside.c_str());
   if (!done) throw session.Refusal(fmt::format("{} cannot be renamed", Quoted(node)));
 }
 
-std::string Quoted(const CNNEntry& node) { return fmt::format("\"{}\"", PrintableName(node.name)); }
+std::string Quoted(const Node& node) { return fmt::format("\"{}\"", PrintableName(node.name)); }
 
 std::string AddressOf(CNCCNet& net, std::uint32_t id) {
   std::string buffer(32, '\0');
@@ -148,32 +150,22 @@ std::string AddressOf(CNCCNet& net, std::uint32_t id) {
 
 NodeWriter::NodeWriter(Session& session) : session_(session), net_(session.Net()) {}
 
-const char* NodeWriter::KindOf(const CNNEntry& node) {
-  return node.type == kTypeServer ? "server" : "ap";
-}
+const char* NodeWriter::KindOf(const Node& node) { return node.is_server ? "server" : "ap"; }
 
 const std::string& NodeWriter::ServerName(std::uint32_t id) {
   if (server_names_.empty()) {
-    std::list<CNNEntry> servers;
-    net_.GetListServer(servers);
-    for (const CNNEntry& server : servers) {
+    for (const Node& server : ListServers(net_)) {
       server_names_.emplace(server.id, Utf8FromBytes(server.name));
     }
   }
   return server_names_[id];
 }
 
-std::vector<CNNEntry> NodeWriter::LinksOf(const CNNEntry& server) {
-  std::list<CNNEntry> linked;
-  net_.GetListLinkedSrv(server.id, linked);
-  return {linked.begin(), linked.end()};
-}
-
-std::string NodeWriter::ApplicationsOf(const CNNEntry& node) {
+std::string NodeWriter::ApplicationsOf(const Node& node) {
   return fmt::format("{}", fmt::join(session_.Apps().Describe(node.flags), ","));
 }
 
-Json NodeWriter::Describe(const CNNEntry& node) {
+Json NodeWriter::Describe(const Node& node) {
   Json json = {{"kind", KindOf(node)},
                {"id", node.id},
                {"address", AddressOf(net_, node.id)},
@@ -182,14 +174,14 @@ Json NodeWriter::Describe(const CNNEntry& node) {
                {"applications", session_.Apps().Describe(node.flags)},
                {"mask", node.flags},
                {"settings", node.settings}};
-  if (node.type != kTypeServer) {
+  if (!node.is_server) {
     json["server"] = {{"id", node.server_id}, {"name", ServerName(node.server_id)}};
     return json;
   }
   json["value"] = node.value;
   json["aps"] = node.ap_count;
   json["links"] = Json::array();
-  for (const CNNEntry& linked : LinksOf(node)) {
+  for (const Node& linked : ListLinked(net_, node.id)) {
     json["links"].push_back({{"id", linked.id}, {"name", Utf8FromBytes(linked.name)}});
   }
   return json;
@@ -199,10 +191,10 @@ std::vector<std::string> NodeWriter::ServerHeading() {
   return {"ID", "ADDRESS", "NAME", "VALUE", "APS", "LINKS", "APPLICATIONS"};
 }
 
-std::vector<std::string> NodeWriter::ServerRow(const CNNEntry& server) {
+std::vector<std::string> NodeWriter::ServerRow(const Node& server) {
   return {fmt::format("id:{}", server.id), AddressOf(net_, server.id),
           PrintableName(server.name),      std::to_string(server.value),
-          std::to_string(server.ap_count), std::to_string(LinksOf(server).size()),
+          std::to_string(server.ap_count), std::to_string(ListLinked(net_, server.id).size()),
           ApplicationsOf(server)};
 }
 
@@ -210,44 +202,43 @@ std::vector<std::string> NodeWriter::ApHeading() {
   return {"ID", "ADDRESS", "NAME", "SERVER", "APPLICATIONS"};
 }
 
-std::vector<std::string> NodeWriter::ApRow(const CNNEntry& ap) {
+std::vector<std::string> NodeWriter::ApRow(const Node& ap) {
   return {fmt::format("id:{}", ap.id), AddressOf(net_, ap.id), PrintableName(ap.name),
           Printable(ServerName(ap.server_id)), ApplicationsOf(ap)};
 }
 
-void NodeWriter::Show(const CNNEntry& node) {
+void NodeWriter::Show(const Node& node) {
   Output& out = session_.Out();
   if (out.IsJson()) return out.Document({{KindOf(node), Describe(node)}});
-  const bool is_server = node.type == kTypeServer;
   const auto field = [&out](const char* label, const std::string& text) {
     out.Line(fmt::format("{:<14}{}", label, text));
   };
   field("name", out.Paint(Style::kName, PrintableName(node.name)));
-  field("kind", is_server ? "server" : "AP");
+  field("kind", node.is_server ? "server" : "AP");
   field("id", fmt::format("id:{}", node.id));
   field("address", AddressOf(net_, node.id));
   field("number", std::to_string(node.number));
   field("applications", node.flags == 0 ? "none" : ApplicationsOf(node));
   field("settings", std::to_string(node.settings));
-  if (!is_server) return field("server", Printable(ServerName(node.server_id)));
+  if (!node.is_server) return field("server", Printable(ServerName(node.server_id)));
   field("value", std::to_string(node.value));
   field("APs", std::to_string(node.ap_count));
-  for (const CNNEntry& linked : LinksOf(node)) field("link", PrintableName(linked.name));
+  for (const Node& linked : ListLinked(net_, node.id)) field("link", PrintableName(linked.name));
 }
 
-void NodeWriter::ShowMixed(const std::list<CNNEntry>& nodes, const char* key) {
+void NodeWriter::ShowMixed(const std::vector<Node>& nodes, const char* key) {
   Output& out = session_.Out();
   Json all = Json::array();
   Table table = {{"ID", "ADDRESS", "KIND", "NAME", "SERVER", "APPLICATIONS"}};
-  for (const CNNEntry& node : nodes) {
+  for (const Node& node : nodes) {
     if (out.IsJson()) {
       all.push_back(Describe(node));
       continue;
     }
-    const bool is_server = node.type == kTypeServer;
     table.push_back({fmt::format("id:{}", node.id), AddressOf(net_, node.id),
-                     is_server ? "server" : "AP", PrintableName(node.name),
-                     is_server ? "" : Printable(ServerName(node.server_id)), ApplicationsOf(node)});
+                     node.is_server ? "server" : "AP", PrintableName(node.name),
+                     node.is_server ? "" : Printable(ServerName(node.server_id)),
+                     ApplicationsOf(node)});
   }
   if (out.IsJson()) return out.Document({{key, std::move(all)}});
   if (nodes.empty()) return out.Say("There are no such servers and APs.");

@@ -39,7 +39,7 @@ class Planner {
 
  private:
   struct ApPosition {
-    const CNNEntry* entry;
+    const Node* entry;
     std::size_t server;
     bool unique = true;
   };
@@ -50,7 +50,7 @@ class Planner {
       positions_.emplace(FoldName(server.entry.name), position);
       plan_.servers.push_back(server.entry.id);
       by_id_.emplace(server.entry.id, position);
-      for (const CNNEntry& ap : server.aps) {
+      for (const Node& ap : server.aps) {
         const auto [known, added] = aps_.try_emplace(FoldName(ap.name), ApPosition{&ap, position});
         if (!added) known->second.unique = false;
       }
@@ -71,18 +71,13 @@ class Planner {
   void PlanPreferences() {
     plan_.preferences = network_.preferences;
     const PreferencesDescription& wanted = description_.preferences;
-    // Copies, because references cannot be bound to the fields of a packed record.
-    CNetPref& all = plan_.preferences;
-    auto value_14 = all.value_14;
-    auto value_20 = all.value_20;
-    PlanPreference(wanted.byte_12, all.byte_12);
-    PlanPreference(wanted.node_settings, all.node_settings);
-    PlanPreference(wanted.value_14, value_14);
-    PlanPreference(wanted.byte_18, all.byte_18);
-    PlanPreference(wanted.byte_19, all.byte_19);
-    PlanPreference(wanted.value_20, value_20);
-    all.value_14 = value_14;
-    all.value_20 = value_20;
+    Preferences& planned = plan_.preferences;
+    PlanPreference(wanted.byte_12, planned.byte_12);
+    PlanPreference(wanted.node_settings, planned.node_settings);
+    PlanPreference(wanted.value_14, planned.value_14);
+    PlanPreference(wanted.byte_18, planned.byte_18);
+    PlanPreference(wanted.byte_19, planned.byte_19);
+    PlanPreference(wanted.value_20, planned.value_20);
     if (plan_.preferences_changed != 0) plan_.steps.push_back({Step::Kind::kPreferences});
   }
 
@@ -104,18 +99,18 @@ class Planner {
   }
 
   void PlanKnownServer(const ServerDescription& server, std::size_t position) {
-    const CNNEntry& entry = network_.servers[position].entry;
+    const Node& entry = network_.servers[position].entry;
     if (server.value && *server.value != entry.value) {
       problems_.Add(server.value_place,
                     fmt::format("the value of the server {} is {} and cannot be changed: it is "
                                 "given when a server is added",
-                                Quoted(entry), std::uint16_t{entry.value}));
+                                Quoted(entry), entry.value));
     }
     const bool changed = PlanSettings(server, entry, Step::Kind::kSetServer, position);
     ++(changed ? plan_.server_tally.changed : plan_.server_tally.unchanged);
   }
 
-  bool PlanSettings(const ApDescription& wanted, const CNNEntry& entry, Step::Kind kind,
+  bool PlanSettings(const ApDescription& wanted, const Node& entry, Step::Kind kind,
                     std::size_t server) {
     const std::uint32_t mask = wanted.applications.value_or(entry.flags);
     const std::uint8_t settings = wanted.settings.value_or(entry.settings);
@@ -142,12 +137,12 @@ class Planner {
       ++plan_.ap_tally.added;
       return;
     }
-    const CNNEntry& entry = *known->second.entry;
+    const Node& entry = *known->second.entry;
     if (!known->second.unique) {
       problems_.Add(ap.place,
                     fmt::format("several APs of the database are named {}; rename all but "
                                 "one, for example id:{}",
-                                Quoted(entry), std::uint32_t{entry.id}));
+                                Quoted(entry), entry.id));
       return;
     }
     const bool moved = known->second.server != server;
@@ -231,7 +226,7 @@ class Executor {
     bool done = false;
     switch (step.kind) {
       case Step::Kind::kPreferences:
-        done = SetPreferences();
+        done = SavePreferences();
         break;
       case Step::Kind::kAddServer:
         done = AddServer(step);
@@ -256,8 +251,8 @@ class Executor {
   }
 
  private:
-  bool SetPreferences() {
-    *net_.Preferences() = plan_.preferences;
+  bool SavePreferences() {
+    SetPreferences(net_, plan_.preferences);
     net_.SaveNetInfo();
     return *net_.LastError() == '\0';
   }

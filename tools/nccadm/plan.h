@@ -36,7 +36,7 @@ struct Tally {
 
 struct Plan {
   std::vector<std::uint32_t> servers;  // ids; 0 for one that a step adds
-  CNetPref preferences;                // as they will be
+  Preferences preferences;             // as they will be
   std::vector<Step> steps;
   Tally server_tally;
   Tally ap_tally;
