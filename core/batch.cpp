@@ -1,4 +1,4 @@
-// Batches, backups and the revision: what the library adds to the described operations.
+// Batches, backups, the revision and the text of failures.
 
 #include "core/operation.h"
 #include "platform/paths.h"

@@ -14,7 +14,7 @@
 
 namespace ncc {
 
-// Ends an operation with its described result for "no": what was changed before stays, the text
+// Ends an operation with its result for "no": what was changed before stays, the text
 // becomes the last error.
 class Refusal : public std::runtime_error {
  public:

@@ -53,8 +53,7 @@ class NCC_API CNCCNet {
   CNCCNet(const CNCCNet&) = delete;
   CNCCNet& operator=(const CNCCNet&) = delete;
 
-  // Lifecycle
-  // ------------------------------------------------------------------------------------------
+  // Lifecycle -----------------------------------------------------------------------------------
 
   /// Replaces the callback and keeps the context.
   /// \return the callback that was set before
@@ -108,8 +107,7 @@ class NCC_API CNCCNet {
   /// The worker pool. Belongs to the object.
   CThreadPool* GetThreadPool();
 
-  // Additions to the described interface
-  // -----------------------------------------------------------------
+  // Batches, failures, copies -------------------------------------------------------------------
 
   /// Makes all operations up to EndBatch one unit, stored together. Holds the object lock until
   /// then. Not nestable.
@@ -133,8 +131,7 @@ class NCC_API CNCCNet {
   /// open.
   std::uint64_t GetRevision();
 
-  // Addresses and types
-  // ----------------------------------------------------------------------------------
+  // Addresses and types -------------------------------------------------------------------------
 
   /// Writes "%4.4X" of the identifier. `buffer` holds 5 characters or more (9 for identifiers above
   /// 0xFFFF). \return buffer
@@ -154,15 +151,13 @@ class NCC_API CNCCNet {
   unsigned long GetNCC();  ///< GetAP(0x4)
   unsigned long GetKC();   ///< GetAP(0x40)
 
-  // Generation stop
-  // --------------------------------------------------------------------------------------
+  // Generation stop -----------------------------------------------------------------------------
 
   /// Asks a running generation to stop; stays in force until UnLockGen. Takes no lock.
   void LockGen();
   void UnLockGen();
 
-  // Servers
-  // ----------------------------------------------------------------------------------------------
+  // Servers -------------------------------------------------------------------------------------
 
   /// Adds a server with the next identifier and the next server ordinal.
   /// \return its identifier; 0 when the name is taken by a server or refused, with both counters
@@ -207,8 +202,7 @@ class NCC_API CNCCNet {
   /// Whether a server of this name exists.
   bool CheckServerName(const char* name);
 
-  // Subscriber points
-  // ------------------------------------------------------------------------------------
+  // Subscriber points ---------------------------------------------------------------------------
 
   /// Adds an AP under a server. The name is not tested for being taken (ask CheckAPName). Its
   /// ordinal is the server's number of APs after it was added, so an ordinal can repeat after a
@@ -261,8 +255,7 @@ class NCC_API CNCCNet {
   bool GetNN(unsigned long id, TDBObjId& result);
   bool GetNNInfo(unsigned long id, CNNEntry& entry);
 
-  // Applications
-  // -----------------------------------------------------------------------------------------
+  // Applications --------------------------------------------------------------------------------
 
   /// Sets a node's flags to `mask` and its settings byte to `value`. RegAPP finds servers as well
   /// as APs.
@@ -282,8 +275,7 @@ class NCC_API CNCCNet {
   int GetListApInApps(unsigned int mask, std::list<CNNEntry>& list);
   int GetListApInApps1(unsigned int mask, std::list<CNNEntry>& list);
 
-  // Users
-  // ----------------------------------------------------------------------------------------------
+  // Users ---------------------------------------------------------------------------------------
 
   /// Creates a user; the name is not tested for being taken (ask CheckABName). The two-argument
   /// form gives the identifier of its folder. \return its identifier; 0 when the name is refused
@@ -328,8 +320,7 @@ class NCC_API CNCCNet {
   /// Takes all users out of a Dep.
   void DeleteAllAb(unsigned long dep);
 
-  // Deps
-  // ---------------------------------------------------------------------------------------------
+  // Deps ----------------------------------------------------------------------------------------
 
   /// As CreateAB, for a Dep that is in no node group.
   unsigned long CreateDep(const char* name, TDBObjId& result);
@@ -370,8 +361,7 @@ class NCC_API CNCCNet {
   /// Whether a Dep of this name exists.
   bool CheckDepName(const char* name);
 
-  // Node groups
-  // ------------------------------------------------------------------------------------------
+  // Node groups ---------------------------------------------------------------------------------
 
   /// As CreateAB, for a node group with the next ordinal.
   unsigned long CreateNGrp(const char* name, TDBObjId& result);
@@ -410,8 +400,7 @@ class NCC_API CNCCNet {
   unsigned long GetListNGrpFromNN(unsigned long node, std::list<CNGrpEntry>& list);
   unsigned long GetListNGrpFromDep(unsigned long dep, std::list<CNGrpEntry>& list);
 
-  // Collectives
-  // ------------------------------------------------------------------------------------------
+  // Collectives ---------------------------------------------------------------------------------
 
   /// The user's primary collective; (0, 0) when there is none.
   CColId GetPrimaryCol(const char* user);
@@ -440,8 +429,7 @@ class NCC_API CNCCNet {
   unsigned long GetListColAb(unsigned long user, std::list<CCol>& list);
   unsigned long GetListColAb(unsigned long user, unsigned long dep, std::list<CCol>& list);
 
-  // Loose objects
-  // ----------------------------------------------------------------------------------------
+  // Loose objects -------------------------------------------------------------------------------
 
   // Each appends what it finds to the lists that are not null, in the order of the database.
   // \return 0
@@ -459,8 +447,7 @@ class NCC_API CNCCNet {
   /// Deps without users; in no node group.
   int CheckAnomaliesDep(std::list<CDepEntry>* no_user, std::list<CDepEntry>* in_no_group);
 
-  // Output
-  // -----------------------------------------------------------------------------------------------
+  // Output --------------------------------------------------------------------------------------
 
   /// Writes the node name file "NODENAME.DOC" into `folder`, which ends in a separator.
   /// \return false only when the file cannot be written

@@ -37,8 +37,7 @@ TRef<CHDBRecord> CHDBase::RecordRef(std::uint32_t number) const {
   return {object, &object->record};
 }
 
-// Definitions
-// --------------------------------------------------------------------------------------------
+// Definitions -----------------------------------------------------------------------------------
 
 void CHDBase::AddDefinition(CHDBDefinition definition) {
   definition.name = manager_.VarMap().Expand(definition.name);
@@ -65,8 +64,7 @@ std::uint32_t CHDBase::FolderSpcCreate(const std::string& name, std::uint32_t nu
   return number;
 }
 
-// Indexes
-// ------------------------------------------------------------------------------------------------
+// Indexes ---------------------------------------------------------------------------------------
 
 const ncc::IdSet& CHDBase::RecSelect(std::uint32_t type) const {
   static const ncc::IdSet kNone;
@@ -137,8 +135,7 @@ void CHDBase::RemoveParent(std::uint32_t child, const CHDBFolder& parent) {
   parents.erase(std::lower_bound(parents.begin(), parents.end(), parent.number_));
 }
 
-// Rows
-// -----------------------------------------------------------------------------------------------
+// Rows ------------------------------------------------------------------------------------------
 
 void CHDBase::TouchObject(const CHDBRecord& record) {
   const RowKey key{RowKind::kObject, record.number_};
@@ -172,8 +169,7 @@ std::optional<Row> CHDBase::EncodeRow(const RowKey& key) const {
   return encode(object->record.lists_[key.list - 1U]);
 }
 
-// Units of work
-// ------------------------------------------------------------------------------------------
+// Units of work ---------------------------------------------------------------------------------
 
 void CHDBase::CheckUsable() const {
   if (!broken_) return;
@@ -238,8 +234,7 @@ void CHDBase::Reload() noexcept {
   }
 }
 
-// Loading
-// ------------------------------------------------------------------------------------------------
+// Loading ---------------------------------------------------------------------------------------
 
 void CHDBase::Load() {
   revision_ = engine_->Load([this](Row&& row) { LoadRow(std::move(row)); });

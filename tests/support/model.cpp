@@ -4,17 +4,11 @@
 
 #include <algorithm>
 
-namespace {
-
-std::string Fold(std::string text) {
-  for (char& c : text) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return text;
+bool SameName(const std::string& a, const std::string& b) {
+  const auto fold = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
+  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                    [&](char x, char y) { return fold(x) == fold(y); });
 }
-
-bool Same(const std::string& a, const std::string& b) { return Fold(a) == Fold(b); }
-bool Fits(const std::string& name) { return name.size() <= 51; }
 
 std::string LittleEndian(std::uint32_t value, int bytes) {
   std::string text;
@@ -22,29 +16,17 @@ std::string LittleEndian(std::uint32_t value, int bytes) {
   return text;
 }
 
-template <class List>
-auto* FindId(List& list, unsigned long id) {
-  const auto at = std::find_if(list.begin(), list.end(), [&](auto& e) { return e.id == id; });
-  return at != list.end() ? &*at : nullptr;
+std::string Model::Object::Head() const {
+  return name_field + LittleEndian(id, 4) + LittleEndian(type, 1);
 }
 
-template <class List>
-auto* FindName(List& list, const std::string& name) {
-  const auto at =
-      std::find_if(list.begin(), list.end(), [&](auto& e) { return Same(e.Name(), name); });
-  return at != list.end() ? &*at : nullptr;
+void Model::Object::Rename(const std::string& name) {
+  name_field.replace(0, name.size() + 1, name.c_str(), name.size() + 1);
 }
-
-}  // namespace
 
 std::string Model::Node::Image() const {
-  return name_field + LittleEndian(id, 4) + LittleEndian(type, 1) + LittleEndian(number, 4) +
-         LittleEndian(flags, 4) + LittleEndian(attribute, 1) + LittleEndian(ap_count, 4) +
+  return Head() + LittleEndian(number, 4) + LittleEndian(flags, 4) + LittleEndian(attribute, 1) + LittleEndian(ap_count, 4) +
          LittleEndian(server_id, 4) + LittleEndian(settings, 1) + LittleEndian(value, 2);
-}
-
-void Model::Node::Rename(const std::string& name) {
-  name_field.replace(0, name.size() + 1, name.c_str(), name.size() + 1);
 }
 
 std::string Model::Describe() const {
@@ -54,31 +36,24 @@ std::string Model::Describe() const {
   for (const Server& server : servers_) {
     const unsigned long found = copy.FindServer(server.Name())->id;
     text += DescribeNode(server.Image(), found, server.type, 0);
-    text += DescribeList(" links", server.links);
+    text += DescribeList(" links", server.links) + DescribeList(" groups", server.groups);
     for (const Node& ap : server.aps) {
       const unsigned long first = copy.FindAP(ap.Name())->id;
       text += " ap " + DescribeNode(ap.Image(), first, ap.type, server.id);
+      text += DescribeList("  groups", ap.groups);
       all.push_back(ap.id);
     }
   }
   std::sort(all.begin(), all.end());
-  return text + DescribeList("all aps", all);
-}
-
-Model::Node Model::NewNode(const std::string& name, std::uint8_t type, std::uint32_t flags) {
-  Node node;
-  node.name_field.resize(52);
-  node.Rename(name);
-  node.id = preferences_.next_id++;
-  node.type = type;
-  node.flags = flags;
-  node.settings = preferences_.node_settings;
-  return node;
+  text += DescribeList("all aps", all);
+  return text + DescribeUsers() + DescribeDeps() + DescribeLoose();
 }
 
 unsigned long Model::AddServer(const std::string& name, std::uint32_t flags, std::uint16_t value) {
   if (!Fits(name) || FindServer(name) != nullptr) return 0;
-  Server server{NewNode(name, kTypeServer, flags), {}, {}};
+  Server server = NewObject<Server>(name, kTypeServer);
+  server.flags = flags;
+  server.settings = preferences_.node_settings;
   server.number = ++preferences_.server_counter;
   server.attribute = 1;
   server.value = value;
@@ -89,6 +64,8 @@ unsigned long Model::AddServer(const std::string& name, std::uint32_t flags, std
 bool Model::DeleteServer(Server* server) {
   if (server == nullptr) return false;
   for (Server& other : servers_) std::erase(other.links, server->id);
+  for (const Node& ap : server->aps) ForgetNode(ap);
+  ForgetNode(*server);
   servers_.remove_if([&](const Server& each) { return &each == server; });
   return true;
 }
@@ -116,7 +93,9 @@ bool Model::Unlink(Server* one, Server* other) {
 
 unsigned long Model::AddAP(Server* server, const std::string& name, std::uint32_t flags) {
   if (server == nullptr || !Fits(name)) return 0;
-  Node ap = NewNode(name, kTypeAP, flags);
+  Node ap = NewObject<Node>(name, kTypeAP);
+  ap.flags = flags;
+  ap.settings = preferences_.node_settings;
   ap.number = ++server->ap_count;
   ap.server_id = server->id;
   server->aps.push_back(ap);
@@ -142,8 +121,9 @@ bool Model::ChangeSrv(Node* ap, Server* server) {
 }
 
 bool Model::DeleteAP(Server* server, const std::string& name) {
-  Node* const ap = server != nullptr ? FindName(server->aps, name) : nullptr;
+  Node* const ap = server != nullptr ? FindIn(server->aps, name) : nullptr;
   if (ap == nullptr) return false;
+  ForgetNode(*ap);
   server->aps.remove_if([&](const Node& each) { return &each == ap; });
   --server->ap_count;
   return true;
@@ -156,19 +136,19 @@ bool Model::Register(Node* node, std::uint32_t flags, std::uint8_t settings) {
   return true;
 }
 
-Model::Server* Model::FindServer(const std::string& name) { return FindName(servers_, name); }
-Model::Server* Model::FindServer(unsigned long id) { return FindId(servers_, id); }
+Model::Server* Model::FindServer(const std::string& name) { return FindIn(servers_, name); }
+Model::Server* Model::FindServer(unsigned long id) { return FindIn(servers_, id); }
 
 Model::Node* Model::FindAP(const std::string& name) {
   for (Server& server : servers_) {
-    if (Node* const ap = FindName(server.aps, name)) return ap;
+    if (Node* const ap = FindIn(server.aps, name)) return ap;
   }
   return nullptr;
 }
 
 Model::Node* Model::FindAP(unsigned long id) {
   for (Server& server : servers_) {
-    if (Node* const ap = FindId(server.aps, id)) return ap;
+    if (Node* const ap = FindIn(server.aps, id)) return ap;
   }
   return nullptr;
 }
