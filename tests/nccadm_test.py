@@ -1,5 +1,6 @@
 """Drives nccadm as a process. Usage: nccadm_test.py NCCADM"""
 
+import fcntl
 import json
 import os
 import pty
@@ -323,15 +324,11 @@ class ProcessTest(ToolTest):
         self.assertEqual(error["error"]["hint"], 'Did you mean "North"?')
 
     def test_a_second_process_is_told_that_the_database_is_in_use(self):
-        holder = subprocess.Popen([TOOL, "apply", "-"], env=self.environment(),
-                                  stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
-                                  stderr=subprocess.DEVNULL)
-        deadline = time.monotonic() + 20
-        while self.run_tool("info")[0] == 0 and time.monotonic() < deadline:
-            time.sleep(0.02)
-        self.refused("backup", self.path("copy.db"), code=6, says="in use")
-        holder.communicate(CITY.encode(), timeout=20)
-        self.assertEqual(holder.returncode, 0)
+        self.apply_city()
+        with open(self.db + ".lock", "rb") as lock:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            for arguments in (["info"], ["backup", self.path("copy.db")], ["apply", "-"]):
+                self.refused(*arguments, code=6, says="in use")
         self.assertEqual(self.json("info")["objects"]["aps"], 3)
 
     def test_files_are_written_whole_and_replaced_only_when_asked(self):
@@ -378,8 +375,9 @@ class ProcessTest(ToolTest):
             process.send_signal(signal.SIGINT)
             code = process.wait(timeout=60)
             self.assertIn(code, (0, 130, -signal.SIGINT))
-            self.assertEqual(self.json("info")["objects"]["aps"], 20000 if code == 0 else 0)
-            if code == 0:
+            aps = self.json("info")["objects"]["aps"]
+            self.assertIn(aps, (20000,) if code == 0 else (0, 20000))
+            if aps != 0:
                 break
 
     def on_terminal(self, *arguments, answer="", extra=None):

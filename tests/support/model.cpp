@@ -1,9 +1,5 @@
 #include "model.h"
 
-#include "network.h"
-
-#include <algorithm>
-
 bool SameName(const std::string& a, const std::string& b) {
   const auto fold = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; };
   return std::equal(a.begin(), a.end(), b.begin(), b.end(),
@@ -27,26 +23,6 @@ void Model::Object::Rename(const std::string& name) {
 std::string Model::Node::Image() const {
   return Head() + LittleEndian(number, 4) + LittleEndian(flags, 4) + LittleEndian(attribute, 1) + LittleEndian(ap_count, 4) +
          LittleEndian(server_id, 4) + LittleEndian(settings, 1) + LittleEndian(value, 2);
-}
-
-std::string Model::Describe() const {
-  Model copy = *this;  // look-ups give pointers that may be written through
-  std::string text = DescribePreferences(preferences_);
-  std::vector<unsigned long> all;
-  for (const Server& server : servers_) {
-    const unsigned long found = copy.FindServer(server.Name())->id;
-    text += DescribeNode(server.Image(), found, server.type, 0);
-    text += DescribeList(" links", server.links) + DescribeList(" groups", server.groups);
-    for (const Node& ap : server.aps) {
-      const unsigned long first = copy.FindAP(ap.Name())->id;
-      text += " ap " + DescribeNode(ap.Image(), first, ap.type, server.id);
-      text += DescribeList("  groups", ap.groups);
-      all.push_back(ap.id);
-    }
-  }
-  std::sort(all.begin(), all.end());
-  text += DescribeList("all aps", all);
-  return text + DescribeUsers() + DescribeDeps() + DescribeLoose();
 }
 
 unsigned long Model::AddServer(const std::string& name, std::uint32_t flags, std::uint16_t value) {

@@ -137,10 +137,11 @@ class Model {
   void ForgetNode(const Node& node);
   void ForgetItems(const Object& object);
   void EndMemberships(const Dep& dep);
-  std::string DescribeUsers() const;
-  std::string DescribeDeps() const;
-  std::string DescribeLoose() const;
-  Numbers PossibleOf(const User& user) const;
+  bool LinkDeps(const std::string& one_name, const std::string& other_name, Dep* one, Dep* other);
+  std::string DescribeUsers();
+  std::string DescribeDeps();
+  std::string DescribeLoose();
+  Numbers PossibleOf(const User& user);
 
   CNetPref preferences_;
   std::list<Server> servers_;

@@ -164,12 +164,6 @@ void ExpectEverythingRefused(CNCCNet& net, const std::string& when) {
   EXPECT_STRNE(net.LastError(), "") << when;
 }
 
-std::vector<unsigned long> Ids(const std::list<CNNEntry>& list) {
-  std::vector<unsigned long> ids;
-  for (const CNNEntry& entry : list) ids.push_back(entry.id);
-  return ids;
-}
-
 std::vector<unsigned long> ServerIds(CNCCNet& net) {
   std::list<CNNEntry> list;
   const unsigned long size = net.GetListServer(list);
