@@ -1,5 +1,7 @@
 #include "network.h"
 
+#include "net_access.h"
+
 #include <cstring>
 
 namespace {
@@ -18,6 +20,81 @@ std::string Hex(const std::string& bytes) {
 template <class Result>
 unsigned long Number(Result result) {
   return static_cast<unsigned long>(result);
+}
+
+template <class Entry>
+std::string Bytes(const Entry& entry) {
+  return {reinterpret_cast<const char*>(&entry), sizeof entry};
+}
+
+// A line for a user, a Dep or a node group.
+template <class Entry>
+std::string DescribeEntry(CNCCNet& net, const Entry& entry,
+                          bool (CNCCNet::*find)(const char*, TDBObjId&)) {
+  TDBObjId found;
+  (net.*find)(entry.name, found);
+  return DescribeNode(Bytes(entry), found.number, net.GetType(entry.id), 0);
+}
+
+std::string DescribeUsers(CNCCNet& net) {
+  std::string text;
+  std::list<CABEntry> users;
+  net.GetListAB(users);
+  for (const CABEntry& user : users) {
+    text += DescribeEntry(net, user, &CNCCNet::GetAB);
+    text += DescribeList(" memberships", Memberships(net, user.id));
+    text += DescribeList(" possible", PossibleMemberships(net, user.id));
+  }
+  return text;
+}
+
+std::string DescribeDeps(CNCCNet& net) {
+  std::string text;
+  std::list<CDepEntry> deps;
+  net.GetListDep(deps);
+  for (const CDepEntry& dep : deps) {
+    text += DescribeEntry(net, dep, &CNCCNet::GetDep);
+    text += DescribeList(" users", UserIds(net, dep.id));
+    text += DescribeList(" Deps", LinkedDepIds(net, dep.id));
+    text += DescribeList(" groups", GroupsOfDep(net, dep.id)) + Items(net, dep.id);
+  }
+  return text;
+}
+
+std::string DescribeGroups(CNCCNet& net) {
+  std::string text;
+  std::list<CNGrpEntry> groups;
+  net.GetListNGrp(groups);
+  for (const CNGrpEntry& group : groups) {
+    text += DescribeEntry(net, group, &CNCCNet::GetNGrp);
+    text += DescribeList(" nodes", NodesOfGroup(net, group.id));
+    text += DescribeList(" Deps", DepsOfGroup(net, group.id));
+  }
+  return text;
+}
+
+std::string DescribeLoose(CNCCNet& net) {
+  std::list<CABEntry> users[3];
+  std::list<CNNEntry> servers[3], aps[2], all_aps;
+  std::list<CNGrpEntry> groups[2];
+  std::list<CDepEntry> deps[2], free_deps;
+  net.CheckAnomaliesAB(&users[0], &users[1], &users[2]);
+  net.CheckAnomaliesSrv(&servers[0], &servers[1], &servers[2]);
+  net.ChechAnomaliesAP(&aps[0], &aps[1]);
+  net.CheckAnomaliesNGrp(&groups[0], &groups[1]);
+  net.CheckAnomaliesDep(&deps[0], &deps[1]);
+  net.GetListAP(all_aps);
+  net.GetListDepFree(free_deps);
+  std::string text = DescribeList("loose", Ids(all_aps));
+  const auto append = [&](const auto& lists) {
+    for (const auto& list : lists) text += DescribeList("loose", Ids(list));
+  };
+  append(users);
+  append(servers);
+  append(aps);
+  append(groups);
+  append(deps);
+  return text + DescribeList("loose", Ids(free_deps));
 }
 
 std::string DescribeStored(CNCCNet& net, const CNNEntry& node) {
@@ -46,18 +123,26 @@ std::string DescribeList(const char* title, const std::vector<unsigned long>& id
   return text + "\n";
 }
 
+std::string DescribeItem(std::uint8_t kind, const TDBObjId& object, const std::string& name) {
+  return " item " + std::to_string(kind) + " of " + std::to_string(object.space) + " " +
+         std::to_string(object.number) + " " + name + "\n";
+}
+
 std::string Describe(CNCCNet& net) {
   std::string text = DescribePreferences(*net.Preferences());
   std::list<CNNEntry> servers;
   std::list<CNNEntry> aps;
   net.GetListServer(servers);
   for (const CNNEntry& server : servers) {
-    text += DescribeStored(net, server) + DescribeList(" links", LinkIds(net, server.id));
+    text += DescribeStored(net, server) + DescribeList(" links", LinkIds(net, server.id)) +
+            DescribeList(" groups", GroupsOfNode(net, server.id));
     net.GetListAP(server.id, aps);
-    for (const CNNEntry& ap : aps) text += " ap " + DescribeStored(net, ap);
+    for (const CNNEntry& ap : aps) {
+      text += " ap " + DescribeStored(net, ap);
+      text += DescribeList("  groups", GroupsOfNode(net, ap.id));
+    }
   }
-  net.GetListAP(aps);
-  return text + DescribeList("all aps", Ids(aps));
+  return text + DescribeUsers(net) + DescribeDeps(net) + DescribeGroups(net) + DescribeLoose(net);
 }
 
 void BuildSample(CNCCNet& net) {
@@ -92,6 +177,10 @@ const std::vector<Operation>& SampleChanges() {
       {"DeleteAP id", [](CNCCNet& net) { return Number(net.DeleteAP(1, "a1")); }},
       {"RegAPP", [](CNCCNet& net) { return Number(net.RegAPP(4, 0x40, 9)); }},
       {"RegSrv", [](CNCCNet& net) { return Number(net.RegSrv(1, 0x40, 9)); }},
+      {"CreateAB", [](CNCCNet& net) { return net.CreateAB("u"); }},
+      {"CreateDep", [](CNCCNet& net) { return net.CreateDep("d"); }},
+      {"CreateNGrp", [](CNCCNet& net) { return net.CreateNGrp("g"); }},
+      {"LinkABToDep", [](CNCCNet& net) { return Number(net.LinkABToDep("d", "u", true)); }},
       {"batch",
        [](CNCCNet& net) {
          if (!net.BeginBatch()) return 0UL;
@@ -165,24 +254,68 @@ void ExpectEverythingRefused(CNCCNet& net, const std::string& when) {
 }
 
 std::vector<unsigned long> ServerIds(CNCCNet& net) {
-  std::list<CNNEntry> list;
-  const unsigned long size = net.GetListServer(list);
-  EXPECT_EQ(size, list.size());
-  return Ids(list);
+  return Ids(Filled<CNNEntry>([&](auto& list) { return net.GetListServer(list); }));
 }
 
 std::vector<unsigned long> ApIds(CNCCNet& net, unsigned long server) {
-  std::list<CNNEntry> list;
-  const unsigned long size = net.GetListAP(server, list);
-  EXPECT_EQ(size, list.size());
-  return Ids(list);
+  return Ids(Filled<CNNEntry>([&](auto& list) { return net.GetListAP(server, list); }));
 }
 
 std::vector<unsigned long> LinkIds(CNCCNet& net, unsigned long server) {
-  std::list<CNNEntry> list;
-  const unsigned long size = net.GetListLinkedSrv(server, list);
-  EXPECT_EQ(size, list.size());
-  return Ids(list);
+  return Ids(Filled<CNNEntry>([&](auto& list) { return net.GetListLinkedSrv(server, list); }));
+}
+
+std::vector<unsigned long> UserIds(CNCCNet& net, unsigned long dep) {
+  return Ids(Filled<CABEntry>([&](auto& list) { return net.GetListAB(dep, list); }));
+}
+
+std::vector<unsigned long> LinkedDepIds(CNCCNet& net, unsigned long dep) {
+  return Ids(Filled<CDepEntry>([&](auto& list) { return net.GetListLinkedDep(dep, list); }));
+}
+
+std::vector<unsigned long> GroupsOfDep(CNCCNet& net, unsigned long dep) {
+  return Ids(Filled<CNGrpEntry>([&](auto& list) { return net.GetListNGrpFromDep(dep, list); }));
+}
+
+std::vector<unsigned long> GroupsOfNode(CNCCNet& net, unsigned long node) {
+  return Ids(Filled<CNGrpEntry>([&](auto& list) { return net.GetListNGrpFromNN(node, list); }));
+}
+
+std::vector<unsigned long> NodesOfGroup(CNCCNet& net, unsigned long group) {
+  return Ids(Filled<CNNEntry>([&](auto& list) { return net.GetListNN(group, list); }));
+}
+
+std::vector<unsigned long> DepsOfGroup(CNCCNet& net, unsigned long group) {
+  return Ids(Filled<CDepEntry>([&](auto& list) { return net.GetListDepFromNGrp(group, list); }));
+}
+
+std::vector<unsigned long> Memberships(CNCCNet& net, unsigned long user) {
+  std::vector<unsigned long> numbers;
+  const auto list =
+      Filled<CColAb>([&](auto& filled) { return net.GetListAvailableColAb(user, filled); });
+  for (const CColAb& one : list) {
+    numbers.insert(numbers.end(), {one.id.dep, one.id.node, one.kind});
+  }
+  return numbers;
+}
+
+std::vector<unsigned long> PossibleMemberships(CNCCNet& net, unsigned long user) {
+  std::vector<unsigned long> numbers;
+  const auto list = Filled<CCol>([&](auto& filled) { return net.GetListColAb(user, filled); });
+  for (const CCol& one : list) numbers.insert(numbers.end(), {one.id.dep, one.id.node});
+  return numbers;
+}
+
+std::string Items(CNCCNet& net, unsigned long id) {
+  std::string text;
+  const auto base = NetAccess::HDBase(net);
+  const auto folder =
+      CHDBFolderManager(*base).FolderOpen({ncc::kFolderSpace, static_cast<std::uint32_t>(id)});
+  const auto& entries = folder->Entries();
+  for (auto at = entries.First(); at != ncc::kNoPosition; at = entries.Next(at)) {
+    text += DescribeItem(entries.At(at).Kind(), entries.At(at).Object(), folder->EntryName(at));
+  }
+  return text;
 }
 
 std::string Image(CNCCNet& net, unsigned long id) {

@@ -50,16 +50,28 @@ std::vector<unsigned long> Ids(const std::list<Entry>& list) {
   return ids;
 }
 
-// What a query that fills a list gives: Query(net, &CNCCNet::GetListNN, 5). A failure of the test
-// when its result is not the list's size, or the list keeps what was in it.
-template <class Entry, class Result, class... Parameters, class... Arguments>
-std::list<Entry> Query(CNCCNet& net, Result (CNCCNet::*query)(Parameters..., std::list<Entry>&),
-                       Arguments... arguments) {
+// The list that a query fills. A failure of the test when the query's result is not the list's size
+// or something stays of what was in it.
+template <class Entry, class Fill>
+std::list<Entry> Filled(Fill fill) {
   std::list<Entry> list(2);
-  const auto size = (net.*query)(arguments..., list);
+  const auto size = fill(list);
   EXPECT_EQ(static_cast<std::size_t>(size), list.size());
   return list;
 }
+
+std::vector<unsigned long> UserIds(CNCCNet& net, unsigned long dep);
+std::vector<unsigned long> LinkedDepIds(CNCCNet& net, unsigned long dep);
+std::vector<unsigned long> GroupsOfDep(CNCCNet& net, unsigned long dep);
+std::vector<unsigned long> GroupsOfNode(CNCCNet& net, unsigned long node);
+std::vector<unsigned long> NodesOfGroup(CNCCNet& net, unsigned long group);
+std::vector<unsigned long> DepsOfGroup(CNCCNet& net, unsigned long group);
+// Dep, node and kind of each membership, one behind the other.
+std::vector<unsigned long> Memberships(CNCCNet& net, unsigned long user);
+// Dep and node of what the user could hold.
+std::vector<unsigned long> PossibleMemberships(CNCCNet& net, unsigned long user);
+// The items of an object's folder, as DescribeItem gives them.
+std::string Items(CNCCNet& net, unsigned long id);
 
 // The 77 stored bytes of a node; empty when there is no such node.
 std::string Image(CNCCNet& net, unsigned long id);

@@ -6,64 +6,184 @@ namespace {
 struct Action {
   const char* name;
   int weight;
+  // What the step's id, other id, name and other name mostly belong to: a letter of Model::Objects;
+  // '.' for none.
+  const char* kinds;
   unsigned long (*on_net)(CNCCNet&, const Step&);
   unsigned long (*on_model)(Model&, const Step&);
 };
 
-#define NET(expression) [](CNCCNet& net, const Step& s) -> unsigned long { return expression; }
-#define MODEL(expression) [](Model& model, const Step& s) -> unsigned long { return expression; }
+const char* Arg(const std::string& name) {
+  return name.size() == Step::kNullName ? nullptr : name.c_str();
+}
+
+// For what has no result, or one that is always the same.
+unsigned long Succeeded(CNCCNet& net) { return *net.LastError() == '\0' ? 1 : 0; }
+
+unsigned long LinkDeps(CNCCNet& net, const Step& s) {
+  bool changed = false;
+  if (!net.LinkDepToDep(s.id, s.other_id, &changed)) return 0;
+  return changed ? 2 : 1;
+}
+
+CColId Collective(const Step& s) { return {s.flags, s.byte}; }
+
+#define NET(expression) [](CNCCNet& n, const Step& s) -> unsigned long { return expression; }
+#define MODEL(expression) \
+  [](Model& m, [[maybe_unused]] const Step& s) -> unsigned long { return expression; }
+#define NAME Arg(s.name)
+#define OTHER_NAME Arg(s.other_name)
+#define LIST std::list<CColAb>(s.memberships.begin(), s.memberships.end())
 
 const Action kActions[] = {
-    {"AddServer", 6, NET(net.AddServer(s.name.c_str(), s.flags, s.byte)),
-     MODEL(model.AddServer(s.name, s.flags, s.byte))},
-    {"AddAP id", 14, NET(net.AddAP(s.id, s.name.c_str(), s.flags)),
-     MODEL(model.AddAP(model.FindServer(s.id), s.name, s.flags))},
-    {"AddAP name", 6, NET(net.AddAP(s.name.c_str(), s.other_name.c_str(), s.flags)),
-     MODEL(model.AddAP(model.FindServer(s.name), s.other_name, s.flags))},
-    {"DeleteServer id", 1, NET(net.DeleteServer(s.id)),
-     MODEL(model.DeleteServer(model.FindServer(s.id)))},
-    {"DeleteServer name", 1, NET(net.DeleteServer(s.name.c_str())),
-     MODEL(model.DeleteServer(model.FindServer(s.name)))},
-    {"ModifyServer id", 2, NET(net.ModifyServer(s.id, s.name.c_str())),
-     MODEL(model.ModifyServer(model.FindServer(s.id), s.name))},
-    {"ModifyServer name", 2, NET(net.ModifyServer(s.name.c_str(), s.other_name.c_str())),
-     MODEL(model.ModifyServer(model.FindServer(s.name), s.other_name))},
-    {"LinkSrvToSrv id", 5, NET(net.LinkSrvToSrv(s.id, s.other_id)),
-     MODEL(model.Link(model.FindServer(s.id), model.FindServer(s.other_id)))},
-    {"LinkSrvToSrv name", 5, NET(net.LinkSrvToSrv(s.name.c_str(), s.other_name.c_str())),
-     MODEL(model.Link(model.FindServer(s.name), model.FindServer(s.other_name)))},
-    {"DeleteLink id", 2, NET(net.DeleteLink(s.id, s.other_id)),
-     MODEL(model.Unlink(model.FindServer(s.id), model.FindServer(s.other_id)))},
-    {"DeleteLink name", 2, NET(net.DeleteLink(s.name.c_str(), s.other_name.c_str())),
-     MODEL(model.Unlink(model.FindServer(s.name), model.FindServer(s.other_name)))},
-    {"ModifyAP id", 3, NET(net.ModifyAP(s.id, s.name.c_str())),
-     MODEL(model.ModifyAP(model.FindAP(s.id), s.name))},
-    {"ModifyAP name", 3, NET(net.ModifyAP(s.name.c_str(), s.other_name.c_str())),
-     MODEL(model.ModifyAP(model.FindAP(s.name), s.other_name))},
-    {"ChangeSrv ids", 4, NET(net.ChangeSrv(s.id, s.other_id)),
-     MODEL(model.ChangeSrv(model.FindAP(s.id), model.FindServer(s.other_id)))},
-    {"ChangeSrv name, id", 2, NET(net.ChangeSrv(s.name.c_str(), s.id)),
-     MODEL(model.ChangeSrv(model.FindAP(s.name), model.FindServer(s.id)))},
-    {"ChangeSrv names", 4, NET(net.ChangeSrv(s.name.c_str(), s.other_name.c_str())),
-     MODEL(model.ChangeSrv(model.FindAP(s.name), model.FindServer(s.other_name)))},
-    {"DeleteAP id", 4, NET(net.DeleteAP(s.id, s.name.c_str())),
-     MODEL(model.DeleteAP(model.FindServer(s.id), s.name))},
-    {"DeleteAP names", 2, NET(net.DeleteAP(s.name.c_str(), s.other_name.c_str())),
-     MODEL(model.DeleteAP(model.FindServer(s.name), s.other_name))},
-    {"RegAPP", 4, NET(net.RegAPP(s.id, s.flags, s.byte)),
-     MODEL(model.Register(model.FindNode(s.id), s.flags, s.byte))},
-    {"RegSrv", 2, NET(net.RegSrv(s.id, s.flags, s.byte)),
-     MODEL(model.Register(model.FindServer(s.id), s.flags, s.byte))},
+    {"AddServer", 5, "....", NET(n.AddServer(NAME, s.flags, s.byte)),
+     MODEL(m.AddServer(s.name, s.flags, s.byte))},
+    {"AddAP id", 7, "S...", NET(n.AddAP(s.id, NAME, s.flags)),
+     MODEL(m.AddAP(m.FindServer(s.id), s.name, s.flags))},
+    {"AddAP name", 4, "..S.", NET(n.AddAP(NAME, OTHER_NAME, s.flags)),
+     MODEL(m.AddAP(m.FindServer(s.name), s.other_name, s.flags))},
+    {"DeleteServer id", 1, "S...", NET(n.DeleteServer(s.id)),
+     MODEL(m.DeleteServer(m.FindServer(s.id)))},
+    {"DeleteServer name", 1, "..S.", NET(n.DeleteServer(NAME)),
+     MODEL(m.DeleteServer(m.FindServer(s.name)))},
+    {"ModifyServer id", 2, "S...", NET(n.ModifyServer(s.id, NAME)),
+     MODEL(m.ModifyServer(m.FindServer(s.id), s.name))},
+    {"ModifyServer name", 2, "..S.", NET(n.ModifyServer(NAME, OTHER_NAME)),
+     MODEL(m.ModifyServer(m.FindServer(s.name), s.other_name))},
+    {"LinkSrvToSrv id", 4, "SS..", NET(n.LinkSrvToSrv(s.id, s.other_id)),
+     MODEL(m.Link(m.FindServer(s.id), m.FindServer(s.other_id)))},
+    {"LinkSrvToSrv name", 4, "..SS", NET(n.LinkSrvToSrv(NAME, OTHER_NAME)),
+     MODEL(m.Link(m.FindServer(s.name), m.FindServer(s.other_name)))},
+    {"DeleteLink id", 2, "SS..", NET(n.DeleteLink(s.id, s.other_id)),
+     MODEL(m.Unlink(m.FindServer(s.id), m.FindServer(s.other_id)))},
+    {"DeleteLink name", 2, "..SS", NET(n.DeleteLink(NAME, OTHER_NAME)),
+     MODEL(m.Unlink(m.FindServer(s.name), m.FindServer(s.other_name)))},
+    {"ModifyAP id", 2, "A...", NET(n.ModifyAP(s.id, NAME)),
+     MODEL(m.ModifyAP(m.FindAP(s.id), s.name))},
+    {"ModifyAP name", 2, "..A.", NET(n.ModifyAP(NAME, OTHER_NAME)),
+     MODEL(m.ModifyAP(m.FindAP(s.name), s.other_name))},
+    {"ChangeSrv ids", 3, "AS..", NET(n.ChangeSrv(s.id, s.other_id)),
+     MODEL(m.ChangeSrv(m.FindAP(s.id), m.FindServer(s.other_id)))},
+    {"ChangeSrv name, id", 2, "S.A.", NET(n.ChangeSrv(NAME, s.id)),
+     MODEL(m.ChangeSrv(m.FindAP(s.name), m.FindServer(s.id)))},
+    {"ChangeSrv names", 3, "..AS", NET(n.ChangeSrv(NAME, OTHER_NAME)),
+     MODEL(m.ChangeSrv(m.FindAP(s.name), m.FindServer(s.other_name)))},
+    {"DeleteAP id", 4, "S.A.", NET(n.DeleteAP(s.id, NAME)),
+     MODEL(m.DeleteAP(m.FindServer(s.id), s.name))},
+    {"DeleteAP names", 3, "..SA", NET(n.DeleteAP(NAME, OTHER_NAME)),
+     MODEL(m.DeleteAP(m.FindServer(s.name), s.other_name))},
+    {"RegAPP", 2, "N...", NET(n.RegAPP(s.id, s.flags, s.byte)),
+     MODEL(m.Register(m.FindNode(s.id), s.flags, s.byte))},
+    {"RegSrv", 2, "S...", NET(n.RegSrv(s.id, s.flags, s.byte)),
+     MODEL(m.Register(m.FindServer(s.id), s.flags, s.byte))},
+
+    {"CreateAB", 5, "....", NET(n.CreateAB(NAME)), MODEL(m.CreateAB(s.name))},
+    {"ModifyAB id", 2, "U...", NET(n.ModifyAB(s.id, NAME)),
+     MODEL(m.ModifyAB(m.FindAB(s.id), s.name))},
+    {"ModifyAB name", 2, "..U.", NET(n.ModifyAB(NAME, OTHER_NAME)),
+     MODEL(m.ModifyAB(m.FindAB(s.name), s.other_name))},
+    {"DeleteAB id", 2, "U...", NET(n.DeleteAB(s.id)), MODEL(m.DeleteAB(m.FindAB(s.id)))},
+    {"DeleteAB name", 2, "..U.", NET(n.DeleteAB(NAME)), MODEL(m.DeleteAB(m.FindAB(s.name)))},
+    {"LinkABToDep id", 12, "DU..", NET(n.LinkABToDep(s.id, s.other_id, s.byte % 4 != 0)),
+     MODEL(m.LinkABToDep(m.FindDep(s.id), m.FindAB(s.other_id), s.byte % 4 != 0))},
+    {"LinkABToDep name", 5, "..DU", NET(n.LinkABToDep(NAME, OTHER_NAME, s.byte % 4 != 0)),
+     MODEL(m.LinkABToDep(s.name, s.other_name, s.byte % 4 != 0))},
+    {"DeleteABFromDep id", 4, "DU..", NET((n.DeleteABFromDep(s.id, s.other_id), Succeeded(n))),
+     MODEL(m.DeleteABFromDep(m.FindDep(s.id), m.FindAB(s.other_id)))},
+    {"DeleteABFromDep name", 4, "..DU", NET((n.DeleteABFromDep(NAME, OTHER_NAME), Succeeded(n))),
+     MODEL(m.DeleteABFromDep(m.FindDep(s.name), s.other_name))},
+    {"DeleteAllAb", 2, "D...", NET((n.DeleteAllAb(s.id), Succeeded(n))),
+     MODEL(m.DeleteAllAb(m.FindDep(s.id)))},
+    {"SetPrimaryCol id", 2, "U...", NET(n.SetPrimaryCol(s.id, Collective(s))),
+     MODEL(m.SetPrimary(m.FindAB(s.id), Collective(s)))},
+    {"SetPrimaryCol name", 2, "..U.", NET(n.SetPrimaryCol(NAME, Collective(s))),
+     MODEL(m.SetPrimary(m.FindAB(s.name), Collective(s)))},
+    {"SetListAvailableColAb id", 3, "UD..",
+     NET((n.SetListAvailableColAb(s.id, s.other_id, LIST, s.byte % 2), Succeeded(n))),
+     MODEL(m.SetMemberships(m.FindAB(s.id), s.other_id, s.memberships, s.byte % 2))},
+    {"SetListAvailableColAb name", 3, ".DU.",
+     NET((n.SetListAvailableColAb(NAME, s.other_id, LIST, s.byte % 2), Succeeded(n))),
+     MODEL(m.SetMemberships(m.FindAB(s.name), s.other_id, s.memberships, s.byte % 2))},
+
+    {"CreateDep", 5, "....", NET(n.CreateDep(NAME)), MODEL(m.CreateDep(s.name))},
+    {"ModifyDep id", 2, "D...", NET(n.ModifyDep(s.id, NAME)),
+     MODEL(m.ModifyDep(m.FindDep(s.id), s.name))},
+    {"ModifyDep name", 2, "..D.", NET(n.ModifyDep(NAME, OTHER_NAME)),
+     MODEL(m.ModifyDep(m.FindDep(s.name), s.other_name))},
+    {"DeleteDep id", 2, "D...", NET(n.DeleteDep(s.id)), MODEL(m.DeleteDep(m.FindDep(s.id)))},
+    {"DeleteDep name", 2, "..D.", NET(n.DeleteDep(NAME)), MODEL(m.DeleteDep(m.FindDep(s.name)))},
+    {"LinkDepToDep id", 5, "DD..", &LinkDeps,
+     MODEL(m.LinkDeps(m.FindDep(s.id), m.FindDep(s.other_id)))},
+    {"LinkDepToDep name", 5, "..DD", NET(n.LinkDepToDep(NAME, OTHER_NAME)),
+     MODEL(m.LinkDeps(s.name, s.other_name))},
+    {"LinkAllDeps", 1, "....", NET(n.LinkAllDeps() ? 2 : Succeeded(n)), MODEL(m.LinkAllDeps())},
+    {"DeleteLinkDepToDep id", 3, "DD..", NET(n.DeleteLinkDepToDep(s.id, s.other_id)),
+     MODEL(m.UnlinkDeps(m.FindDep(s.id), m.FindDep(s.other_id)))},
+    {"DeleteLinkDepToDep name", 3, "..DD", NET(n.DeleteLinkDepToDep(NAME, OTHER_NAME)),
+     MODEL(m.UnlinkDeps(m.FindDep(s.name), m.FindDep(s.other_name)))},
+
+    {"CreateNGrp", 5, "....", NET(n.CreateNGrp(NAME)), MODEL(m.CreateNGrp(s.name))},
+    {"ModifyNGrp id", 2, "G...", NET(n.ModifyNGrp(s.id, NAME)),
+     MODEL(m.ModifyNGrp(m.FindNGrp(s.id), s.name))},
+    {"ModifyNGrp name", 2, "..G.", NET(n.ModifyNGrp(NAME, OTHER_NAME)),
+     MODEL(m.ModifyNGrp(m.FindNGrp(s.name), s.other_name))},
+    {"DeleteNGrp id", 2, "G...", NET(n.DeleteNGrp(s.id)), MODEL(m.DeleteNGrp(m.FindNGrp(s.id)))},
+    {"DeleteNGrp name", 2, "..G.", NET(n.DeleteNGrp(NAME)),
+     MODEL(m.DeleteNGrp(m.FindNGrp(s.name)))},
+    {"LinkNNToNGrp", 12, "GN..", NET(n.LinkNNToNGrp(s.id, s.other_id)),
+     MODEL(m.LinkNode(m.FindNGrp(s.id), m.FindNode(s.other_id)))},
+    {"DeleteNNFromNGrp", 4, "GN..", NET(n.DeleteNNFromNGrp(s.id, s.other_id)),
+     MODEL(m.UnlinkNode(m.FindNGrp(s.id), m.FindNode(s.other_id)))},
+    {"LinkDepToNGrp", 8, "GD..", NET(n.LinkDepToNGrp(s.id, s.other_id)),
+     MODEL(m.LinkDep(m.FindNGrp(s.id), m.FindDep(s.other_id)))},
+    {"DeleteDepFromNGrp", 3, "GD..", NET(n.DeleteDepFromNGrp(s.id, s.other_id)),
+     MODEL(m.UnlinkDep(m.FindNGrp(s.id), m.FindDep(s.other_id)))},
 };
 
-std::string RandomName(std::mt19937& random) {
-  if (random() % 50 == 0) return std::string(50 + random() % 3, 'w');
-  static constexpr char kLetters[] = "abcABC";
-  std::string name;
-  for (auto length = 1 + random() % 2; length > 0; --length) name += kLetters[random() % 6];
-  if (random() % 4 == 0) name += "\xC0 tail";
-  return name;
-}
+// Draws the arguments of a step.
+class Draw {
+ public:
+  Draw(std::mt19937& random, const Model& model) : random_(random), model_(model) {}
+
+  std::string Name(char kind) {
+    const auto objects = model_.Objects(kind);
+    if (objects.empty() || random_() % 3 == 0) return NewName();
+    std::string name = objects[random_() % objects.size()]->Name();
+    char& first = name.front();
+    if (random_() % 4 == 0 && first >= 'A' && first <= 'z') first = static_cast<char>(first ^ 32);
+    return name;
+  }
+  unsigned long Id(char kind) {
+    const auto objects = model_.Objects(kind);
+    if (!objects.empty() && random_() % 4 != 0) return objects[random_() % objects.size()]->id;
+    const unsigned long id = random_() % (model_.NextId() + 1);
+    return id != 0 && random_() % 20 == 0 ? id + 0x100000000 : id;
+  }
+  // Of this Dep mostly, with repetitions.
+  std::vector<CColAb> Memberships(unsigned long dep) {
+    std::vector<CColAb> list(random_() % 6);
+    for (CColAb& one : list) {
+      one.id.dep = static_cast<std::uint32_t>(random_() % 5 == 0 ? Id('D') : dep);
+      one.id.node = static_cast<std::uint32_t>(Id('N'));
+      one.kind = static_cast<std::uint8_t>(random_() % 3);
+    }
+    return list;
+  }
+
+ private:
+  std::string NewName() {
+    static constexpr std::size_t kLengths[] = {51, 52, 52, Step::kNullName};
+    if (random_() % 6 == 0) return std::string(kLengths[random_() % 4], 'w');
+    static constexpr char kLetters[] = "abcABC";
+    std::string name;
+    for (auto length = 1 + random_() % 2; length > 0; --length) name += kLetters[random_() % 6];
+    if (random_() % 4 == 0) name += "\xC0 tail";
+    return name;
+  }
+
+  std::mt19937& random_;
+  const Model& model_;
+};
 
 }  // namespace
 
@@ -75,21 +195,34 @@ Step RandomStep(std::mt19937& random, const Model& model) {
   }();
   Step step;
   step.operation = std::discrete_distribution<std::size_t>(weights.begin(), weights.end())(random);
-  step.name = RandomName(random);
-  step.other_name = RandomName(random);
-  step.id = random() % (model.NextId() + 1);
-  step.other_id = random() % 4 == 0 ? step.id : random() % (model.NextId() + 1);
-  if (random() % 100 == 0) step.id += 0x100000000;
+  const char* const kinds = kActions[step.operation].kinds;
+  Draw draw(random, model);
+  step.id = draw.Id(kinds[0]);
+  step.other_id = random() % 8 == 0 ? step.id : draw.Id(kinds[1]);
+  step.name = draw.Name(kinds[2]);
+  step.other_name = random() % 8 == 0 ? step.name : draw.Name(kinds[3]);
   step.flags = random() % 8 == 0 ? 0 : 1U << random() % 32;
-  step.byte = static_cast<std::uint8_t>(random());
+  step.byte = random() % 8 == 0 ? std::uint8_t{0} : static_cast<std::uint8_t>(random());
+  step.memberships = draw.Memberships(step.other_id);
   return step;
 }
 
 std::string Step::Text() const {
-  return std::string(kActions[operation].name) + " \"" + name + "\" \"" + other_name + "\" " +
-         std::to_string(id) + " " + std::to_string(other_id) + " " + std::to_string(flags) + " " +
-         std::to_string(byte);
+  std::string text = std::string(kActions[operation].name) + " \"" + name + "\" \"" + other_name +
+                     "\" " + std::to_string(id) + " " + std::to_string(other_id) + " " +
+                     std::to_string(flags) + " " + std::to_string(byte);
+  for (const CColAb& one : memberships) {
+    text += " (" + std::to_string(one.id.dep) + " " + std::to_string(one.id.node) + " " +
+            std::to_string(one.kind) + ")";
+  }
+  return text;
 }
 
 unsigned long Step::Run(CNCCNet& net) const { return kActions[operation].on_net(net, *this); }
 unsigned long Step::Run(Model& model) const { return kActions[operation].on_model(model, *this); }
+
+std::vector<std::string> OperationNames() {
+  std::vector<std::string> names;
+  for (const Action& action : kActions) names.emplace_back(action.name);
+  return names;
+}
