@@ -160,7 +160,7 @@ void RenameItems(NetState& net, const Entity& entity, std::string_view name) {
     const TRef<CHDBFolder> parent = OpenFolder(net, id.number);
     for (const TDBObjId& object : {entity.Id(), entity.folder->RecordId()}) {
       const std::uint32_t at = parent->Find(object);
-      if (at != kNoPosition) parent->Rename(at, std::string(name));
+      if (at != kNoPosition) parent->Rename(at, name);
     }
   }
 }

@@ -54,7 +54,11 @@ void PutName(CNCCEntry& entry, std::string_view name);
 template <class Entry>
 void ReadEntry(const CHDBRecord& record, Entry& entry) {
   const std::string_view data = record.Data();
-  std::memcpy(static_cast<void*>(&entry), data.data(), std::min(data.size(), sizeof(Entry)));
+  if (data.size() == sizeof(Entry)) {  // nearly always, and a copy of a known size is a few moves
+    std::memcpy(static_cast<void*>(&entry), data.data(), sizeof(Entry));
+  } else {
+    std::memcpy(static_cast<void*>(&entry), data.data(), std::min(data.size(), sizeof(Entry)));
+  }
 }
 
 template <class Entry>

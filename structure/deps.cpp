@@ -7,15 +7,15 @@ using namespace ncc;
 namespace {
 
 // Adds the items for another Dep unless there are some. Returns whether it did.
-bool AppendLink(CHDBFolder& dep, const CHDBFolder& other, const std::string& name) {
+bool AppendLink(CHDBFolder& dep, const CHDBFolder& other, std::string_view name) {
   if (dep.Find(other.Id()) != kNoPosition) return false;
   dep.Append(other.Id(), kTypeDep, name);
   dep.Append(other.RecordId(), kRecordItem, name);
   return true;
 }
 
-bool LinkDeps(const Entity& dep1, const Entity& dep2, const std::string& name1,
-              const std::string& name2) {
+bool LinkDeps(const Entity& dep1, const Entity& dep2, std::string_view name1,
+              std::string_view name2) {
   const bool added1 = AppendLink(*dep1.folder, *dep2.folder, name2);
   const bool added2 = AppendLink(*dep2.folder, *dep1.folder, name1);
   return added1 || added2;

@@ -84,7 +84,7 @@ std::uint32_t CHDBase::FirstNamesake(std::uint32_t type, std::string_view name) 
   std::uint32_t first = ncc::kNoPosition;
   names_.ForEach(ncc::HashFolded(name, type), [&](std::uint32_t number) {
     const CHDBRecord& record = FindObject(number)->record;
-    if (record.type_ != type || !ncc::EqualFolded(record.name_, name)) return true;
+    if (record.type_ != type || !ncc::EqualFolded(record.Name(), name)) return true;
     first = number;
     return false;
   });
@@ -92,10 +92,11 @@ std::uint32_t CHDBase::FirstNamesake(std::uint32_t type, std::string_view name) 
 }
 
 void CHDBase::IndexRecord(CHDBRecord& record) {
+  if (record.type_ == 0) return;
   types_[record.type_].Insert(record.number_);
-  const std::uint32_t first = FirstNamesake(record.type_, record.name_);
+  const std::uint32_t first = FirstNamesake(record.type_, record.Name());
   if (first == ncc::kNoPosition) {
-    names_.Insert(ncc::HashFolded(record.name_, record.type_), record.number_);
+    names_.Insert(ncc::HashFolded(record.Name(), record.type_), record.number_);
     return;
   }
   CHDBRecord& head = FindObject(first)->record;  // the new one becomes the second of the chain
@@ -108,6 +109,7 @@ void CHDBase::IndexRecord(CHDBRecord& record) {
 }
 
 void CHDBase::UnindexRecord(CHDBRecord& record) {
+  if (record.type_ == 0) return;
   types_[record.type_].Remove(record.number_);
   const std::uint32_t previous = std::exchange(record.previous_namesake_, ncc::kNoPosition);
   const std::uint32_t next = std::exchange(record.next_namesake_, ncc::kNoPosition);
@@ -116,7 +118,7 @@ void CHDBase::UnindexRecord(CHDBRecord& record) {
     FindObject(previous)->record.next_namesake_ = next;
     return;
   }
-  const std::uint32_t hash = ncc::HashFolded(record.name_, record.type_);
+  const std::uint32_t hash = ncc::HashFolded(record.Name(), record.type_);
   names_.Remove(hash, record.number_);
   if (next != ncc::kNoPosition) names_.Insert(hash, next);
 }
@@ -156,7 +158,7 @@ std::optional<Row> CHDBase::EncodeRow(const RowKey& key) const {
   const CHDBObject* object = FindObject(key.number);
   if (object == nullptr) return std::nullopt;
   if (key.kind == RowKind::kObject) {
-    return Row{key, object->record.type_, ncc::Utf8FromCp1251(object->record.name_),
+    return Row{key, object->record.type_, ncc::Utf8FromCp1251(object->record.Name()),
                std::string(object->record.Data())};
   }
   const auto encode = [&](const auto& list) -> std::optional<Row> {
@@ -270,13 +272,12 @@ void CHDBase::LoadRow(Row&& row) {
   CHDBRecord& record = object->record;
   if (row.body.size() > ncc::kMaxDataSize)
     throw StorageError("database is damaged: an object is too long");
-  std::copy(row.body.begin(), row.body.end(), record.data_.begin());
-  record.data_size_ = static_cast<std::uint8_t>(row.body.size());
-  record.name_ = *name;
+  record.PutData(row.body);
+  record.PutName(*name);
   record.type_ = row.type;
-  object->has_record = number != ncc::kRootNumber;
+  record.exists_ = number != ncc::kRootNumber;
   objects_.At(number) = object;
-  if (object->has_record) IndexRecord(record);
+  IndexRecord(record);
 }
 
 // Derives the parent links, and makes sure that every entry and every id list names an object.

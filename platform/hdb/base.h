@@ -41,11 +41,10 @@ struct CHDBDefinition {
 
 // An object: a folder and a record under one number, held as one.
 struct CHDBObject {
-  CHDBObject(CHDBase* base, std::uint32_t number) : folder(base, number), record(base, number) {}
+  CHDBObject(CHDBase* base, std::uint32_t number) : record(base, number), folder(base, number) {}
 
-  CHDBFolder folder;
   CHDBRecord record;
-  bool has_record = false;
+  CHDBFolder folder;
 };
 
 // One open database. Not thread-safe; the owner serialises. Members throw ncc::StorageError.
@@ -79,7 +78,7 @@ class CHDBase {
   // Null when there is none.
   const CHDBRecord* FindRecord(std::uint64_t number) const {
     const CHDBObject* object = FindObject(number);
-    return object != nullptr && object->has_record ? &object->record : nullptr;
+    return object != nullptr && object->record.exists_ ? &object->record : nullptr;
   }
   bool HasFolder(const TDBObjId& folder) const { return FindObject(folder.number) != nullptr; }
   // Calls visit(record) for each record of this type and name (ASCII case ignored), in no order,
@@ -143,6 +142,7 @@ class CHDBase {
   // One record of this type and name, the head of the chain of all; ncc::kNoPosition when there is
   // none.
   std::uint32_t FirstNamesake(std::uint32_t type, std::string_view name) const;
+  // Records of type 0 are not indexed: a record has it until its type is written.
   void IndexRecord(CHDBRecord& record);
   void UnindexRecord(CHDBRecord& record);
   void AddParent(std::uint32_t child, std::uint32_t parent);

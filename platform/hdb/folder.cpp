@@ -22,15 +22,15 @@ const CHDBEntryList& CHDBFolder::Empty() {
   return kEmpty;
 }
 
-const std::string& CHDBFolder::EntryName(std::uint32_t position) const {
+std::string_view CHDBFolder::EntryName(std::uint32_t position) const {
   const CHDBFolderEntry& entry = Entries().At(position);
   if (entry.Label() != nullptr) return *entry.Label();
   return Base().Object(entry.Object()).record.Name();
 }
 
-void CHDBFolder::Append(const TDBObjId& object, std::uint8_t kind, const std::string& name) {
+void CHDBFolder::Append(const TDBObjId& object, std::uint8_t kind, std::string_view name) {
   CHDBase& base = Base();
-  const std::string& own_name = base.Object(object).record.Name();
+  const std::string_view own_name = base.Object(object).record.Name();
   if (!entries_) entries_ = std::make_unique<CHDBEntryList>();
   base.TouchChunk(number_, kEntryList, entries_->EndPosition());
   base.AddParent(object.number, number_);
@@ -49,7 +49,7 @@ void CHDBFolder::Remove(std::uint32_t position) {
   base.RemoveParent(child, *this);
 }
 
-void CHDBFolder::Rename(std::uint32_t position, const std::string& name) {
+void CHDBFolder::Rename(std::uint32_t position, std::string_view name) {
   CHDBFolderEntry& entry = entries_->At(position);
   if (EntryName(position) == name) {
     // The target may have taken the name since: then the entry needs none of its own.
@@ -87,7 +87,7 @@ TRef<CHDBFolder> CHDBFolderManager::FolderOpen(const TDBObjId& id) {
 void CHDBFolderManager::FolderRemove(const TDBObjId& id) {
   const TRef<CHDBFolder> folder = FolderOpen(id);
   const TRef<CHDBObject> object = base_.objects_.At(id.number);
-  if (object->has_record) CHDBRecordManager(base_).RecRemove(folder->RecordId());
+  if (object->record.exists_) CHDBRecordManager(base_).RecRemove(folder->RecordId());
   const auto& entries = folder->Entries();
   for (auto at = entries.First(); at != ncc::kNoPosition; at = entries.Next(at)) folder->Remove(at);
   base_.TouchObject(object->record);

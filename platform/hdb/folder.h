@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ncc {
@@ -24,19 +25,23 @@ constexpr std::uint64_t KeyOf(const TDBObjId& id) {
 class CHDBFolderEntry {
  public:
   CHDBFolderEntry() = default;
-  CHDBFolderEntry(const TDBObjId& object, std::uint8_t kind) : object_(object), kind_(kind) {}
-  CHDBFolderEntry(const TDBObjId& object, std::uint8_t kind, std::string name)
-      : object_(object), kind_(kind), label_(std::make_unique<std::string>(std::move(name))) {}
+  CHDBFolderEntry(const TDBObjId& object, std::uint8_t kind)
+      : number_(object.number), space_(static_cast<std::uint16_t>(object.space)), kind_(kind) {}
+  CHDBFolderEntry(const TDBObjId& object, std::uint8_t kind, std::string_view name)
+      : CHDBFolderEntry(object, kind) {
+    label_ = std::make_unique<std::string>(name);
+  }
 
-  const TDBObjId& Object() const { return object_; }
+  TDBObjId Object() const { return {space_, number_}; }
   std::uint8_t Kind() const { return kind_; }
   const std::string* Label() const { return label_.get(); }
-  std::uint64_t Key() const { return ncc::KeyOf(object_); }
+  std::uint64_t Key() const { return ncc::KeyOf(Object()); }
 
  private:
   friend class CHDBFolder;
 
-  TDBObjId object_;
+  std::uint32_t number_ = 0;
+  std::uint16_t space_ = 0;
   std::uint8_t kind_ = 0;
   std::unique_ptr<std::string> label_;
 };
@@ -59,12 +64,12 @@ class CHDBFolder {
   // Position of the first entry that refers to the object; ncc::kNoPosition when there is none.
   std::uint32_t Find(const TDBObjId& object) const { return Entries().Find(ncc::KeyOf(object)); }
   // The name that the entry shows.
-  const std::string& EntryName(std::uint32_t position) const;
+  std::string_view EntryName(std::uint32_t position) const;
 
   // The target must exist. A name equal to the target's own is not stored.
-  void Append(const TDBObjId& object, std::uint8_t kind, const std::string& name);
+  void Append(const TDBObjId& object, std::uint8_t kind, std::string_view name);
   void Remove(std::uint32_t position);
-  void Rename(std::uint32_t position, const std::string& name);
+  void Rename(std::uint32_t position, std::string_view name);
 
  private:
   friend class CHDBase;

@@ -36,16 +36,35 @@ void CHDBRecord::SetData(std::string_view data) {
   if (data.size() > ncc::kMaxDataSize) throw StorageError("a data image has more than 80 bytes");
   if (data == Data()) return;
   Base().TouchObject(*this);
+  PutData(data);
+}
+
+// The name stays what it is: when the new image begins with another one it is kept apart.
+void CHDBRecord::PutData(std::string_view data) {
+  const bool name_stays = !own_name_ && data.size() > name_size_ && data.starts_with(Name()) &&
+                          data[name_size_] == '\0';
+  const std::string name(name_stays ? std::string_view() : Name());
   std::memcpy(data_.data(), data.data(), data.size());
   data_size_ = static_cast<std::uint8_t>(data.size());
+  if (!name_stays) PutName(name);
+}
+
+void CHDBRecord::PutName(std::string_view name) {
+  const bool in_data = name.empty() || (name.size() < data_size_ && Data().starts_with(name) &&
+                                        data_[name.size()] == '\0');
+  if (in_data) {
+    name_size_ = static_cast<std::uint8_t>(name.size());
+    own_name_.reset();
+  } else {
+    own_name_ = std::make_unique<std::string>(name);
+  }
 }
 
 void CHDBRecord::SetName(std::string_view name) {
-  if (name == name_) return;
-  std::string copy(name);
+  if (name == Name()) return;
   Base().TouchObject(*this);
   Base().UnindexRecord(*this);
-  name_.swap(copy);
+  PutName(name);
   Base().IndexRecord(*this);
 }
 
@@ -133,10 +152,9 @@ void CHDBList::Append(const CHDBVal& value) {
 
 TRef<CHDBRecord> CHDBRecordManager::RecCreate(const TDBObjId& id) {
   CHDBObject& object = base_.Object({ncc::kFolderSpace, id.number});
-  if (object.has_record) throw StorageError("record " + std::to_string(id.number) + " exists");
+  if (object.record.exists_) throw StorageError("record " + std::to_string(id.number) + " exists");
   base_.TouchObject(object.record);
-  object.has_record = true;
-  base_.IndexRecord(object.record);
+  object.record.exists_ = true;
   return base_.RecordRef(id.number);
 }
 
@@ -160,6 +178,6 @@ void CHDBRecordManager::RecRemove(const TDBObjId& id) {
   for (std::size_t i = 0; i < record.lists_.size(); ++i) drop(record.lists_[i], RowList(i));
   drop(record.pairs_, kPairRowList);
   base_.UnindexRecord(record);
-  base_.FindObject(id.number)->has_record = false;
+  record.exists_ = false;
   record.base_ = nullptr;
 }

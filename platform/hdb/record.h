@@ -69,14 +69,16 @@ struct CHDBVal {
 // or its base is gone.
 class CHDBRecord {
  public:
-  CHDBRecord(CHDBase* base, std::uint32_t number) : base_(base), number_(number) {}
+  CHDBRecord(CHDBase* base, std::uint32_t number) : number_(number), base_(base) {}
   CHDBRecord(const CHDBRecord&) = delete;
   CHDBRecord& operator=(const CHDBRecord&) = delete;
 
   TDBObjId Id() const { return {ncc::kRecordSpace, number_}; }
   std::uint32_t Number() const { return number_; }
   std::string_view Data() const { return {data_.data(), data_size_}; }
-  const std::string& Name() const { return name_; }
+  std::string_view Name() const {
+    return own_name_ ? std::string_view(*own_name_) : std::string_view(data_.data(), name_size_);
+  }
   std::uint32_t Type() const { return type_; }
 
   void SetData(std::string_view data);
@@ -103,17 +105,22 @@ class CHDBRecord {
   friend class CHDBFolderManager;
 
   CHDBase& Base() const;
+  void PutData(std::string_view data);
+  void PutName(std::string_view name);
 
-  CHDBase* base_;  // null once the record was removed or its base reloaded
+  // What a look-up reads stands together at the front.
   std::uint32_t number_;
   std::uint32_t type_ = 0;
-  std::uint32_t next_namesake_ = ncc::kNoPosition;  // records of one type and name form a chain
-  std::uint32_t previous_namesake_ = ncc::kNoPosition;
-  std::string name_;
-  std::array<std::unique_ptr<ncc::IdList>, 3> lists_;  // null while empty
-  std::unique_ptr<ncc::PairList> pairs_;               // null while none was appended
+  bool exists_ = false;  // the object has this record
+  std::uint8_t name_size_ = 0;
   std::uint8_t data_size_ = 0;
   std::array<char, ncc::kMaxDataSize> data_{};
+  std::unique_ptr<std::string> own_name_;  // null: the name is what the data image begins with
+  CHDBase* base_;                          // null once the record was removed or its base reloaded
+  std::uint32_t next_namesake_ = ncc::kNoPosition;  // records of one type and name form a chain
+  std::uint32_t previous_namesake_ = ncc::kNoPosition;
+  std::array<std::unique_ptr<ncc::IdList>, 3> lists_;  // null while empty
+  std::unique_ptr<ncc::PairList> pairs_;               // null while none was appended
 };
 
 // The value list of a record that is being written: values are appended in the order of their

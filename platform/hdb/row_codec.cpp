@@ -148,6 +148,7 @@ CHDBFolderEntry TakeEntry(Reader& in) {
   std::optional<std::string> label;
   if (in.TakeIf(',') && !in.TakeIf(std::string_view("null"))) label = in.TakeString();
   if (in.TakeIf(',')) object.space = in.TakeNumber();
+  if (object.space > 0xFFFF) Reader::Fail();
   in.Take(']');
   if (label) return {object, static_cast<std::uint8_t>(kind), *label};
   return {object, static_cast<std::uint8_t>(kind)};

@@ -104,11 +104,14 @@ void Session::FillLog() {
 }
 
 void Session::Commit(const ChangeSet& changes) {
-  LetClosingFinish(false);
-  if (!log_ready_) PrepareLog();
-  log_ready_ = true;
-  writer_->Commit(changes);
-  LetClosingFinish(true);
+  try {
+    if (!log_ready_) PrepareLog();
+    log_ready_ = true;
+    writer_->Commit(changes);
+  } catch (...) {
+    LetClosingFinish(false);  // only then: each change of the setting costs all prepared statements
+    throw;
+  }
 }
 
 void Session::CopyTo(const std::string& file) {

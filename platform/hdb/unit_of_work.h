@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -35,7 +36,8 @@ class UnitOfWork {
       throw StorageError(std::string("an earlier failure has stopped this batch: ") + Failure());
     ++touch_count_;
     if (before_.contains(key)) return;
-    before_.emplace(key, encode_before());
+    std::optional<Row> before = encode_before();
+    before_.emplace(key, before ? std::make_unique<Row>(std::move(*before)) : nullptr);
   }
 
   std::size_t TouchCount() const { return touch_count_; }
@@ -55,17 +57,20 @@ class UnitOfWork {
   // nothing when it is gone.
   template <class EncodeNow>
   ChangeSet Collect(EncodeNow encode_now) const {
+    std::vector<RowKey> keys;
+    keys.reserve(before_.size());
+    for (const auto& [key, before] : before_) keys.push_back(key);
+    std::sort(keys.begin(), keys.end());
     ChangeSet changes;
-    for (const auto& [key, before] : before_) {
+    for (const RowKey& key : keys) {
+      const std::unique_ptr<Row>& before = before_.find(key)->second;
       std::optional<Row> now = encode_now(key);
-      if (now == before) continue;
-      if (now) {
+      if (!now) {
+        if (before) changes.removed.push_back(key);
+      } else if (!before || *now != *before) {
         changes.put.push_back(std::move(*now));
-      } else {
-        changes.removed.push_back(key);
       }
     }
-    SortByKey(changes);
     return changes;
   }
 
@@ -88,10 +93,8 @@ class UnitOfWork {
     }
   };
 
-  static void SortByKey(ChangeSet& changes);
-
-  std::unordered_map<RowKey, std::optional<Row>, KeyHash> before_;
-  std::array<char, 256> failure_{};  // empty: none
+  std::unordered_map<RowKey, std::unique_ptr<Row>, KeyHash> before_;  // null: not stored yet
+  std::array<char, 256> failure_{};                                   // empty: none
   std::size_t touch_count_ = 0;
   int depth_ = 0;
 };
