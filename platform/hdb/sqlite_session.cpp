@@ -48,7 +48,7 @@ Session::Session(const DatabaseFiles& files)
 
 void Session::SetUp() {
   sqlite3* db = db_.get();
-  LetClosingFinish(false);
+  Configure(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1);
   Configure(db, SQLITE_DBCONFIG_DEFENSIVE, 1);
   Configure(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0);
   Configure(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0);
@@ -66,7 +66,10 @@ void Session::SetUp() {
   Execute(db, kCheckpointPages);
 }
 
+// Each change of the setting costs all prepared statements.
 void Session::LetClosingFinish(bool finish) {
+  if (finish == closing_finishes_) return;
+  closing_finishes_ = finish;
   Configure(db_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, finish ? 0 : 1);
 }
 
@@ -108,8 +111,9 @@ void Session::Commit(const ChangeSet& changes) {
     if (!log_ready_) PrepareLog();
     log_ready_ = true;
     writer_->Commit(changes);
+    LetClosingFinish(true);
   } catch (...) {
-    LetClosingFinish(false);  // only then: each change of the setting costs all prepared statements
+    LetClosingFinish(false);
     throw;
   }
 }

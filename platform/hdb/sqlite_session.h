@@ -51,6 +51,7 @@ class Session {
   DatabaseHandle db_;
   std::optional<RowWriter> writer_;
   bool log_ready_ = false;
+  bool closing_finishes_ = false;
 };
 
 }  // namespace ncc
