@@ -3,7 +3,8 @@
 
     bench/run.py build/release
 
-Builds nothing. Every program runs several times, all of them in turn; a figure is the median of its runs.
+Builds nothing. Every program runs several times, all of them in turn; a figure is the median of its
+runs.
 The exit status is 1 when a target is missed.
 """
 import argparse
@@ -69,7 +70,8 @@ def measure(programs, runs, pattern):
 
 def judge(name, what, kind, target, beside, counters):
     """One line of the result."""
-    line = {"name": name, "what": what, "beside": beside, "kind": kind, "target": target, **counters}
+    line = {"name": name, "what": what, "beside": beside, "kind": kind, "target": target}
+    line |= counters
     if kind == BYTES:
         line["figure"] = max(counters["ours"], counters["opened"])
     elif kind == SPEEDUP:
@@ -109,7 +111,7 @@ def print_table(lines):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("build", type=pathlib.Path, help="folder of a build with NCCNET_BUILD_BENCH")
+    parser.add_argument("build", type=pathlib.Path, help="folder of a build with benchmarks")
     parser.add_argument("--runs", type=int, default=3, help="runs of every program (default 3)")
     parser.add_argument("--filter", default=".", metavar="REGEX", help="only these benchmarks")
     parser.add_argument("--json", action="store_true", help="print one JSON document")

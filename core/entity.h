@@ -39,11 +39,6 @@ std::string_view KindName(std::uint8_t type);
 // A name that may be stored. Throws Refusal for a null pointer and for more than 51 bytes.
 std::string_view CheckedName(const char* name);
 
-// An argument of any width as an object's number; 0, which no object has, when it does not fit.
-constexpr std::uint32_t NumberOf(unsigned long id) {
-  return id > 0xFFFFFFFF ? 0 : static_cast<std::uint32_t>(id);
-}
-
 // Throws Refusal when there is no such object (of this type, where one is given).
 Entity OpenEntity(const NetState& net, const TDBObjId& folder);
 Entity OpenEntity(const NetState& net, const TDBObjId& folder, std::uint8_t type);

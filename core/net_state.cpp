@@ -10,9 +10,9 @@ NetState::~NetState() = default;
 void NetState::Progress() {
   if (callback == nullptr) return;
   struct Depth {
-    explicit Depth(int& count) : count_(count) { ++count_; }
-    ~Depth() { --count_; }
-    int& count_;
+    explicit Depth(int& running) : count(running) { ++count; }
+    ~Depth() { --count; }
+    int& count;
   } depth(callback_depth);
   try {
     callback(context, nullptr);

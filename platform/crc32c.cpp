@@ -89,8 +89,8 @@ std::uint32_t ExtendCrc32cPortable(std::uint32_t crc, std::string_view bytes) {
 }
 
 std::uint32_t ExtendCrc32c(std::uint32_t crc, std::string_view bytes) {
-  static const Extend chosen = ChooseExtend();
-  return chosen(crc, bytes);
+  static const Extend kChosen = ChooseExtend();
+  return kChosen(crc, bytes);
 }
 
 }  // namespace ncc

@@ -53,7 +53,9 @@ std::vector<const CHDBRecord*> DepsOf(const NetState& net, const TDBObjId& user)
 }
 
 // Brings the memberships of one Dep into line with `wanted`.
-void Align(CHDBRecord& user, std::uint32_t dep, Memberships wanted, bool remove) {
+void Align(CHDBRecord& user, unsigned long dep_id, Memberships wanted, bool remove) {
+  if (dep_id > 0xFFFFFFFF) return;  // nothing can be of such a Dep
+  const auto dep = static_cast<std::uint32_t>(dep_id);
   std::set<std::uint32_t> missing;
   for (auto at = wanted.end(); at != wanted.begin();) {  // from the back: the last of equals counts
     --at;
@@ -143,7 +145,7 @@ void CNCCNet::SetListAvailableColAb(const char* user, unsigned long dep, std::li
                                     bool remove) {
   Run(*state_, false, [&] {
     const Entity entity = OpenEntity(*state_, RootObject(user, kTypeAB));
-    Align(*entity.record, NumberOf(dep), std::move(list), remove);
+    Align(*entity.record, dep, std::move(list), remove);
     return true;
   });
 }
@@ -152,7 +154,7 @@ void CNCCNet::SetListAvailableColAb(unsigned long user, unsigned long dep, std::
                                     bool remove) {
   Run(*state_, false, [&] {
     const Entity entity = OpenEntity(*state_, RootObject(user, kTypeAB));
-    Align(*entity.record, NumberOf(dep), std::move(list), remove);
+    Align(*entity.record, dep, std::move(list), remove);
     return true;
   });
 }

@@ -1,4 +1,5 @@
 // The progress callback: how often it is called, and what it may do.
+#include "support/integrity.h"
 #include "support/memory_net.h"
 #include "support/network.h"
 
@@ -77,6 +78,45 @@ TEST_F(Callback, WalksVisitEachEntryUpToTheOneFound) {
   for (const auto& [what, run, calls] : cases) {
     EXPECT_TRUE(run()) << what;
     EXPECT_EQ(progress.TakeCalls(), calls) << what;
+  }
+}
+
+// The root holds behind the servers d, e (7, 8), u, v (9, 10), g (11), w (12); d lists u and v.
+TEST_F(Callback, UsersDepsAndGroupsCallOncePerItem) {
+  ASSERT_TRUE(net_.CreateDep("d") == 7 && net_.CreateDep("e") == 8 && net_.CreateAB("u") == 9);
+  ASSERT_TRUE(net_.CreateAB("v") == 10 && net_.CreateNGrp("g") == 11 && net_.CreateAB("w") == 12);
+  ASSERT_TRUE(net_.LinkNNToNGrp(11, 5) && net_.LinkDepToNGrp(11, 7) && net_.LinkDepToNGrp(11, 8));
+  ASSERT_TRUE(net_.LinkABToDep(7, 9, true) && net_.LinkABToDep(7, 10, true));
+  TDBObjId id;
+  std::list<CABEntry> users;
+  std::list<CDepEntry> deps;
+  const struct {
+    const char* what;
+    std::function<bool()> run;
+    int looking_up;
+    int own;
+  } cases[] = {
+      {"user", [&] { return net_.GetAB("V", id); }, 8, 0},
+      {"node group", [&] { return net_.GetNGrp(11, id); }, 9, 0},
+      {"all users", [&] { return net_.GetListAB(users) == 3; }, 0, 0},
+      {"users of a Dep", [&] { return net_.GetListAB(7, users) == 2; }, 5, 4},
+      {"free Deps", [&] { return net_.GetListDepFree(deps) == 0; }, 0, 2},
+      {"checks", [&] { return net_.CheckAnomaliesAB(&users, &users, &users) == 0; }, 0, 0},
+      {"a node out of the group", [&] { return net_.DeleteNNFromNGrp(11, 1); }, 9, 1 + 4 + 1},
+      {"renaming", [&] { return net_.ModifyAB(9, "U2"); }, 7, 1},
+      {"linking", [&] { return net_.LinkABToDep(8, 10, true); }, 6 + 8, 0},
+      {"a first link", [&] { return net_.LinkABToDep(8, 12, true); }, 6 + 10, 1},
+      {"unlinking", [&] { return net_.DeleteABFromDep(8, 12), true; }, 6, 3},
+      {"unlinking by name", [&] { return net_.DeleteABFromDep("d", "v"), true; }, 5, 3},
+      {"linking again", [&] { return net_.LinkABToDep(7, 10, true); }, 5 + 8, 0},
+      {"linking Deps", [&] { return net_.LinkDepToDep(7UL, 8UL); }, 5 + 6, 0},
+      {"linked Deps", [&] { return net_.GetListLinkedDep(7, deps) == 1; }, 5, 6},
+      {"unlinking all, beginning anew after each", [&] { return net_.DeleteAllAb(7), true; }, 5,
+       4}};
+  Progress progress(net_);
+  for (const auto& [what, run, looking_up, own] : cases) {
+    EXPECT_TRUE(run()) << what;
+    EXPECT_EQ(progress.TakeCalls(), looking_up + own) << what;
   }
 }
 
@@ -176,6 +216,69 @@ TEST_F(Callback, MayDeleteWhatIsBeingVisited) {
       const std::string before = Describe(net);
       ASSERT_TRUE(memory.Open()) << net.LastError();
       EXPECT_EQ(Describe(net), before) << walk.name << ", call " << when;
+    }
+  }
+}
+
+// What the next test walks over: Deps 7 and 8 with users 9 and 10, both in the group 11 of node 5.
+void BuildGroups(CNCCNet& net) {
+  BuildSample(net);
+  ASSERT_TRUE(net.CreateDep("d") == 7 && net.CreateDep("e") == 8 && net.CreateAB("u") == 9);
+  ASSERT_TRUE(net.CreateAB("v") == 10 && net.CreateNGrp("g") == 11);
+  ASSERT_TRUE(net.LinkNNToNGrp(11, 5) && net.LinkDepToNGrp(11, 7) && net.LinkDepToNGrp(11, 8));
+  for (const unsigned long dep : {7UL, 8UL}) {
+    ASSERT_TRUE(net.LinkABToDep(dep, 9, true) && net.LinkABToDep(dep, 10, true));
+  }
+  ASSERT_TRUE(net.LinkDepToDep(7, 8) && net.SetPrimaryCol(9, {0, 0}));
+}
+
+TEST(CallbackInGroups, MayDeleteWhatIsBeingVisited) {
+  std::list<CABEntry> users;
+  std::list<CDepEntry> deps;
+  const std::vector<Operation> walks = {
+      {"GetListAB", [&](CNCCNet& net) { return net.GetListAB("d", users); }},
+      {"GetListLinkedDep", [&](CNCCNet& net) { return net.GetListLinkedDep(7, deps); }},
+      {"GetListDepFree", [&](CNCCNet& net) { return net.GetListDepFree(deps); }},
+      {"ModifyAB", [](CNCCNet& net) { return net.ModifyAB(9, "x") ? 1UL : 0; }},
+      {"ModifyDep", [](CNCCNet& net) { return net.ModifyDep("e", "x") ? 1UL : 0; }},
+      {"LinkABToDep", [](CNCCNet& net) { return net.LinkABToDep("d", "u", true) ? 1UL : 0; }},
+      {"DeleteABFromDep", [](CNCCNet& net) { return net.DeleteABFromDep(7, 10), 0UL; }},
+      {"DeleteAllAb", [](CNCCNet& net) { return net.DeleteAllAb(8), 0UL; }},
+      {"LinkAllDeps", [](CNCCNet& net) { return net.LinkAllDeps() ? 1UL : 0; }},
+      {"DeleteNNFromNGrp", [](CNCCNet& net) { return net.DeleteNNFromNGrp(11, 5) ? 1UL : 0; }},
+      {"DeleteDepFromNGrp", [](CNCCNet& net) { return net.DeleteDepFromNGrp(11, 7) ? 1UL : 0; }},
+      {"DeleteAB", [](CNCCNet& net) { return net.DeleteAB("u") ? 1UL : 0; }},
+      {"DeleteDep", [](CNCCNet& net) { return net.DeleteDep(7) ? 1UL : 0; }},
+      {"DeleteNGrp", [](CNCCNet& net) { return net.DeleteNGrp("g") ? 1UL : 0; }}};
+  const auto remove = [](CNCCNet& net, int victim) {
+    return victim == 5    ? net.DeleteAP("A", "a2")
+           : victim == 11 ? net.DeleteNGrp(11)
+           : victim > 8   ? net.DeleteAB(static_cast<unsigned long>(victim))
+                          : net.DeleteDep(static_cast<unsigned long>(victim));
+  };
+  for (const Operation& walk : walks) {
+    for (const int victim : {5, 7, 8, 9, 10, 11}) {
+      for (int when = 1; when <= 24; ++when) {
+        MemoryNet memory;
+        CNCCNet& net = memory.Net();
+        ASSERT_TRUE(memory.Create());
+        BuildGroups(net);
+        {
+          Progress progress(net, [&](int call) {
+            if (call != when) return;
+            net.SetCallback(nullptr);
+            remove(net, victim);
+            net.SetCallback(&Ignore);
+          });
+          walk.run(net);
+        }
+        const std::string what = walk.name + std::string(", call ") + std::to_string(when) + ", " +
+                                 std::to_string(victim);
+        EXPECT_EQ(FindFaults(net), "") << what;
+        const std::string before = Describe(net);
+        ASSERT_TRUE(memory.Open()) << net.LastError();
+        EXPECT_EQ(Describe(net), before) << what;
+      }
     }
   }
 }

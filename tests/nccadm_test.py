@@ -105,7 +105,8 @@ class NodeTest(ToolTest):
         self.assertEqual(tree[0].pop("children"), aps)
         self.assertEqual(tree[0], center)
         info = self.json("info")
-        self.assertEqual(info["objects"], {"servers": 2, "aps": 2, "links": 1})
+        self.assertEqual(info["objects"], {"servers": 2, "aps": 2, "links": 1, "users": 0,
+                                           "deps": 0, "groups": 0})
         self.assertEqual(info["counters"], {"next_id": 5, "server_counter": 2, "ngrp_counter": 0})
         self.ok("server", "unlink", "Центр", "North")
         self.ok("ap", "delete", "Иванов")
@@ -173,6 +174,139 @@ class NodeTest(ToolTest):
                 self.assertEqual(code, 0 if found else 1)
 
 
+class UserTest(ToolTest):
+    """Center 1, North 2, South 3, Ivanov 4, Petrov 5, Sidorov 6; then what setUp adds."""
+
+    def setUp(self):
+        super().setUp()
+        self.apply_city()
+        for command in (["user", "add", "Анна"], ["user", "add", "Boris"], ["dep", "add", "Office"],
+                        ["dep", "add", "Archive"], ["group", "add", "Region"],
+                        ["group", "add-node", "Region", "Center"],
+                        ["group", "add-node", "Region", "Sidorov"],
+                        ["group", "add-dep", "Region", "Office"]):
+            self.ok(*command)
+
+    def held(self, user):
+        return [(m["dep"]["name"], m["node"]["name"], m["kind"])
+                for m in self.json("user", "memberships", user)["memberships"]]
+
+    def names(self, kind, name, relation):
+        return [one["name"] for one in self.json(kind, "show", name)[kind][relation]]
+
+    def test_users_work_where_their_deps_are(self):
+        steps = [  # command, whether it changes, what the user then holds of the Dep
+            (["join", "Анна", "Office", "--memberships"], True, {"Center": 0, "Sidorov": 0}),
+            (["join", "Анна", "Office", "--memberships"], False, {"Center": 0, "Sidorov": 0}),
+            (["memberships", "Анна", "Office", "--remove", "Center"], None, {"Sidorov": 0}),
+            (["memberships", "Анна", "Office", "--add", "Center", "--kind", "3"], None,
+             {"Sidorov": 0, "Center": 3}),
+            (["memberships", "Анна", "Office", "--all", "--kind", "255"], None,
+             {"Center": 255, "Sidorov": 255}),
+            (["primary", "Анна", "Office", "Sidorov"], True, {"Center": 255, "Sidorov": 255}),
+            (["leave", "Анна", "Office"], True, {}), (["leave", "Анна", "Office"], False, {})]
+        for arguments, changed, nodes in steps:
+            with self.subTest(arguments=arguments):
+                self.assertEqual(self.json("user", *arguments).get("changed"), changed)
+                self.assertEqual({node: kind for _, node, kind in self.held("Анна")}, nodes)
+        self.assertEqual(self.json("user", "show", "Анна")["user"],
+                         {"kind": "user", "id": 7, "address": "001A0007", "name": "Анна",
+                          "primary": {"dep": {"id": 9, "name": "Office"},
+                                      "node": {"id": 6, "name": "Sidorov"}},
+                          "deps": [], "memberships": []})
+        self.ok("user", "primary", "Анна", "--none")
+        self.assertIsNone(self.json("user", "show", "Анна")["user"]["primary"])
+        self.ok("user", "join", "Boris", "Archive")
+        self.ok("user", "rename", "Boris", "BORIS")
+        self.assertEqual(self.names("dep", "Archive", "users"), ["BORIS"])
+        before = self.revision()
+        for arguments, code, says in [
+                (["add", "boris"], 1, "already (id:8)"), (["rename", "Анна", "Boris"], 1, "id:8"),
+                (["show", "Bors"], 1, 'Did you mean "BORIS"?'), (["show", "id:9"], 1, "no user"),
+                (["join", "Анна", "Offices"], 1, 'Did you mean "Office"?'),
+                (["primary", "Анна", "Office", "Center"], 1, "user join id:7 id:9"),
+                (["memberships", "BORIS", "Archive", "--add", "North"], 1, "not in the node group"),
+                (["memberships", "BORIS", "--all"], 2, "a Dep is needed"),
+                (["memberships", "BORIS", "Archive", "--all", "--kind", "256"], 2, "256"),
+                (["primary", "BORIS", "Archive"], 2, "--none")]:
+            self.refused("user", *arguments, code=code, says=says)
+        self.assertEqual(self.revision(), before)
+
+    def test_what_ends_memberships_is_asked_and_does_only_that(self):
+        for user in ("Анна", "Boris"):
+            self.ok("user", "join", user, "Office", "--memberships")
+        self.ok("group", "add", "Other")
+        # Nothing to take out: no membership may be lost either.
+        for command in (["remove-node", "Other", "Center"], ["remove-dep", "Other", "Office"]):
+            self.assertFalse(self.json("group", *command)["changed"])
+        self.refused("group", "remove-node", "Region", "Center", says="--yes")
+        self.assertEqual(len(self.held("Анна")), 2)
+        self.ok("group", "remove-node", "Region", "Center", "--yes")
+        self.assertEqual(self.held("Анна"), [("Office", "Sidorov", 0)])
+        self.assertEqual(self.names("group", "Region", "nodes"), ["Sidorov"])
+        self.refused("group", "remove-dep", "Region", "Office", says="2 memberships")
+        self.refused("group", "delete", "Region", says="1 Dep")
+        self.refused("dep", "delete", "Office", says="2 users")
+        self.ok("group", "add-dep", "Other", "Office")
+        self.assertEqual(self.names("dep", "Office", "groups"), ["Region", "Other"])
+        self.ok("group", "remove-dep", "Region", "Office", "--yes")
+        self.assertEqual((self.held("Boris"), self.names("dep", "Office", "groups")),
+                         ([], ["Other"]))
+        self.ok("dep", "delete", "Office", "--yes")
+        self.assertEqual([u["deps"] for u in self.json("user", "list")["users"]], [[], []])
+        self.ok("group", "delete", "Region")
+        self.assertEqual([g["name"] for g in self.json("group", "list")["groups"]], ["Other"])
+
+    def test_deps_are_linked_once_and_other_commands_know_the_new_kinds(self):
+        self.ok("dep", "add", "Store")
+        self.assertTrue(self.json("dep", "link", "Store", "Office")["changed"])
+        self.assertFalse(self.json("dep", "link", "Office", "Store")["changed"])
+        self.assertEqual(self.json("dep", "link-all")["links"], {"added": 2, "unchanged": 1})
+        self.assertEqual(self.names("dep", "Office", "links"), ["Store", "Archive"])
+        self.assertTrue(self.json("dep", "unlink", "Office", "Archive")["changed"])
+        self.assertEqual(self.names("dep", "Archive", "links"), ["Store"])
+        self.refused("dep", "link", "Office", "id:9", says="two different Deps")
+        found = self.json("find", "*or*")["matches"]
+        self.assertEqual([(one["kind"], one["name"]) for one in found],
+                         [("server", "North"), ("ap", "Sidorov"), ("user", "Boris"),
+                          ("dep", "Store")])
+        self.assertEqual(self.json("find", "001A0007")["matches"][0]["name"], "Анна")
+        info = self.json("info")["objects"]
+        self.assertEqual((info["users"], info["deps"], info["groups"]), (2, 3, 1))
+        self.ok("user", "join", "Boris", "Office")
+        self.assertEqual(self.ok("tree", "--groups", "--depth", "3").splitlines()[1:], [
+            "└─ Region  node group 001A000B", "   ├─ Center  server 001A0001",
+            "   ├─ Sidorov  AP 001A0006", "   └─ Office  Dep 001A0009",
+            "      └─ Boris  user 001A0008"])
+        deps = self.json("tree", "--deps")["deps"]
+        self.assertEqual([[u["name"] for u in d["children"]] for d in deps], [["Boris"], [], []])
+        self.refused("tree", "--deps", "--server", "North", code=2)
+        self.refused("dump", says=["2 users, 3 Deps, 1 node group", "--partial"])
+        self.assertIn("Sidorov", self.ok("dump", "--partial"))
+
+    def test_check_names_every_loose_object(self):
+        self.ok("user", "join", "Boris", "Office", "--memberships")
+        self.ok("group", "add", "Empty")
+        self.ok("server", "add", "Alone")
+        out, _ = self.refused("check", "--json", code=3)
+        document = json.loads(out)
+        found = {c["check"]: [o["name"] for o in c["objects"]] for c in document["checks"]}
+        self.assertEqual(found, {
+            "servers-unconnected": ["Alone"], "servers-in-no-group": ["North", "South", "Alone"],
+            "servers-without-membership": ["North", "South", "Alone"],
+            "aps-in-no-group": ["Ivanov", "Petrov"],
+            "aps-without-membership": ["Ivanov", "Petrov"], "users-in-no-dep": ["Анна"],
+            "users-without-primary": ["Анна"], "users-without-membership": ["Анна"],
+            "deps-without-user": ["Archive"], "deps-in-no-group": ["Archive"],
+            "groups-without-node": ["Empty"], "groups-without-dep": ["Empty"]})
+        self.assertEqual(document["found"], 18)
+        out, _ = self.refused("check", code=3)
+        self.assertIn("1 user is in no Dep:\n  Анна  id:7\n", out)
+        self.db = self.path("tidy")
+        self.ok("init", "--network", "1")
+        self.assertIn("0 users are in no Dep\n", self.ok("check"))
+
+
 class DescriptionTest(ToolTest):
     def test_apply_adds_changes_moves_and_removes_nothing(self):
         self.apply_city()
@@ -232,7 +366,8 @@ servers:
             ("network: 26\nservers:\n  - {name: A, links: [a, Centre]}\n",
              ['F:3:23: the server "A" is linked to itself']),
             ("network: 26\nservers:\n  - {name: Я, links: [Centre]}\n",
-             ['F:3:23: no server "Centre" is described or in the database; did you mean "Center"?']),
+             ['F:3:23: no server "Centre" is described or in the database; did you mean '
+              '"Center"?']),
             ("network: 26\nlinks: [[Center], [North, North]]\n",
              ["F:2:9: a link names two servers", "F:2:27: the server \"North\" is linked"]),
             ("network: 26\nservers: [{name: North, value: 3, aps: [twin]}]\n",
@@ -406,7 +541,8 @@ class ProcessTest(ToolTest):
         code, _ = self.on_terminal("server", "delete", "North", answer="y\n")
         self.assertEqual(code, 0)
         self.ok("server", "delete", "Center", "--yes")
-        self.assertEqual(self.json("info")["objects"], {"servers": 1, "aps": 0, "links": 0})
+        self.assertEqual(self.json("server", "list")["servers"][0]["name"], "South")
+        self.assertEqual(self.json("ap", "list")["aps"], [])
         self.assertIn("\x1b[", self.on_terminal("server", "list")[1])
         self.assertNotIn("\x1b[", self.on_terminal("server", "list", extra={"NO_COLOR": "1"})[1])
         self.assertNotIn("\x1b[", self.on_terminal("server", "list", "--json")[1])

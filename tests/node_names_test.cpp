@@ -17,11 +17,15 @@ TEST_F(NodeNames, TheWholeFileByteForByte) {
   ASSERT_EQ(net_.AddAP(2, cyrillic.c_str(), 0), 4U);
   net_.Preferences()->next_id = 0xBEEF;
   ASSERT_EQ(net_.AddAP(1, "100%s", 0), 0xBEEFU);
+  ASSERT_EQ(net_.CreateNGrp(cyrillic.c_str()), 0xBEF0U);
+  ASSERT_EQ(net_.CreateNGrp("group"), 0xBEF1U);
   ASSERT_TRUE(net_.ModifyAP(4, "short once") && net_.ModifyAP(4, cyrillic.c_str()));
   const std::string file = scratch_.Path("NODENAME.DOC");
   WriteFile(file, std::string(5000, 'x'));
   ASSERT_TRUE(net_.CreateNodenameFile((scratch_.Path() + "\\").c_str())) << net_.LastError();
-  EXPECT_EQ(ReadFile(file), Column("100%s") + "1 A 0000001A0001BEEF 001ABEEF\r\n" +
+  EXPECT_EQ(ReadFile(file), Column(cyrillic) + "1 G C000001A0000BEF0 001ABEF0\r\n" +
+                                Column("group") + "1 G C000001A0000BEF1 001ABEF1\r\n" +
+                                Column("100%s") + "1 A 0000001A0001BEEF 001ABEEF\r\n" +
                                 Column(cyrillic) + "1 A 0000001A00020004 001A0004\r\n" +
                                 Column("Alpha") + "1 S 0000001A00010000 001A0001\r\n" + longest +
                                 "1 S 0000001A00020000 001A0002\r\n" + Column("empty") +

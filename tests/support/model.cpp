@@ -21,8 +21,9 @@ void Model::Object::Rename(const std::string& name) {
 }
 
 std::string Model::Node::Image() const {
-  return Head() + LittleEndian(number, 4) + LittleEndian(flags, 4) + LittleEndian(attribute, 1) + LittleEndian(ap_count, 4) +
-         LittleEndian(server_id, 4) + LittleEndian(settings, 1) + LittleEndian(value, 2);
+  return Head() + LittleEndian(number, 4) + LittleEndian(flags, 4) + LittleEndian(attribute, 1) +
+         LittleEndian(ap_count, 4) + LittleEndian(server_id, 4) + LittleEndian(settings, 1) +
+         LittleEndian(value, 2);
 }
 
 unsigned long Model::AddServer(const std::string& name, std::uint32_t flags, std::uint16_t value) {

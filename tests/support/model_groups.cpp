@@ -15,7 +15,7 @@ void Insert(Model::Numbers& list, unsigned long id) {
 }  // namespace
 
 std::string Model::Dep::Image() const {
-  return Head() + LittleEndian(ngrp_id, 4) + LittleEndian(0, 5);
+  return Head() + LittleEndian(ngrp_id, 4) + std::string(5, '\0');
 }
 
 std::string Model::User::Image() const {
@@ -147,14 +147,16 @@ bool Model::SetPrimary(User* user, CColId collective) {
 
 bool Model::SetMemberships(User* user, unsigned long dep, std::vector<CColAb> list, bool remove) {
   if (user == nullptr) return false;
+  // Copies of the numbers: elements of a vector of packed records are not aligned.
+  const auto node_of = [](const CColAb& one) { return std::uint32_t{one.id.node}; };
   std::map<std::uint32_t, std::size_t> last;  // of several elements for one node
   for (std::size_t i = 0; i < list.size(); ++i) {
-    if (list[i].id.dep == dep) last[list[i].id.node] = i;
+    if (list[i].id.dep == dep) last[node_of(list[i])] = i;
   }
   std::vector<CColAb> result;
   std::vector<bool> stored(list.size());
   for (CColAb one : user->memberships) {
-    const auto found = one.id.dep == dep ? last.find(one.id.node) : last.end();
+    const auto found = one.id.dep == dep ? last.find(node_of(one)) : last.end();
     if (found != last.end()) {
       one.kind = list[found->second].kind;
       stored[found->second] = true;
@@ -164,7 +166,8 @@ bool Model::SetMemberships(User* user, unsigned long dep, std::vector<CColAb> li
     result.push_back(one);
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
-    if (list[i].id.dep == dep && last[list[i].id.node] == i && !stored[i]) result.push_back(list[i]);
+    const bool counts = list[i].id.dep == dep && last[node_of(list[i])] == i;
+    if (counts && !stored[i]) result.push_back(list[i]);
   }
   user->memberships = result;
   return true;

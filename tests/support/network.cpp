@@ -313,7 +313,8 @@ std::string Items(CNCCNet& net, unsigned long id) {
       CHDBFolderManager(*base).FolderOpen({ncc::kFolderSpace, static_cast<std::uint32_t>(id)});
   const auto& entries = folder->Entries();
   for (auto at = entries.First(); at != ncc::kNoPosition; at = entries.Next(at)) {
-    text += DescribeItem(entries.At(at).Kind(), entries.At(at).Object(), folder->EntryName(at));
+    text += DescribeItem(entries.At(at).Kind(), entries.At(at).Object(),
+                         std::string(folder->EntryName(at)));
   }
   return text;
 }

@@ -28,7 +28,8 @@ unsigned long LinkDeps(CNCCNet& net, const Step& s) {
 
 CColId Collective(const Step& s) { return {s.flags, s.byte}; }
 
-#define NET(expression) [](CNCCNet& n, const Step& s) -> unsigned long { return expression; }
+#define NET(expression) \
+  [](CNCCNet& n, [[maybe_unused]] const Step& s) -> unsigned long { return expression; }
 #define MODEL(expression) \
   [](Model& m, [[maybe_unused]] const Step& s) -> unsigned long { return expression; }
 #define NAME Arg(s.name)
@@ -157,7 +158,7 @@ class Draw {
     const auto objects = model_.Objects(kind);
     if (!objects.empty() && random_() % 4 != 0) return objects[random_() % objects.size()]->id;
     const unsigned long id = random_() % (model_.NextId() + 1);
-    return id != 0 && random_() % 20 == 0 ? id + 0x100000000 : id;
+    return random_() % 20 == 0 ? id + 0x100000000 : id;
   }
   // Of this Dep mostly, with repetitions.
   std::vector<CColAb> Memberships(unsigned long dep) {

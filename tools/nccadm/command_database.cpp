@@ -7,6 +7,7 @@
 
 #include "command_line.h"
 #include "network.h"
+#include "objects.h"
 #include "text.h"
 
 namespace ncc::tool {
@@ -26,17 +27,21 @@ Json InfoJson(Session& session, const Network& network) {
   const Preferences& p = network.preferences;
   std::size_t link_ends = 0;
   for (const ServerView& server : network.servers) link_ends += server.linked.size();
-  return {
-      {"database", {{"folder", net.GetDBPath()}, {"name", net.GetDBName()}}},
-      {"network", p.net_number},
-      {"revision", net.GetRevision()},
-      {"objects",
-       {{"servers", network.servers.size()}, {"aps", network.ApCount()}, {"links", link_ends / 2}}},
-      {"counters",
-       {{"next_id", p.next_id},
-        {"server_counter", p.server_counter},
-        {"ngrp_counter", p.ngrp_counter}}},
-      {"preferences", PreferencesJson(p)}};
+  return {{"database", {{"folder", net.GetDBPath()}, {"name", net.GetDBName()}}},
+          {"network", p.net_number},
+          {"revision", net.GetRevision()},
+          {"objects",
+           {{"servers", network.servers.size()},
+            {"aps", network.ApCount()},
+            {"links", link_ends / 2},
+            {"users", ListObjects(net, Kind::kUser).size()},
+            {"deps", ListObjects(net, Kind::kDep).size()},
+            {"groups", ListObjects(net, Kind::kGroup).size()}}},
+          {"counters",
+           {{"next_id", p.next_id},
+            {"server_counter", p.server_counter},
+            {"ngrp_counter", p.ngrp_counter}}},
+          {"preferences", PreferencesJson(p)}};
 }
 
 void PrintSection(Output& out, const Json& section) {

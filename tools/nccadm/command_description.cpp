@@ -6,6 +6,7 @@
 #include "command_line.h"
 #include "description.h"
 #include "files.h"
+#include "objects.h"
 #include "plan.h"
 #include "terminal.h"
 #include "text.h"
@@ -79,7 +80,21 @@ int Apply(Session& session, const std::string& file) {
   return kExitDone;
 }
 
-int Dump(Session& session, const std::string& file) {
+// A description has no place for users, Deps and node groups.
+void RefuseUndescribed(CNCCNet& net) {
+  std::string left_out;
+  for (const Kind kind : kObjectKinds) {
+    const std::size_t count = ListObjects(net, kind).size();
+    if (count > 0) left_out += (left_out.empty() ? "" : ", ") + CountOf(count, kind);
+  }
+  if (left_out.empty()) return;
+  throw Failure(fmt::format("the database holds what a description cannot carry: {}", left_out),
+                "Add --partial to describe servers, APs and links alone; 'nccadm backup' copies "
+                "everything.");
+}
+
+int Dump(Session& session, const std::string& file, bool partial) {
+  if (!partial) RefuseUndescribed(session.Net());
   const Network network = LoadNetwork(session.Net());
   const Description description = Describe(network);
   const std::string text = WriteDescription(description, session.Apps());
@@ -120,7 +135,9 @@ void AddDescriptionCommands(CommandLine& line) {
       line.Root(), "dump", "Write the description of the network, as apply reads it",
       "dump city.yaml\ndump | less");
   dump.add_option("FILE", *file, "The file; standard output when it is left out");
-  line.OnRun(dump, [file](Session& session) { return Dump(session, *file); });
+  auto partial = std::make_shared<bool>(false);
+  dump.add_flag("--partial", *partial, "Leave out users, Deps and node groups");
+  line.OnRun(dump, [file, partial](Session& session) { return Dump(session, *file, *partial); });
 }
 
 }  // namespace ncc::tool

@@ -6,6 +6,8 @@
 #include "command_line.h"
 #include "network.h"
 #include "nodes.h"
+#include "object_tree.h"
+#include "object_writer.h"
 #include "text.h"
 
 namespace ncc::tool {
@@ -14,6 +16,8 @@ namespace {
 struct TreeArguments {
   std::string server;
   int depth = 2;
+  bool deps = false;
+  bool groups = false;
 };
 
 void PrintTree(Session& session, const Network& network, const TreeArguments& arguments,
@@ -56,6 +60,10 @@ Json TreeJson(Session& session, const Network& network, const TreeArguments& arg
 }
 
 int ShowTree(Session& session, const TreeArguments& arguments) {
+  if (arguments.deps || arguments.groups) {
+    ShowObjectTree(session, arguments.deps ? Kind::kDep : Kind::kGroup, arguments.depth);
+    return kExitDone;
+  }
   const std::uint32_t only =
       arguments.server.empty() ? 0 : FindServer(session, arguments.server).id;
   const Network network = LoadNetwork(session.Net());
@@ -67,13 +75,37 @@ int ShowTree(Session& session, const TreeArguments& arguments) {
   return kExitDone;
 }
 
-// Whether the text is the node's id, or its address of four or eight hexadecimal digits.
-bool IsNumberOf(CNCCNet& net, const Node& node, const std::string& text) {
-  if (text.starts_with("id:")) return ParseNumber(text.substr(3), 0xFFFFFFFF) == node.id;
-  const std::string address = AddressOf(net, node.id);
+// Whether the text is the object's id, or its address of four or eight hexadecimal digits.
+bool IsNumberOf(CNCCNet& net, std::uint32_t id, const std::string& text) {
+  if (text.starts_with("id:")) return ParseNumber(text.substr(3), 0xFFFFFFFF) == id;
+  const std::string address = AddressOf(net, id);
   const std::string wanted = FoldName(text);
   const std::string folded = FoldName(address);
   return folded == wanted || (wanted.size() == 4 && folded.ends_with(wanted) && folded.size() == 8);
+}
+
+void ShowMatches(Session& session, const std::vector<Node>& nodes,
+                 const std::vector<Object>& objects) {
+  // Servers and APs alone keep the columns that only they have.
+  if (!nodes.empty() && objects.empty()) return NodeWriter(session).ShowMixed(nodes, "matches");
+  NodeWriter node_writer(session);
+  ObjectWriter object_writer(session);
+  CNCCNet& net = session.Net();
+  Json all = Json::array();
+  Table table = {{"ID", "ADDRESS", "KIND", "NAME"}};
+  const auto add = [&](const auto& object, const char* word, auto& writer) {
+    if (session.IsJson()) {
+      all.push_back(writer.Describe(object));
+    } else {
+      table.push_back({fmt::format("id:{}", object.id), AddressOf(net, object.id), word,
+                       PrintableName(object.name)});
+    }
+  };
+  for (const Node& node : nodes) add(node, node.is_server ? "server" : "AP", node_writer);
+  for (const Object& object : objects) add(object, WordOf(object.kind), object_writer);
+  if (session.IsJson()) return session.Out().Document({{"matches", std::move(all)}});
+  if (table.size() == 1) return session.Out().Say("There are no such objects.");
+  session.Out().PrintTable(table);
 }
 
 int Find(Session& session, const std::string& text) {
@@ -81,24 +113,39 @@ int Find(Session& session, const std::string& text) {
   std::vector<Node> nodes = ListServersAndAps(net);
   const auto bytes = BytesFromUtf8(text);
   const std::string pattern = bytes ? FoldForSearch(*bytes) : std::string();
-  std::erase_if(nodes, [&](const Node& node) {
-    const bool named = bytes && MatchesPattern(pattern, FoldForSearch(node.name));
-    return !named && !IsNumberOf(net, node, text);
-  });
-  NodeWriter(session).ShowMixed(nodes, "matches");
-  return nodes.empty() ? kExitFailed : kExitDone;
+  const auto differs = [&](const auto& object) {
+    const bool named = bytes && MatchesPattern(pattern, FoldForSearch(object.name));
+    return !named && !IsNumberOf(net, object.id, text);
+  };
+  std::erase_if(nodes, differs);
+  std::vector<Object> objects;
+  for (const Kind kind : kObjectKinds) {
+    std::vector<Object> all = ListObjects(net, kind);
+    std::erase_if(all, differs);
+    objects.insert(objects.end(), all.begin(), all.end());
+  }
+  ShowMatches(session, nodes, objects);
+  return nodes.empty() && objects.empty() ? kExitFailed : kExitDone;
 }
 
 }  // namespace
 
 void AddViewCommands(CommandLine& line) {
   auto arguments = std::make_shared<TreeArguments>();
-  CLI::App& tree = CommandLine::AddCommand(line.Root(), "tree", "Show the network as a tree",
-                                           "tree\ntree --depth 1\ntree --server Center");
-  tree.add_option("--server", arguments->server, "Only this server: its name or id:NUMBER");
-  tree.add_option("--depth", arguments->depth, "1 for the servers, 2 for their APs too")
+  CLI::App& tree = CommandLine::AddCommand(
+      line.Root(), "tree", "Show the network as a tree",
+      "tree\ntree --depth 1\ntree --server Center\ntree --groups --depth 3");
+  CLI::Option* server =
+      tree.add_option("--server", arguments->server, "Only this server: its name or id:NUMBER");
+  tree.add_option("--depth", arguments->depth,
+                  "1 for the servers, 2 for their APs too; 3 with --groups for users")
       ->check(CLI::Range(0, 9))
       ->capture_default_str();
+  CLI::Option* deps = tree.add_flag("--deps", arguments->deps, "Deps and their users instead");
+  CLI::Option* groups =
+      tree.add_flag("--groups", arguments->groups, "Node groups with their nodes and Deps instead");
+  deps->excludes(server, groups);
+  groups->excludes(server);
   line.OnRun(tree, [arguments](Session& session) { return ShowTree(session, *arguments); });
 
   auto text = std::make_shared<std::string>();

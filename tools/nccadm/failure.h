@@ -11,6 +11,7 @@ namespace ncc::tool {
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitFailed = 1;
 inline constexpr int kExitUsage = 2;
+inline constexpr int kExitFound = 3;
 inline constexpr int kExitInUse = 6;
 inline constexpr int kExitInterrupted = 130;
 

@@ -6,8 +6,12 @@ int main(int argc, char** argv) {
   AddDatabaseCommands(line);
   AddServerCommands(line);
   AddApCommands(line);
+  AddUserCommands(line);
+  AddDepCommands(line);
+  AddGroupCommands(line);
   AddApplicationCommands(line);
   AddViewCommands(line);
+  AddCheckCommand(line);
   AddDescriptionCommands(line);
   AddExportCommands(line);
   AddCompletionCommand(line);

@@ -1,23 +1,18 @@
 #include "nodes.h"
 
 #include <algorithm>
-#include <limits>
 #include <string_view>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "reference.h"
 #include "text.h"
 
 namespace ncc::tool {
 namespace {
 
 enum class Kinds { kServers, kAps, kBoth };
-
-struct Reference {
-  std::optional<std::uint32_t> id;
-  std::string name;  // bytes
-};
 
 const char* Word(Kinds kinds) {
   switch (kinds) {
@@ -29,22 +24,6 @@ const char* Word(Kinds kinds) {
       return "server or AP";
   }
   return "";
-}
-
-Reference ParseReference(const std::string& text) {
-  if (text.starts_with("id:")) {
-    const auto id = ParseNumber(text.substr(3), std::numeric_limits<std::uint32_t>::max());
-    if (!id) {
-      throw Failure(fmt::format("\"{}\" is not an id", text),
-                    "An id is written id:12 or id:0x000C; a name that begins so, name:id:12.");
-    }
-    return {static_cast<std::uint32_t>(*id), {}};
-  }
-  const NameBytes name = BytesFromName(text.starts_with("name:") ? text.substr(5) : text);
-  if (!name.reason.empty()) {
-    throw Failure(fmt::format("\"{}\" cannot be the name of an object: it {}", text, name.reason));
-  }
-  return {std::nullopt, name.bytes};
 }
 
 std::vector<Node> Candidates(CNCCNet& net, Kinds kinds) {
@@ -72,6 +51,7 @@ Failure Unknown(const std::string& text, Kinds kinds, const std::vector<Node>& c
 
 Failure Ambiguous(CNCCNet& net, const std::string& text, const std::vector<Node>& found) {
   std::vector<std::string> ids;
+  ids.reserve(found.size());
   for (const Node& node : found) {
     ids.push_back(node.is_server ? fmt::format("id:{} (a server)", node.id)
                                  : fmt::format("id:{} (AP at \"{}\")", node.id,

@@ -12,6 +12,19 @@ namespace {
 // wider type.
 unsigned long Wide(std::uint32_t id) { return id; }
 
+// What a list query of the library gives; `query` is called with the list to fill.
+template <class Query>
+std::vector<Node> Collect(Query query) {
+  std::list<CNNEntry> entries;
+  query(entries);
+  std::vector<Node> nodes;
+  nodes.reserve(entries.size());
+  for (const CNNEntry& entry : entries) nodes.push_back(NodeFrom(entry));
+  return nodes;
+}
+
+}  // namespace
+
 Node NodeFrom(const CNNEntry& entry) {
   Node node;
   node.name = entry.name;
@@ -25,19 +38,6 @@ Node NodeFrom(const CNNEntry& entry) {
   node.is_server = entry.type == kTypeServer;
   return node;
 }
-
-// What a list query of the library gives; `query` is called with the list to fill.
-template <class Query>
-std::vector<Node> Collect(Query query) {
-  std::list<CNNEntry> entries;
-  query(entries);
-  std::vector<Node> nodes;
-  nodes.reserve(entries.size());
-  for (const CNNEntry& entry : entries) nodes.push_back(NodeFrom(entry));
-  return nodes;
-}
-
-}  // namespace
 
 Preferences ReadPreferences(CNCCNet& net) {
   const CNetPref& block = *net.Preferences();

@@ -40,6 +40,7 @@ Preferences ReadPreferences(CNCCNet& net);
 // Sets the preferences proper; network number and counters stay.
 void SetPreferences(CNCCNet& net, const Preferences& preferences);
 
+Node NodeFrom(const CNNEntry& entry);
 std::optional<Node> NodeById(CNCCNet& net, std::uint32_t id);
 // The same for an id that the database has just given. Throws Failure when it has none such.
 Node Reload(CNCCNet& net, unsigned long id);

@@ -1,0 +1,83 @@
+#include "object_tree.h"
+
+#include <fmt/format.h>
+
+#include "nodes.h"
+#include "object_writer.h"
+#include "text.h"
+
+namespace ncc::tool {
+namespace {
+
+struct Branch {
+  std::string name;  // bytes
+  std::uint32_t id = 0;
+  const char* word = "";
+  std::vector<Branch> children;
+};
+
+Branch BranchOf(const Object& object) { return {object.name, object.id, WordOf(object.kind), {}}; }
+
+Branch BranchOf(CNCCNet& net, const Object& object, int depth) {
+  Branch branch = BranchOf(object);
+  if (depth < 2) return branch;
+  if (object.kind == Kind::kDep) {
+    for (const Object& user : ListUsersOf(net, object.id)) {
+      branch.children.push_back(BranchOf(user));
+    }
+    return branch;
+  }
+  for (const Node& node : ListNodesOf(net, object.id)) {
+    branch.children.push_back({node.name, node.id, node.is_server ? "server" : "AP", {}});
+  }
+  for (const Object& dep : ListDepsOf(net, object.id)) {
+    branch.children.push_back(BranchOf(net, dep, depth - 1));
+  }
+  return branch;
+}
+
+void Print(Session& session, const std::vector<Branch>& branches, const std::string& indent) {
+  Output& out = session.Out();
+  for (std::size_t i = 0; i < branches.size(); ++i) {
+    const Branch& branch = branches[i];
+    const bool last = i + 1 == branches.size();
+    const std::string rest = fmt::format("{} {}", branch.word, AddressOf(session.Net(), branch.id));
+    out.Line(fmt::format("{}{}{}  {}", indent, last ? "└─ " : "├─ ",
+                         out.Paint(Style::kName, PrintableName(branch.name)),
+                         out.Paint(Style::kFaint, rest)));
+    Print(session, branch.children, indent + (last ? "   " : "│  "));
+  }
+}
+
+// The JSON of an object names what belongs to it; `children` has the next level whole.
+Json Describe(CNCCNet& net, ObjectWriter& writer, const Object& object, int depth) {
+  Json json = writer.Describe(object);
+  if (depth < 2 || object.kind == Kind::kUser) return json;
+  const bool is_dep = object.kind == Kind::kDep;
+  json["children"] = Json::array();
+  for (const Object& child : is_dep ? ListUsersOf(net, object.id) : ListDepsOf(net, object.id)) {
+    json["children"].push_back(Describe(net, writer, child, depth - 1));
+  }
+  return json;
+}
+
+}  // namespace
+
+void ShowObjectTree(Session& session, Kind kind, int depth) {
+  CNCCNet& net = session.Net();
+  const std::uint32_t network = ReadPreferences(net).net_number;
+  std::vector<Object> objects;
+  if (depth > 0) objects = ListObjects(net, kind);
+  if (session.IsJson()) {
+    ObjectWriter writer(session);
+    Json all = Json::array();
+    for (const Object& object : objects) all.push_back(Describe(net, writer, object, depth));
+    return session.Out().Document({{"network", network}, {KeyOfAll(kind), std::move(all)}});
+  }
+  std::vector<Branch> branches;
+  for (const Object& object : objects) branches.push_back(BranchOf(net, object, depth));
+  session.Out().Line(fmt::format("network 0x{:04X}", network));
+  Print(session, branches, "");
+}
+
+}  // namespace ncc::tool

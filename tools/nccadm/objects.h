@@ -1,0 +1,82 @@
+// Users, Deps and node groups: as the library has them and as the user names them.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "session.h"
+#include "values.h"
+
+namespace ncc::tool {
+
+enum class Kind { kUser, kDep, kGroup };
+inline constexpr Kind kObjectKinds[] = {Kind::kUser, Kind::kDep, Kind::kGroup};
+
+const char* KeyOf(Kind kind);      // "user", "dep", "group": commands and documents
+const char* KeyOfAll(Kind kind);   // "users", "deps", "groups"
+const char* WordOf(Kind kind);     // "user", "Dep", "node group": sentences
+const char* WordOfAll(Kind kind);  // "users", "Deps", "node groups"
+
+struct Object {
+  Kind kind = Kind::kUser;
+  std::string name;  // bytes of code page 1251
+  std::uint32_t id = 0;
+  std::uint32_t number = 0;        // of a node group
+  std::uint32_t group = 0;         // of a Dep: where its users can be members
+  std::uint32_t primary_dep = 0;   // of a user
+  std::uint32_t primary_node = 0;  // of a user
+};
+
+struct Membership {
+  std::uint32_t dep = 0;
+  std::uint32_t node = 0;
+  std::uint8_t kind = 0;
+};
+
+// One member of the library for each kind, told by the kind of the object.
+unsigned long Create(CNCCNet& net, Kind kind, const std::string& name);
+bool Rename(CNCCNet& net, const Object& object, const std::string& name);
+bool Delete(CNCCNet& net, const Object& object);
+
+std::optional<Object> ObjectById(CNCCNet& net, Kind kind, std::uint32_t id);
+// The same for an id that the database has just given. Throws Failure when it has none such.
+Object ReloadObject(CNCCNet& net, Kind kind, unsigned long id);
+std::vector<Object> ListObjects(CNCCNet& net, Kind kind);  // by id
+
+// Relations, in link order.
+std::vector<Object> ListUsersOf(CNCCNet& net, std::uint32_t dep);
+std::vector<Object> ListLinkedDeps(CNCCNet& net, std::uint32_t dep);
+std::vector<Object> ListGroupsOfDep(CNCCNet& net, std::uint32_t dep);
+std::vector<Object> ListDepsOf(CNCCNet& net, std::uint32_t group);
+std::vector<Node> ListNodesOf(CNCCNet& net, std::uint32_t group);
+std::vector<Membership> ListMemberships(CNCCNet& net, std::uint32_t user);
+// What the user could hold in a Dep: one for each node of the Dep's node group.
+std::vector<Membership> ListPossible(CNCCNet& net, std::uint32_t user, std::uint32_t dep);
+// Makes these the user's memberships of the Dep.
+void SetMemberships(CNCCNet& net, std::uint32_t user, std::uint32_t dep,
+                    const std::vector<Membership>& memberships);
+
+template <class Items>
+bool HasId(const Items& items, std::uint32_t id) {
+  for (const auto& item : items) {
+    if (item.id == id) return true;
+  }
+  return false;
+}
+
+// The object that a reference means. Throws Failure when it is unknown (with the nearest name) or
+// when several have the name (with their ids).
+Object FindObject(Session& session, Kind kind, const std::string& reference);
+
+// Throws Failure when an object of the kind other than `except` has the name.
+void RefuseTakenName(CNCCNet& net, Kind kind, const std::string& name, std::uint32_t except);
+
+// The name of an object as text to show, in quotes.
+std::string Quoted(const Object& object);
+
+// "1 Dep", "3 Deps".
+std::string CountOf(std::size_t count, Kind kind);
+
+}  // namespace ncc::tool
