@@ -28,8 +28,8 @@ int main(int argc, char** argv) {
     return 2;
   }
   CNCCNet net;
-  const bool ready = net.Open(argv[1], "harbour") ||
-                     (net.Create(argv[1], "harbour", 0x1A) && AddHarbour(net));
+  const bool ready =
+      net.Open(argv[1], "harbour") || (net.Create(argv[1], "harbour", 0x1A) && AddHarbour(net));
   if (!ready) {
     std::cerr << "embed: " << net.LastError() << '\n';
     return 1;
