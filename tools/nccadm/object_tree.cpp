@@ -75,6 +75,7 @@ void ShowObjectTree(Session& session, Kind kind, int depth) {
     return session.Out().Document({{"network", network}, {KeyOfAll(kind), std::move(all)}});
   }
   std::vector<Branch> branches;
+  branches.reserve(objects.size());
   for (const Object& object : objects) branches.push_back(BranchOf(net, object, depth));
   session.Out().Line(fmt::format("network 0x{:04X}", network));
   Print(session, branches, "");
