@@ -94,8 +94,7 @@ class Checker:
         for number, line in enumerate(lines, 1):
             if len(line) > MAX_COLUMNS:
                 self.report(path, number, f"{len(line)} columns, at most {MAX_COLUMNS}")
-        is_package = path.name == "nccnetConfig.cmake"
-        if not is_package and not re.fullmatch(r"[a-z][a-z0-9_]*\.[a-z]+", path.name):
+        if not re.fullmatch(r"[a-z][a-z0-9_]*\.[a-z]+", path.name):
             self.report(path, 1, "file names are in snake_case")
 
     def check_code(self, path):
