@@ -80,6 +80,7 @@ Failure Unknown(const std::string& text, Kind kind, const std::vector<Object>& c
 
 Failure Ambiguous(const std::string& text, Kind kind, const std::vector<Object>& found) {
   std::vector<std::string> ids;
+  ids.reserve(found.size());
   for (const Object& object : found) ids.push_back(fmt::format("id:{}", object.id));
   return Failure(fmt::format("{} are named \"{}\"", CountOf(found.size(), kind), text),
                  fmt::format("Give the id of the one that is meant: {}.", fmt::join(ids, ", ")));
