@@ -155,9 +155,11 @@ std::vector<std::uint32_t> NumbersOf(const NetState& net, std::uint8_t type) {
 
 void RenameItems(NetState& net, const Entity& entity, std::string_view name) {
   for (const TDBObjId& id : net.base->ParentLinkSelect(entity.Id())) {
-    if (FindObject(net, id.number, kTypeDep) != nullptr) net.Progress();
-    if (!net.base->HasFolder(id)) continue;  // the callback has deleted it
+    if (!net.base->HasFolder(id)) continue;  // a callback has deleted it
     const TRef<CHDBFolder> parent = OpenFolder(net, id.number);
+    const bool lists = parent->Find(entity.Id()) != kNoPosition;  // else what an old link has left
+    if (lists && FindObject(net, id.number, kTypeDep) != nullptr) net.Progress();
+    if (!net.base->HasFolder(id) || !net.base->HasFolder(entity.Id())) continue;
     for (const TDBObjId& object : {entity.Id(), entity.folder->RecordId()}) {
       const std::uint32_t at = parent->Find(object);
       if (at != kNoPosition) parent->Rename(at, name);

@@ -22,6 +22,7 @@ bool OpenDatabase(NetState& net, const char* path, const char* name, OpenBase op
   try {
     net.DropBatch();
     net.Release();
+    ++net.open_count;
     if (path == nullptr || name == nullptr || *name == '\0') throw Refusal("no database was named");
     net.db_name = name;
     net.db_path = path;
@@ -197,14 +198,28 @@ CString CNCCNet::GetDBName() {
   return state_->db_name;
 }
 
-void CNCCNet::KCPath(const char* path) { SetPath(state_->lock, state_->kc_path, path); }
-CString& CNCCNet::KCPath() { return state_->kc_path; }
+void CNCCNet::KCPath(const char* path) {
+  LockScope lock(state_->lock);
+  SetPath(state_->lock, state_->kc_path, path);
+  state_->handed_kc_path = state_->kc_path.c_str();
+  state_->update_manager.SetExportFolder(state_->handed_kc_path);
+}
+CString& CNCCNet::KCPath() {
+  LockScope lock(state_->lock);
+  state_->FollowKcPath();
+  return state_->kc_path;
+}
 void CNCCNet::APDBPath(const char* path) { SetPath(state_->lock, state_->apdb_path, path); }
 CString& CNCCNet::APDBPath() { return state_->apdb_path; }
 void CNCCNet::MAPPath(const char* path) { SetPath(state_->lock, state_->map_path, path); }
 CString& CNCCNet::MAPPath() { return state_->map_path; }
 
 CNetPref* CNCCNet::Preferences() { return &state_->prefs; }
+CUpdateManager* CNCCNet::GetUpdateManager() {
+  LockScope lock(state_->lock);
+  state_->FollowKcPath();
+  return &state_->update_manager;
+}
 CThreadPool* CNCCNet::GetThreadPool() { return state_->pool.get(); }
 const char* CNCCNet::LastError() { return LastErrorText(); }
 
@@ -215,4 +230,9 @@ void CNCCNet::Lock() { state_->lock.Enter(); }
 void CNCCNet::UnLock() { state_->lock.Leave(); }
 void CNCCNet::LockGen() { state_->stop_generation.Set(); }
 void CNCCNet::UnLockGen() { state_->stop_generation.Reset(); }
-bool CNCCNet::IsStopGen() { return state_->stop_generation.IsSet() || state_->pool->IsStopping(); }
+bool CNCCNet::IsStopGen() { return state_->StopRequested(); }
+
+void CNCCNet::SetFileObserver(std::function<void(const CFileEvent&)> observer) {
+  LockScope lock(state_->lock);
+  state_->file_observer = std::move(observer);
+}

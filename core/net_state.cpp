@@ -21,6 +21,13 @@ void NetState::Progress() {
   }
 }
 
+void NetState::FollowKcPath() {
+  // A folder that the application gave to the manager itself stays.
+  if (handed_kc_path == nullptr || update_manager.GetExportFolder() != handed_kc_path) return;
+  handed_kc_path = kc_path.c_str();
+  update_manager.SetExportFolder(handed_kc_path);
+}
+
 void NetState::DropBatch() {
   if (!batch) return;
   batch.reset();
@@ -28,6 +35,7 @@ void NetState::DropBatch() {
 }
 
 void NetState::Release() {
+  output_cache.reset();
   root.reset();
   base.reset();
 }

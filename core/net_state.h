@@ -2,15 +2,19 @@
 #pragma once
 
 #include "nccnet/netdb.h"
+#include "nccnet/update_manager.h"
 #include "platform/hdb/base.h"
 #include "platform/hdb/manager.h"
 #include "platform/sync.h"
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
 namespace ncc {
 
+class OutputCache;
 class UnitScope;
 
 struct NetState {
@@ -33,6 +37,12 @@ struct NetState {
   ReentrantLock lock;
   Event stop_generation;
   std::unique_ptr<CThreadPool> pool;
+  CUpdateManager update_manager;
+
+  const char* handed_kc_path = nullptr;  // what the update manager was given last
+  std::function<void(const CFileEvent&)> file_observer;
+  std::shared_ptr<OutputCache> output_cache;  // what generators composed; null without
+  std::uint64_t open_count = 0;               // databases that were opened or created
 
   CNetPref prefs_before;             // at the beginning of the running unit
   std::unique_ptr<UnitScope> batch;  // the unit that BeginBatch began; null without one
@@ -40,6 +50,12 @@ struct NetState {
 
   // Calls the progress callback, if one is set. Throws CallbackFailure when it throws.
   void Progress();
+
+  // Whether generators are to stop.
+  bool StopRequested() const { return stop_generation.IsSet() || pool->IsStopping(); }
+
+  // Hands the key-centre folder to the update manager again if its text has moved.
+  void FollowKcPath();
 
   // Ends a batch without storing it, and leaves the lock that it held.
   void DropBatch();

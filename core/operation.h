@@ -3,7 +3,7 @@
 
 #include "core/last_error.h"
 #include "core/net_state.h"
-#include "platform/output_file.h"
+#include "platform/files.h"
 
 #include <exception>
 #include <list>

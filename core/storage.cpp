@@ -73,12 +73,13 @@ bool CNCCNet::GetRootEntry(unsigned long id, unsigned char type, TDBObjId& resul
 unsigned long CNCCNet::GetRootFldSpc() {
   NetState& net = *state_;
   LockScope lock(net.lock);
-  for (const CHDBDefinition& space : net.base->Definitions()) {
-    if (space.what != CHDBDefinition::What::kRecordSpace &&
-        space.what != CHDBDefinition::What::kFolderSpace) {
+  for (std::size_t i = 0; i < net.base->Definitions().size(); ++i) {
+    const CHDBDefinition found =
+        net.base->Definitions()[i];  // a callback may have them loaded anew
+    if (found.what != CHDBDefinition::What::kRecordSpace &&
+        found.what != CHDBDefinition::What::kFolderSpace) {
       continue;
     }
-    const CHDBDefinition found = space;
     net.Progress();
     if (found.tag == CHDBase::kFolderTag && (found.flags & CHDBase::kDeletedFlag) == 0)
       return found.number;
@@ -141,9 +142,10 @@ void CNCCNet::DeleteRootObject(TDBObjId object) {
             [&](const TDBObjId& dep) { UnlinkDepFromNGrp(object, dep); });
   }
   if (!net.base->HasFolder(object)) return;  // a progress callback has deleted it meanwhile
-  DeleteBackLinks(entity.record);
   DeleteAllLink(entity.folder);
-  if (net.base->HasFolder(object)) CHDBFolderManager(*net.base).FolderRemove(object);
+  if (!net.base->HasFolder(object)) return;
+  DeleteBackLinks(entity.record);  // after the last callback, which may have made some
+  CHDBFolderManager(*net.base).FolderRemove(object);
 }
 
 void CNCCNet::DeleteBackLinks(TRef<CHDBRecord>& record) {
@@ -156,9 +158,16 @@ void CNCCNet::DeleteBackLinks(TRef<CHDBRecord>& record) {
 void CNCCNet::DeleteAllLink(TRef<CHDBFolder>& folder) {
   NetState& net = *state_;
   LockScope lock(net.lock);
-  WalkItems(net, *folder, [&](const CHDBFolderEntry&, std::uint32_t at) {
-    folder->Remove(at);
+  WalkItems(net, *folder, [&](const CHDBFolderEntry& entry, std::uint32_t at) {
+    // What a progress callback has put there meanwhile leaves nothing behind either.
+    if (entry.Kind() == kTypeAP) {
+      DeleteAPOf(folder, entry.Object());
+    } else if (entry.Kind() == kTypeAB) {
+      TRef<CHDBFolder> user = OpenFolder(net, entry.Object().number);
+      DeleteCollectiveDep(folder, user);
+    }
+    if (folder->Entries().Has(at)) folder->Remove(at);
     return true;
   });
-  RemoveItems(net, folder->Id());
+  if (net.base->HasFolder(folder->Id())) RemoveItems(net, folder->Id());
 }

@@ -9,12 +9,10 @@
 //   <name>1 S 0000<NA><server>0000 <NA><server>     servers
 //   <name>1 G C000<NA>00000000 <NA>0000             the whole network, in code page 866
 
+#include "generate/output.h"
+#include "generate/text.h"
 #include "platform/code_page.h"
-#include "platform/output_file.h"
 #include "structure/nodes.h"
-
-#include <array>
-#include <cstdio>
 
 using namespace ncc;
 
@@ -23,15 +21,9 @@ namespace {
 // "Вся сеть" in code page 1251.
 constexpr char kWholeNetwork[] = "\xC2\xF1\xFF \xF1\xE5\xF2\xFC";
 
-std::string Hex4(std::uint32_t value) {
-  std::array<char, 9> text;
-  std::snprintf(text.data(), text.size(), "%4.4X", value);
-  return text.data();
-}
-
 std::string NameColumn(std::string_view name) {
-  std::string column(name.substr(0, kMaxNameLength));
-  column.resize(kMaxNameLength, ' ');
+  std::string column;
+  AppendColumn(column, name, kMaxNameLength);
   return column;
 }
 
@@ -61,33 +53,29 @@ std::string NetworkLine(const std::string& network) {
 bool CNCCNet::CreateNodenameFile(const char* folder) {
   NetState& net = *state_;
   return Run(net, false, [&] {
-    if (folder == nullptr) throw Refusal("no folder was named");
-    TextFile file(std::string(folder) + "NODENAME.DOC");
-    const std::string network = Hex4(net.prefs.net_number);
-    for (const std::uint32_t number : NumbersOf(net, kTypeNGrp)) {
-      net.Progress();
-      if (const CHDBRecord* record = FindObject(net, number, kTypeNGrp); record != nullptr) {
-        file.Write(GroupLine(network, EntryOf<CNGrpEntry>(*record)));
-      }
-    }
-    std::string server_lines;
-    for (const std::uint32_t number : RootObjects(net, kTypeServer)) {
-      net.Progress();
-      ForEachAP(net, number, [&](const CHDBRecord& ap) {
-        const std::uint32_t ap_number = ap.Number();
+    WriteFile(net, Prefix(folder) + "NODENAME.DOC", 0, [&](OutputFile& file) {
+      const std::string network = Hex4(net.prefs.net_number);
+      for (const std::uint32_t number : NumbersOf(net, kTypeNGrp)) {
         net.Progress();
-        if (const CHDBRecord* record = FindObject(net, ap_number, kTypeAP); record != nullptr) {
-          file.Write(ApLine(network, EntryOf<CNNEntry>(*record)));
-        }
-        return true;
-      });
-      if (const CHDBRecord* record = FindObject(net, number, kTypeServer); record != nullptr) {
-        server_lines += ServerLine(network, EntryOf<CNNEntry>(*record));
+        if (const CHDBRecord* record = FindObject(net, number, kTypeNGrp); record != nullptr)
+          file.AppendText(GroupLine(network, EntryOf<CNGrpEntry>(*record)));
       }
-    }
-    file.Write(server_lines);
-    file.Write(NetworkLine(network));
-    file.Commit();
+      std::string server_lines;
+      for (const std::uint32_t number : RootObjects(net, kTypeServer)) {
+        net.Progress();
+        ForEachAP(net, number, [&](const CHDBRecord& ap) {
+          const std::uint32_t ap_number = ap.Number();
+          net.Progress();
+          if (const CHDBRecord* record = FindObject(net, ap_number, kTypeAP); record != nullptr)
+            file.AppendText(ApLine(network, EntryOf<CNNEntry>(*record)));
+          return true;
+        });
+        if (const CHDBRecord* record = FindObject(net, number, kTypeServer); record != nullptr)
+          server_lines += ServerLine(network, EntryOf<CNNEntry>(*record));
+      }
+      file.AppendText(server_lines);
+      file.AppendText(NetworkLine(network));
+    });
     return true;
   });
 }

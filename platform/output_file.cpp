@@ -2,61 +2,117 @@
 
 #include "platform/paths.h"
 
+#include <atomic>
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <cstdlib>
+#include <ctime>
 
 #include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace ncc {
 namespace {
 
-constexpr std::size_t kBufferSize = 1U << 16;
+std::atomic<bool> ends_in_carriage_return = true;
 
 }  // namespace
 
-TextFile::TextFile(std::string_view path) : path_(NativePath(path)), temporary_(path_ + ".XXXXXX") {
+std::string_view TextLineEnd() noexcept { return ends_in_carriage_return ? "\r\n" : "\n"; }
+
+bool ChooseTextLineEnd(std::string_view line_end) noexcept {
+  if (line_end != "\r\n" && line_end != "\n") return false;
+  ends_in_carriage_return = line_end == "\r\n";
+  return true;
+}
+
+std::string WithLineEnds(std::string_view text) {
+  const std::string_view line_end = TextLineEnd();
+  std::string ended;
+  ended.reserve(text.size() + text.size() / 16 + line_end.size());
+  std::size_t from = 0;
+  for (auto at = text.find('\n'); at != std::string_view::npos; at = text.find('\n', from)) {
+    ended.append(text, from, at - from).append(line_end);
+    from = at + 1;
+  }
+  return ended.append(text, from);
+}
+
+OutputFile::OutputFile(std::string_view path)
+    : path_(NativePath(path)), temporary_(path_ + ".XXXXXX") {
   file_ = mkostemp(temporary_.data(), O_CLOEXEC);  // readable by its owner alone
-  if (file_ < 0) Fail("cannot be created");
+  if (file_ < 0) ThrowFileError(path_, "cannot be created", errno);
 }
 
-TextFile::~TextFile() {
-  if (file_ >= 0) {
-    close(file_);
-    unlink(temporary_.c_str());
-  }
+OutputFile::~OutputFile() {
+  if (file_ < 0) return;
+  close(file_);
+  unlink(temporary_.c_str());
 }
 
-void TextFile::Write(std::string_view text) {
-  for (char c : text) {
-    if (c == '\n') buffer_ += '\r';
-    buffer_ += c;
-  }
-  if (buffer_.size() >= kBufferSize) Flush();
+const std::string& OutputFile::Flush() {
+  WriteAll(file_, std::string_view(contents_).substr(flushed_), path_);
+  flushed_ = contents_.size();
+  return temporary_;
 }
 
-void TextFile::Flush() {
-  const char* at = buffer_.data();
-  const char* const end = at + buffer_.size();
-  while (at != end) {
-    const ssize_t written = write(file_, at, static_cast<std::size_t>(end - at));
-    if (written < 0 && errno != EINTR) Fail("cannot be written");
-    if (written > 0) at += written;
-  }
-  buffer_.clear();
-}
-
-void TextFile::Commit() {
+void OutputFile::Commit() {
   Flush();
-  if (rename(temporary_.c_str(), path_.c_str()) != 0) Fail("cannot be put in place");
+  PutInPlace();
+}
+
+void OutputFile::CommitBytes(std::string_view bytes) {
+  WriteAll(file_, bytes, path_);
+  PutInPlace();
+}
+
+bool OutputFile::CommitShared(const std::string& twin) {
+  const int source = open(twin.c_str(), O_RDONLY | O_CLOEXEC);
+  if (source < 0) return false;
+  const bool cloned = ioctl(file_, FICLONE, source) == 0;
+  close(source);
+  if (cloned) {
+    PutInPlace();
+    return true;
+  }
+  // A link needs a free name; whoever takes it in between makes it fail, no more.
+  unlink(temporary_.c_str());
+  if (link(twin.c_str(), temporary_.c_str()) != 0) {
+    Reopen(O_WRONLY | O_CREAT | O_EXCL);
+    return false;
+  }
+  Reopen(O_RDONLY);
+  Rename();
+  // Between two links to one file a rename does nothing and leaves both.
+  unlink(temporary_.c_str());
+  return true;
+}
+
+void OutputFile::Reopen(int flags) {
+  const int again = open(temporary_.c_str(), flags | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (again < 0) ThrowFileError(path_, "cannot be created", errno);
+  close(file_);
+  file_ = again;
+}
+
+void OutputFile::PutInPlace() {
+  // The system's own times are as coarse as its clock tick: a change within the tick would not
+  // show.
+  timespec times[2] = {{0, UTIME_OMIT}, {0, 0}};
+  if (clock_gettime(CLOCK_REALTIME, &times[1]) == 0) futimens(file_, times);
+  Rename();
+}
+
+void OutputFile::Rename() {
+  identity_ = IdentifyFile(file_, path_);
   const int file = file_;
   file_ = -1;
-  if (close(file) != 0) Fail("cannot be written");
-}
-
-void TextFile::Fail(const std::string& what) {
-  throw FileError("file " + path_ + " " + what + ": " + std::strerror(errno));
+  if (close(file) == 0 && rename(temporary_.c_str(), path_.c_str()) == 0) return;
+  const int error = errno;
+  unlink(temporary_.c_str());
+  ThrowFileError(path_, "cannot be put in place", error);
 }
 
 }  // namespace ncc

@@ -1,38 +1,61 @@
 // A file that a generator writes: it appears whole under its name, or not at all.
 #pragma once
 
-#include <stdexcept>
+#include "platform/files.h"
+
 #include <string>
 #include <string_view>
 
 namespace ncc {
 
-class FileError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
+// The line end of text files, for the process; "\r\n" at start.
+std::string_view TextLineEnd() noexcept;
+// False for a line end that is none of the two.
+bool ChooseTextLineEnd(std::string_view line_end) noexcept;
 
-// A text file with CR LF line ends, readable by its owner alone, written beside its name and
-// renamed to it by Commit; destroyed without Commit it leaves nothing behind. Members throw
-// FileError.
-class TextFile {
- public:
-  explicit TextFile(std::string_view path);
-  ~TextFile();
-  TextFile(const TextFile&) = delete;
-  TextFile& operator=(const TextFile&) = delete;
+// The text with each "\n" turned into the line end of text files.
+std::string WithLineEnds(std::string_view text);
 
-  // Appends text; each "\n" in it becomes the file's line end.
-  void Write(std::string_view text);
+// Readable by its owner alone, written beside its name and renamed to it by a Commit; destroyed
+// without, it leaves nothing behind. What is appended is kept in memory until it is flushed.
+// Members throw FileError.
+class OutputFile {
+ public:
+  explicit OutputFile(std::string_view path);
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  void Append(std::string_view bytes) { contents_ += bytes; }
+  void AppendText(std::string_view text) { contents_ += WithLineEnds(text); }
+  const std::string& Contents() const { return contents_; }
+
+  // Writes what was appended under the temporary name and gives that name.
+  const std::string& Flush();
+
+  // Put the file in place; the second with these bytes in place of what was appended, the third
+  // with the storage of another file of the same contents (false, and nothing done, where the file
+  // system cannot).
   void Commit();
+  void CommitBytes(std::string_view bytes);
+  bool CommitShared(const std::string& twin);
+
+  const std::string& Path() const { return path_; }
+  int Handle() const { return file_; }
+  bool IsInPlace() const { return file_ < 0; }
+  // Of the file that was put in place.
+  const FileIdentity& Identity() const { return identity_; }
 
  private:
-  void Flush();
-  [[noreturn]] void Fail(const std::string& what);
+  void Reopen(int flags);
+  void PutInPlace();
+  void Rename();
 
   std::string path_;
   std::string temporary_;
-  std::string buffer_;
+  std::string contents_;
+  std::size_t flushed_ = 0;
+  FileIdentity identity_;
   int file_ = -1;
 };
 

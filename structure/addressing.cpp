@@ -13,20 +13,51 @@ char* PutHex4(std::uint32_t value, char* at) {
   return at + std::snprintf(at, 2 * sizeof(value) + 1, "%4.4X", value);
 }
 
+bool HasFlags(const CHDBRecord& ap, unsigned long mask) {
+  return (EntryOf<CNNEntry>(ap).flags & mask) == mask;
+}
+
+// The first of a server's APs with these flags, calling the progress callback for each item.
+unsigned long FindAmongItems(NetState& net, const TDBObjId& server, unsigned long mask) {
+  unsigned long found = 0;
+  const TRef<CHDBFolder> folder = OpenFolder(net, server.number);
+  WalkItems(net, *folder, [&](const CHDBFolderEntry& item, std::uint32_t) {
+    if (item.Kind() == kTypeAP && HasFlags(RecordOf(net, item.Object()), mask))
+      found = item.Object().number;
+    return found == 0;
+  });
+  return found;
+}
+
 }  // namespace
 
+const CHDBRecord* ncc::FindAPWithFlags(const NetState& net, unsigned long mask) {
+  const CHDBRecord* found = nullptr;
+  for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
+    ForEachAP(net, server, [&](const CHDBRecord& ap) {
+      if (HasFlags(ap, mask)) found = &ap;
+      return found == nullptr;
+    });
+    if (found != nullptr) break;
+  }
+  return found;
+}
+
 char* CNCCNet::GetAddr4(unsigned long id, char* buffer) {
+  if (buffer == nullptr) return nullptr;
   PutHex4(static_cast<std::uint32_t>(id), buffer);
   return buffer;
 }
 
 char* CNCCNet::GetAddr8(unsigned long id, char* buffer) {
+  if (buffer == nullptr) return nullptr;
   LockScope lock(state_->lock);
   PutHex4(static_cast<std::uint32_t>(id), PutHex4(state_->prefs.net_number, buffer));
   return buffer;
 }
 
 char* CNCCNet::GetNetAddr(char* buffer) {
+  if (buffer == nullptr) return nullptr;
   LockScope lock(state_->lock);
   PutHex4(state_->prefs.net_number, buffer);
   return buffer;
@@ -48,17 +79,15 @@ unsigned long CNCCNet::GetAP(unsigned long mask) {
   NetState& net = *state_;
   return Run(net, 0UL, [&] {
     unsigned long found = 0;
-    WalkEntries(*net.root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
-      if (entry.Kind() != kTypeServer) return true;
-      const TRef<CHDBFolder> server = OpenFolder(net, entry.Object().number);
-      WalkItems(net, *server, [&](const CHDBFolderEntry& item, std::uint32_t) {
-        if (item.Kind() != kTypeAP) return true;
-        const CNNEntry ap = EntryOf<CNNEntry>(RecordOf(net, item.Object()));
-        if ((ap.flags & mask) == mask) found = ap.id;
+    if (net.callback == nullptr) {
+      const CHDBRecord* ap = FindAPWithFlags(net, mask);
+      found = ap != nullptr ? ap->Number() : 0;
+    } else {
+      WalkItems(net, *net.root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+        if (entry.Kind() == kTypeServer) found = FindAmongItems(net, entry.Object(), mask);
         return found == 0;
       });
-      return found == 0;
-    });
+    }
     if (found != 0) return found;
     throw Refusal("no AP has these application flags");
   });

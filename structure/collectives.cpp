@@ -179,9 +179,10 @@ unsigned long CNCCNet::GetListColAb(unsigned long user, unsigned long dep, std::
 void CNCCNet::AddCollective(CDepEntry dep, TRef<CHDBRecord>& user) {
   NetState& net = *state_;
   LockScope lock(net.lock);
-  const CHDBRecord* group = FindObject(net, dep.ngrp_id, kTypeNGrp);
-  if (group == nullptr) return;
-  WalkIds(*group, kNodesOfGroup, [&](const TDBObjId& node) {
+  TDBObjId group;
+  if (!GetRootEntry(dep.ngrp_id, kTypeNGrp, group)) return;
+  RecordOf(net, FolderOf(*user));  // a callback may have deleted it
+  WalkIds(RecordOf(net, group), kNodesOfGroup, [&](const TDBObjId& node) {
     user->AppendPair({dep.id, node.number, 0});
   });
 }

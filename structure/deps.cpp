@@ -50,16 +50,19 @@ void LinkToAll(NetState& net, std::uint32_t number, const std::vector<std::uint3
 
 unsigned long CNCCNet::CreateDep(const char* name, TDBObjId& result) {
   NetState& net = *state_;
-  return Run(net, 0UL, [&] {
+  TDBObjId created;
+  const unsigned long id = Run(net, 0UL, [&] {
     const std::string_view checked = CheckedName(name);
     CDepEntry entry;
     std::memset(static_cast<void*>(&entry), 0, sizeof(entry));
     PutName(entry, checked);
     entry.id = TakeId(net);
     entry.type = kTypeDep;
-    result = StoreRootObject(&entry, sizeof(entry));
-    return static_cast<unsigned long>(result.number);
+    created = StoreRootObject(&entry, sizeof(entry));
+    return static_cast<unsigned long>(created.number);
   });
+  if (id != 0) result = created;
+  return id;
 }
 
 unsigned long CNCCNet::CreateDep(const char* name) {
@@ -130,28 +133,35 @@ bool CNCCNet::GetDepInfo(TDBObjId& dep, CDepEntry& entry) {
 
 bool CNCCNet::LinkDepToDep(const char* name1, const char* name2) {
   return Run(*state_, false, [&] {
-    const Entity dep1 = OpenEntity(*state_, RootObject(name1, kTypeDep));
-    const Entity dep2 = OpenEntity(*state_, RootObject(name2, kTypeDep));
-    LinkDeps(dep1, dep2, name1, name2);
+    const TDBObjId dep1 = RootObject(name1, kTypeDep);
+    const TDBObjId dep2 = RootObject(name2, kTypeDep);
+    LinkDeps(OpenEntity(*state_, dep1), OpenEntity(*state_, dep2), name1, name2);
     return true;
   });
 }
 
 bool CNCCNet::LinkDepToDep(unsigned long id1, unsigned long id2, bool* changed) {
-  return Run(*state_, false, [&] {
-    const Entity dep1 = OpenEntity(*state_, RootObject(id1, kTypeDep));
-    const Entity dep2 = OpenEntity(*state_, RootObject(id2, kTypeDep));
-    const bool added = LinkDeps(dep1, dep2, dep1.record->Name(), dep2.record->Name());
-    if (changed != nullptr) *changed = added;
+  bool added = false;
+  const bool linked = Run(*state_, false, [&] {
+    const TDBObjId object1 = RootObject(id1, kTypeDep);
+    const TDBObjId object2 = RootObject(id2, kTypeDep);
+    const Entity dep1 = OpenEntity(*state_, object1);
+    const Entity dep2 = OpenEntity(*state_, object2);
+    added = LinkDeps(dep1, dep2, dep1.record->Name(), dep2.record->Name());
     return true;
   });
+  if (linked && changed != nullptr) *changed = added;
+  return linked;
 }
 
 bool CNCCNet::LinkAllDeps() {
   NetState& net = *state_;
   return RunUnlocked(net, false, [&] {
     const std::vector<std::uint32_t> all = NumbersOf(net, kTypeDep);
-    for (std::size_t i = 0; i < all.size(); ++i) net.Progress();
+    for (const std::uint32_t dep : all) {
+      net.Progress();
+      FindItem(net, *net.root, kTypeDep, dep);
+    }
     for (const std::uint32_t dep : all) {
       if (FindObject(net, dep, kTypeDep) != nullptr) LinkToAll(net, dep, all);
       net.Progress();
@@ -162,15 +172,17 @@ bool CNCCNet::LinkAllDeps() {
 
 bool CNCCNet::DeleteLinkDepToDep(const char* name1, const char* name2) {
   return Run(*state_, false, [&] {
-    const Entity dep1 = OpenEntity(*state_, RootObject(name1, kTypeDep));
-    return UnlinkDeps(dep1, OpenEntity(*state_, RootObject(name2, kTypeDep)));
+    const TDBObjId dep1 = RootObject(name1, kTypeDep);
+    const TDBObjId dep2 = RootObject(name2, kTypeDep);
+    return UnlinkDeps(OpenEntity(*state_, dep1), OpenEntity(*state_, dep2));
   });
 }
 
 bool CNCCNet::DeleteLinkDepToDep(unsigned long id1, unsigned long id2) {
   return Run(*state_, false, [&] {
-    const Entity dep1 = OpenEntity(*state_, RootObject(id1, kTypeDep));
-    return UnlinkDeps(dep1, OpenEntity(*state_, RootObject(id2, kTypeDep)));
+    const TDBObjId dep1 = RootObject(id1, kTypeDep);
+    const TDBObjId dep2 = RootObject(id2, kTypeDep);
+    return UnlinkDeps(OpenEntity(*state_, dep1), OpenEntity(*state_, dep2));
   });
 }
 

@@ -18,7 +18,8 @@ void AppendLinked(const NetState& net, const TDBObjId& object, int list_position
 
 unsigned long CNCCNet::CreateNGrp(const char* name, TDBObjId& result) {
   NetState& net = *state_;
-  return Run(net, 0UL, [&] {
+  TDBObjId created;
+  const unsigned long id = Run(net, 0UL, [&] {
     const std::string_view checked = CheckedName(name);
     CNGrpEntry entry;
     std::memset(static_cast<void*>(&entry), 0, sizeof(entry));
@@ -26,9 +27,11 @@ unsigned long CNCCNet::CreateNGrp(const char* name, TDBObjId& result) {
     entry.id = TakeId(net);
     entry.type = kTypeNGrp;
     entry.number = ++net.prefs.ngrp_counter;
-    result = StoreRootObject(&entry, sizeof(entry));
-    return static_cast<unsigned long>(result.number);
+    created = StoreRootObject(&entry, sizeof(entry));
+    return static_cast<unsigned long>(created.number);
   });
+  if (id != 0) result = created;
+  return id;
 }
 
 unsigned long CNCCNet::CreateNGrp(const char* name) {
@@ -134,7 +137,8 @@ bool CNCCNet::DeleteNNFromNGrp(unsigned long group, unsigned long node) {
 void CNCCNet::DeleteNNFromNGrp(TRef<CHDBFolder>& group, TRef<CHDBFolder>& node) {
   NetState& net = *state_;
   LockScope lock(net.lock);
-  WalkIds(RecordOf(net, group->Id()), kDepsOfGroup, [&](const TDBObjId& dep) {
+  const TDBObjId group_id = RootObject(group->Number(), kTypeNGrp);
+  WalkIds(RecordOf(net, group_id), kDepsOfGroup, [&](const TDBObjId& dep) {
     net.Progress();
     if (!net.base->HasFolder(dep)) return;
     WalkItems(net, *OpenFolder(net, dep.number), [&](const CHDBFolderEntry& entry, std::uint32_t) {
@@ -149,10 +153,10 @@ void CNCCNet::DeleteNNFromNGrp(TRef<CHDBFolder>& group, TRef<CHDBFolder>& node) 
 
 bool CNCCNet::LinkDepToNGrp(unsigned long group, unsigned long dep) {
   return Run(*state_, false, [&] {
-    Entity group_entity = OpenEntity(*state_, RootObject(group, kTypeNGrp));
-    Entity dep_entity = OpenEntity(*state_, RootObject(dep, kTypeDep));
-    TDBObjId group_id = group_entity.Id();
-    TDBObjId dep_id = dep_entity.Id();
+    TDBObjId group_id = RootObject(group, kTypeNGrp);
+    TDBObjId dep_id = RootObject(dep, kTypeDep);
+    Entity group_entity = OpenEntity(*state_, group_id);
+    Entity dep_entity = OpenEntity(*state_, dep_id);
     CDepEntry entry = EntryOf<CDepEntry>(*dep_entity.record);
     entry.ngrp_id = group_id.number;
     ReplaceEntry(*dep_entity.record, entry);

@@ -15,6 +15,10 @@ void ForEachAP(const NetState& net, std::uint32_t server, Visit visit) {
   });
 }
 
+// The first AP whose flags hold the mask, by server in root order, then in the server's order,
+// found without progress callback; null when there is none.
+const CHDBRecord* FindAPWithFlags(const NetState& net, unsigned long mask);
+
 // The record of a server or an AP. Throws Refusal when there is none.
 const CHDBRecord& KnownNode(const NetState& net, unsigned long id);
 

@@ -6,16 +6,19 @@ using namespace ncc;
 
 unsigned long CNCCNet::CreateAB(const char* name, TDBObjId& result) {
   NetState& net = *state_;
-  return Run(net, 0UL, [&] {
+  TDBObjId created;
+  const unsigned long id = Run(net, 0UL, [&] {
     const std::string_view checked = CheckedName(name);
     CABEntry entry;
     std::memset(static_cast<void*>(&entry), 0, sizeof(entry));
     PutName(entry, checked);
     entry.id = TakeId(net);
     entry.type = kTypeAB;
-    result = StoreRootObject(&entry, sizeof(entry));
-    return static_cast<unsigned long>(result.number);
+    created = StoreRootObject(&entry, sizeof(entry));
+    return static_cast<unsigned long>(created.number);
   });
+  if (id != 0) result = created;
+  return id;
 }
 
 unsigned long CNCCNet::CreateAB(const char* name) {
@@ -55,11 +58,11 @@ bool CNCCNet::LinkABToDep(const char* dep, const char* user, bool collectives) {
     CheckedName(user);
     TDBObjId dep_object;
     if (!GetRootEntry(dep, kTypeDep, dep_object) && CreateDep(dep, dep_object) == 0) {
-      RefuseUnknown(kTypeDep, dep);
+      throw Refusal(LastErrorText());
     }
     TDBObjId user_object;
     if (!GetRootEntry(user, kTypeAB, user_object) && CreateAB(user, user_object) == 0) {
-      RefuseUnknown(kTypeAB, user);
+      throw Refusal(LastErrorText());
     }
     return LinkUser(dep_object, user_object, collectives);
   });
@@ -79,15 +82,20 @@ bool CNCCNet::LinkUser(TDBObjId dep_object, TDBObjId user_object, bool collectiv
   Entity user = OpenEntity(net, user_object, kTypeAB);
   CABEntry entry = EntryOf<CABEntry>(*user.record);
   if (entry.primary.dep == 0 && entry.primary.node == 0) {
-    const CHDBRecord* group = FindObject(net, dep_entry.ngrp_id, kTypeNGrp);
-    if (group != nullptr && group->List(kNodesOfGroup).Size() > 0) {
-      const IdList& nodes = group->List(kNodesOfGroup);
-      entry.primary = {dep_entry.id, nodes.At(nodes.First()).object.number};
-      net.Progress();  // nothing that it does is known to what was read above
+    TDBObjId group;
+    if (GetRootEntry(dep_entry.ngrp_id, kTypeNGrp, group)) {
+      const IdList& nodes = RecordOf(net, group).List(kNodesOfGroup);
+      if (nodes.Size() > 0) {
+        entry.primary = {dep_entry.id, nodes.At(nodes.First()).object.number};
+        net.Progress();  // nothing that it does is known to what was read above
+      }
     }
+    RecordOf(net, dep_object);  // a callback may have deleted either
+    RecordOf(net, user_object);
   }
   ReplaceEntry(*user.record, entry);
   if (collectives) AddCollective(dep_entry, user.record);
+  RecordOf(net, dep_object);
   dep.folder->Append(user.Id(), kTypeAB, user.record->Name());
   dep.folder->Append(user.folder->RecordId(), kRecordItem, user.record->Name());
   return true;

@@ -102,13 +102,13 @@ TEST_F(Callback, UsersDepsAndGroupsCallOncePerItem) {
       {"users of a Dep", [&] { return net_.GetListAB(7, users) == 2; }, 5, 4},
       {"free Deps", [&] { return net_.GetListDepFree(deps) == 0; }, 0, 2},
       {"checks", [&] { return net_.CheckAnomaliesAB(&users, &users, &users) == 0; }, 0, 0},
-      {"a node out of the group", [&] { return net_.DeleteNNFromNGrp(11, 1); }, 9, 1 + 4 + 1},
+      {"a node out of the group", [&] { return net_.DeleteNNFromNGrp(11, 1); }, 9 + 9, 1 + 4 + 1},
       {"renaming", [&] { return net_.ModifyAB(9, "U2"); }, 7, 1},
-      {"linking", [&] { return net_.LinkABToDep(8, 10, true); }, 6 + 8, 0},
-      {"a first link", [&] { return net_.LinkABToDep(8, 12, true); }, 6 + 10, 1},
+      {"linking", [&] { return net_.LinkABToDep(8, 10, true); }, 6 + 8 + 9, 0},
+      {"a first link", [&] { return net_.LinkABToDep(8, 12, true); }, 6 + 10 + 9 + 9, 1},
       {"unlinking", [&] { return net_.DeleteABFromDep(8, 12), true; }, 6, 3},
       {"unlinking by name", [&] { return net_.DeleteABFromDep("d", "v"), true; }, 5, 3},
-      {"linking again", [&] { return net_.LinkABToDep(7, 10, true); }, 5 + 8, 0},
+      {"linking again", [&] { return net_.LinkABToDep(7, 10, true); }, 5 + 8 + 9, 0},
       {"linking Deps", [&] { return net_.LinkDepToDep(7UL, 8UL); }, 5 + 6, 0},
       {"linked Deps", [&] { return net_.GetListLinkedDep(7, deps) == 1; }, 5, 6},
       {"unlinking all, beginning anew after each", [&] { return net_.DeleteAllAb(7), true; }, 5,
@@ -117,6 +117,49 @@ TEST_F(Callback, UsersDepsAndGroupsCallOncePerItem) {
   for (const auto& [what, run, looking_up, own] : cases) {
     EXPECT_TRUE(run()) << what;
     EXPECT_EQ(progress.TakeCalls(), looking_up + own) << what;
+  }
+}
+
+// A callback in the middle of an operation links or deletes what the operation works on, at each of
+// its calls in turn; the database stays whole.
+TEST_F(Callback, MayChangeWhatTheOperationWorksOn) {
+  const std::function<void()> meddlings[] = {
+      [&] { net_.LinkDepToNGrp(9, 7) && net_.LinkABToDep(7, 10, true); },
+      [&] { net_.DeleteDep(7); },
+      [&] { net_.DeleteDep(8) && net_.DeleteAB(10) && net_.DeleteNGrp(9); },
+      [&] { net_.AddAP(2, "late", 0); }};
+  const std::function<void()> operations[] = {[&] { net_.DeleteDep(7); },
+                                              [&] { net_.LinkDepToDep(7UL, 8UL); },
+                                              [&] { net_.DeleteLinkDepToDep("d", "e"); },
+                                              [&] { net_.LinkDepToNGrp(9, 8); },
+                                              [&] { net_.LinkABToDep(8, 11, true); },
+                                              [&] { net_.DeleteServer(2); },
+                                              [&] { net_.DeleteNNFromNGrp(9, 1); }};
+  ASSERT_TRUE(net_.CreateDep("d") == 7 && net_.CreateDep("e") == 8 && net_.CreateNGrp("g") == 9);
+  ASSERT_TRUE(net_.CreateAB("u") == 10 && net_.CreateAB("v") == 11 && net_.LinkDepToDep(7UL, 8UL));
+  ASSERT_TRUE(net_.LinkNNToNGrp(9, 1) && net_.LinkDepToNGrp(9, 8) && net_.LinkABToDep(7, 10, true));
+  for (const auto& meddle : meddlings) {
+    for (const auto& operate : operations) {
+      bool called = true;
+      for (int call = 1; called; ++call) {
+        called = false;
+        ASSERT_TRUE(net_.BeginBatch());
+        {
+          Progress progress(net_, [&](int now) {
+            if (now != call) return;
+            called = true;
+            net_.SetCallback(nullptr);
+            meddle();
+            net_.SetCallback(&Ignore);
+          });
+          operate();
+        }
+        net_.SetCallback(nullptr);
+        EXPECT_EQ(FindFaults(net_), "") << "call " << call;
+        EXPECT_NE(net_.AddServer("after", 0, 0), 0U) << net_.LastError();
+        ASSERT_TRUE(net_.EndBatch(false));
+      }
+    }
   }
 }
 

@@ -2,11 +2,15 @@
 /// CNCCNet: one network database.
 #pragma once
 
+#include "nccnet/callback.h"
 #include "nccnet/export.h"
+#include "nccnet/file_output.h"
 #include "nccnet/records.h"
 #include "nccnet/thread_pool.h"
+#include "nccnet/update_manager.h"
 
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <string>
@@ -20,13 +24,6 @@ namespace ncc {
 struct NetState;
 struct NetAccess;
 }  // namespace ncc
-
-/// Progress callback: called with the context given beside it and a null pointer, once per visited
-/// item in long loops, on the calling thread, with the object lock held. Its result is ignored. It
-/// may call any query or change of the object (the changes belong to the running operation);
-/// Create, Open, BeginBatch and EndBatch are false inside it and Close does nothing. An exception
-/// undoes the running operation and goes on to the operation's caller.
-using NCCCallback = long (*)(void* context, void* arg);
 
 /// The network database of the network control centre: one object holds one open network.
 ///
@@ -91,7 +88,8 @@ class NCC_API CNCCNet {
   CString GetDBName();
 
   /// The three output folders; texts are stored unchanged. The references stay valid as long as the
-  /// object and are read and written under no lock.
+  /// object and are read and written under no lock. KCPath with a text also hands it to the update
+  /// manager as its export folder.
   void KCPath(const char* path);
   CString& KCPath();
   void APDBPath(const char* path);
@@ -104,6 +102,10 @@ class NCC_API CNCCNet {
   /// of an object call) and not before.
   CNetPref* Preferences();
 
+  /// The update manager, to which generators report the files that they stamp. Belongs to the
+  /// object.
+  CUpdateManager* GetUpdateManager();
+
   /// The worker pool. Belongs to the object.
   CThreadPool* GetThreadPool();
 
@@ -112,21 +114,17 @@ class NCC_API CNCCNet {
   /// Makes all operations up to EndBatch one unit, stored together. Holds the object lock until
   /// then. Not nestable.
   bool BeginBatch();
-
   /// Ends the batch that the calling thread began: stores it durably when `keep`, else drops it
   /// whole, in memory and in the preferences block too. \return false without a batch of this
   /// thread, or when the batch could not be stored (it is dropped
   ///   then), also because an operation inside it failed by storage or memory.
   bool EndBatch(bool keep = true);
-
   /// Text of the calling thread's last failure, of whichever object; empty after a success. Valid
   /// until the thread's next call.
   const char* LastError();
-
   /// Writes a consistent copy of the open database to `file`, an existing file being replaced
   /// whole. False inside a batch.
   bool Backup(const char* file);
-
   /// The database's revision: raised by every unit that changed something. 0 while no database is
   /// open.
   std::uint64_t GetRevision();
@@ -141,10 +139,8 @@ class NCC_API CNCCNet {
   char* GetAddr8(unsigned long id, char* buffer);
   /// Writes "%4.4X" of the network number.
   char* GetNetAddr(char* buffer);
-
   /// Type code of the object with this identifier; 0xFF when there is none.
   unsigned char GetType(unsigned long id);
-
   /// First AP whose flags hold every bit of `mask`, by server in root order, then in the server's
   /// order; 0 when there is none.
   unsigned long GetAP(unsigned long mask);
@@ -163,26 +159,21 @@ class NCC_API CNCCNet {
   /// \return its identifier; 0 when the name is taken by a server or refused, with both counters
   /// unchanged
   unsigned long AddServer(const char* name, unsigned long flags, unsigned short value);
-
   /// Deletes a server, its APs with it (each as DeleteAP does), and every link to it.
   bool DeleteServer(const char* name);
   bool DeleteServer(unsigned long id);
-
   /// Renames a server. False when it is unknown or the new name is the name of any server, its own
   /// included.
   bool ModifyServer(const char* name, const char* new_name);
   bool ModifyServer(unsigned long id, const char* new_name);
-
   /// Gives the identifier of the server's folder; `result` stays as it was when there is none.
   bool GetServer(const char* name, TDBObjId& result);
   bool GetServer(unsigned long id, TDBObjId& result);
   /// \return the server's identifier, 0 when there is none
   unsigned long GetServer(const char* name);
-
   bool GetServerInfo(const char* name, CNNEntry& entry);
   bool GetServerInfo(unsigned long id, CNNEntry& entry);
   bool GetServerInfo(TDBObjId& server, CNNEntry& entry);
-
   unsigned long GetServersCount();
   /// All servers in the order in which they were added. Empties the list first.
   /// \return the list's size
@@ -190,7 +181,6 @@ class NCC_API CNCCNet {
   /// Servers linked to a server, in link order. Empties the list first.
   unsigned long GetListLinkedSrv(const char* name, std::list<CNNEntry>& list);
   unsigned long GetListLinkedSrv(unsigned long id, std::list<CNNEntry>& list);
-
   /// Links two servers, in both directions and at most once. False for an unknown server and for a
   /// server with itself.
   bool LinkSrvToSrv(const char* name1, const char* name2);
@@ -198,7 +188,6 @@ class NCC_API CNCCNet {
   /// Unlinks two servers; true also when they were not linked.
   bool DeleteLink(const char* name1, const char* name2);
   bool DeleteLink(unsigned long id1, unsigned long id2);
-
   /// Whether a server of this name exists.
   bool CheckServerName(const char* name);
 
@@ -210,23 +199,19 @@ class NCC_API CNCCNet {
   unsigned long AddAP(const char* server, const char* name, unsigned long flags);
   unsigned long AddAP(unsigned long server, const char* name, unsigned long flags);
   unsigned long AddAP(TDBObjId& server, const char* name, unsigned long flags);
-
   /// Renames an AP. False when it is unknown or the new name is the name of any AP, its own
   /// included.
   bool ModifyAP(const char* name, const char* new_name);
   bool ModifyAP(unsigned long id, const char* new_name);
-
   /// Moves an AP to the end of a server's APs; it keeps its identifier and its ordinal.
   bool ChangeSrv(const char* ap, unsigned long server);
   bool ChangeSrv(const char* ap, const char* server);
   bool ChangeSrv(unsigned long ap, unsigned long server);
-
   /// Deletes the server's first AP of this name, with every link to it. Memberships of users at the
   /// AP stay.
   bool DeleteAP(const char* server, const char* name);
   bool DeleteAP(unsigned long server, const char* name);
   bool DeleteAP(TDBObjId& server, const char* name);
-
   /// By identifier alone a server is found as well as an AP. By name the first AP in root order of
   /// the servers, then in the server's order. `result` is the folder's identifier.
   bool GetAP(unsigned long id, TDBObjId& result);
@@ -236,21 +221,17 @@ class NCC_API CNCCNet {
   /// \return the AP's identifier, 0 when there is none
   unsigned long GetAP(const char* server, const char* name);
   unsigned long GetAP(const char* name);
-
   bool GetAPInfo(const char* name, CNNEntry& entry);
   bool GetAPInfo(unsigned long id, CNNEntry& entry);
   /// \return the identifier of the AP's server, 0 when the AP is unknown (and for a server)
   unsigned long GetAPServerID(unsigned long id);
-
   /// APs of a server in its order, or all APs by ascending identifier. Empties the list first.
   /// \return the list's size
   unsigned long GetListAP(unsigned long server, std::list<CNNEntry>& list);
   unsigned long GetListAP(const char* server, std::list<CNNEntry>& list);
   unsigned long GetListAP(std::list<CNNEntry>& list);
-
   /// Whether an AP of this name exists anywhere in the network.
   bool CheckAPName(const char* name);
-
   /// Finds a node: a server or an AP.
   bool GetNN(unsigned long id, TDBObjId& result);
   bool GetNNInfo(unsigned long id, CNNEntry& entry);
@@ -288,31 +269,26 @@ class NCC_API CNCCNet {
   /// Deletes a user, with its memberships and its place in every Dep.
   bool DeleteAB(const char* name);
   bool DeleteAB(unsigned long id);
-
   /// Makes a user a member of a Dep. A user without a primary collective gets (the Dep, the first
   /// node of the Dep's node group), if there is such a node; `collectives` adds a membership of
   /// kind 0 at every node of the group. A user who is in the Dep already is listed once more. The
   /// form by name creates the Dep or the user that is missing.
   bool LinkABToDep(const char* dep, const char* user, bool collectives);
   bool LinkABToDep(unsigned long dep, unsigned long user, bool collectives);
-
   bool GetAB(const char* name, TDBObjId& result);
   bool GetAB(unsigned long id, TDBObjId& result);
   bool GetABInfo(const char* name, CABEntry& entry);
   bool GetABInfo(unsigned long id, CABEntry& entry);
-
   /// All users by ascending identifier, or the users of a Dep in the order in which they were
   /// linked (one who was linked twice stands twice). Empties the list first. \return the list's
   /// size
   unsigned long GetListAB(std::list<CABEntry>& list);
   unsigned long GetListAB(unsigned long dep, std::list<CABEntry>& list);
   unsigned long GetListAB(const char* dep, std::list<CABEntry>& list);
-
   /// Whether a user of this name exists.
   bool CheckABName(const char* name);
   /// Always false.
   bool CheckAB(unsigned long a, unsigned long b);
-
   /// Takes a user out of a Dep: one place in its list, and all of the user's memberships of the
   /// Dep. The primary collective stays.
   void DeleteABFromDep(unsigned long dep, unsigned long user);
@@ -448,10 +424,114 @@ class NCC_API CNCCNet {
   int CheckAnomaliesDep(std::list<CDepEntry>* no_user, std::list<CDepEntry>* in_no_group);
 
   // Output --------------------------------------------------------------------------------------
+  //
+  // Generators only read the network. A file appears whole under its name, or not at all (packages,
+  // which are written in place, apart); texts end their lines in CR LF. `folder` is used as a
+  // prefix: end it in a separator. Where it is said that a folder is made, the separator is added.
+  //
+  // The forms of a generator: by identifier for one node, false for an unknown one and true for any
+  // other, whether or not its file could be written; without, for all nodes in the order of the
+  // database, and for a list, both of which pass over what fails, end after the node in hand when
+  // LockGen asks for it, and return true. LastError has the first failure, the observer has all.
+  // The object lock is held node by node.
 
-  /// Writes the node name file "NODENAME.DOC" into `folder`, which ends in a separator.
-  /// \return false only when the file cannot be written
-  bool CreateNodenameFile(const char* folder);
+  /// Is told about each file that a generator has written or failed to write, on the generating
+  /// thread. Null takes it off. What it throws is ignored.
+  void SetFileObserver(std::function<void(const CFileEvent&)> observer);
+
+  /// The key centre's whole set: makes and empties the folder and its "AB", "AP" and "AAA", writes
+  /// the four files below, the node names, the users, the APs, the node matrix and the packages,
+  /// full or short.
+  /// \return true
+  bool ExportForKC(bool full, const char* folder);
+  /// The key centre's files, one by one; the folder is made. False when the file cannot be written.
+  bool CreateAbonameFile(const char* folder);   ///< users and their addresses
+  bool CreateAbonameeFile(const char* folder);  ///< an empty file
+  bool CreateCcc_kcFile(const char* folder);    ///< addresses of NCC and KC
+  bool CreateAbn_apFile(const char* folder);    ///< users and the nodes at which they are members
+  bool CreateNodenameFile(const char* folder);  ///< names of groups, APs and servers
+  bool CreateNmatrixFile(const char* folder);   ///< which node sees which
+  /// A file for each user (entry and memberships) and for each AP (entry and node groups).
+  bool GenAB(const char* folder);
+  bool GenAP(const char* folder);
+
+  /// The directory databases of all APs, in the sub-folders of folder + "APDB\" (made and emptied),
+  /// which becomes the APDB path; or those of some APs, in the sub-folders of the folder itself,
+  /// emptying nothing. `mode` is printed into the lines of kind "0017". \return true
+  bool GenAPDB(const char* folder, unsigned char mode);
+  bool GenAPDB(const char* folder, unsigned char mode, std::list<unsigned long> ids);
+  /// The kinds of files of a directory database. The list forms write into a sub-folder, which is
+  /// made; for the stamp list the folder is that of the whole directory database.
+  bool GenApn(const char* folder, unsigned char mode);  ///< nodes: "apnXXXX.txt", "N"
+  bool GenApn(const char* folder, unsigned char mode, unsigned long id);
+  bool GenApn(const char* folder, unsigned char mode, std::list<unsigned long> ids);
+  bool GenApa(const char* folder);  ///< users: "apaXXXX.txt", "A"
+  bool GenApa(const char* folder, unsigned long id);
+  bool GenApa(const char* folder, std::list<unsigned long> ids);
+  bool GenApc(const char* folder);  ///< links between Deps: "apcXXXX.txt", "C"
+  bool GenApc(const char* folder, unsigned long id);
+  bool GenApc(const char* folder, std::list<unsigned long> ids);
+  bool GenApl(const char* folder);  ///< an empty file: "aplXXXX.txt", "L"
+  bool GenApl(const char* folder, unsigned long id);
+  bool GenApl(const char* folder, std::list<unsigned long> ids);
+  bool GenApu(const char* folder);  ///< places of Deps: "apuXXXX.txt", "U"
+  bool GenApu(const char* folder, unsigned long id);
+  bool GenApu(const char* folder, std::list<unsigned long> ids);
+  bool GenTun(const char* folder);  ///< an empty file: "nodeXXXX.tun", "T"
+  bool GenTun(const char* folder, unsigned long id);
+  bool GenTun(const char* folder, std::list<unsigned long> ids);
+  /// An empty file: "apnXXXX.crc", "R". Never stops; the list form rewrites those of all APs first.
+  bool GenApnCrc(const char* folder);
+  bool GenApnCrc(const char* folder, unsigned long id);
+  bool GenApnCrc(const char* folder, std::list<unsigned long> ids);
+  /// Stamps of an AP's files: "R\apnXXXX.crg". Never stops.
+  bool GenApnCrg(const char* folder);
+  bool GenApnCrg(const char* folder, unsigned long id);
+  bool GenApnCrg(const char* folder, std::list<unsigned long> ids);
+
+  /// The directories of all servers, in folder + "MAP\" (made), which becomes the MAP path; or
+  /// those of some servers, in the folder itself, with the maps, tunnels and registrations of all
+  /// servers rewritten after each. \return true
+  bool GenMAP(const char* folder, unsigned char mode);
+  bool GenMAP(const char* folder, unsigned char mode, std::list<unsigned long> ids);
+  /// Tunnels, maps and registrations of all servers, in folder + "MAP\" (made, its files "node*"
+  /// deleted). \return true
+  bool GenRoutingTables(const char* folder);
+  bool GenMAPApa(const char* folder);  ///< users at a server: "apaXXXX.txt"
+  bool GenMAPApa(const char* folder, unsigned long id);
+  bool GenMAPApa(const char* folder, std::list<unsigned long> ids);
+  bool GenMAPApn(const char* folder, unsigned char mode);  ///< nodes: "apnXXXX.txt"
+  bool GenMAPApn(const char* folder, unsigned char mode, unsigned long id);
+  bool GenMAPApn(const char* folder, unsigned char mode, std::list<unsigned long> ids);
+  bool GenMAPApnCrg(const char* folder);  ///< stamps: "apnXXXX.crg". Never stops.
+  bool GenMAPApnCrg(const char* folder, unsigned long id);
+  bool GenMAPApnCrg(const char* folder, std::list<unsigned long> ids);
+  /// Binary routing maps "nodeN.map", tunnels "nodeN.tun" and registrations "nodeN.reg" (decimal).
+  /// The first file that cannot be written ends them with false; tunnels are false, too, when no
+  /// server has a tunnel value.
+  bool GenMAPNodeMap(const char* folder);
+  bool GenMAPNodeMap(const char* folder, unsigned long id);
+  bool GenMAPNodeTun(const char* folder);
+  bool GenMAPNodeTun(const char* folder, unsigned long id);
+  bool GenMAPNodeReg(const char* folder);
+  bool GenMAPNodeReg(const char* folder, unsigned long id);
+
+  /// Packages of what was generated before, from the APDB and MAP paths and the database folder:
+  /// "AAA\XXXXXXXX.aaf" and ".aas". The folder must be there; files that are missing are left out;
+  /// a longer package that is there keeps its end.
+  bool GenFullDistr(const char* folder);
+  bool GenFullDistr(const char* folder, unsigned long id);
+  bool GenFullDistr(const char* folder, std::list<unsigned long> ids);
+  bool GenShortDistr(const char* folder);
+  bool GenShortDistr(const char* folder, unsigned long id);
+  bool GenShortDistr(const char* folder, std::list<unsigned long> ids);
+
+  /// Writes the file's stamp, eight hexadecimal digits and a zero, into `out` (9 bytes): zeros when
+  /// it cannot be stamped. Takes no lock.
+  void GetOnlyImito(const char* path, char* out);
+  /// Writes the stamp line "NAME=STAMP\n" and a zero, in upper case, the name without its folder
+  /// (its length and 11 bytes). Takes no lock.
+  void GetImito(const char* path, char* out);
 
  protected:
   void Lock();       ///< Enters the object lock.
@@ -460,7 +540,6 @@ class NCC_API CNCCNet {
 
  private:
   friend struct ncc::NetAccess;
-
   TRef<CHDBase> HDBase();
   TRef<CHDBFolder> RootFolder();
   void CreateDB(unsigned long net_number);
@@ -486,6 +565,22 @@ class NCC_API CNCCNet {
   void DeleteNNFromNGrp(TRef<CHDBFolder>& group, TRef<CHDBFolder>& node);
   void DeleteDepFromNGrp(TRef<CHDBFolder>& group, TRef<CHDBFolder>& dep);
   void AddCollective(CDepEntry dep, TRef<CHDBRecord>& user);
+
+  // One node's file; they do the work of the public forms.
+  bool GenApn(const char* folder, unsigned char mode, TDBObjId& ap);
+  bool GenApa(const char* folder, TDBObjId& ap);
+  bool GenApc(const char* folder, TDBObjId& ap);
+  bool GenApl(const char* folder, TDBObjId& ap);
+  bool GenApu(const char* folder, TDBObjId& ap);
+  bool GenTun(const char* folder, TDBObjId& ap);
+  bool GenApnCrc(const char* folder, TDBObjId& ap);
+  bool GenApnCrg(const char* folder, TDBObjId& ap);
+  bool GenMAPApa(const char* folder, TDBObjId& server);
+  bool GenMAPApn(const char* folder, unsigned char mode, TDBObjId& server);
+  bool GenMAPApnCrg(const char* folder, TDBObjId& server);
+  bool GenFullDistr(const char* folder, TDBObjId& node);
+  bool GenShortDistr(const char* folder, TDBObjId& node);
+  void PutFile(const char* path, int fd);
 
   // What GetRootEntry finds; a refusal when there is none.
   TDBObjId RootObject(const char* name, unsigned char type);

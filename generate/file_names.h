@@ -1,0 +1,28 @@
+// Names of the generated files.
+#pragma once
+
+#include "generate/text.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace ncc {
+
+// "apn001B.txt": the node's identifier in hexadecimal.
+inline std::string HexName(std::string_view stem, std::uint32_t id, std::string_view extension) {
+  return std::string(stem) + Hex4(id) + std::string(extension);
+}
+
+// "node27.map": the server's identifier in decimal.
+inline std::string ServerName(std::uint32_t id, std::string_view extension) {
+  return "node" + std::to_string(id) + std::string(extension);
+}
+
+// "001A001B.aaf": network and identifier.
+inline std::string AddressName(std::uint32_t network, std::uint32_t id,
+                               std::string_view extension) {
+  return Hex4(network) + Hex4(id) + std::string(extension);
+}
+
+}  // namespace ncc

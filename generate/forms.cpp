@@ -1,0 +1,46 @@
+#include "generate/forms.h"
+
+namespace ncc {
+
+void FirstFailure::Note(bool /*result*/) {
+  if (text_.empty()) text_ = LastErrorText();
+}
+
+void FirstFailure::Make(const std::string& folder) {
+  try {
+    MakeFolders(folder);
+  } catch (const FileError& error) {
+    if (text_.empty()) text_ = error.what();
+  }
+}
+
+void FirstFailure::Empty(const std::string& folder, std::string_view prefix) {
+  try {
+    DeleteFiles(folder, prefix);
+  } catch (const FileError& error) {
+    if (text_.empty()) text_ = error.what();
+  }
+}
+
+void FirstFailure::Report() const { SetLastError(text_); }
+
+std::optional<std::string> OutputRoot(NetState& net, const char* folder) {
+  std::string root;
+  const bool usable = Run(net, false, [&] {
+    if (folder == nullptr) throw Refusal("no folder was named");
+    root = WithSeparator(folder);
+    return true;
+  });
+  if (!usable) return std::nullopt;
+  return root;
+}
+
+bool CallBetweenNodes(NetState& net) {
+  if (net.callback == nullptr) return true;
+  return Run(net, false, [&] {
+    net.Progress();
+    return true;
+  });
+}
+
+}  // namespace ncc

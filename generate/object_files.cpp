@@ -1,0 +1,67 @@
+// The key centre's files of single objects, little-endian.
+//
+//   "<address>.abn" of a user: the 66-byte entry, u32 count, then its memberships: u32 Dep, u32
+//   node, u8 kind
+//   "<address>.apn" of an AP: the 77-byte entry, u32 count, then u32 for each of its node groups
+//
+// The bytes behind the name's zero are zeros.
+
+#include "generate/file_names.h"
+#include "generate/forms.h"
+#include "generate/output.h"
+
+using namespace ncc;
+
+namespace {
+
+template <class Entry>
+std::string EntryImage(const CHDBRecord& record) {
+  Entry entry = EntryOf<Entry>(record);
+  const std::size_t length = std::string_view(entry.name).size();
+  std::fill(entry.name + length, entry.name + sizeof(entry.name), '\0');
+  return {reinterpret_cast<const char*>(&entry), sizeof(entry)};
+}
+
+std::string UserImage(const CHDBRecord& user) {
+  std::string image = EntryImage<CABEntry>(user);
+  AppendU32(image, static_cast<std::uint32_t>(user.Pairs().Size()));
+  for (auto at = user.Pairs().First(); at != kNoPosition; at = user.Pairs().Next(at)) {
+    const PairValue& membership = user.Pairs().At(at);
+    AppendU32(image, membership.first);
+    AppendU32(image, membership.second);
+    image += static_cast<char>(membership.kind);
+  }
+  return image;
+}
+
+std::string ApImage(const CHDBRecord& ap) {
+  std::string image = EntryImage<CNNEntry>(ap);
+  AppendU32(image, static_cast<std::uint32_t>(ap.List(kGroupsOfNode).Size()));
+  WalkIds(ap, kGroupsOfNode, [&](const TDBObjId& group) { AppendU32(image, group.number); });
+  return image;
+}
+
+// A file for each object of a type, the callback called before each.
+template <class Image>
+bool WriteObjects(NetState& net, const char* folder, std::uint8_t type, const char* extension,
+                  Image image) {
+  return ForAll(net, type, Callback::kBeforeEach, Stop::kAfterEach, [&](const TDBObjId& object) {
+    return Run(net, false, [&] {
+      const CHDBRecord& record = RecordOf(net, object);
+      const std::string path =
+          Prefix(folder) + AddressName(net.prefs.net_number, object.number, extension);
+      WriteFile(net, path, object.number, [&](OutputFile& file) { file.Append(image(record)); });
+      return true;
+    });
+  });
+}
+
+}  // namespace
+
+bool CNCCNet::GenAB(const char* folder) {
+  return WriteObjects(*state_, folder, kTypeAB, ".abn", UserImage);
+}
+
+bool CNCCNet::GenAP(const char* folder) {
+  return WriteObjects(*state_, folder, kTypeAP, ".apn", ApImage);
+}

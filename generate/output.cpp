@@ -1,0 +1,89 @@
+#include "generate/output.h"
+
+#include <atomic>
+
+namespace ncc {
+namespace {
+
+constexpr std::size_t kSmallestShared = 64U << 10;
+
+std::atomic<bool> sharing_is_on = true;
+
+void Observe(const NetState& net, const CFileEvent& event) {
+  if (!net.file_observer) return;
+  try {
+    const auto observer = net.file_observer;  // it may take itself off
+    observer(event);
+  } catch (...) {
+    // What an observer thinks of a file changes no result.
+  }
+}
+
+// Gives the file the storage of its twin, if that is still as it was written.
+bool Share(OutputFile& file, const SharedBytes& content) {
+  return sharing_is_on && content.bytes.size() >= kSmallestShared && !content.twin.empty() &&
+         IdentifyFile(content.twin) == content.twin_identity && file.CommitShared(content.twin);
+}
+
+}  // namespace
+
+std::string Prefix(const char* folder) {
+  if (folder == nullptr) throw Refusal("no folder was named");
+  return folder;
+}
+
+void ReportFile(const NetState& net, const std::string& path, std::uint32_t node,
+                std::uint64_t bytes, bool shared) {
+  Observe(net, {path.c_str(), node, bytes, shared, nullptr});
+}
+
+void ReportFailure(const NetState& net, const std::string& path, std::uint32_t node,
+                   const char* reason) {
+  Observe(net, {path.c_str(), node, 0, false, reason});
+}
+
+void RememberStampOf(const OutputFile& file, const StampKey& key) {
+  if (const auto stamp = key.OfBytes(file.Contents())) RememberStamp(file.Identity(), *stamp);
+}
+
+void WriteStamped(const NetState& net, const std::string& path, std::uint32_t node,
+                  std::string_view text) {
+  WriteFile(net, path, node, [&](OutputFile& file) {
+    file.AppendText(text);
+    file.Commit();
+    RememberStampOf(file, StampKey());
+  });
+}
+
+void WriteShared(const NetState& net, const std::string& path, std::uint32_t node,
+                 SharedBytes& content) {
+  try {
+    OutputFile file(path);
+    if (Share(file, content)) {
+      ReportFile(net, path, node, content.bytes.size(), true);
+      return;
+    }
+    file.CommitBytes(content.bytes);
+    if (!content.stamp) content.stamp = StampKey().OfBytes(content.bytes);
+    if (content.stamp) RememberStamp(file.Identity(), *content.stamp);
+    content.twin = file.Path();
+    content.twin_identity = file.Identity();
+    ReportFile(net, path, node, content.bytes.size());
+  } catch (const FileError& error) {
+    ReportFailure(net, path, node, error.what());
+    throw;
+  }
+}
+
+std::uint32_t StampSoFar(OutputFile& file, const StampKey& key) {
+  if (const auto known = key.OfBytes(file.Contents())) return known->stamp;
+  return key.OfFile(file.Flush());
+}
+
+}  // namespace ncc
+
+void SetShareIdenticalFiles(bool share) { ncc::sharing_is_on = share; }
+
+bool SetTextLineEnd(const char* line_end) {
+  return line_end != nullptr && ncc::ChooseTextLineEnd(line_end);
+}

@@ -1,0 +1,239 @@
+// The binary routing map, the tunnels and the registration of a server N.
+//
+// "nodeN.map", little-endian; n = its APs + its linked servers, s = servers of the network:
+//
+//   0        8  "NAMS.MAP"
+//   8       12  u32 0x00010002, 1, 1
+//   20      12  zeros
+//   32       4  u16 n, u16 s
+//   36  63(n+1) records: the linked servers (kind 1), the server itself (2), its APs (0)
+//           4   zeros
+//      4(s-2)   zeros, if s > 2
+//          4l   for each linked server u16 its id, twice
+//
+// A record: u16 kind; u32 address, the server's id << 16 | the AP's id; u32 network (16 bits);
+// u16 id; u8 length of the name; 50 bytes name. A name is copied whole with its zero: one of 50 or
+// 51 bytes runs into the next record, whose kind then overwrites it, or into the zeros behind.
+//
+// "nodeN.tun": "%4.4X%4.4X0 %d\n" of network, id and value for each server with a value, then
+// "TUNNEL.REG=<stamp>\n" of the lines before.
+//
+// "nodeN.reg": "TCPIP=1", "CCC=<address of NCC>", "KeyC=<of KC>", "MAPCRC=<stamp>" of the map,
+// "XNWCRC=" of "nodeN.xnw", "NODCRC=" of the lines before, "TUNCRC=" of the tunnels.
+
+#include "generate/file_names.h"
+#include "generate/forms.h"
+#include "generate/output_cache.h"
+#include "structure/nodes.h"
+
+using namespace ncc;
+
+namespace {
+
+constexpr std::size_t kHeadSize = 36;
+constexpr std::size_t kRecordSize = 63;
+constexpr std::size_t kNameOffset = 13;
+
+enum MapKind : std::uint32_t { kAP = 0, kLinkedServer = 1, kThisServer = 2 };
+
+struct MapRecord {
+  MapKind kind;
+  std::uint32_t address;
+  const CHDBRecord* node;
+};
+
+void Overwrite(std::string& bytes, std::size_t at, std::string_view with) {
+  bytes.replace(at, with.size(), with);
+}
+
+void PutRecord(std::string& map, std::size_t at, const MapRecord& record, std::uint32_t network) {
+  const CNNEntry node = EntryOf<CNNEntry>(*record.node);
+  const std::string_view name(node.name);
+  std::string fields;
+  AppendU16(fields, record.kind);
+  AppendU32(fields, record.address);
+  AppendU32(fields, network & 0xFFFF);
+  AppendU16(fields, node.id);
+  fields += static_cast<char>(name.size());
+  fields.append(name);
+  fields += '\0';
+  Overwrite(map, at, fields);
+}
+
+std::string RoutingMap(NetState& net, std::uint32_t server) {
+  const CHDBRecord& own = *FindObject(net, server, kTypeServer);
+  std::vector<std::uint32_t> linked;
+  WalkIds(own, kServerLinks, [&](const TDBObjId& other) { linked.push_back(other.number); });
+  std::vector<MapRecord> records;
+  for (const std::uint32_t other : linked)
+    records.push_back({kLinkedServer, other << 16, FindObject(net, other, kTypeServer)});
+  records.push_back({kThisServer, server << 16, &own});
+  ForEachAP(net, server, [&](const CHDBRecord& ap) {
+    records.push_back({kAP, server << 16 | (ap.Number() & 0xFFFF), &ap});
+    return true;
+  });
+
+  const std::size_t servers = net.base->RecSelect(kTypeServer).Size();
+  std::string map("NAMS.MAP");
+  for (const std::uint32_t value : {0x00010002U, 1U, 1U, 0U, 0U, 0U}) AppendU32(map, value);
+  AppendU16(map, static_cast<std::uint32_t>(records.size() - 1));
+  AppendU16(map, static_cast<std::uint32_t>(servers));
+  map.resize(kHeadSize + kRecordSize * records.size() + 4 + (servers > 2 ? 4 * (servers - 2) : 0));
+  for (std::size_t i = 0; i < records.size(); ++i)
+    PutRecord(map, kHeadSize + kRecordSize * i, records[i], net.prefs.net_number);
+  for (const std::uint32_t other : linked) {
+    AppendU16(map, other);
+    AppendU16(map, other);
+  }
+  return map;
+}
+
+// Writes a server's map; does nothing when a callback has deleted the server.
+void WriteMap(NetState& net, const std::string& folder, std::uint32_t server) {
+  if (const CHDBRecord* record = FindObject(net, server, kTypeServer); record != nullptr) {
+    for (std::size_t left = record->List(kServerLinks).Size(); left > 0; --left) net.Progress();
+  }
+  if (FindObject(net, server, kTypeServer) == nullptr) return;
+  WriteFile(net, folder + ServerName(server, ".map"), server, [&](OutputFile& file) {
+    file.Append(RoutingMap(net, server));
+    file.Commit();
+    RememberStampOf(file, StampKey());
+  });
+}
+
+// The lines that every server's tunnel file has. Throws Refusal when there are none.
+std::string TunnelLines(const NetState& net, const std::vector<std::uint32_t>& servers) {
+  std::string lines;
+  for (const std::uint32_t server : servers) {
+    const CNNEntry entry = EntryOf<CNNEntry>(*FindObject(net, server, kTypeServer));
+    if (entry.value == 0) continue;
+    lines +=
+        Hex4(net.prefs.net_number) + Hex4(entry.id) + "0 " + std::to_string(entry.value) + "\n";
+  }
+  if (lines.empty()) throw Refusal("no server has a tunnel value");
+  return lines;
+}
+
+void WriteTunnels(const NetState& net, const std::string& folder, std::uint32_t server,
+                  const std::string& lines) {
+  WriteFile(net, folder + ServerName(server, ".tun"), server, [&](OutputFile& file) {
+    const StampKey key;
+    file.AppendText(lines);
+    file.AppendText("TUNNEL.REG=" + StampDigits(StampSoFar(file, key)) + "\n");
+    file.Commit();
+    RememberStampOf(file, key);
+  });
+}
+
+void WriteRegistration(NetState& net, const std::string& folder, std::uint32_t server) {
+  const std::string path = folder + ServerName(server, ".reg");
+  const std::string network = Hex4(net.prefs.net_number);
+  WriteFile(net, path, server, [&](OutputFile& file) {
+    const StampKey key;
+    const auto stamp_of = [&](std::string_view extension) {
+      return StampDigits(key.OfFile(folder + ServerName(server, extension))) + "\n";
+    };
+    OutputCache& cache = OutputCache::Of(net);
+    file.AppendText("TCPIP=1\nCCC=" + network + Hex4(cache.Role(net, kFlagNCC).id) +
+                    "\nKeyC=" + network + Hex4(cache.Role(net, kFlagKC).id) +
+                    "\nMAPCRC=" + stamp_of(".map") + "XNWCRC=" + stamp_of(".xnw"));
+    file.AppendText("NODCRC=" + StampDigits(StampSoFar(file, key)) +
+                    "\nTUNCRC=" + stamp_of(".tun"));
+    file.Commit();
+    RememberStampOf(file, key);
+  });
+  net.FollowKcPath();
+  net.update_manager.Write(path.c_str());
+}
+
+// Runs one(server) for each server among the items of the root folder, calling the progress
+// callback before each item, until a stop is requested.
+template <class One>
+void ForEachServerItem(NetState& net, One one) {
+  const TRef<CHDBFolder> root = net.root;
+  WalkItems(net, *root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+    if (entry.Kind() != kTypeServer) return true;
+    one(entry.Object().number);
+    return !net.StopRequested();
+  });
+}
+
+}  // namespace
+
+bool CNCCNet::GenMAPNodeMap(const char* folder) {
+  NetState& net = *state_;
+  std::vector<std::uint32_t> servers;
+  const bool listed = Run(net, false, [&] {
+    servers = RootObjects(net, kTypeServer);
+    return true;
+  });
+  if (!listed) return false;
+  for (const std::uint32_t server : servers) {
+    const bool written = Run(net, false, [&] {
+      net.Progress();
+      WriteMap(net, Prefix(folder), server);
+      return true;
+    });
+    if (!written) return false;
+    if (net.StopRequested()) break;
+  }
+  return true;
+}
+
+bool CNCCNet::GenMAPNodeMap(const char* folder, unsigned long id) {
+  NetState& net = *state_;
+  return ForKnown(net, id, FindServer, [&](TDBObjId& server) {
+    return Run(net, false, [&] {
+      WriteMap(net, Prefix(folder), server.number);
+      return true;
+    });
+  });
+}
+
+bool CNCCNet::GenMAPNodeTun(const char* folder) {
+  NetState& net = *state_;
+  return Run(net, false, [&] {
+    const std::vector<std::uint32_t> servers = RootObjects(net, kTypeServer);
+    const std::string lines = TunnelLines(net, servers);
+    ForEachServerItem(net, [&](std::uint32_t server) {
+      for (std::size_t left = servers.size(); left > 0; --left) net.Progress();
+      WriteTunnels(net, Prefix(folder), server, lines);
+    });
+    return true;
+  });
+}
+
+bool CNCCNet::GenMAPNodeTun(const char* folder, unsigned long id) {
+  NetState& net = *state_;
+  std::string lines;
+  const bool any = Run(net, false, [&] {
+    if (FindServer(net, id) == nullptr) RefuseUnknown(kTypeServer, id);
+    lines = TunnelLines(net, RootObjects(net, kTypeServer));
+    return true;
+  });
+  return any && ForKnown(net, id, FindServer, [&](TDBObjId& server) {
+           return Run(net, false, [&] {
+             WriteTunnels(net, Prefix(folder), server.number, lines);
+             return true;
+           });
+         });
+}
+
+bool CNCCNet::GenMAPNodeReg(const char* folder) {
+  NetState& net = *state_;
+  return Run(net, false, [&] {
+    ForEachServerItem(
+        net, [&](std::uint32_t server) { WriteRegistration(net, Prefix(folder), server); });
+    return true;
+  });
+}
+
+bool CNCCNet::GenMAPNodeReg(const char* folder, unsigned long id) {
+  NetState& net = *state_;
+  return ForKnown(net, id, FindServer, [&](TDBObjId& server) {
+    return Run(net, false, [&] {
+      WriteRegistration(net, Prefix(folder), server.number);
+      return true;
+    });
+  });
+}

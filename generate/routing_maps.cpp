@@ -1,0 +1,56 @@
+// The files of the servers: their directories, and the maps, tunnels and registrations that route
+// between them.
+
+#include "generate/forms.h"
+
+using namespace ncc;
+
+bool CNCCNet::GenMAP(const char* folder, unsigned char mode) {
+  NetState& net = *state_;
+  const auto root = OutputRoot(net, folder);
+  if (!root) return true;
+  const std::string map = *root + "MAP\\";
+  FirstFailure failure;
+  failure.Make(map);
+  failure.Make(*root + "NEW\\MAP\\");
+  MAPPath(map.c_str());
+  failure.Note(GenMAPApa(map.c_str()));
+  if (!net.StopRequested()) failure.Note(GenMAPApn(map.c_str(), mode));
+  if (!net.StopRequested()) failure.Note(GenMAPApnCrg(map.c_str()));
+  failure.Report();
+  return true;
+}
+
+// The stamp list of each server is made before its map and its tunnels are written anew, so it has
+// the stamps of their previous versions.
+bool CNCCNet::GenMAP(const char* folder, unsigned char mode, std::list<unsigned long> ids) {
+  NetState& net = *state_;
+  const auto map = OutputRoot(net, folder);
+  if (!map) return true;
+  FirstFailure failure;
+  failure.Make(*map);
+  MAPPath(map->c_str());
+  return ForList(net, ids, Stop::kAfterEach, failure, [&](unsigned long id) {
+    failure.Note(GenMAPApa(map->c_str(), id));
+    failure.Note(GenMAPApn(map->c_str(), mode, id));
+    failure.Note(GenMAPApnCrg(map->c_str(), id));
+    failure.Note(GenMAPNodeTun(map->c_str()));
+    failure.Note(GenMAPNodeMap(map->c_str()));
+    failure.Note(GenMAPNodeReg(map->c_str()));
+  });
+}
+
+bool CNCCNet::GenRoutingTables(const char* folder) {
+  NetState& net = *state_;
+  const auto root = OutputRoot(net, folder);
+  if (!root) return true;
+  const std::string map = *root + "MAP\\";
+  FirstFailure failure;
+  failure.Make(map);
+  failure.Empty(map, "node");
+  failure.Note(GenMAPNodeTun(map.c_str()));
+  if (!net.StopRequested()) failure.Note(GenMAPNodeMap(map.c_str()));
+  if (!net.StopRequested()) failure.Note(GenMAPNodeReg(map.c_str()));
+  failure.Report();
+  return true;
+}

@@ -1,0 +1,181 @@
+#include "platform/files.h"
+
+#include "platform/ascii_fold.h"
+#include "platform/descriptor.h"
+#include "platform/file_lock.h"
+#include "platform/output_file.h"
+#include "platform/paths.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <system_error>
+#include <vector>
+
+namespace ncc {
+namespace {
+
+// Names of the entries of a folder that `wanted` takes; none when it cannot be read.
+template <class Wanted>
+std::vector<std::string> ListFolder(const std::string& folder, Wanted wanted) {
+  std::vector<std::string> names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(folder.c_str()), &closedir);
+  if (!stream) return names;
+  while (const dirent* entry = readdir(stream.get())) {
+    if (wanted(*entry)) names.emplace_back(entry->d_name);
+  }
+  return names;
+}
+
+// Whether the file belongs to a database that somebody has open, this process included.
+bool BelongsToOpenDatabase(const std::string& folder, std::string_view name) {
+  for (const std::string_view suffix : {".db", ".db-wal", ".db-journal", ".db-shm", ".lock"}) {
+    if (!name.ends_with(suffix)) continue;
+    const std::string lock =
+        folder + "/" + std::string(name.substr(0, name.size() - suffix.size())) + ".lock";
+    if (access(lock.c_str(), F_OK) != 0) continue;
+    try {
+      if (!FileLock::TryAcquire(lock)) return true;
+    } catch (const std::system_error&) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::uint64_t CopyByBuffer(int from, int to, std::uint64_t limit, const std::string& path) {
+  std::array<char, 1U << 16> buffer{};
+  std::uint64_t done = 0;
+  while (done < limit) {
+    const auto wanted = std::min<std::uint64_t>(buffer.size(), limit - done);
+    const ssize_t got = read(from, buffer.data(), wanted);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) ThrowFileError(path, "cannot be read", errno);
+    if (got == 0) break;
+    WriteAll(to, {buffer.data(), static_cast<std::size_t>(got)}, path);
+    done += static_cast<std::uint64_t>(got);
+  }
+  return done;
+}
+
+FileIdentity IdentityOf(const struct stat& info) {
+  return {info.st_dev, info.st_ino, static_cast<std::uint64_t>(info.st_size), info.st_mtim.tv_sec,
+          info.st_mtim.tv_nsec};
+}
+
+}  // namespace
+
+void ThrowFileError(const std::string& path, std::string_view what, int error) {
+  throw FileError("file " + path + " " + std::string(what) + ": " + std::strerror(error));
+}
+
+void MakeFolders(std::string_view path) {
+  const std::string native = NativePath(path);
+  for (std::size_t end = native.find('/', 1);; end = native.find('/', end + 1)) {
+    const std::string folder = native.substr(0, end);
+    if (!folder.empty() && mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
+      const int error = errno;
+      struct stat info {};
+      if (stat(folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
+        throw FileError("folder " + folder + " cannot be made: " + std::strerror(error));
+      }
+    }
+    if (end == std::string::npos) return;
+  }
+}
+
+void DeleteFiles(std::string_view folder, std::string_view prefix) {
+  const std::string native = NativePath(folder);
+  const auto names = ListFolder(native, [&](const dirent& entry) {
+    const std::string_view name(entry.d_name);
+    return entry.d_type != DT_DIR && EqualFolded(name.substr(0, prefix.size()), prefix);
+  });
+  for (const std::string& name : names) {
+    const std::string file = native + "/" + name;
+    if (BelongsToOpenDatabase(native, name)) continue;
+    struct stat info {};
+    if (lstat(file.c_str(), &info) != 0 || S_ISDIR(info.st_mode)) continue;
+    if (unlink(file.c_str()) != 0 && errno != ENOENT)
+      ThrowFileError(file, "cannot be deleted", errno);
+  }
+}
+
+std::string ReadablePath(std::string_view path) {
+  std::string native = NativePath(path);
+  if (access(native.c_str(), F_OK) == 0) return native;
+  const auto slash = native.rfind('/');
+  const std::string folder =
+      slash == std::string::npos ? "." : native.substr(0, std::max<std::size_t>(slash, 1));
+  const std::string_view wanted =
+      std::string_view(native).substr(slash == std::string::npos ? 0 : slash + 1);
+  const auto names =
+      ListFolder(folder, [&](const dirent& entry) { return EqualFolded(entry.d_name, wanted); });
+  if (names.empty()) return native;
+  return native.substr(0, native.size() - wanted.size()) +
+         *std::min_element(names.begin(), names.end());
+}
+
+std::string_view FileName(std::string_view path) {
+  const auto separator = path.find_last_of("\\/");
+  return separator == std::string_view::npos ? path : path.substr(separator + 1);
+}
+
+std::string WithSeparator(std::string_view path) {
+  std::string whole(path);
+  if (!whole.ends_with('\\') && !whole.ends_with('/')) whole += '\\';
+  return whole;
+}
+
+std::optional<FileIdentity> IdentifyFile(const std::string& native_path) noexcept {
+  struct stat info {};
+  if (stat(native_path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
+  return IdentityOf(info);
+}
+
+FileIdentity IdentifyFile(int descriptor, const std::string& path) {
+  struct stat info {};
+  if (fstat(descriptor, &info) != 0) ThrowFileError(path, "cannot be examined", errno);
+  return IdentityOf(info);
+}
+
+void WriteAll(int descriptor, std::string_view bytes, const std::string& path) {
+  while (!bytes.empty()) {
+    const ssize_t wrote = write(descriptor, bytes.data(), bytes.size());
+    if (wrote < 0 && errno == EINTR) continue;
+    if (wrote < 0) ThrowFileError(path, "cannot be written", errno);
+    bytes.remove_prefix(static_cast<std::size_t>(wrote));
+  }
+}
+
+std::uint64_t AppendFile(int from, int to, std::uint64_t limit, const std::string& path) {
+  std::uint64_t done = 0;
+  while (done < limit) {
+    const ssize_t copied = copy_file_range(from, nullptr, to, nullptr, limit - done, 0);
+    if (copied < 0 && errno == EINTR) continue;
+    if (copied < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG))
+      ThrowFileError(path, "cannot be written", errno);
+    // Other file systems, other kinds of files: by hand. It also tells the end for certain.
+    if (copied <= 0) return done + CopyByBuffer(from, to, limit - done, path);
+    done += static_cast<std::uint64_t>(copied);
+  }
+  return done;
+}
+
+void CopyWholeFile(std::string_view from, std::string_view to) {
+  const std::string source = ReadablePath(from);
+  const Descriptor input(open(source.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!input.IsValid()) ThrowFileError(source, "cannot be read", errno);
+  OutputFile output(to);
+  AppendFile(input.Get(), output.Handle(), UINT64_MAX, source);
+  output.Commit();
+}
+
+}  // namespace ncc

@@ -1,0 +1,65 @@
+// Files and folders as the generators use them. Paths take either separator. Functions throw
+// FileError unless they say otherwise.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace ncc {
+
+class FileError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// "file x.txt cannot be written: No space left on device"
+[[noreturn]] void ThrowFileError(const std::string& path, std::string_view what, int error);
+
+// Makes a folder and its missing parents, for their owner alone.
+void MakeFolders(std::string_view path);
+
+// Deletes the files of a folder whose names begin with `prefix` in any letter case; sub-folders and
+// the files of databases that are in use stay. A missing folder holds none.
+void DeleteFiles(std::string_view folder, std::string_view prefix = "");
+
+// The path of the file for reading: when there is none of this name, one whose name differs in
+// ASCII letter case alone; the path itself when there is neither. Throws nothing but
+// std::bad_alloc.
+std::string ReadablePath(std::string_view path);
+
+// The text behind the path's last separator.
+std::string_view FileName(std::string_view path);
+
+// The path with a separator at its end.
+std::string WithSeparator(std::string_view path);
+
+// What tells whether a file is still the one that was written.
+struct FileIdentity {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::uint64_t size = 0;
+  std::int64_t modified_seconds = 0;
+  std::int64_t modified_nanoseconds = 0;
+
+  friend bool operator==(const FileIdentity&, const FileIdentity&) = default;
+};
+
+// Nothing when there is no such plain file. Throws nothing.
+std::optional<FileIdentity> IdentifyFile(const std::string& native_path) noexcept;
+FileIdentity IdentifyFile(int descriptor, const std::string& path);
+
+// Writes all bytes to a descriptor; `path` is for the message.
+void WriteAll(int descriptor, std::string_view bytes, const std::string& path);
+
+// Copies a file over another one, which appears whole or not at all. Throws when the source cannot
+// be read.
+void CopyWholeFile(std::string_view from, std::string_view to);
+
+// Appends the rest of an open file to another, up to `limit` bytes, in the kernel where it can.
+// Returns the number of bytes.
+std::uint64_t AppendFile(int from, int to, std::uint64_t limit, const std::string& path);
+
+}  // namespace ncc
