@@ -20,7 +20,7 @@ struct NetworkSize {
   NetworkSize ScaledTo(std::uint32_t objects) const;
 };
 
-inline constexpr NetworkSize kRegion{64, 1000, 5000, 200, 100, 6200};
+inline constexpr NetworkSize kRegion{64, 1000, 5000, 200, 100, 14'700};
 inline constexpr NetworkSize kFull{256, 12'000, 45'000, 3000, 1500, 56'000};
 
 // Names as they are in practice: a kind, a place, a number; partly outside ASCII.

@@ -5,7 +5,7 @@
 
 #include "generate/file_names.h"
 #include "generate/forms.h"
-#include "generate/output.h"
+#include "generate/output_cache.h"
 
 #include <functional>
 
@@ -17,7 +17,7 @@ bool WriteEmptyFile(NetState& net, const char* folder, const TDBObjId& ap, std::
                     std::string_view extension) {
   return Run(net, false, [&] {
     const std::string path = Prefix(folder) + HexName(stem, RecordOf(net, ap).Number(), extension);
-    WriteStamped(net, path, ap.number, "");
+    WriteShared(net, path, ap.number, OutputCache::Of(net).NoBytes());
     return true;
   });
 }

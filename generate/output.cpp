@@ -19,10 +19,13 @@ void Observe(const NetState& net, const CFileEvent& event) {
   }
 }
 
-// Gives the file the storage of its twin, if that is still as it was written.
-bool Share(OutputFile& file, const SharedBytes& content) {
-  return sharing_is_on && content.bytes.size() >= kSmallestShared && !content.twin.empty() &&
-         IdentifyFile(content.twin) == content.twin_identity && file.CommitShared(content.twin);
+// The file that its twin, if that is still as it was written, lends its storage.
+std::optional<FileIdentity> Share(const std::string& path, const SharedBytes& content) {
+  if (!sharing_is_on || content.bytes.size() < kSmallestShared || content.twin.empty() ||
+      IdentifyFile(content.twin) != content.twin_identity) {
+    return std::nullopt;
+  }
+  return ShareFile(content.twin, path);
 }
 
 }  // namespace
@@ -57,22 +60,18 @@ void WriteStamped(const NetState& net, const std::string& path, std::uint32_t no
 
 void WriteShared(const NetState& net, const std::string& path, std::uint32_t node,
                  SharedBytes& content) {
-  try {
-    OutputFile file(path);
-    if (Share(file, content)) {
-      ReportFile(net, path, node, content.bytes.size(), true);
-      return;
-    }
+  if (const auto shared = Share(path, content)) {
+    if (content.stamp) RememberStamp(*shared, *content.stamp);
+    ReportFile(net, path, node, content.bytes.size(), true);
+    return;
+  }
+  WriteFile(net, path, node, [&](OutputFile& file) {
     file.CommitBytes(content.bytes);
     if (!content.stamp) content.stamp = StampKey().OfBytes(content.bytes);
     if (content.stamp) RememberStamp(file.Identity(), *content.stamp);
     content.twin = file.Path();
     content.twin_identity = file.Identity();
-    ReportFile(net, path, node, content.bytes.size());
-  } catch (const FileError& error) {
-    ReportFailure(net, path, node, error.what());
-    throw;
-  }
+  });
 }
 
 std::uint32_t StampSoFar(OutputFile& file, const StampKey& key) {

@@ -66,6 +66,8 @@ class OutputCache {
     return *user_directory_;
   }
 
+  SharedBytes& NoBytes() { return no_bytes_; }
+
   // The users with a membership at a server, ascending.
   const std::vector<std::uint32_t>& MembersAt(const NetState& net, std::uint32_t server);
 
@@ -94,6 +96,7 @@ class OutputCache {
   std::map<std::vector<std::uint32_t>, GroupView> views_;
   std::size_t text_bytes_ = 0;  // in the views
   std::unique_ptr<SharedBytes> user_directory_;
+  SharedBytes no_bytes_;
   std::optional<std::map<std::uint32_t, std::vector<std::uint32_t>>> members_;  // by server
   std::map<std::uint32_t, CNNEntry> roles_;
 };

@@ -125,20 +125,23 @@ void WriteTunnels(const NetState& net, const std::string& folder, std::uint32_t 
   });
 }
 
-void WriteRegistration(NetState& net, const std::string& folder, std::uint32_t server) {
+// `others` are the files "nodeN.xnw", which somebody else makes.
+void WriteRegistration(NetState& net, const std::string& folder, std::uint32_t server,
+                       const FolderNames& others) {
   const std::string path = folder + ServerName(server, ".reg");
   const std::string network = Hex4(net.prefs.net_number);
   WriteFile(net, path, server, [&](OutputFile& file) {
     const StampKey key;
-    const auto stamp_of = [&](std::string_view extension) {
-      return StampDigits(key.OfFile(folder + ServerName(server, extension))) + "\n";
+    const auto stamp_of = [&](const std::string& name) {
+      return StampDigits(key.OfFile(folder + name)) + "\n";
     };
     OutputCache& cache = OutputCache::Of(net);
     file.AppendText("TCPIP=1\nCCC=" + network + Hex4(cache.Role(net, kFlagNCC).id) +
                     "\nKeyC=" + network + Hex4(cache.Role(net, kFlagKC).id) +
-                    "\nMAPCRC=" + stamp_of(".map") + "XNWCRC=" + stamp_of(".xnw"));
+                    "\nMAPCRC=" + stamp_of(ServerName(server, ".map")) +
+                    "XNWCRC=" + stamp_of(others.Find(ServerName(server, ".xnw"))));
     file.AppendText("NODCRC=" + StampDigits(StampSoFar(file, key)) +
-                    "\nTUNCRC=" + stamp_of(".tun"));
+                    "\nTUNCRC=" + stamp_of(ServerName(server, ".tun")));
     file.Commit();
     RememberStampOf(file, key);
   });
@@ -222,8 +225,9 @@ bool CNCCNet::GenMAPNodeTun(const char* folder, unsigned long id) {
 bool CNCCNet::GenMAPNodeReg(const char* folder) {
   NetState& net = *state_;
   return Run(net, false, [&] {
+    const FolderNames others(Prefix(folder), ".xnw");
     ForEachServerItem(
-        net, [&](std::uint32_t server) { WriteRegistration(net, Prefix(folder), server); });
+        net, [&](std::uint32_t server) { WriteRegistration(net, Prefix(folder), server, others); });
     return true;
   });
 }
@@ -232,7 +236,8 @@ bool CNCCNet::GenMAPNodeReg(const char* folder, unsigned long id) {
   NetState& net = *state_;
   return ForKnown(net, id, FindServer, [&](TDBObjId& server) {
     return Run(net, false, [&] {
-      WriteRegistration(net, Prefix(folder), server.number);
+      const FolderNames others(Prefix(folder), ".xnw");
+      WriteRegistration(net, Prefix(folder), server.number, others);
       return true;
     });
   });

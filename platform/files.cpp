@@ -108,19 +108,28 @@ void DeleteFiles(std::string_view folder, std::string_view prefix) {
   }
 }
 
+FolderNames::FolderNames(std::string_view folder, std::string_view suffix)
+    : names_(ListFolder(NativePath(folder), [&](const dirent& entry) {
+        const std::string_view name(entry.d_name);
+        return name.size() >= suffix.size() &&
+               EqualFolded(name.substr(name.size() - suffix.size()), suffix);
+      })) {
+  std::sort(names_.begin(), names_.end());
+}
+
+std::string FolderNames::Find(std::string_view wanted) const {
+  if (std::binary_search(names_.begin(), names_.end(), wanted)) return std::string(wanted);
+  for (const std::string& name : names_) {
+    if (EqualFolded(name, wanted)) return name;
+  }
+  return std::string(wanted);
+}
+
 std::string ReadablePath(std::string_view path) {
-  std::string native = NativePath(path);
+  const std::string native = NativePath(path);
   if (access(native.c_str(), F_OK) == 0) return native;
-  const auto slash = native.rfind('/');
-  const std::string folder =
-      slash == std::string::npos ? "." : native.substr(0, std::max<std::size_t>(slash, 1));
-  const std::string_view wanted =
-      std::string_view(native).substr(slash == std::string::npos ? 0 : slash + 1);
-  const auto names =
-      ListFolder(folder, [&](const dirent& entry) { return EqualFolded(entry.d_name, wanted); });
-  if (names.empty()) return native;
-  return native.substr(0, native.size() - wanted.size()) +
-         *std::min_element(names.begin(), names.end());
+  const std::string folder = native.substr(0, native.size() - FileName(native).size());
+  return folder + FolderNames(folder.empty() ? "./" : folder).Find(FileName(native));
 }
 
 std::string_view FileName(std::string_view path) {

@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ncc {
 
@@ -29,6 +30,18 @@ void DeleteFiles(std::string_view folder, std::string_view prefix = "");
 // ASCII letter case alone; the path itself when there is neither. Throws nothing but
 // std::bad_alloc.
 std::string ReadablePath(std::string_view path);
+
+// The names in a folder, as they are now, to be found whatever their letter case.
+class FolderNames {
+ public:
+  explicit FolderNames(std::string_view folder, std::string_view suffix = "");
+
+  // The name as it is in the folder; the wanted one when there is none.
+  std::string Find(std::string_view wanted) const;
+
+ private:
+  std::vector<std::string> names_;  // ascending
+};
 
 // The text behind the path's last separator.
 std::string_view FileName(std::string_view path);

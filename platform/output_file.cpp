@@ -1,5 +1,6 @@
 #include "platform/output_file.h"
 
+#include "platform/descriptor.h"
 #include "platform/paths.h"
 
 #include <atomic>
@@ -17,6 +18,26 @@ namespace ncc {
 namespace {
 
 std::atomic<bool> ends_in_carriage_return = true;
+std::atomic<std::uint64_t> device_without_clones = 0;
+
+// A copy-on-write clone; nothing where the file system has none.
+std::optional<FileIdentity> CloneFile(const std::string& twin, std::string_view path) {
+  const Descriptor source(open(twin.c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat info {};
+  if (!source.IsValid() || fstat(source.Get(), &info) != 0) return std::nullopt;
+  if (device_without_clones == info.st_dev) return std::nullopt;
+  try {
+    OutputFile clone(path);
+    if (ioctl(clone.Handle(), FICLONE, source.Get()) != 0) {
+      if (errno != EXDEV) device_without_clones = info.st_dev;
+      return std::nullopt;
+    }
+    clone.Commit();
+    return clone.Identity();
+  } catch (const FileError&) {
+    return std::nullopt;
+  }
+}
 
 }  // namespace
 
@@ -68,44 +89,11 @@ void OutputFile::CommitBytes(std::string_view bytes) {
   PutInPlace();
 }
 
-bool OutputFile::CommitShared(const std::string& twin) {
-  const int source = open(twin.c_str(), O_RDONLY | O_CLOEXEC);
-  if (source < 0) return false;
-  const bool cloned = ioctl(file_, FICLONE, source) == 0;
-  close(source);
-  if (cloned) {
-    PutInPlace();
-    return true;
-  }
-  // A link needs a free name; whoever takes it in between makes it fail, no more.
-  unlink(temporary_.c_str());
-  if (link(twin.c_str(), temporary_.c_str()) != 0) {
-    Reopen(O_WRONLY | O_CREAT | O_EXCL);
-    return false;
-  }
-  Reopen(O_RDONLY);
-  Rename();
-  // Between two links to one file a rename does nothing and leaves both.
-  unlink(temporary_.c_str());
-  return true;
-}
-
-void OutputFile::Reopen(int flags) {
-  const int again = open(temporary_.c_str(), flags | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (again < 0) ThrowFileError(path_, "cannot be created", errno);
-  close(file_);
-  file_ = again;
-}
-
 void OutputFile::PutInPlace() {
   // The system's own times are as coarse as its clock tick: a change within the tick would not
   // show.
   timespec times[2] = {{0, UTIME_OMIT}, {0, 0}};
   if (clock_gettime(CLOCK_REALTIME, &times[1]) == 0) futimens(file_, times);
-  Rename();
-}
-
-void OutputFile::Rename() {
   identity_ = IdentifyFile(file_, path_);
   const int file = file_;
   file_ = -1;
@@ -113,6 +101,17 @@ void OutputFile::Rename() {
   const int error = errno;
   unlink(temporary_.c_str());
   ThrowFileError(path_, "cannot be put in place", error);
+}
+
+std::optional<FileIdentity> ShareFile(const std::string& twin, std::string_view path) {
+  if (const auto clone = CloneFile(twin, path)) return clone;
+  const std::string native = NativePath(path);
+  const std::string temporary = native + ".link" + std::to_string(getpid());
+  if (link(twin.c_str(), temporary.c_str()) != 0) return std::nullopt;
+  const bool renamed = rename(temporary.c_str(), native.c_str()) == 0;
+  // Between two links to one file a rename does nothing and leaves both.
+  if (!renamed || IdentifyFile(temporary)) unlink(temporary.c_str());
+  return renamed ? IdentifyFile(native) : std::nullopt;
 }
 
 }  // namespace ncc

@@ -3,6 +3,7 @@
 
 #include "platform/files.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -33,12 +34,9 @@ class OutputFile {
   // Writes what was appended under the temporary name and gives that name.
   const std::string& Flush();
 
-  // Put the file in place; the second with these bytes in place of what was appended, the third
-  // with the storage of another file of the same contents (false, and nothing done, where the file
-  // system cannot).
+  // Put the file in place; the second with these bytes in place of what was appended.
   void Commit();
   void CommitBytes(std::string_view bytes);
-  bool CommitShared(const std::string& twin);
 
   const std::string& Path() const { return path_; }
   int Handle() const { return file_; }
@@ -47,9 +45,7 @@ class OutputFile {
   const FileIdentity& Identity() const { return identity_; }
 
  private:
-  void Reopen(int flags);
   void PutInPlace();
-  void Rename();
 
   std::string path_;
   std::string temporary_;
@@ -58,5 +54,10 @@ class OutputFile {
   FileIdentity identity_;
   int file_ = -1;
 };
+
+// Makes a file that shares the storage of another one: a copy-on-write clone, else a hard link. It
+// appears whole or not at all. Nothing, and nothing is done, where the file system can do neither.
+// Throws nothing but std::bad_alloc.
+std::optional<FileIdentity> ShareFile(const std::string& twin, std::string_view path);
 
 }  // namespace ncc

@@ -79,7 +79,7 @@ StampKey::~StampKey() { explicit_bzero(key_, sizeof(key_)); }
 
 std::uint32_t StampKey::OfFile(const std::string& path) const {
   if (!has_key_) return 0;
-  const std::string native = ReadablePath(path);
+  const std::string native = NativePath(path);
   if (identity_) {
     const std::optional<FileIdentity> file = IdentifyFile(native);
     if (!file) return 0;

@@ -35,9 +35,15 @@ class UnitOfWork {
     if (HasFailed())
       throw StorageError(std::string("an earlier failure has stopped this batch: ") + Failure());
     ++touch_count_;
-    if (before_.contains(key)) return;
-    std::optional<Row> before = encode_before();
-    before_.emplace(key, before ? std::make_unique<Row>(std::move(*before)) : nullptr);
+    const auto [place, is_new] = before_.try_emplace(key);
+    if (!is_new) return;
+    try {
+      std::optional<Row> before = encode_before();
+      if (before) place->second = std::make_unique<Row>(std::move(*before));
+    } catch (...) {
+      before_.erase(place);
+      throw;
+    }
   }
 
   std::size_t TouchCount() const { return touch_count_; }
@@ -57,13 +63,13 @@ class UnitOfWork {
   // nothing when it is gone.
   template <class EncodeNow>
   ChangeSet Collect(EncodeNow encode_now) const {
-    std::vector<RowKey> keys;
-    keys.reserve(before_.size());
-    for (const auto& [key, before] : before_) keys.push_back(key);
-    std::sort(keys.begin(), keys.end());
+    std::vector<std::pair<RowKey, const Row*>> rows;
+    rows.reserve(before_.size());
+    for (const auto& [key, before] : before_) rows.emplace_back(key, before.get());
+    std::sort(rows.begin(), rows.end(),
+              [](const auto& one, const auto& other) { return one.first < other.first; });
     ChangeSet changes;
-    for (const RowKey& key : keys) {
-      const std::unique_ptr<Row>& before = before_.find(key)->second;
+    for (const auto& [key, before] : rows) {
       std::optional<Row> now = encode_now(key);
       if (!now) {
         if (before) changes.removed.push_back(key);
