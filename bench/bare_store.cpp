@@ -6,49 +6,13 @@
 
 namespace {
 
-SqliteHandle OpenFile(const std::string& file, int flags) {
-  sqlite3* db = nullptr;
-  const int code = sqlite3_open_v2(file.c_str(), &db, flags | SQLITE_OPEN_NOMUTEX, nullptr);
-  SqliteHandle handle(db);
-  if (code != SQLITE_OK) throw std::runtime_error("cannot open " + file);
-  return handle;
-}
-
-void ExecuteOn(sqlite3* db, const char* sql) {
-  if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
-    throw std::runtime_error(std::string(sql) + ": " + sqlite3_errmsg(db));
-  }
-}
-
-SqliteStatement Prepare(sqlite3* db, const char* sql) {
-  sqlite3_stmt* statement = nullptr;
-  if (sqlite3_prepare_v3(db, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
-      SQLITE_OK) {
-    throw std::runtime_error(std::string(sql) + ": " + sqlite3_errmsg(db));
-  }
-  return SqliteStatement(statement);
-}
-
-void Run(sqlite3_stmt* statement) {
-  sqlite3_step(statement);
-  if (sqlite3_reset(statement) != SQLITE_OK) {
-    throw std::runtime_error(sqlite3_errmsg(sqlite3_db_handle(statement)));
-  }
-}
-
 void BindEntry(sqlite3_stmt* statement, int parameter, const CNNEntry& entry) {
   sqlite3_bind_blob(statement, parameter, &entry, sizeof(entry), SQLITE_STATIC);
 }
 
-std::uint32_t Number(sqlite3_stmt* statement, int column) {
-  return static_cast<std::uint32_t>(sqlite3_column_int64(statement, column));
-}
-
 }  // namespace
 
-BareTable::BareTable(const std::string& file)
-    : db_(OpenFile(file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) {
-  Execute("PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL");
+BareTable::BareTable(const std::string& file) : db_(CreateFile(file)) {
   Execute(
       "CREATE TABLE object(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, parent INTEGER, data "
       "BLOB)");
@@ -73,9 +37,7 @@ void BareTable::Insert(const CNNEntry& entry, std::uint32_t parent) {
   Run(statement);
 }
 
-void BareTable::BeginReading() {
-  Execute("PRAGMA wal_checkpoint(TRUNCATE); PRAGMA cache_size = -262144; BEGIN");
-}
+void BareTable::BeginReading() { ::BeginReading(db_.get()); }
 
 bool BareTable::TakeEntry(sqlite3_stmt* statement, CNNEntry& entry) {
   const bool found = sqlite3_step(statement) == SQLITE_ROW &&

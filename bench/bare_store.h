@@ -3,26 +3,17 @@
 
 #include "nccnet/nccnet.h"
 
-#include <sqlite3.h>
+#include "sqlite.h"
 
 #include <array>
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
-
-struct SqliteCloser {
-  void operator()(sqlite3* db) const { sqlite3_close(db); }
-  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using SqliteHandle = std::unique_ptr<sqlite3, SqliteCloser>;
-using SqliteStatement = std::unique_ptr<sqlite3_stmt, SqliteCloser>;
 
 // One table with the indexes that answer what the library answers: by id, by name in any letter
 // case, by parent. Everything here throws std::runtime_error.
 class BareTable {
  public:
-  // A new file, as durable as the library's: a log, flushed by every commit.
   explicit BareTable(const std::string& file);
 
   void Execute(const char* sql);

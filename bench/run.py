@@ -19,15 +19,32 @@ RATIO = "ratio"  # our time by that of the bare program: at most
 SPEEDUP = "speedup"  # the bare program's time by ours: at least
 BYTES = "bytes"  # the figure itself: at most
 
-# Name of the benchmark, what it is, kind of target, target, what stands beside it.
+# Name of the benchmark, what it is, kind of target, target (None: only measured), what stands
+# beside it.
 TARGETS = [
     ("DurableAddAp", "durable AddAP", RATIO, 1.45, "4 KiB overwrite + fdatasync"),
     ("BatchOfAps", "batch of 12,000 APs", RATIO, 1.0, "12,000 rows inserted"),
+    ("BuildFullNetwork", "the full network in one batch", RATIO, 1.0, "inserts into 11 tables"),
     ("LookUpById", "look-up by id", SPEEDUP, 20, "prepared select"),
     ("LookUpByName", "look-up by name", SPEEDUP, 8, "prepared select"),
+    ("ListFromArray", "list of 45,000 users from an array, a row", SPEEDUP, None, "select"),
+    ("ListUsers", "list of 45,000 users, a row", SPEEDUP, 10, "select"),
+    ("ListDeps", "list of 3,000 Deps, a row", SPEEDUP, 10, "select"),
+    ("ListApsOfServers", "lists of servers' APs, a row", SPEEDUP, 10, "select"),
+    ("ListUsersOfDeps", "lists of Deps' users, a row", SPEEDUP, 10, "select, join"),
+    ("ListNodesOfGroups", "lists of groups' nodes, a row", SPEEDUP, 10, "select, join"),
+    ("ListMembershipsOfUsers", "lists of memberships, a row", SPEEDUP, 10, "select"),
     ("OpenNetwork", "opening 61,756 objects", RATIO, 1.5, "scan of a row per element"),
     ("BuildNetworkOf/100000", "an object of 100,000, batch", RATIO, 1.5, "of 10,000"),
     ("BuildNetworkOf/1000000", "an object of 1,000,000, batch", RATIO, 1.5, "of 10,000"),
+    ("CheckAnomalies", "search for loose objects", RATIO, 2.5, "in half the network"),
+    ("LinkAllDeps/1000", "linking 1,000 Deps, 1,998,000 items", RATIO, 5, "500, 499,000 items"),
+    ("GenerateDirectories", "directories of a region, 748 MB", RATIO, 1.3, "written from memory"),
+    ("GenerateRouting", "routing files of a region", RATIO, 2, "written from memory"),
+    ("GeneratePackages", "full packages of a region", RATIO, 1.5, "the files joined"),
+    ("ShareStorage", "directories, storage shared", RATIO, 0.25, "not shared"),
+    ("GenerateWithCallback", "directories, with callback", RATIO, 1.1, "without"),
+    ("GenerateTenfold", "an AP of 10,000, directories", RATIO, 1.1, "of 1,000"),
     ("MemoryOf/10000", "memory of 10,000, an object", BYTES, 512, ""),
     ("MemoryOf/100000", "memory of 100,000, an object", BYTES, 512, ""),
     ("MemoryOf/1000000", "memory of 1,000,000, an object", BYTES, 512, ""),
@@ -78,7 +95,10 @@ def judge(name, what, kind, target, beside, counters):
         line["figure"] = 1 / counters["ratio"]
     else:
         line["figure"] = counters["ratio"]
-    line["met"] = line["figure"] >= target if kind == SPEEDUP else line["figure"] <= target
+    if target is None:
+        line["met"] = None
+    else:
+        line["met"] = line["figure"] >= target if kind == SPEEDUP else line["figure"] <= target
     return line
 
 
@@ -95,7 +115,11 @@ def format_row(line):
         texts = [f"{line['figure']:.0f} bytes", "", ""]
     else:
         texts = [format_time(line["ours"]), format_time(line["bare"]), f"{line['figure']:.2f}"]
-    texts += [f"{sign} {line['target']}", "yes" if line["met"] else "NO", line["beside"]]
+    if line["met"] is None:
+        texts += ["", ""]
+    else:
+        texts += [f"{sign} {line['target']}", "yes" if line["met"] else "NO"]
+    texts.append(line["beside"])
     return [line["what"], *texts]
 
 
@@ -126,7 +150,7 @@ def main():
         print(json.dumps({"schema": 1, "runs": arguments.runs, "results": lines}, indent=2))
     else:
         print_table(lines)
-    return 0 if all(line["met"] for line in lines) else 1
+    return 1 if any(line["met"] is False for line in lines) else 0
 
 
 if __name__ == "__main__":

@@ -13,19 +13,40 @@ function(run)
     set(output "${output}" PARENT_SCOPE)
 endfunction()
 
-# The client makes its database on the first run and meets it again on the second.
-function(run_client program)
-    foreach(repetition RANGE 1)
-        run(${program} ${program}_database)
-        if(NOT output MATCHES "Harbour \\(0001\\)\n  Crane \\(0002\\)\n  Customs \\(0003\\)\n$")
-            message(FATAL_ERROR "${program} said:\n${output}")
-        endif()
+set(database ${scratch}/city)
+set(nccadm ${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${scratch}/prefix/${LIBDIR}
+    ${scratch}/prefix/bin/nccadm -q --db ${database})
+
+# Users at all nodes, of which one is deleted then, at one of them, and at none.
+function(make_database)
+    foreach(command "init --network 7" "server add Center" "ap add Center Desk"
+            "ap add Center Cabin" "group add Hall" "group add-node Hall Center"
+            "group add-node Hall Desk" "group add-node Hall Cabin" "dep add Watch"
+            "group add-dep Hall Watch" "user add Ivanov" "user join Ivanov Watch --memberships"
+            "user add Petrov" "user join Petrov Watch" "user memberships Petrov Watch --add Desk"
+            "user add Sidorov" "ap delete Cabin --yes")
+        separate_arguments(arguments UNIX_COMMAND "${command}")
+        run(${nccadm} ${arguments})
     endforeach()
+endfunction()
+
+function(run_client program)
+    run(${program} ${database})
+    if(NOT output STREQUAL "Ivanov\n  at Center for Watch, primary\n  at Desk for Watch\n\
+Petrov\n  at Desk for Watch\nSidorov: nowhere\n")
+        message(FATAL_ERROR "${program} said:\n${output}")
+    endif()
+    execute_process(COMMAND ${program} ${database}.missing RESULT_VARIABLE result
+                    OUTPUT_QUIET ERROR_QUIET)
+    if(NOT result EQUAL 1)
+        message(FATAL_ERROR "${program} took a database that is not there")
+    endif()
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BINARY_DIR} --prefix ${scratch}/first)
 file(RENAME ${scratch}/first ${scratch}/prefix)
 
+make_database()
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B build -DCMAKE_PREFIX_PATH=${scratch}/prefix
     -DCMAKE_CXX_COMPILER=${COMPILER})
 run(${CMAKE_COMMAND} --build build)

@@ -108,7 +108,7 @@ template <class Compose>
 void WriteGroupText(NetState& net, const std::string& path, const TDBObjId& ap,
                     std::optional<GroupText> GroupView::*part, Compose compose) {
   const auto text = [&]() -> GroupText& {
-    return OutputCache::Of(net).TextOf(RecordOf(net, ap), part,
+    return OutputCache::Of(net).PartOf(RecordOf(net, ap), part,
                                        [&](const Numbers& groups) { return compose(net, groups); });
   };
   if (net.callback != nullptr) {

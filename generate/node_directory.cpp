@@ -19,6 +19,8 @@
 #include "generate/file_names.h"
 #include "generate/output_cache.h"
 
+#include <algorithm>
+
 using namespace ncc;
 
 namespace {
@@ -29,95 +31,102 @@ constexpr std::uint32_t kFlagSelf = 0x0400;
 constexpr std::uint32_t kFlagTunnel = 0x1000;
 constexpr std::uint32_t kFlagTunnelServer = 0x8000;
 
-class NodeLines {
- public:
-  explicit NodeLines(const NetState& net) : net_(net) {}
-
-  // A server's line names it as its own server, and no AP.
-  void Add(std::string_view head, const CNNEntry& node) {
-    const bool is_ap = node.type == kTypeAP;
-    Add(head, node, is_ap ? ServerOf(node).id : node.id, is_ap ? node.id : 0);
-  }
-
-  // A line for each of the nodes with the flag; head(id) begins it.
-  template <class Head>
-  void AddAll(const std::vector<std::uint32_t>& nodes, std::uint32_t flag, Head head) {
-    for (const std::uint32_t number : nodes) {
-      const CHDBRecord* record = FindNode(net_, number);
-      if (record == nullptr) continue;
-      const CNNEntry node = EntryOf<CNNEntry>(*record);
-      if ((node.flags & flag) != 0) Add(head(node.id), node);
-    }
-  }
-
-  // The entry of an AP's server; one without name and identifier when there is none.
-  CNNEntry ServerOf(const CNNEntry& ap) const {
-    const CHDBRecord* server = FindObject(net_, ap.server_id, kTypeServer);
-    return server != nullptr ? EntryOf<CNNEntry>(*server) : CNNEntry();
-  }
-
-  void Add(std::string_view head, const CNNEntry& node, std::uint32_t server, std::uint32_t ap) {
-    text_ += head;
-    AppendColumn(text_, node.name, kNameColumns);
-    text_ += ' ';
-    AppendHex4(text_, net_.prefs.net_number);
-    AppendHex4(text_, node.id);
-    text_ += "0 0000";
-    AppendHex4(text_, net_.prefs.net_number);
-    AppendHex4(text_, server);
-    AppendHex4(text_, ap);
-    text_ += '\n';
-  }
-
-  const std::string& Text() const { return text_; }
-
- private:
-  const NetState& net_;
-  std::string text_;
-};
-
-std::string Marked(std::string_view before, bool mark, char with, std::string_view after) {
-  std::string head(before);
-  head += mark ? with : ' ';
-  return head.append(after);
+// The entry of an AP's server; one without name and identifier when there is none.
+CNNEntry ServerOf(const NetState& net, const CNNEntry& ap) {
+  const CHDBRecord* server = FindObject(net, ap.server_id, kTypeServer);
+  return server != nullptr ? EntryOf<CNNEntry>(*server) : CNNEntry();
 }
 
-std::string ApDirectory(NetState& net, const CHDBRecord& record, unsigned char mode) {
+void AppendLine(std::string& text, const NetState& net, std::string_view head, const CNNEntry& node,
+                std::uint32_t server, std::uint32_t ap) {
+  text += head;
+  AppendColumn(text, node.name, kNameColumns);
+  text += ' ';
+  AppendHex4(text, net.prefs.net_number);
+  AppendHex4(text, node.id);
+  text += "0 0000";
+  AppendHex4(text, net.prefs.net_number);
+  AppendHex4(text, server);
+  AppendHex4(text, ap);
+  text += TextLineEnd();
+}
+
+// An AP's line has its server; the line of anything else, itself in its place and no AP.
+void AppendNode(std::string& text, const NetState& net, std::string_view head,
+                const CNNEntry& node) {
+  const bool is_ap = node.type == kTypeAP;
+  AppendLine(text, net, head, node, is_ap ? ServerOf(net, node).id : node.id, is_ap ? node.id : 0);
+}
+
+// A line for each of the nodes with the flag: before, a blank for the mark, after.
+MarkedLines LinesOf(const NetState& net, const std::vector<std::uint32_t>& nodes,
+                    std::uint32_t flag, const std::string& before, std::string_view after) {
+  MarkedLines lines;
+  const std::string head = before + " " + std::string(after);
+  for (const std::uint32_t number : nodes) {
+    const CHDBRecord* record = FindNode(net, number);
+    if (record == nullptr) continue;
+    const CNNEntry node = EntryOf<CNNEntry>(*record);
+    if ((node.flags & flag) == 0) continue;
+    lines.marks.emplace_back(node.id, lines.text.size() + before.size());
+    AppendNode(lines.text, net, head, node);
+  }
+  return lines;
+}
+
+// Appends the lines, with the mark in that of one node.
+void AppendMarked(std::string& text, const MarkedLines& lines, std::uint32_t id, char mark) {
+  const std::size_t start = text.size();
+  text += lines.text;
+  const auto own = std::lower_bound(lines.marks.begin(), lines.marks.end(), std::pair(id, 0UL));
+  if (own != lines.marks.end() && own->first == id) text[start + own->second] = mark;
+}
+
+// The lines of all APs that see these nodes.
+const DirectoryLines& LinesFor(NetState& net, const CHDBRecord& ap, unsigned char mode) {
   OutputCache& cache = OutputCache::Of(net);
-  const VisibleNodes& visible = cache.VisibleFrom(net, record);
-  const CNNEntry ap = EntryOf<CNNEntry>(record);
-  NodeLines lines(net);
-  const CNNEntry server = lines.ServerOf(ap);
-  if ((ap.flags & kFlagDirectory) != 0) {
-    lines.AddAll(visible.aps, kFlagDirectory,
-                 [&](std::uint32_t id) { return Marked("0000 ", id == ap.id, 'A', "   "); });
-  }
-  lines.Add("0000 S S ", server, server.id, 0);
-  for (const auto& [head, flag] : {std::pair("0004   ", kFlagNCC), std::pair("0008   ", kFlagKC)}) {
-    const CNNEntry& centre = cache.Role(net, flag);
-    lines.Add(Marked(head, centre.id == ap.id, 'A', " "), centre);
-  }
-  if ((ap.flags & kFlagSelf) != 0) lines.Add("0015   A ", ap, server.id, ap.id);
-  if ((ap.flags & kFlagTunnel) != 0) {
+  const VisibleNodes visible = cache.VisibleFrom(net, ap);
+  const auto compose = [&](const std::vector<std::uint32_t>&) {
     const std::string head17 = "0017 " + std::to_string(mode) + " ";
-    lines.AddAll(visible.aps, kFlagTunnel,
-                 [&](std::uint32_t id) { return Marked(head17, id == ap.id, 'A', " "); });
-    lines.AddAll(visible.servers, kFlagTunnelServer,
-                 [&](std::uint32_t id) { return Marked("001A ", id == ap.server_id, 'S', " S "); });
-  }
-  return lines.Text();
+    return DirectoryLines{mode, LinesOf(net, visible.aps, kFlagDirectory, "0000 ", "   "),
+                          LinesOf(net, visible.aps, kFlagTunnel, head17, " "),
+                          LinesOf(net, visible.servers, kFlagTunnelServer, "001A ", " S ")};
+  };
+  DirectoryLines& lines = cache.PartOf(ap, &GroupView::directory, compose);
+  if (lines.mode != mode) lines = compose({});
+  return lines;
 }
 
+// Line ends are in it.
+std::string ApDirectory(NetState& net, const CHDBRecord& record, unsigned char mode) {
+  const CNNEntry ap = EntryOf<CNNEntry>(record);
+  const CNNEntry server = ServerOf(net, ap);
+  const DirectoryLines& lines = LinesFor(net, record, mode);
+  std::string text;
+  if ((ap.flags & kFlagDirectory) != 0) AppendMarked(text, lines.aps, ap.id, 'A');
+  AppendLine(text, net, "0000 S S ", server, server.id, 0);
+  for (const auto& [head, flag] : {std::pair("0004   ", kFlagNCC), std::pair("0008   ", kFlagKC)}) {
+    const CNNEntry& centre = OutputCache::Of(net).Role(net, flag);
+    AppendNode(text, net, std::string(head) + (centre.id == ap.id ? "A " : "  "), centre);
+  }
+  if ((ap.flags & kFlagSelf) != 0) AppendLine(text, net, "0015   A ", ap, server.id, ap.id);
+  if ((ap.flags & kFlagTunnel) != 0) {
+    AppendMarked(text, lines.tunnel_aps, ap.id, 'A');
+    AppendMarked(text, lines.tunnel_servers, ap.server_id, 'S');
+  }
+  return text;
+}
+
+// Line ends are in it.
 std::string ServerDirectory(NetState& net, const CHDBRecord& record, unsigned char mode) {
-  const VisibleNodes& visible = OutputCache::Of(net).VisibleFrom(net, record);
   const CNNEntry server = EntryOf<CNNEntry>(record);
-  NodeLines lines(net);
-  if ((server.flags & kFlagTunnelServer) == 0) return lines.Text();
-  const std::string head17 = "0017 " + std::to_string(mode) + "   ";
-  lines.AddAll(visible.aps, kFlagTunnel, [&](std::uint32_t) { return head17; });
-  lines.AddAll(visible.servers, kFlagTunnelServer,
-               [&](std::uint32_t id) { return Marked("001A S ", id == server.id, 'A', " "); });
-  return lines.Text();
+  std::string text;
+  if ((server.flags & kFlagTunnelServer) == 0) return text;
+  const VisibleNodes& visible = OutputCache::Of(net).VisibleFrom(net, record);
+  text = LinesOf(net, visible.aps, kFlagTunnel, "0017 " + std::to_string(mode) + "  ", "").text;
+  AppendMarked(text, LinesOf(net, visible.servers, kFlagTunnelServer, "001A S ", " "), server.id,
+               'A');
+  return text;
 }
 
 }  // namespace

@@ -19,13 +19,11 @@ void Observe(const NetState& net, const CFileEvent& event) {
   }
 }
 
-// The file that its twin, if that is still as it was written, lends its storage.
+// Gives the file the storage of its twin; nothing when that is not to be, or cannot be.
 std::optional<FileIdentity> Share(const std::string& path, const SharedBytes& content) {
-  if (!sharing_is_on || content.bytes.size() < kSmallestShared || content.twin.empty() ||
-      IdentifyFile(content.twin) != content.twin_identity) {
+  if (!sharing_is_on || content.bytes.size() < kSmallestShared || content.twin.empty())
     return std::nullopt;
-  }
-  return ShareFile(content.twin, path);
+  return ShareFile(content.twin, content.twin_identity, path);
 }
 
 }  // namespace
@@ -50,9 +48,9 @@ void RememberStampOf(const OutputFile& file, const StampKey& key) {
 }
 
 void WriteStamped(const NetState& net, const std::string& path, std::uint32_t node,
-                  std::string_view text) {
+                  std::string bytes) {
   WriteFile(net, path, node, [&](OutputFile& file) {
-    file.AppendText(text);
+    file.Append(std::move(bytes));
     file.Commit();
     RememberStampOf(file, StampKey());
   });

@@ -48,10 +48,10 @@ void WriteFile(const NetState& net, const std::string& path, std::uint32_t node,
   }
 }
 
-// A text file that a stamp list will name.
+// A file that a stamp list will name; the line ends are in the bytes.
 void WriteStamped(const NetState& net, const std::string& path, std::uint32_t node,
-                  std::string_view text);
-// The same of bytes that other files hold too (line ends are in them).
+                  std::string bytes);
+// The same of bytes that other files hold too.
 void WriteShared(const NetState& net, const std::string& path, std::uint32_t node,
                  SharedBytes& content);
 

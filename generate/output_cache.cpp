@@ -8,7 +8,7 @@ namespace {
 
 // What the views may hold before they are made anew.
 constexpr std::size_t kMostViews = 4096;
-constexpr std::size_t kMostTextBytes = 32U << 20;
+constexpr std::size_t kMostBytes = 32U << 20;
 
 }  // namespace
 
@@ -31,18 +31,17 @@ std::vector<std::uint32_t> OutputCache::GroupsOf(const CHDBRecord& node) {
 }
 
 GroupView& OutputCache::ViewOf(const std::vector<std::uint32_t>& groups) {
-  if (views_.size() >= kMostViews || text_bytes_ >= kMostTextBytes) {
+  if (views_.size() >= kMostViews || held_bytes_ >= kMostBytes) {
     views_.clear();
-    text_bytes_ = 0;
+    held_bytes_ = 0;
   }
   return views_[groups];
 }
 
 const VisibleNodes& OutputCache::VisibleFrom(const NetState& net, const CHDBRecord& node) {
-  const std::vector<std::uint32_t> groups = GroupsOf(node);
-  GroupView& view = ViewOf(groups);
-  if (!view.visible) view.visible = FindVisibleNodes(net, groups);
-  return *view.visible;
+  return PartOf(node, &GroupView::visible, [&](const std::vector<std::uint32_t>& groups) {
+    return FindVisibleNodes(net, groups);
+  });
 }
 
 const std::vector<std::uint32_t>& OutputCache::MembersAt(const NetState& net,

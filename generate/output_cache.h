@@ -9,7 +9,9 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace ncc {
@@ -27,10 +29,23 @@ struct GroupText {
   std::size_t callbacks = 0;
 };
 
+// Lines that are the same for those nodes but for a mark in the node's own line.
+struct MarkedLines {
+  std::string text;
+  std::vector<std::pair<std::uint32_t, std::size_t>> marks;  // id, ascending, and where its mark is
+};
+struct DirectoryLines {
+  unsigned char mode = 0;
+  MarkedLines aps;
+  MarkedLines tunnel_aps;
+  MarkedLines tunnel_servers;
+};
+
 // What nodes in the same node groups, in the same order, have in common; each part is made when it
 // is asked for first.
 struct GroupView {
   std::optional<VisibleNodes> visible;
+  std::optional<DirectoryLines> directory;
   std::optional<GroupText> dep_links;
   std::optional<GroupText> placements;
 };
@@ -41,20 +56,19 @@ class OutputCache {
   // Hold the object lock; a callback may empty it.
   static OutputCache& Of(NetState& net);
 
-  // References to these end with the next call of any of them.
-  const VisibleNodes& VisibleFrom(const NetState& net, const CHDBRecord& node);
-  // One of the view's texts; compose(groups) gives it.
-  template <class Compose>
-  GroupText& TextOf(const CHDBRecord& node, std::optional<GroupText> GroupView::*part,
-                    Compose compose) {
+  // A part of the view that a node has; make(groups) gives it. The reference ends with the next
+  // call for another node.
+  template <class Part, class Make>
+  Part& PartOf(const CHDBRecord& node, std::optional<Part> GroupView::*part, Make make) {
     const std::vector<std::uint32_t> groups = GroupsOf(node);
-    std::optional<GroupText>& text = ViewOf(groups).*part;
-    if (!text) {
-      text = compose(groups);
-      text_bytes_ += text->content.bytes.size();
+    std::optional<Part>& found = ViewOf(groups).*part;
+    if (!found) {
+      found = make(groups);
+      held_bytes_ += BytesOf(*found);
     }
-    return *text;
+    return *found;
   }
+  const VisibleNodes& VisibleFrom(const NetState& net, const CHDBRecord& node);
 
   // The user directory, the same for every AP; compose() gives its text.
   template <class Compose>
@@ -92,9 +106,17 @@ class OutputCache {
   static std::vector<std::uint32_t> GroupsOf(const CHDBRecord& node);
   GroupView& ViewOf(const std::vector<std::uint32_t>& groups);
 
+  static std::size_t BytesOf(const VisibleNodes& nodes) {
+    return (nodes.servers.size() + nodes.aps.size()) * sizeof(std::uint32_t);
+  }
+  static std::size_t BytesOf(const GroupText& text) { return text.content.bytes.size(); }
+  static std::size_t BytesOf(const DirectoryLines& lines) {
+    return lines.aps.text.size() + lines.tunnel_aps.text.size() + lines.tunnel_servers.text.size();
+  }
+
   Version version_;
   std::map<std::vector<std::uint32_t>, GroupView> views_;
-  std::size_t text_bytes_ = 0;  // in the views
+  std::size_t held_bytes_ = 0;  // by the views
   std::unique_ptr<SharedBytes> user_directory_;
   SharedBytes no_bytes_;
   std::optional<std::map<std::uint32_t, std::vector<std::uint32_t>>> members_;  // by server

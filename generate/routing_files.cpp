@@ -94,11 +94,7 @@ void WriteMap(NetState& net, const std::string& folder, std::uint32_t server) {
     for (std::size_t left = record->List(kServerLinks).Size(); left > 0; --left) net.Progress();
   }
   if (FindObject(net, server, kTypeServer) == nullptr) return;
-  WriteFile(net, folder + ServerName(server, ".map"), server, [&](OutputFile& file) {
-    file.Append(RoutingMap(net, server));
-    file.Commit();
-    RememberStampOf(file, StampKey());
-  });
+  WriteStamped(net, folder + ServerName(server, ".map"), server, RoutingMap(net, server));
 }
 
 // The lines that every server's tunnel file has. Throws Refusal when there are none.

@@ -90,7 +90,7 @@ bool CNCCNet::GenMAPApa(const char* folder, TDBObjId& server) {
   return Run(net, false, [&] {
     const std::string path =
         Prefix(folder) + HexName("apa", RecordOf(net, server).Number(), ".txt");
-    WriteStamped(net, path, server.number, UsersAt(net, server.number));
+    WriteStamped(net, path, server.number, WithLineEnds(UsersAt(net, server.number)));
     return true;
   });
 }

@@ -21,15 +21,15 @@ std::atomic<bool> ends_in_carriage_return = true;
 std::atomic<std::uint64_t> device_without_clones = 0;
 
 // A copy-on-write clone; nothing where the file system has none.
-std::optional<FileIdentity> CloneFile(const std::string& twin, std::string_view path) {
+std::optional<FileIdentity> CloneFile(const std::string& twin, const FileIdentity& identity,
+                                      std::string_view path) {
+  if (device_without_clones == identity.device) return std::nullopt;
   const Descriptor source(open(twin.c_str(), O_RDONLY | O_CLOEXEC));
-  struct stat info {};
-  if (!source.IsValid() || fstat(source.Get(), &info) != 0) return std::nullopt;
-  if (device_without_clones == info.st_dev) return std::nullopt;
+  if (!source.IsValid()) return std::nullopt;
   try {
     OutputFile clone(path);
     if (ioctl(clone.Handle(), FICLONE, source.Get()) != 0) {
-      if (errno != EXDEV) device_without_clones = info.st_dev;
+      if (errno != EXDEV) device_without_clones = identity.device;
       return std::nullopt;
     }
     clone.Commit();
@@ -103,15 +103,17 @@ void OutputFile::PutInPlace() {
   ThrowFileError(path_, "cannot be put in place", error);
 }
 
-std::optional<FileIdentity> ShareFile(const std::string& twin, std::string_view path) {
-  if (const auto clone = CloneFile(twin, path)) return clone;
+std::optional<FileIdentity> ShareFile(const std::string& twin, const FileIdentity& identity,
+                                      std::string_view path) {
+  if (IdentifyFile(twin) != identity) return std::nullopt;
+  if (const auto clone = CloneFile(twin, identity, path)) return clone;
   const std::string native = NativePath(path);
   const std::string temporary = native + ".link" + std::to_string(getpid());
   if (link(twin.c_str(), temporary.c_str()) != 0) return std::nullopt;
   const bool renamed = rename(temporary.c_str(), native.c_str()) == 0;
-  // Between two links to one file a rename does nothing and leaves both.
-  if (!renamed || IdentifyFile(temporary)) unlink(temporary.c_str());
-  return renamed ? IdentifyFile(native) : std::nullopt;
+  unlink(temporary.c_str());  // between two links to one file a rename does nothing
+  if (!renamed) return std::nullopt;
+  return identity;
 }
 
 }  // namespace ncc

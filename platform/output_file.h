@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace ncc {
 
@@ -28,6 +29,13 @@ class OutputFile {
   OutputFile& operator=(const OutputFile&) = delete;
 
   void Append(std::string_view bytes) { contents_ += bytes; }
+  void Append(std::string&& bytes) {
+    if (contents_.empty()) {
+      contents_ = std::move(bytes);
+    } else {
+      contents_ += bytes;
+    }
+  }
   void AppendText(std::string_view text) { contents_ += WithLineEnds(text); }
   const std::string& Contents() const { return contents_; }
 
@@ -55,9 +63,10 @@ class OutputFile {
   int file_ = -1;
 };
 
-// Makes a file that shares the storage of another one: a copy-on-write clone, else a hard link. It
-// appears whole or not at all. Nothing, and nothing is done, where the file system can do neither.
-// Throws nothing but std::bad_alloc.
-std::optional<FileIdentity> ShareFile(const std::string& twin, std::string_view path);
+// Makes a file that shares the storage of its twin: a copy-on-write clone, else a hard link. It
+// appears whole or not at all. Nothing, and nothing is done, where the file system can do neither
+// or the twin is not what it was. Throws nothing but std::bad_alloc.
+std::optional<FileIdentity> ShareFile(const std::string& twin, const FileIdentity& identity,
+                                      std::string_view path);
 
 }  // namespace ncc

@@ -4,78 +4,11 @@ import fcntl
 import json
 import os
 import pty
-import random
 import signal
 import subprocess
-import sys
-import tempfile
 import time
-import unittest
 
-TOOL = ""
-CITY = """network: 0x1A
-servers:
-  - name: Center
-    applications: [ncc, 0x20000]
-    links: [North, South]
-    aps:
-      - Ivanov
-      - {name: Petrov, applications: [kc]}
-  - name: North
-    value: 77
-    aps: [Sidorov]
-  - South
-"""
-
-
-class ToolTest(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = folder.name
-        self.db = self.path("net")
-        self.ok("init", "--network", "0x1A")
-
-    def path(self, name):
-        return os.path.join(self.folder, name)
-
-    def write(self, name, text):
-        with open(self.path(name), "wb") as file:
-            file.write(text if isinstance(text, bytes) else text.encode())
-        return self.path(name)
-
-    def environment(self):
-        kept = {k: v for k, v in os.environ.items() if k != "NO_COLOR"}
-        return {**kept, "NCCADM_DB": self.db, "TERM": "xterm"}
-
-    def run_tool(self, *arguments, text="", **options):
-        done = subprocess.run([TOOL, *arguments], input=text.encode(), env=self.environment(),
-                              stdout=options.pop("stdout", subprocess.PIPE),
-                              stderr=subprocess.PIPE, timeout=120, **options)
-        return done.returncode, (done.stdout or b"").decode(), done.stderr.decode()
-
-    def ok(self, *arguments, text=""):
-        code, out, err = self.run_tool(*arguments, text=text)
-        self.assertEqual(code, 0, f"{arguments}: {err}")
-        return out
-
-    def refused(self, *arguments, code=1, says=(), text=""):
-        got, out, err = self.run_tool(*arguments, text=text)
-        self.assertEqual(got, code, f"{arguments}: {out}{err}")
-        for part in (says,) if isinstance(says, str) else says:
-            self.assertIn(part, err)
-        return out, err
-
-    def json(self, *arguments):
-        document = json.loads(self.ok("--json", *arguments))
-        self.assertEqual(document.pop("schema"), 1)
-        return document
-
-    def apply_city(self):
-        self.ok("apply", self.write("city.yaml", CITY))
-
-    def revision(self):
-        return self.json("info")["revision"]
+from nccadm_tool import ToolTest, main, tool
 
 
 class NodeTest(ToolTest):
@@ -281,8 +214,6 @@ class UserTest(ToolTest):
         deps = self.json("tree", "--deps")["deps"]
         self.assertEqual([[u["name"] for u in d["children"]] for d in deps], [["Boris"], [], []])
         self.refused("tree", "--deps", "--server", "North", code=2)
-        self.refused("dump", says=["2 users, 3 Deps, 1 node group", "--partial"])
-        self.assertIn("Sidorov", self.ok("dump", "--partial"))
 
     def test_check_names_every_loose_object(self):
         self.ok("user", "join", "Boris", "Office", "--memberships")
@@ -305,139 +236,6 @@ class UserTest(ToolTest):
         self.db = self.path("tidy")
         self.ok("init", "--network", "1")
         self.assertIn("0 users are in no Dep\n", self.ok("check"))
-
-
-class DescriptionTest(ToolTest):
-    def test_apply_adds_changes_moves_and_removes_nothing(self):
-        self.apply_city()
-        self.ok("ap", "add", "South", "Kept")
-        before = self.revision()
-        change = self.write("change.yaml", """
-network: 26
-preferences: {value_14: 5}
-servers:
-  - name: north
-    links: [south, CENTER]
-    aps: [Petrov, Novikov]
-  - name: Center
-    applications: []
-    settings: 4
-    aps: [{name: Ivanov, applications: mail}]
-""")
-        self.assertEqual(self.json("apply", change),
-                         {"servers": {"added": 0, "changed": 1, "unchanged": 1},
-                          "aps": {"added": 1, "changed": 1, "moved": 1, "unchanged": 0},
-                          "links": {"added": 1, "unchanged": 1},
-                          "preferences": {"changed": 1}, "revision": before + 1})
-        north = self.json("tree", "--server", "North")["servers"][0]
-        self.assertEqual([ap["name"] for ap in north["children"]], ["Sidorov", "Petrov", "Novikov"])
-        self.assertEqual(north["children"][1]["applications"], ["KC"])
-        self.assertEqual([link["name"] for link in north["links"]], ["Center", "South"])
-        center = self.json("server", "show", "Center")["server"]
-        self.assertEqual((center["mask"], center["settings"]), (0, 4))
-        self.assertEqual(self.json("ap", "list", "South")["aps"][0]["name"], "Kept")
-        again = self.json("apply", change)
-        self.assertEqual(again["revision"], before + 1)
-        self.assertEqual(again["aps"], {"added": 0, "changed": 0, "moved": 0, "unchanged": 3})
-
-    def test_every_fault_is_told_with_its_place_and_nothing_is_applied(self):
-        self.apply_city()
-        self.ok("ap", "add", "Center", "Twin")
-        self.ok("ap", "add", "North", "Twin", "--allow-duplicate")
-        before = self.revision()
-        cases = [
-            ("", ["F: the description must be a mapping"]),
-            ("servers: []\n", ['F:1:1: the key "network" is missing']),
-            ("network: 7\n",
-             ["F:1:10: this describes network 0x0007, the database holds 0x001A"]),
-            ("network: 26x\n",
-             ["F:1:10: the network number must be a number from 0 to 4294967295"]),
-            ("network: 26\nserver: []\n",
-             ['F:2:1: unknown key "server"; did you mean "servers"?']),
-            ("network: 26\nnetwork: 26\n", ['F:2:1: the key "network" is given twice']),
-            ("network: 26\nservers:\n  - {name: A, value: 70000, aps: 5}\n",
-             ["F:3:22: the value must be a number from 0 to 65535", "F:3:34: aps must be a list"]),
-            ("network: 26\nservers: [A, a, {value: 1}, ~, 'x\\\ny']\n",
-             ['F:2:14: the server "a" stands in line 2 already', "F:2:17: the server has no name",
-              "F:2:29: a server must be a mapping, not nothing"]),
-            ("network: 26\nservers:\n  - {name: A, aps: [X, 東, x], applications: [Mial]}\n",
-             ['F:3:24: the AP\'s name holds "東" (U+6771)', 'F:3:27: the AP "x" stands in line 3',
-              'F:3:46: "Mial" is not an application; did you mean "MAIL"?']),
-            ("network: 26\nservers:\n  - {name: A, links: [a, Centre]}\n",
-             ['F:3:23: the server "A" is linked to itself']),
-            ("network: 26\nservers:\n  - {name: Я, links: [Centre]}\n",
-             ['F:3:23: no server "Centre" is described or in the database; did you mean '
-              '"Center"?']),
-            ("network: 26\nlinks: [[Center], [North, North]]\n",
-             ["F:2:9: a link names two servers", "F:2:27: the server \"North\" is linked"]),
-            ("network: 26\nservers: [{name: North, value: 3, aps: [twin]}]\n",
-             ['F:2:32: the value of the server "North" is 77 and cannot be changed',
-              'F:2:41: several APs of the database are named "Twin"']),
-            ("network: 26\nservers: [&a A, *a]\n", ["F:2:11: anchors are not accepted"]),
-            ("network: 26\n---\nnetwork: 26\n", ["F:3:1: a second document"]),
-            ("network: 26\nservers: " + "[" * 9 + "]" * 9, ["F:2:17: nested more than 8 deep"]),
-            ("network: 26\nservers: [A\n", ["F:3:1: "]),
-            (b"network: 26\n# \xd6\n", ["F:2:3: not UTF-8"]),
-            ("network: 26\nservers: ['\x1b']\n", ["F:2:12: a control character (U+001B)"]),
-            ("network: 26\nservers: [" + "x, " * 30 + "]\n",
-             ["F:2:68: the server", "F: 9 more problems"]),
-        ]
-        for text, messages in cases:
-            with self.subTest(text=text[:60]):
-                file = self.write("bad.yaml", text)
-                expected = [message.replace("F:", file + ":", 1) for message in messages]
-                self.refused("apply", file, says=expected + ["nothing was changed"])
-        self.assertEqual(self.revision(), before)
-        file = self.write("bad.yaml", "\ufeffnetwork: 26\nservers: [A, A]\n")
-        error = json.loads(self.refused("--json", "apply", file)[0])["error"]
-        self.assertEqual(error["problems"][0]["line"], 2)
-        self.assertEqual(error["problems"][0]["column"], 14)
-
-    def test_dump_describes_the_same_network_again(self):
-        names = ["yes", "null", "~", "0x1F", "12", "a: b", "# c", "- d", " lead", "trail ", "'q'",
-                 '"q"', "[f]", "{g}", "\u00a0nb", "№ 5", "Ёж", "back\\slash", "*a", "&a", "!a",
-                 "%a", "a,b", "y", "x  y", "name:z", "id:3", "1e3", ".5", "=", "<<", "»«",
-                 "Я" * 51]
-        for i in range(8):
-            self.ok("server", "add", f"S{i}", "--value", str(i * 9000), "--app", str(1 << i * 4))
-        for i, name in enumerate(names):
-            self.ok("ap", "add", f"S{i % 8}", "--", name)
-        self.ok("app", "set", "name:12", "kc", "0x80000000", "--settings", "200")
-        # Links made and taken away in any order: each server's own order has to come back.
-        shuffle = random.Random(7)
-        for _ in range(60):
-            one, other = shuffle.sample(range(8), 2)
-            self.ok("server", shuffle.choice(["link", "link", "unlink"]), f"S{one}", f"S{other}")
-        self.check_round_trip(["\nlinks:\n"])
-
-    def test_dump_writes_plain_link_orders_at_the_servers(self):
-        self.apply_city()
-        self.check_round_trip(["links: [North, South]"])
-
-    def check_round_trip(self, parts):
-        text = self.ok("dump")
-        for part in parts:
-            self.assertIn(part, text)
-        structure = self.structure()
-        self.ok("dump", self.path("copy.yaml"))
-        self.db = self.path("copy")
-        self.ok("init", "--network", "26")
-        self.ok("apply", self.path("copy.yaml"))
-        self.assertEqual(self.ok("dump"), text)
-        self.assertEqual(self.structure(), structure)
-
-    def structure(self):
-        def strip(value):
-            if isinstance(value, dict):
-                return {k: strip(v) for k, v in value.items()
-                        if k not in ("id", "address", "number")}
-            return [strip(item) for item in value] if isinstance(value, list) else value
-        return strip(self.json("tree")), self.json("info")["preferences"]
-
-    def test_dump_refuses_what_names_cannot_tell_apart(self):
-        self.apply_city()
-        self.ok("ap", "add", "North", "IVANOV", "--allow-duplicate")
-        self.refused("dump", says=["id:4", "id:7", "ap rename id:NUMBER"])
 
 
 class ProcessTest(ToolTest):
@@ -490,8 +288,8 @@ class ProcessTest(ToolTest):
             for arguments in (["dump"], ["tree"], ["--help"], ["info", "--json"]):
                 code, _, err = self.run_tool(*arguments, stdout=full)
                 self.assertEqual((code, "could not be written" in err), (1, True), arguments)
-        shell = lambda script: subprocess.run(["bash", "-c", script, TOOL], env=self.environment(),
-                                              capture_output=True, timeout=60)
+        shell = lambda script: subprocess.run(["bash", "-c", script, tool()], capture_output=True,
+                                              env=self.environment(), timeout=60)
         self.assertEqual(shell('"$0" dump >&-').returncode, 1)
         quiet = shell('"$0" server add Quiet >&- 2>&- <&-; "$0" dump | grep -c Quiet')
         self.assertEqual(quiet.stdout, b"1\n")
@@ -504,7 +302,7 @@ class ProcessTest(ToolTest):
         aps = "".join(f"    - P{i}\n" for i in range(20000))
         file = self.write("big.yaml", "network: 26\nservers:\n- name: A\n  aps:\n" + aps)
         for delay in (0.05, 0.15, 0.25, 0.35):
-            process = subprocess.Popen([TOOL, "apply", file], env=self.environment(),
+            process = subprocess.Popen([tool(), "apply", file], env=self.environment(),
                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
             time.sleep(delay)
             process.send_signal(signal.SIGINT)
@@ -519,7 +317,7 @@ class ProcessTest(ToolTest):
         """Runs with every stream on one terminal; gives the exit code and all that was shown."""
         pid, terminal = pty.fork()
         if pid == 0:
-            os.execve(TOOL, [TOOL, *arguments], {**self.environment(), **(extra or {})})
+            os.execve(tool(), [tool(), *arguments], {**self.environment(), **(extra or {})})
         os.write(terminal, answer.encode())
         shown = b""
         while True:
@@ -567,5 +365,4 @@ class ProcessTest(ToolTest):
 
 
 if __name__ == "__main__":
-    TOOL = os.path.abspath(sys.argv.pop(1))
-    unittest.main()
+    main()

@@ -9,17 +9,14 @@ README.md has the rules and where the topology comes from.
 import html
 import re
 import sys
-import unicodedata
 from collections import Counter
 from dataclasses import dataclass, field
 
-NAME_BYTES = 51
+import population
+from names import NAME_BYTES, claim_name, to_code_page
+
 NETWORK_NUMBER = 0x1A
 CENTRES = ("NCC", "KC")  # applications, as "nccadm app list" calls them
-
-# Letters that do not come apart into a base letter and a mark.
-LETTERS = {"Ł": "L", "ł": "l", "Ø": "O", "ø": "o", "Đ": "D", "đ": "d", "ı": "i", "ß": "ss",
-           "Æ": "AE", "æ": "ae", "Œ": "OE", "œ": "oe", "Þ": "Th", "þ": "th"}
 
 TOKEN = re.compile(r'''\s+|\#[^\n]*|(?P<open>\[)|(?P<close>\])
                    |"(?P<text>[^"]*)"|'(?P<single>[^']*)'|(?P<word>[^\s\[\]"']+)''', re.VERBOSE)
@@ -29,7 +26,8 @@ TOKEN = re.compile(r'''\s+|\#[^\n]*|(?P<open>\[)|(?P<close>\])
 class Node:
     id: int
     label: str
-    network: str  # the research network that runs the node
+    network: str  # the research network that runs the node; may be empty
+    is_site: bool = True  # not just a point where lines of the map meet
     name: str = ""
     neighbours: set = field(default_factory=set)
     server: "Node" = None  # whose AP this is; None for a server
@@ -42,6 +40,7 @@ class Node:
 @dataclass
 class Topology:
     nodes: dict  # by id
+    networks: list = field(default_factory=list)
     self_loops: int = 0
     parallel_links: int = 0
 
@@ -102,7 +101,7 @@ def read_topology(text):
     topology = Topology({})
     for attributes in (dict(value) for key, value in graphs[0] if key == "node"):
         node = Node(int(attributes["id"]), attributes.get("label", "").strip(),
-                    attributes.get("Network", "").strip())
+                    attributes.get("Network", "").strip(), "hyperedge" not in attributes)
         if node.id in topology.nodes:
             raise ValueError(f"two nodes have the id {node.id}")
         topology.nodes[node.id] = node
@@ -141,26 +140,6 @@ def assign_centres(topology):
         topology.aps_of(hub)[0].applications.append(application)
 
 
-def to_code_page(text):
-    """The text with what code page 1251 lacks replaced by base letters or a question mark."""
-    kept = []
-    for character in unicodedata.normalize("NFC", text):
-        if character.encode("cp1251", "ignore"):
-            kept.append(character)
-            continue
-        if character in LETTERS:
-            kept.append(LETTERS[character])
-            continue
-        base = unicodedata.normalize("NFKD", character).encode("cp1251", "ignore")
-        kept.append(base.decode("cp1251") or "?")
-    return "".join(c if c.isprintable() else " " for c in kept).strip()
-
-
-def cut_name(name, suffix=""):
-    room = NAME_BYTES - len(suffix.encode("cp1251"))
-    return name.encode("cp1251")[:room].decode("cp1251").rstrip() + suffix
-
-
 def assign_names(topology):
     """The label; where several nodes share it, with the network, then with a number behind it."""
     labels = {node.id: to_code_page(node.label or f"{node.network} node")
@@ -173,11 +152,7 @@ def assign_names(topology):
             node.name = label
             continue
         network = f" ({to_code_page(node.network)})" if node.label else ""
-        node.name, number = cut_name(label, network), 1
-        while node.name.lower() in taken:
-            number += 1
-            node.name = cut_name(label, f" {number}{network}")
-        taken.add(node.name.lower())
+        node.name = claim_name(label, network, taken)
 
 
 def convert(text):
@@ -185,6 +160,8 @@ def convert(text):
     assign_kinds(topology)
     assign_centres(topology)
     assign_names(topology)
+    topology.networks = population.find_networks(topology.nodes)
+    population.add_users(topology.networks)
     return topology
 
 
@@ -192,26 +169,63 @@ def quote(name):
     return '"' + name.replace("\\", "\\\\").replace('"', '\\"') + '"'
 
 
+def render_list(key, names):
+    return [f"    {key}:"] + [f"      - {quote(name)}" for name in names] if names else []
+
+
+def render_server(topology, server):
+    """Each link stands under the first of its servers."""
+    yield f"  - name: {quote(server.name)}"
+    yield from render_list("links", [topology.nodes[id].name for id in sorted(server.neighbours)
+                                     if id > server.id and topology.nodes[id].is_server()])
+    aps = topology.aps_of(server)
+    if aps:
+        yield "    aps:"
+    for ap in aps:
+        if not ap.applications:
+            yield f"      - {quote(ap.name)}"
+            continue
+        yield f"      - name: {quote(ap.name)}"
+        yield f"        applications: [{', '.join(ap.applications)}]"
+
+
+def render_dep(networks, network):
+    """Each link stands under the first of its Deps."""
+    yield f"  - name: {quote(network.dep)}"
+    yield from render_list("links", [other.dep for other in networks[networks.index(network) + 1:]
+                                     if other in network.neighbours])
+
+
+def render_user(user):
+    yield f"  - name: {quote(user.name)}"
+    yield from render_list("deps", [network.dep for network in user.networks])
+    if not user.places:
+        return
+    yield "    memberships:"
+    collectives = [f"dep: {quote(network.dep)}, node: {quote(node.name)}"
+                   for network, node in user.places]
+    yield f"      - {{ {collectives[0]} }}"
+    for collective in collectives[1:]:
+        yield f"      - {{ {collective}, kind: {population.FURTHER_PLACE} }}"
+    yield f"    primary: {{ {collectives[0]} }}"
+
+
 def render(topology, network_number=NETWORK_NUMBER):
-    """The description: each link under the first of its servers."""
     lines = ["# Made by convert.py; README.md says from what and how.",
              f"network: 0x{network_number:04X}", "servers:"]
     for server in topology.servers():
-        lines.append(f"  - name: {quote(server.name)}")
-        links = [topology.nodes[id].name for id in sorted(server.neighbours)
-                 if id > server.id and topology.nodes[id].is_server()]
-        if links:
-            lines.append("    links:")
-            lines += [f"      - {quote(name)}" for name in links]
-        aps = topology.aps_of(server)
-        if aps:
-            lines.append("    aps:")
-        for ap in aps:
-            if not ap.applications:
-                lines.append(f"      - {quote(ap.name)}")
-                continue
-            lines.append(f"      - name: {quote(ap.name)}")
-            lines.append(f"        applications: [{', '.join(ap.applications)}]")
+        lines += render_server(topology, server)
+    lines.append("groups:")
+    for network in topology.networks:
+        lines.append(f"  - name: {quote(network.name)}")
+        lines += render_list("nodes", [node.name for node in network.nodes])
+        lines += render_list("deps", [network.dep])
+    lines.append("deps:")
+    for network in topology.networks:
+        lines += render_dep(topology.networks, network)
+    lines.append("users:")
+    for user in population.users_of(topology.networks):
+        lines += render_user(user)
     return "\n".join(lines) + "\n"
 
 
@@ -230,6 +244,12 @@ def main(arguments):
           f"{len(topology.nodes) - len(servers)} APs; {links // 2} server links; "
           f"{topology.parallel_links} parallel links merged, "
           f"{topology.self_loops} self-loops dropped", file=sys.stderr)
+    users = population.users_of(topology.networks)
+    print(f"{len(topology.networks)} networks, "
+          f"{sum(len(network.neighbours) for network in topology.networks) // 2} pairs linked; "
+          f"{len(users)} users, {sum(len(user.places) for user in users)} memberships; "
+          f"{len(topology.nodes) - sum(len(network.nodes) for network in topology.networks)} nodes "
+          "in no network", file=sys.stderr)
 
 
 if __name__ == "__main__":

@@ -79,19 +79,14 @@ int Move(Session& session, const Arguments& arguments) {
 }
 
 int Delete(Session& session, const Arguments& arguments) {
-  Node ap = FindAp(session, arguments.ap);
-  CNCCNet& net = session.Net();
-  const std::string shown = Quoted(ap);
+  const Node ap = FindAp(session, arguments.ap);
   const Json document = {{"deleted", NodeWriter(session).Describe(ap)}};
   Batch batch(session);
-  // Deleting goes by name within a server, and another AP there may have the same one.
-  RenameAside(session, ap);
-  ap = Reload(net, ap.id);
-  if (!net.DeleteAP(ap.server_id, ap.name.c_str())) {
-    throw session.Refusal(fmt::format("the AP {} was not deleted", shown));
+  if (!DeleteAp(session, ap)) {
+    throw session.Refusal(fmt::format("the AP {} was not deleted", Quoted(ap)));
   }
   batch.Keep();
-  session.Out().Say(fmt::format("Deleted the AP {}.", shown));
+  session.Out().Say(fmt::format("Deleted the AP {}.", Quoted(ap)));
   if (session.IsJson()) session.Out().Document(document);
   return kExitDone;
 }

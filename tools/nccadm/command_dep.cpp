@@ -2,43 +2,31 @@
 #include <fmt/format.h>
 
 #include "command_line.h"
+#include "link_command.h"
 #include "object_commands.h"
 #include "terminal.h"
 
 namespace ncc::tool {
 namespace {
 
-int SetLink(Session& session, const ObjectArguments& arguments, bool wanted) {
+constexpr LinkWords kWords = {"dep", "Dep", "Deps", "deps"};
+
+int LinkDeps(Session& session, const ObjectArguments& arguments, bool wanted) {
   const Object one = FindObject(session, Kind::kDep, arguments.object);
   const Object other = FindObject(session, Kind::kDep, arguments.other);
-  if (one.id == other.id) {
-    throw Failure(fmt::format("both names mean the Dep {}", Quoted(one)),
-                  "Links join two different Deps.");
-  }
   CNCCNet& net = session.Net();
   const unsigned long first = one.id;
   const unsigned long second = other.id;
-  const bool changes = HasId(ListLinkedDeps(net, one.id), other.id) != wanted;
-  const bool done = !changes || (wanted ? net.LinkDepToDep(first, second)
-                                        : net.DeleteLinkDepToDep(first, second));
-  if (!done) {
-    throw session.Refusal(
-        fmt::format("the link of {} and {} was not changed", Quoted(one), Quoted(other)));
-  }
-  session.Out().Say(fmt::format("The Deps {} and {} {} {}.", Quoted(one), Quoted(other),
-                                changes  ? "are now"
-                                : wanted ? "were already"
-                                         : "were",
-                                wanted    ? "linked"
-                                : changes ? "unlinked"
-                                          : "not linked"));
-  if (session.IsJson()) {
+  const auto set = [&](bool link) {
+    return link ? net.LinkDepToDep(first, second) : net.DeleteLinkDepToDep(first, second);
+  };
+  const auto describe = [&] {
     ObjectWriter writer(session);
-    session.Out().Document({{"changed", changes},
-                            {"linked", wanted},
-                            {"deps", {writer.Describe(one), writer.Describe(other)}}});
-  }
-  return kExitDone;
+    return Json{writer.Describe(one), writer.Describe(other)};
+  };
+  const bool linked = HasId(ListLinkedDeps(net, one.id), other.id);
+  return SetLink(session, kWords,
+                 {Quoted(one), Quoted(other), one.id == other.id, linked, set, describe}, wanted);
 }
 
 // Pair by pair: LinkAllDeps would add to every link that exists already.
@@ -75,15 +63,15 @@ int LinkAll(Session& session) {
 void AddDepCommands(CommandLine& line) {
   ObjectFamily family(line, Kind::kDep, "Deps, the groups of users, and the links between them",
                       "Office");
-  for (const bool wanted : {true, false}) {
-    const std::string name = wanted ? "link" : "unlink";
-    CLI::App& command = family.Add(
-        name, wanted ? "Link two Deps" : "Take the link of two Deps away",
-        "dep " + name + " Office Archive", [wanted](Session& session, const auto& arguments) {
-          return SetLink(session, arguments, wanted);
-        });
-    command.add_option("OTHER", family.Arguments().other, "The other Dep")->required();
-  }
+  AddLinkCommands(
+      kWords, "Office Archive",
+      [&family](const auto& name, const auto& description, const auto& example, bool wanted) {
+        CLI::App& command = family.Add(name, description, example,
+                                       [wanted](Session& session, const auto& arguments) {
+                                         return LinkDeps(session, arguments, wanted);
+                                       });
+        command.add_option("OTHER", family.Arguments().other, "The other Dep")->required();
+      });
   family.AddBare("link-all", "Link every Dep with every other one", "dep link-all",
                  [](Session& session, const auto&) { return LinkAll(session); });
 }

@@ -1,4 +1,4 @@
-// apply, dump
+// plan, apply, dump
 #include <memory>
 
 #include <fmt/format.h>
@@ -6,102 +6,114 @@
 #include "command_line.h"
 #include "description.h"
 #include "files.h"
-#include "objects.h"
-#include "plan.h"
-#include "terminal.h"
+#include "plan_file.h"
+#include "plan_run.h"
+#include "plan_view.h"
 #include "text.h"
 
 namespace ncc::tool {
 namespace {
 
-constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+struct Arguments {
+  std::string file;
+  std::string out;
+  bool prune = false;
+  bool force = false;
+};
 
-Plan PlanFromFile(Session& session, const std::string& file) {
-  const std::string bytes = ReadFile(file, kMaxYamlBytes);
-  std::string_view text = bytes;
-  if (text.starts_with(kByteOrderMark)) text.remove_prefix(kByteOrderMark.size());
-  ProblemList problems(text);
-  const Description description = ReadDescription(text, session.Apps(), problems);
-  Plan plan;
-  if (problems.Empty()) plan = MakePlan(description, LoadNetwork(session.Net()), problems);
-  if (!problems.Empty()) {
-    throw Failure(fmt::format("{} was not applied; nothing was changed", file), file,
-                  problems.Take());
+Plan PlanFromDescription(Session& session, std::string_view text, const Arguments& arguments,
+                         const std::string& refused) {
+  text = WithoutByteOrderMark(text);
+  if (text.size() > kMaxYamlBytes) {
+    throw Failure(fmt::format("{} has more than {} MiB", arguments.file, kMaxYamlBytes >> 20));
   }
-  return plan;
+  const Source source{arguments.file, refused};
+  ProblemList problems(text);
+  const Description description = [&] {
+    Progress progress(session.Out(), "Reading", text.size());
+    return ReadDescription(text, session.Apps(), problems,
+                           [&progress](std::size_t bytes) { progress.Reach(bytes); });
+  }();
+  RefuseProblems(source, problems);
+  const Network network = LoadWholeNetwork(session.Net());
+  return PlanFor(session, description, network, arguments.prune, source, problems);
 }
 
-Json TallyJson(const Tally& tally, bool moves) {
-  Json json = {{"added", tally.added}, {"changed", tally.changed}};
-  if (moves) json["moved"] = tally.moved;
-  json["unchanged"] = tally.unchanged;
-  return json;
+void SavePlan(Session& session, const Plan& plan, const std::string& file) {
+  session.ConfirmReplacing(file);
+  WriteFile(file, WritePlan(plan));
+  session.Out().Say(fmt::format("Kept the plan in {}; 'nccadm apply {}' carries it out.",
+                                Printable(file), Printable(file)));
 }
 
-std::string TallyText(const char* what, const Tally& tally, bool moves) {
-  return fmt::format("{:<12}{} added, {} changed, {}{} unchanged", what, tally.added, tally.changed,
-                     moves ? fmt::format("{} moved, ", tally.moved) : "", tally.unchanged);
-}
-
-void Report(Session& session, const Plan& plan) {
+int ShowPlan(Session& session, const Arguments& arguments) {
+  session.Net();  // a missing database is told before the faults of the file
+  const std::string text = ReadFile(arguments.file, kMaxPlanBytes);
+  if (IsPlan(text)) {
+    throw Failure(fmt::format("{} is a plan already", arguments.file),
+                  fmt::format("'nccadm apply {}' carries it out.", arguments.file));
+  }
+  const Plan plan = PlanFromDescription(session, text, arguments,
+                                        fmt::format("there is no plan for {}", arguments.file));
   Output& out = session.Out();
   if (out.IsJson()) {
-    out.Document(
-        {{"servers", TallyJson(plan.server_tally, false)},
-         {"aps", TallyJson(plan.ap_tally, true)},
-         {"links", {{"added", plan.link_tally.added}, {"unchanged", plan.link_tally.unchanged}}},
-         {"preferences", {{"changed", plan.preferences_changed}}},
-         {"revision", session.Net().GetRevision()}});
-    return;
+    Json json = {{"network", plan.network}, {"revision", plan.revision}};
+    json["changes"] = ChangesJson(plan);
+    json["summary"] = TalliesJson(plan);
+    out.Document(std::move(json));
+  } else {
+    PrintChanges(out, plan);
+    out.Line(SummaryOf(plan));
   }
-  out.Line(TallyText("servers", plan.server_tally, false));
-  out.Line(TallyText("APs", plan.ap_tally, true));
-  out.Line(fmt::format("{:<12}{} added, {} unchanged", "links", plan.link_tally.added,
-                       plan.link_tally.unchanged));
-  if (plan.preferences_changed != 0) {
-    out.Line(fmt::format("{:<12}{} changed", "preferences", plan.preferences_changed));
+  if (const std::string kept = KeptOf(plan); !kept.empty()) out.Say(kept);
+  if (const std::string loss = MassRemovalOf(plan); !loss.empty()) {
+    out.Say(fmt::format("To apply it takes --force: {}.", loss));
   }
+  if (!arguments.out.empty()) SavePlan(session, plan, arguments.out);
+  return plan.changes.empty() ? kExitDone : kExitPlanned;
 }
 
-int Apply(Session& session, const std::string& file) {
-  session.Net();  // a missing database is told before the faults of the file
-  const Plan plan = PlanFromFile(session, file);
-  if (!plan.steps.empty()) {
-    const InterruptGuard interrupt;
-    Progress progress(session.Out(), "Applying", plan.steps.size());
-    Batch batch(session);
-    Execute(plan, session, [&] {
-      interrupt.Check();
-      progress.Step();
-    });
-    batch.Keep();
+int Apply(Session& session, const Arguments& arguments) {
+  CNCCNet& net = session.Net();
+  const std::string text = ReadFile(arguments.file, kMaxPlanBytes);
+  Plan plan;
+  if (IsPlan(text)) {
+    if (arguments.prune) {
+      throw Failure("--prune goes with a description: a plan says itself what it removes",
+                    "Add it to 'nccadm plan'.", kExitUsage);
+    }
+    plan = ReadPlan(text);
+    RequireCurrent(plan, net);
+  } else {
+    plan =
+        PlanFromDescription(session, text, arguments,
+                            fmt::format("{} was not applied; nothing was changed", arguments.file));
   }
-  Report(session, plan);
+  const std::string loss = MassRemovalOf(plan);
+  if (!arguments.force && !loss.empty()) {
+    throw Failure(loss, "Look at it with 'nccadm plan'; add --force if it is meant.");
+  }
+  Carry(session, plan);
+  ReportDone(session, plan);
+  if (const std::string kept = KeptOf(plan); !kept.empty()) session.Out().Say(kept);
   return kExitDone;
 }
 
-// A description has no place for users, Deps and node groups.
-void RefuseUndescribed(CNCCNet& net) {
-  std::string left_out;
-  for (const Kind kind : kObjectKinds) {
-    const std::size_t count = ListObjects(net, kind).size();
-    if (count > 0) left_out += (left_out.empty() ? "" : ", ") + CountOf(count, kind);
-  }
-  if (left_out.empty()) return;
-  throw Failure(fmt::format("the database holds what a description cannot carry: {}", left_out),
-                "Add --partial to describe servers, APs and links alone; 'nccadm backup' copies "
-                "everything.");
-}
-
-int Dump(Session& session, const std::string& file, bool partial) {
-  if (!partial) RefuseUndescribed(session.Net());
-  const Network network = LoadNetwork(session.Net());
-  const Description description = Describe(network);
-  const std::string text = WriteDescription(description, session.Apps());
+int Dump(Session& session, const std::string& file) {
+  const Network network = LoadWholeNetwork(session.Net());
+  std::vector<std::string> notes;
+  const std::size_t objects = network.servers.size() + network.ApCount() + network.groups.size() +
+                              network.deps.size() + network.users.size();
+  const Description description = Describe(network, notes);
   Output& out = session.Out();
+  const std::string text = [&] {
+    Progress progress(out, "Writing", objects);
+    return WriteDescription(description, session.Apps(), [&progress] { progress.Step(); });
+  }();
+  for (const std::string& note : notes) out.Say(note);
   if (file.empty() || file == "-") {
     if (out.IsJson()) {
-      out.Document({{"description", text}});
+      out.Document({{"description", text}, {"notes", notes}});
     } else {
       out.Raw(text);
     }
@@ -109,13 +121,17 @@ int Dump(Session& session, const std::string& file, bool partial) {
   }
   session.ConfirmReplacing(file);
   WriteFile(file, text);
-  out.Say(fmt::format("Described {} servers and {} APs in {}.", network.servers.size(),
-                      network.ApCount(), Printable(file)));
+  out.Say(fmt::format("Described {} object{} in {}.", objects, objects == 1 ? "" : "s",
+                      Printable(file)));
   if (out.IsJson()) {
     out.Document({{"file", file},
                   {"bytes", text.size()},
                   {"servers", network.servers.size()},
-                  {"aps", network.ApCount()}});
+                  {"aps", network.ApCount()},
+                  {"users", network.users.size()},
+                  {"deps", network.deps.size()},
+                  {"groups", network.groups.size()},
+                  {"notes", notes}});
   }
   return kExitDone;
 }
@@ -123,21 +139,42 @@ int Dump(Session& session, const std::string& file, bool partial) {
 }  // namespace
 
 void AddDescriptionCommands(CommandLine& line) {
-  auto file = std::make_shared<std::string>();
+  auto arguments = std::make_shared<Arguments>();
+  const auto add_prune = [&arguments](CLI::App& command) {
+    command.add_flag("--prune", arguments->prune, "Remove what the description does not have");
+  };
+
+  CLI::App& plan = CommandLine::AddCommand(
+      line.Root(), "plan",
+      "Show what apply would add, change, move and remove, and change nothing; exit code 4 when "
+      "there is anything",
+      "plan city.yaml\nplan city.yaml --prune --out city.plan");
+  plan.add_option("FILE", arguments->file, "The description; - for standard input")->required();
+  add_prune(plan);
+  plan.add_option("--out", arguments->out, "Keep the plan in this file, for apply")
+      ->type_name("PLAN");
+  line.OnRun(plan, [arguments](Session& session) { return ShowPlan(session, *arguments); });
+
   CLI::App& apply = CommandLine::AddCommand(
       line.Root(), "apply",
-      "Bring the database to what a description file says: all of it or nothing; removes nothing",
-      "apply city.yaml\ndump | nccadm --db /srv/ncc/copy apply -");
-  apply.add_option("FILE", *file, "The description; - for standard input")->required();
-  line.OnRun(apply, [file](Session& session) { return Apply(session, *file); });
+      "Bring the database to what a description file says, or carry out a plan: all of it or "
+      "nothing",
+      "apply city.yaml\napply city.yaml --prune\napply city.plan\n"
+      "dump | nccadm --db /srv/ncc/copy apply -");
+  apply
+      .add_option("FILE", arguments->file,
+                  "The description, or a plan of this very revision; - for standard input")
+      ->required();
+  add_prune(apply);
+  apply.add_flag("--force", arguments->force, "Remove even more than 30 % of a kind");
+  line.OnRun(apply, [arguments](Session& session) { return Apply(session, *arguments); });
 
+  auto file = std::make_shared<std::string>();
   CLI::App& dump = CommandLine::AddCommand(
       line.Root(), "dump", "Write the description of the network, as apply reads it",
       "dump city.yaml\ndump | less");
   dump.add_option("FILE", *file, "The file; standard output when it is left out");
-  auto partial = std::make_shared<bool>(false);
-  dump.add_flag("--partial", *partial, "Leave out users, Deps and node groups");
-  line.OnRun(dump, [file, partial](Session& session) { return Dump(session, *file, *partial); });
+  line.OnRun(dump, [file](Session& session) { return Dump(session, *file); });
 }
 
 }  // namespace ncc::tool

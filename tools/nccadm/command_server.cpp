@@ -1,11 +1,12 @@
 // server add, rename, delete, list, show, link, unlink
-#include <algorithm>
 #include <memory>
 
 #include <fmt/format.h>
 
 #include "command_line.h"
+#include "link_command.h"
 #include "nodes.h"
+#include "objects.h"
 #include "text.h"
 
 namespace ncc::tool {
@@ -104,41 +105,22 @@ int List(Session& session, const Arguments& arguments) {
   return kExitDone;
 }
 
-bool AreLinked(CNCCNet& net, const Node& one, const Node& other) {
-  const std::vector<Node> linked = ListLinked(net, one.id);
-  return std::any_of(linked.begin(), linked.end(),
-                     [&other](const Node& server) { return server.id == other.id; });
-}
+constexpr LinkWords kWords = {"server", "server", "servers", "servers"};
 
-int SetLink(Session& session, const Arguments& arguments, bool wanted) {
+int LinkServers(Session& session, const Arguments& arguments, bool wanted) {
   const Node one = FindServer(session, arguments.server);
   const Node other = FindServer(session, arguments.other);
-  if (one.id == other.id) {
-    throw Failure(fmt::format("both names mean the server {}", Quoted(one)),
-                  "Links join two different servers.");
-  }
   CNCCNet& net = session.Net();
-  const bool changes = AreLinked(net, one, other) != wanted;
-  const bool done =
-      !changes || (wanted ? net.LinkSrvToSrv(one.id, other.id) : net.DeleteLink(one.id, other.id));
-  if (!done) {
-    throw session.Refusal(
-        fmt::format("the link of {} and {} was not changed", Quoted(one), Quoted(other)));
-  }
-  session.Out().Say(fmt::format("The servers {} and {} {} {}.", Quoted(one), Quoted(other),
-                                changes  ? "are now"
-                                : wanted ? "were already"
-                                         : "were",
-                                wanted    ? "linked"
-                                : changes ? "unlinked"
-                                          : "not linked"));
-  if (session.IsJson()) {
+  const auto set = [&](bool link) {
+    return link ? net.LinkSrvToSrv(one.id, other.id) : net.DeleteLink(one.id, other.id);
+  };
+  const auto describe = [&] {
     NodeWriter writer(session);
-    session.Out().Document({{"changed", changes},
-                            {"linked", wanted},
-                            {"servers", {writer.Describe(one), writer.Describe(other)}}});
-  }
-  return kExitDone;
+    return Json{writer.Describe(one), writer.Describe(other)};
+  };
+  const bool linked = HasId(ListLinked(net, one.id), other.id);
+  return SetLink(session, kWords,
+                 {Quoted(one), Quoted(other), one.id == other.id, linked, set, describe}, wanted);
 }
 
 using Action = int (*)(Session&, const Arguments&);
@@ -194,17 +176,15 @@ void AddServerCommands(CommandLine& line) {
     return kExitDone;
   });
 
-  for (const bool wanted : {true, false}) {
-    const std::string name = wanted ? "link" : "unlink";
-    CLI::App& command = CommandLine::AddCommand(
-        group, name, wanted ? "Link two servers" : "Take the link of two servers away",
-        "server " + name + " Center North");
-    add_server(command);
-    command.add_option("OTHER", arguments->other, "The other server")->required();
-    line.OnRun(command, [arguments, wanted](Session& session) {
-      return SetLink(session, *arguments, wanted);
-    });
-  }
+  AddLinkCommands(kWords, "Center North",
+                  [&](const auto& name, const auto& description, const auto& example, bool wanted) {
+                    CLI::App& command = CommandLine::AddCommand(group, name, description, example);
+                    add_server(command);
+                    command.add_option("OTHER", arguments->other, "The other server")->required();
+                    line.OnRun(command, [arguments, wanted](Session& session) {
+                      return LinkServers(session, *arguments, wanted);
+                    });
+                  });
 }
 
 }  // namespace ncc::tool

@@ -79,7 +79,7 @@ int Leave(Session& session, const ObjectArguments& arguments) {
                             Quoted(dep), CountMemberships(lost), rest));
 }
 
-int SetPrimary(Session& session, const ObjectArguments& arguments) {
+int ChangePrimary(Session& session, const ObjectArguments& arguments) {
   const bool names_both = !arguments.other.empty() && !arguments.third.empty();
   if (arguments.flag ? !arguments.other.empty() : !names_both) {
     throw Failure("either DEP and NODE or --none is needed",
@@ -87,19 +87,19 @@ int SetPrimary(Session& session, const ObjectArguments& arguments) {
   }
   const Object user = FindObject(session, Kind::kUser, arguments.object);
   CNCCNet& net = session.Net();
-  CColId collective = {0, 0};
+  Membership collective;
   std::string text = fmt::format("The user {} has no primary collective now.", Quoted(user));
   if (!arguments.flag) {
     const Object dep = FindObject(session, Kind::kDep, arguments.other);
     const Node node = FindNode(session, arguments.third);
     RequireMember(net, user, dep);
     RequirePossible(net, user, dep, node);
-    collective = {dep.id, node.id};
+    collective = {dep.id, node.id, 0};
     text = fmt::format("The primary collective of the user {} is now {} at {}.", Quoted(user),
                        Quoted(dep), Quoted(node));
   }
   const bool changes = user.primary_dep != collective.dep || user.primary_node != collective.node;
-  if (changes && !net.SetPrimaryCol(static_cast<unsigned long>(user.id), collective)) {
+  if (changes && !SetPrimary(net, user.id, collective.dep, collective.node)) {
     throw session.Refusal(fmt::format("the user {} was not changed", Quoted(user)));
   }
   return Report(session, user, changes, text);
@@ -155,8 +155,8 @@ int Memberships(Session& session, const ObjectArguments& arguments) {
   if (arguments.other.empty()) return ShowMemberships(session, user, ListMemberships(net, user.id));
   const Object dep = FindObject(session, Kind::kDep, arguments.other);
   if (changes) {
-    SetMemberships(net, user.id, dep.id, Changed(session, user, dep, arguments));
-    if (*net.LastError() != '\0') {
+    const std::vector<Membership> changed = Changed(session, user, dep, arguments);
+    if (!SetMemberships(net, user.id, dep.id, changed, true)) {
       throw session.Refusal(fmt::format("the user {} was not changed", Quoted(user)));
     }
   }
@@ -209,7 +209,7 @@ void AddUserCommands(CommandLine& line) {
 
   CLI::App& primary =
       family.Add("primary", "Set the primary collective of a user",
-                 "user primary Ivanov Office Center\nuser primary Ivanov --none", SetPrimary);
+                 "user primary Ivanov Office Center\nuser primary Ivanov --none", ChangePrimary);
   add_dep(primary);
   primary.add_option("NODE", arguments.third, "The server or AP: its name or id:NUMBER");
   primary.add_flag("--none", arguments.flag, "Take it away");

@@ -1,13 +1,17 @@
-// tree, find
+// tree, find, show
+#include <algorithm>
+#include <iterator>
 #include <memory>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "command_line.h"
 #include "network.h"
 #include "nodes.h"
 #include "object_tree.h"
 #include "object_writer.h"
+#include "reference.h"
 #include "text.h"
 
 namespace ncc::tool {
@@ -128,6 +132,59 @@ int Find(Session& session, const std::string& text) {
   return nodes.empty() && objects.empty() ? kExitFailed : kExitDone;
 }
 
+Failure NothingNamed(const std::string& text, const std::vector<Node>& nodes,
+                     const std::vector<Object>& objects) {
+  std::vector<std::string> names;
+  for (const Node& node : nodes) names.push_back(node.name);
+  for (const Object& object : objects) names.push_back(object.name);
+  const std::string closest = ClosestMatch(BytesFromUtf8(text).value_or(text), names);
+  return Failure(fmt::format("there is no object \"{}\"", text),
+                 closest.empty() ? "'nccadm find' looks for a part of a name."
+                                 : fmt::format("Did you mean \"{}\"?", PrintableName(closest)));
+}
+
+Failure SeveralNamed(CNCCNet& net, const std::string& text, const std::vector<Node>& nodes,
+                     const std::vector<Object>& objects) {
+  std::vector<std::string> ids;
+  for (const Node& node : nodes) ids.push_back(DescribeId(net, node));
+  for (const Object& object : objects) {
+    ids.push_back(fmt::format("id:{} (a {})", object.id, WordOf(object.kind)));
+  }
+  return Failure(fmt::format("{} objects are named \"{}\"", ids.size(), text),
+                 fmt::format("Give the id of the one that is meant: {}.", fmt::join(ids, ", ")));
+}
+
+int Show(Session& session, const std::string& text) {
+  const Reference reference = ParseReference(text);
+  CNCCNet& net = session.Net();
+  const std::vector<Node> all_nodes = ListServersAndAps(net);
+  std::vector<Object> all_objects;
+  for (const Kind kind : kObjectKinds) {
+    std::vector<Object> of_kind = ListObjects(net, kind);
+    std::move(of_kind.begin(), of_kind.end(), std::back_inserter(all_objects));
+  }
+  std::vector<Node> nodes;
+  std::vector<Object> objects;
+  const auto collect = [&](const auto& is_meant) {
+    std::copy_if(all_nodes.begin(), all_nodes.end(), std::back_inserter(nodes), is_meant);
+    std::copy_if(all_objects.begin(), all_objects.end(), std::back_inserter(objects), is_meant);
+  };
+  const std::string wanted = FoldName(reference.name);
+  if (!reference.id) collect([&](const auto& one) { return FoldName(one.name) == wanted; });
+  // An address only where nothing has the name.
+  if (nodes.empty() && objects.empty() && !text.starts_with("name:")) {
+    collect([&](const auto& one) { return IsNumberOf(net, one.id, text); });
+  }
+  if (nodes.empty() && objects.empty()) throw NothingNamed(text, all_nodes, all_objects);
+  if (nodes.size() + objects.size() > 1) throw SeveralNamed(net, text, nodes, objects);
+  if (objects.empty()) {
+    NodeWriter(session).Show(nodes.front());
+  } else {
+    ObjectWriter(session).Show(objects.front());
+  }
+  return kExitDone;
+}
+
 }  // namespace
 
 void AddViewCommands(CommandLine& line) {
@@ -156,6 +213,12 @@ void AddViewCommands(CommandLine& line) {
       "find ivan\nfind 'North*'\nfind id:12\nfind 001A000C");
   find.add_option("TEXT", *text, "What to look for")->required();
   line.OnRun(find, [text](Session& session) { return Find(session, *text); });
+
+  CLI::App& show = CommandLine::AddCommand(
+      line.Root(), "show", "Show all that is known about one object of whichever kind",
+      "show Ivanov\nshow id:12\nshow 001A000C");
+  show.add_option("OBJECT", *text, "Its name, id:NUMBER or its address")->required();
+  line.OnRun(show, [text](Session& session) { return Show(session, *text); });
 }
 
 }  // namespace ncc::tool

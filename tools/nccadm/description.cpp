@@ -1,280 +1,301 @@
 #include "description.h"
 
 #include <algorithm>
-#include <array>
-#include <deque>
 #include <functional>
-#include <queue>
+#include <set>
 #include <unordered_map>
 
 #include <fmt/format.h>
-#include <yaml-cpp/emitter.h>
-#include <yaml-cpp/emittermanip.h>
+#include <fmt/ranges.h>
 
+#include "link_order.h"
 #include "text.h"
 
 namespace ncc::tool {
 namespace {
 
-using Links = std::vector<std::vector<std::size_t>>;  // per server: positions of the linked ones
+using Ids = std::vector<std::uint32_t>;
 
-Links LinksByPosition(const Network& network) {
-  std::unordered_map<std::uint32_t, std::size_t> positions;
-  for (std::size_t i = 0; i < network.servers.size(); ++i) {
-    positions.emplace(network.servers[i].entry.id, i);
-  }
-  Links links(network.servers.size());
-  for (std::size_t i = 0; i < links.size(); ++i) {
-    for (const std::uint32_t id : network.servers[i].linked) {
-      const auto position = positions.find(id);
-      if (position != positions.end()) links[i].push_back(position->second);
-    }
-  }
-  return links;
-}
-
-// Links written under the first of their servers are made server by server. That gives each server
-// its links to earlier servers first, in the order of those. Whether the network looks like this.
-bool HasPlainOrder(const Links& links) {
-  for (std::size_t i = 0; i < links.size(); ++i) {
-    const auto own = std::find_if(links[i].begin(), links[i].end(),
-                                  [i](std::size_t other) { return other > i; });
-    const auto is_earlier = [i](std::size_t other) { return other < i; };
-    if (!std::is_sorted(links[i].begin(), own)) return false;
-    if (std::any_of(own, links[i].end(), is_earlier)) return false;
-  }
-  return true;
-}
-
-// An order of making the links that gives each server its own order; among several such orders
-// always the same one. A link can be made when it is the next one of both its servers.
-std::vector<std::pair<std::size_t, std::size_t>> OrderLinks(const Links& links) {
-  using Link = std::pair<std::size_t, std::size_t>;
-  std::vector<Link> order;
-  std::vector<std::size_t> next(links.size());
-  std::priority_queue<Link, std::vector<Link>, std::greater<>> ready;
-  const auto offer = [&](std::size_t i) {
-    if (next[i] == links[i].size()) return;
-    const std::size_t other = links[i][next[i]];
-    const bool wanted = next[other] < links[other].size() && links[other][next[other]] == i;
-    if (wanted) ready.emplace(std::minmax(i, other));
-  };
-  for (std::size_t i = 0; i < links.size(); ++i) {
-    // From its lower end only, as both ends see the link here.
-    if (!links[i].empty() && links[i].front() > i) offer(i);
-  }
-  while (!ready.empty()) {
-    const Link link = ready.top();
-    ready.pop();
-    order.push_back(link);
-    ++next[link.first];
-    ++next[link.second];
-    offer(link.first);
-    offer(link.second);
-  }
-  return order;
-}
-
-class Describer {
+// The names of one kind.
+class Names {
  public:
-  Description Run(const Network& network) {
-    Description result;
-    const Preferences& preferences = network.preferences;
-    result.network = preferences.net_number;
-    result.preferences = {preferences.byte_12, preferences.node_settings, preferences.value_14,
-                          preferences.byte_18, preferences.byte_19,       preferences.value_20};
-    default_settings_ = preferences.node_settings;
-    for (const ServerView& server : network.servers) {
-      result.servers.push_back(DescribeServer(server));
+  explicit Names(const char* word) : word_(word) {}
+
+  void Add(const std::string& name, std::uint32_t id, std::vector<std::string>& problems) {
+    positions_.emplace(id, names_.size());
+    names_.push_back(&name);
+    const auto [first, added] = seen_.emplace(FoldName(name), id);
+    if (!added) {
+      problems.push_back(fmt::format("the {}s id:{} and id:{} have one name, \"{}\"", word_,
+                                     first->second, id, PrintableName(name)));
     }
-    DescribeLinks(network, result);
-    if (!problems_.empty()) throw Failed();
-    return result;
+    const std::string reason = BytesFromName(Utf8FromBytes(name)).reason;
+    if (!reason.empty()) {
+      problems.push_back(fmt::format("the name \"{}\" of the {} id:{} {}", PrintableName(name),
+                                     word_, id, reason));
+    }
+  }
+
+  bool Has(const std::string& name) const { return seen_.contains(FoldName(name)); }
+  std::size_t Size() const { return names_.size(); }
+  NamePlace At(std::size_t position) const { return {*names_[position], {}}; }
+
+  std::optional<std::size_t> PositionOf(std::uint32_t id) const {
+    const auto position = positions_.find(id);
+    if (position == positions_.end()) return std::nullopt;
+    return position->second;
+  }
+
+  // An empty name when there is none of this id.
+  NamePlace Of(std::uint32_t id) const {
+    const auto position = PositionOf(id);
+    return position ? At(*position) : NamePlace();
   }
 
  private:
-  using Seen = std::unordered_map<std::string, std::uint32_t>;
+  const char* word_;
+  std::vector<const std::string*> names_;
+  std::unordered_map<std::uint32_t, std::size_t> positions_;
+  std::unordered_map<std::string, std::uint32_t> seen_;  // folded name, first id
+};
 
-  ServerDescription DescribeServer(const ServerView& view) {
-    ServerDescription server;
-    DescribeNode(view.entry, "server", servers_, server);
-    server.value = view.entry.value;
-    for (const Node& ap : view.aps) DescribeNode(ap, "AP", aps_, server.aps.emplace_back());
-    return server;
+class Describer {
+ public:
+  Describer(const Network& network, std::vector<std::string>& notes)
+      : network_(network), notes_(notes) {}
+
+  Description Run() {
+    CollectNames();
+    if (!problems_.empty()) throw Failed();
+    const Preferences& preferences = network_.preferences;
+    result_.network = preferences.net_number;
+    result_.preferences = {preferences.byte_12, preferences.node_settings, preferences.value_14,
+                           preferences.byte_18, preferences.byte_19,       preferences.value_20};
+    for (const ServerView& server : network_.servers) DescribeServer(server);
+    DescribeLinks(servers_, network_.servers, &ServerView::linked, result_.servers, result_.links);
+    DescribeGroups();
+    DescribeDeps();
+    for (const UserView& user : network_.users) DescribeUser(user);
+    TellLeftOut();
+    return std::move(result_);
   }
 
-  void DescribeNode(const Node& entry, const char* kind, Seen& seen, ApDescription& node) {
-    node.name = entry.name;
-    if (entry.flags != 0) node.applications = entry.flags;
-    if (entry.settings != default_settings_) node.settings = entry.settings;
-    const auto [first, added] = seen.emplace(FoldName(node.name), entry.id);
-    if (!added) {
-      Complain(fmt::format("the {}s id:{} and id:{} have one name, \"{}\"", kind, first->second,
-                           entry.id, PrintableName(node.name)));
+ private:
+  void CollectNames() {
+    for (const ServerView& server : network_.servers) {
+      servers_.Add(server.entry.name, server.entry.id, problems_);
+      for (const Node& ap : server.aps) aps_.Add(ap.name, ap.id, problems_);
     }
-    const std::string reason = BytesFromName(Utf8FromBytes(node.name)).reason;
-    if (!reason.empty()) {
-      Complain(fmt::format("the name \"{}\" of the {} id:{} {}", PrintableName(node.name), kind,
-                           entry.id, reason));
-    }
+    for (const auto& group : network_.groups)
+      groups_.Add(group.entry.name, group.entry.id, problems_);
+    for (const auto& dep : network_.deps) deps_.Add(dep.entry.name, dep.entry.id, problems_);
+    for (const auto& user : network_.users) users_.Add(user.entry.name, user.entry.id, problems_);
   }
-
-  void Complain(std::string what) { problems_.push_back(std::move(what)); }
 
   Failure Failed() const {
-    std::string what = "the network cannot be described";
-    for (std::size_t i = 0; i < std::min(problems_.size(), kMaxProblems); ++i) {
-      what += (i == 0 ? ": " : "; ") + problems_[i];
+    std::vector<std::string> told(
+        problems_.begin(),
+        problems_.begin() + static_cast<std::ptrdiff_t>(std::min(problems_.size(), kMaxProblems)));
+    if (problems_.size() > told.size()) {
+      told.push_back(fmt::format("and {} more", problems_.size() - told.size()));
     }
-    if (problems_.size() > kMaxProblems) {
-      what += fmt::format("; and {} more", problems_.size() - kMaxProblems);
-    }
-    return Failure(what,
-                   "Give each object a name of its own: nccadm server rename id:NUMBER NAME, "
-                   "nccadm ap rename id:NUMBER NAME.");
+    return Failure(fmt::format("the network cannot be described: {}", fmt::join(told, "; ")),
+                   "Give each object a name of its own, for example: nccadm ap rename id:NUMBER "
+                   "NAME.");
   }
 
-  static void DescribeLinks(const Network& network, Description& result) {
-    const Links links = LinksByPosition(network);
-    const auto name = [&](std::size_t i) { return NamePlace{network.servers[i].entry.name, {}}; };
+  void DescribeServer(const ServerView& view) {
+    ServerDescription& server = result_.servers.emplace_back();
+    DescribeNode(view.entry, server);
+    server.value = view.entry.value;
+    for (const Node& ap : view.aps) DescribeNode(ap, server.aps.emplace_back());
+  }
+
+  void DescribeNode(const Node& entry, ApDescription& node) const {
+    node.name = entry.name;
+    if (entry.flags != 0) node.applications = entry.flags;
+    if (entry.settings != network_.preferences.node_settings) node.settings = entry.settings;
+  }
+
+  // Links among the objects of one kind, at the objects where that gives each its own order.
+  template <class View, class One>
+  static void DescribeLinks(const Names& names, const std::vector<View>& views, Ids View::*linked,
+                            std::vector<One>& objects, std::vector<NamePair>& pairs) {
+    Neighbours links(views.size());
+    for (std::size_t i = 0; i < links.size(); ++i) {
+      for (const std::uint32_t id : views[i].*linked) {
+        if (const auto position = names.PositionOf(id)) links[i].push_back(*position);
+      }
+    }
     if (!HasPlainOrder(links)) {
-      for (const auto& [one, other] : OrderLinks(links))
-        result.links.emplace_back(name(one), name(other));
+      for (const auto& [one, other] : OrderLinks(links)) {
+        pairs.emplace_back(names.At(one), names.At(other));
+      }
       return;
     }
     for (std::size_t i = 0; i < links.size(); ++i) {
       for (const std::size_t other : links[i]) {
-        if (other > i) result.servers[i].links.push_back(name(other));
+        if (other >= i) objects[i].links.push_back(names.At(other));
       }
     }
   }
 
-  Seen servers_;
-  Seen aps_;
-  std::uint8_t default_settings_ = 0;
+  void DescribeGroups() {
+    for (const GroupView& group : network_.groups)
+      result_.groups.emplace_back().name = group.entry.name;
+    const auto groups_of_dep = [this](std::uint32_t id) -> const Ids* {
+      const auto position = deps_.PositionOf(id);
+      return position ? &network_.deps[*position].groups : nullptr;
+    };
+    const auto groups_of_node = [this](std::uint32_t id) -> const Ids* {
+      const auto groups = network_.groups_of_nodes.find(id);
+      return groups == network_.groups_of_nodes.end() ? nullptr : &groups->second;
+    };
+    const auto dep_name = [this](std::uint32_t id) { return deps_.Of(id); };
+    const auto node_name = [this](std::uint32_t id) { return NodeOf(id); };
+    DescribeMembers(&GroupView::nodes, groups_of_node, node_name, &GroupDescription::nodes,
+                    result_.group_nodes);
+    DescribeMembers(&GroupView::deps, groups_of_dep, dep_name, &GroupDescription::deps,
+                    result_.group_deps);
+  }
+
+  // The same for links between the groups and what is in them, which lists its groups too.
+  template <class GroupsOf, class NameOf, class Name>
+  void DescribeMembers(Ids GroupView::*members, GroupsOf groups_of, NameOf name_of,
+                       std::vector<Name> GroupDescription::*names,
+                       std::vector<std::pair<NamePlace, Name>>& pairs) {
+    const std::size_t count = network_.groups.size();
+    Neighbours links(count);
+    Ids ids;
+    std::unordered_map<std::uint32_t, std::size_t> positions;
+    for (std::size_t i = 0; i < count; ++i) {
+      for (const std::uint32_t id : network_.groups[i].*members) {
+        const auto [known, added] = positions.emplace(id, count + ids.size());
+        if (added) {
+          ids.push_back(id);
+          links.emplace_back();
+        }
+        links[i].push_back(known->second);
+        if (groups_of(id) == nullptr) links[known->second] = {i};
+      }
+    }
+    for (std::size_t k = 0; k < ids.size(); ++k) {
+      const Ids* groups = groups_of(ids[k]);
+      for (std::size_t g = 0; groups != nullptr && g < groups->size(); ++g) {
+        if (const auto position = groups_.PositionOf((*groups)[g])) {
+          links[count + k].push_back(*position);
+        }
+      }
+    }
+    if (!HasPlainOrder(links)) {
+      for (const auto& [group, member] : OrderLinks(links)) {
+        pairs.emplace_back(groups_.At(group), name_of(ids[member - count]));
+      }
+      return;
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      for (const std::size_t member : links[i]) {
+        (result_.groups[i].*names).push_back(name_of(ids[member - count]));
+      }
+    }
+  }
+
+  NodeName NodeOf(std::uint32_t id) const {
+    NodeName node;
+    const bool is_server = servers_.PositionOf(id).has_value();
+    static_cast<NamePlace&>(node) = is_server ? servers_.Of(id) : aps_.Of(id);
+    if (servers_.Has(node.name) && aps_.Has(node.name)) {
+      node.sort = is_server ? NodeName::Sort::kServer : NodeName::Sort::kAp;
+    }
+    return node;
+  }
+
+  void DescribeDeps() {
+    for (const DepView& view : network_.deps) {
+      DepDescription& dep = result_.deps.emplace_back();
+      dep.name = view.entry.name;
+      DescribeUsersOf(view, dep);
+      const std::uint32_t last = view.groups.empty() ? 0 : view.groups.back();
+      if (view.entry.group != last) dep.group = groups_.Of(view.entry.group);
+    }
+    DescribeLinks(deps_, network_.deps, &DepView::links, result_.deps, result_.dep_links);
+  }
+
+  // Users name their Deps themselves where that gives the Dep its order.
+  void DescribeUsersOf(const DepView& view, DepDescription& dep) {
+    const Ids& users = view.users;
+    const bool ascending =
+        std::adjacent_find(users.begin(), users.end(), std::greater_equal<>()) == users.end();
+    for (const std::uint32_t user : users) {
+      if (ascending) {
+        deps_of_users_[user].push_back(view.entry.id);
+      } else {
+        dep.users.push_back(users_.Of(user));
+      }
+    }
+  }
+
+  void DescribeUser(const UserView& view) {
+    UserDescription& user = result_.users.emplace_back();
+    user.name = view.entry.name;
+    for (const std::uint32_t dep : deps_of_users_[view.entry.id]) {
+      user.deps.push_back(deps_.Of(dep));
+    }
+    std::set<std::pair<std::uint32_t, std::uint32_t>> seen;
+    for (const Membership& one : view.memberships) {
+      MembershipDescription membership{deps_.Of(one.dep), NodeOf(one.node), one.kind};
+      if (membership.dep.name.empty() || membership.node.name.empty()) {
+        ++dangling_memberships_;
+      } else if (!seen.emplace(one.dep, one.node).second) {
+        ++repeated_memberships_;
+      } else {
+        user.memberships.push_back(std::move(membership));
+      }
+    }
+    const Object& entry = view.entry;
+    PrimaryDescription primary{deps_.Of(entry.primary_dep), NodeOf(entry.primary_node)};
+    const bool dangles = (entry.primary_dep != 0 && primary.dep.name.empty()) ||
+                         (entry.primary_node != 0 && primary.node.name.empty());
+    if (dangles) {
+      ++dangling_primaries_;
+    } else if (entry.primary_dep != 0 || entry.primary_node != 0) {
+      user.primary = std::move(primary);
+    }
+  }
+
+  void TellLeftOut() {
+    const auto tell = [this](std::size_t count, const char* one, const char* many,
+                             const char* rest) {
+      if (count > 0)
+        notes_.push_back(fmt::format("{} {} {}", count, count == 1 ? one : many, rest));
+    };
+    tell(dangling_memberships_, "membership names", "memberships name",
+         "what does not exist any more: left out.");
+    tell(dangling_primaries_, "primary collective names", "primary collectives name",
+         "what does not exist any more: left out.");
+    tell(repeated_memberships_, "membership stands", "memberships stand",
+         "there more than once: written once.");
+  }
+
+  const Network& network_;
+  std::vector<std::string>& notes_;
+  Description result_;
+  Names servers_{"server"};
+  Names aps_{"AP"};
+  Names groups_{"node group"};
+  Names deps_{"Dep"};
+  Names users_{"user"};
+  std::unordered_map<std::uint32_t, Ids> deps_of_users_;
+  std::size_t dangling_memberships_ = 0;
+  std::size_t dangling_primaries_ = 0;
+  std::size_t repeated_memberships_ = 0;
   std::vector<std::string> problems_;
-};
-
-// Plain is what every reader of YAML takes for text: it begins with a letter, holds nothing with a
-// meaning and is not a word for a truth value or for nothing.
-bool IsPlain(const std::string& utf8) {
-  static constexpr std::array<std::string_view, 9> kWords = {"true", "false", "yes", "no", "on",
-                                                             "off",  "null",  "y",   "n"};
-  const std::string folded = FoldName(utf8);
-  if (std::find(kWords.begin(), kWords.end(), folded) != kWords.end()) return false;
-  const auto is_letter = [](char c) {
-    return (c >= 'a' && c <= 'z') || (static_cast<unsigned char>(c) & 0x80U) != 0;
-  };
-  const auto is_plain = [&](char c) {
-    return is_letter(c) || (c >= '0' && c <= '9') || c == '_' || c == '-' || c == '.' || c == ' ';
-  };
-  // U+00A0 and the like, which look like blanks, begin with C2; Cyrillic letters never do.
-  return is_letter(folded.front()) && folded.back() != ' ' &&
-         folded.find('\xC2') == std::string::npos && folded.find("  ") == std::string::npos &&
-         std::all_of(folded.begin(), folded.end(), is_plain);
-}
-
-class Writer {
- public:
-  explicit Writer(const Applications& applications) : applications_(applications) {
-    out_.SetOutputCharset(YAML::EmitNonAscii);
-  }
-
-  std::string Write(const Description& description) {
-    out_ << YAML::BeginMap << YAML::Key << "network" << YAML::Value
-         << fmt::format("0x{:04X}", description.network);
-    WritePreferences(description.preferences);
-    if (!description.servers.empty()) {
-      out_ << YAML::Key << "servers" << YAML::Value << YAML::BeginSeq;
-      for (const ServerDescription& server : description.servers) WriteServer(server);
-      out_ << YAML::EndSeq;
-    }
-    WritePairs(description);
-    out_ << YAML::EndMap;
-    return std::string(out_.c_str(), out_.size()) + "\n";
-  }
-
- private:
-  template <class Number>
-  void WriteField(const char* key, const std::optional<Number>& number) {
-    if (number) out_ << YAML::Key << key << YAML::Value << std::uint64_t{*number};
-  }
-
-  void WriteName(const std::string& bytes) {
-    const std::string utf8 = Utf8FromBytes(bytes);
-    if (!IsPlain(utf8)) out_ << YAML::DoubleQuoted;
-    out_ << utf8;
-  }
-
-  void WritePreferences(const PreferencesDescription& preferences) {
-    out_ << YAML::Key << "preferences" << YAML::Value << YAML::Flow << YAML::BeginMap;
-    WriteField("byte_12", preferences.byte_12);
-    WriteField("node_settings", preferences.node_settings);
-    WriteField("value_14", preferences.value_14);
-    WriteField("byte_18", preferences.byte_18);
-    WriteField("byte_19", preferences.byte_19);
-    WriteField("value_20", preferences.value_20);
-    out_ << YAML::EndMap;
-  }
-
-  // The keys that servers and APs share.
-  void WriteNode(const ApDescription& node) {
-    out_ << YAML::Key << "name" << YAML::Value;
-    WriteName(node.name);
-    if (node.applications) {
-      out_ << YAML::Key << "applications" << YAML::Value << YAML::Flow << YAML::BeginSeq;
-      for (const std::string& name : applications_.Describe(*node.applications)) out_ << name;
-      out_ << YAML::EndSeq;
-    }
-    WriteField("settings", node.settings);
-  }
-
-  void WriteServer(const ServerDescription& server) {
-    out_ << YAML::BeginMap;
-    WriteNode(server);
-    WriteField("value", server.value);
-    if (!server.links.empty()) {
-      out_ << YAML::Key << "links" << YAML::Value << YAML::Flow << YAML::BeginSeq;
-      for (const NamePlace& link : server.links) WriteName(link.name);
-      out_ << YAML::EndSeq;
-    }
-    if (!server.aps.empty()) {
-      out_ << YAML::Key << "aps" << YAML::Value << YAML::BeginSeq;
-      for (const ApDescription& ap : server.aps) WriteAp(ap);
-      out_ << YAML::EndSeq;
-    }
-    out_ << YAML::EndMap;
-  }
-
-  void WriteAp(const ApDescription& ap) {
-    if (!ap.applications && !ap.settings) return WriteName(ap.name);
-    out_ << YAML::Flow << YAML::BeginMap;
-    WriteNode(ap);
-    out_ << YAML::EndMap;
-  }
-
-  void WritePairs(const Description& description) {
-    if (description.links.empty()) return;
-    out_ << YAML::Key << "links" << YAML::Value << YAML::BeginSeq;
-    for (const auto& [one, other] : description.links) {
-      out_ << YAML::Flow << YAML::BeginSeq;
-      WriteName(one.name);
-      WriteName(other.name);
-      out_ << YAML::EndSeq;
-    }
-    out_ << YAML::EndSeq;
-  }
-
-  const Applications& applications_;
-  YAML::Emitter out_;
 };
 
 }  // namespace
 
-Description Describe(const Network& network) { return Describer().Run(network); }
-
-std::string WriteDescription(const Description& description, const Applications& applications) {
-  return Writer(applications).Write(description);
+Description Describe(const Network& network, std::vector<std::string>& notes) {
+  return Describer(network, notes).Run();
 }
 
 }  // namespace ncc::tool

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -42,23 +43,71 @@ struct PreferencesDescription {
   std::optional<std::uint32_t> value_20;
 };
 
+// A server or an AP. The sort is only given where both have the name.
+struct NodeName : NamePlace {
+  enum class Sort { kAny, kServer, kAp };
+
+  Sort sort = Sort::kAny;
+};
+
+struct GroupDescription : NamePlace {
+  std::vector<NodeName> nodes;
+  std::vector<NamePlace> deps;
+};
+
+struct DepDescription : NamePlace {
+  std::vector<NamePlace> links;
+  std::vector<NamePlace> users;    // before those that name the Dep themselves; one may stand twice
+  std::optional<NamePlace> group;  // the one that counts; an empty name for none
+};
+
+struct MembershipDescription {
+  NamePlace dep;
+  NodeName node;
+  std::uint8_t kind = 0;
+};
+
+// Empty names for none.
+struct PrimaryDescription {
+  NamePlace dep;
+  NodeName node;
+};
+
+struct UserDescription : NamePlace {
+  std::vector<NamePlace> deps;
+  std::vector<MembershipDescription> memberships;
+  std::optional<PrimaryDescription> primary;
+};
+
+using NamePair = std::pair<NamePlace, NamePlace>;
+
+// The pairs are made after what stands at the objects themselves.
 struct Description {
   std::uint32_t network = 0;
   Place network_place;
   PreferencesDescription preferences;
   std::vector<ServerDescription> servers;
-  std::vector<std::pair<NamePlace, NamePlace>> links;  // made after those of the servers
+  std::vector<NamePair> links;
+  std::vector<GroupDescription> groups;
+  std::vector<std::pair<NamePlace, NodeName>> group_nodes;
+  std::vector<NamePair> group_deps;
+  std::vector<DepDescription> deps;
+  std::vector<NamePair> dep_links;
+  std::vector<UserDescription> users;
 };
 
 // Reads and checks all that can be checked without a database. The result counts only when
 // `problems` stayed empty.
 Description ReadDescription(std::string_view text, const Applications& applications,
-                            ProblemList& problems);
+                            ProblemList& problems, const YamlProgress& progress);
 
 // Describes a network so that an empty database made from the description gives the same
-// description. Throws Failure when names are not unique or cannot be written.
-Description Describe(const Network& network);
+// description. Throws Failure when names are not unique or cannot be written. What has to be left
+// out is told in `notes`.
+Description Describe(const Network& network, std::vector<std::string>& notes);
 
-std::string WriteDescription(const Description& description, const Applications& applications);
+// `after_each` is called for each object.
+std::string WriteDescription(const Description& description, const Applications& applications,
+                             const std::function<void()>& after_each);
 
 }  // namespace ncc::tool

@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   AddViewCommands(line);
   AddCheckCommand(line);
   AddDescriptionCommands(line);
+  AddImportCommand(line);
   AddExportCommands(line);
   AddCompletionCommand(line);
   return line.Main(argc, argv);

@@ -52,11 +52,7 @@ Failure Unknown(const std::string& text, Kinds kinds, const std::vector<Node>& c
 Failure Ambiguous(CNCCNet& net, const std::string& text, const std::vector<Node>& found) {
   std::vector<std::string> ids;
   ids.reserve(found.size());
-  for (const Node& node : found) {
-    ids.push_back(node.is_server ? fmt::format("id:{} (a server)", node.id)
-                                 : fmt::format("id:{} (AP at \"{}\")", node.id,
-                                               PrintableName(ServerNameOf(net, node))));
-  }
+  for (const Node& node : found) ids.push_back(DescribeId(net, node));
   return Failure(fmt::format("{} objects are named \"{}\"", found.size(), text),
                  fmt::format("Give the id of the one that is meant: {}.", fmt::join(ids, ", ")));
 }
@@ -121,7 +117,20 @@ void RenameAside(Session& session, const Node& node) {
   if (!done) throw session.Refusal(fmt::format("{} cannot be renamed", Quoted(node)));
 }
 
+bool DeleteAp(Session& session, const Node& ap) {
+  // Deleting goes by name within a server, and another AP there may have the same one.
+  RenameAside(session, ap);
+  CNCCNet& net = session.Net();
+  const Node aside = Reload(net, ap.id);
+  return net.DeleteAP(aside.server_id, aside.name.c_str());
+}
+
 std::string Quoted(const Node& node) { return fmt::format("\"{}\"", PrintableName(node.name)); }
+
+std::string DescribeId(CNCCNet& net, const Node& node) {
+  if (node.is_server) return fmt::format("id:{} (a server)", node.id);
+  return fmt::format("id:{} (AP at \"{}\")", node.id, PrintableName(ServerNameOf(net, node)));
+}
 
 std::string AddressOf(CNCCNet& net, std::uint32_t id) {
   std::string buffer(32, '\0');

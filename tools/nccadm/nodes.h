@@ -29,8 +29,13 @@ std::string ServerNameOf(CNCCNet& net, const Node& ap);  // bytes
 // doubt.
 void RenameAside(Session& session, const Node& node);
 
+// Deletes this very AP, whichever others have its name. False when the library refuses.
+bool DeleteAp(Session& session, const Node& ap);
+
 // The name of a node as text to show, in quotes.
 std::string Quoted(const Node& node);
+// "id:4 (AP at "Center")", to choose by.
+std::string DescribeId(CNCCNet& net, const Node& node);
 std::string AddressOf(CNCCNet& net, std::uint32_t id);
 
 // Turns nodes into JSON and into table rows. One for every command, so that all of them agree.

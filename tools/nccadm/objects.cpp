@@ -156,6 +156,10 @@ std::vector<Object> ListGroupsOfDep(CNCCNet& net, std::uint32_t dep) {
   return Collect<CNGrpEntry>([&](auto& list) { net.GetListNGrpFromDep(Wide(dep), list); });
 }
 
+std::vector<Object> ListGroupsOfNode(CNCCNet& net, std::uint32_t node) {
+  return Collect<CNGrpEntry>([&](auto& list) { net.GetListNGrpFromNN(Wide(node), list); });
+}
+
 std::vector<Object> ListDepsOf(CNCCNet& net, std::uint32_t group) {
   return Collect<CDepEntry>([&](auto& list) { net.GetListDepFromNGrp(Wide(group), list); });
 }
@@ -184,11 +188,16 @@ std::vector<Membership> ListPossible(CNCCNet& net, std::uint32_t user, std::uint
   return memberships;
 }
 
-void SetMemberships(CNCCNet& net, std::uint32_t user, std::uint32_t dep,
-                    const std::vector<Membership>& memberships) {
+bool SetMemberships(CNCCNet& net, std::uint32_t user, std::uint32_t dep,
+                    const std::vector<Membership>& memberships, bool remove) {
   std::list<CColAb> wanted;
   for (const Membership& one : memberships) wanted.push_back({{one.dep, one.node}, one.kind});
-  net.SetListAvailableColAb(Wide(user), Wide(dep), std::move(wanted), true);
+  net.SetListAvailableColAb(Wide(user), Wide(dep), std::move(wanted), remove);
+  return *net.LastError() == '\0';
+}
+
+bool SetPrimary(CNCCNet& net, std::uint32_t user, std::uint32_t dep, std::uint32_t node) {
+  return net.SetPrimaryCol(Wide(user), CColId{dep, node});
 }
 
 Object FindObject(Session& session, Kind kind, const std::string& text) {

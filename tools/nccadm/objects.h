@@ -49,14 +49,17 @@ std::vector<Object> ListObjects(CNCCNet& net, Kind kind);  // by id
 std::vector<Object> ListUsersOf(CNCCNet& net, std::uint32_t dep);
 std::vector<Object> ListLinkedDeps(CNCCNet& net, std::uint32_t dep);
 std::vector<Object> ListGroupsOfDep(CNCCNet& net, std::uint32_t dep);
+std::vector<Object> ListGroupsOfNode(CNCCNet& net, std::uint32_t node);
 std::vector<Object> ListDepsOf(CNCCNet& net, std::uint32_t group);
 std::vector<Node> ListNodesOf(CNCCNet& net, std::uint32_t group);
 std::vector<Membership> ListMemberships(CNCCNet& net, std::uint32_t user);
 // What the user could hold in a Dep: one for each node of the Dep's node group.
 std::vector<Membership> ListPossible(CNCCNet& net, std::uint32_t user, std::uint32_t dep);
-// Makes these the user's memberships of the Dep.
-void SetMemberships(CNCCNet& net, std::uint32_t user, std::uint32_t dep,
-                    const std::vector<Membership>& memberships);
+// Gives the user these memberships of the Dep: kinds are set, missing ones appended, and others of
+// the Dep removed if that is wanted. False when the library refuses.
+bool SetMemberships(CNCCNet& net, std::uint32_t user, std::uint32_t dep,
+                    const std::vector<Membership>& memberships, bool remove);
+bool SetPrimary(CNCCNet& net, std::uint32_t user, std::uint32_t dep, std::uint32_t node);
 
 template <class Items>
 bool HasId(const Items& items, std::uint32_t id) {

@@ -24,6 +24,12 @@ const char* CodeOf(Style style) {
       return "2";
     case Style::kError:
       return "31;1";
+    case Style::kAdded:
+      return "32";
+    case Style::kRemoved:
+      return "31";
+    case Style::kChanged:
+      return "33";
   }
   return "0";
 }
@@ -157,8 +163,8 @@ Progress::~Progress() {
   if (shown_) std::fputs("\r\x1b[K", stderr);
 }
 
-void Progress::Step() {
-  ++done_;
+void Progress::Reach(std::size_t done) {
+  done_ = done;
   if (!enabled_) return;
   const auto now = std::chrono::steady_clock::now();
   if (now < next_) return;

@@ -17,7 +17,7 @@ namespace ncc::tool {
 using Json = nlohmann::ordered_json;
 
 enum class ColorMode { kAuto, kAlways, kNever };
-enum class Style { kHeading, kName, kFaint, kError };
+enum class Style { kHeading, kName, kFaint, kError, kAdded, kRemoved, kChanged };
 
 // Rows of cells of printable text, aligned in columns; the first row is the heading.
 using Table = std::vector<std::vector<std::string>>;
@@ -62,7 +62,8 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  void Step();
+  void Step() { Reach(done_ + 1); }
+  void Reach(std::size_t done);
 
  private:
   void Draw() const;

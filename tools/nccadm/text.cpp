@@ -181,6 +181,11 @@ std::optional<std::string> BytesFromUtf8(std::string_view utf8) {
   return bytes;
 }
 
+std::string_view WithoutByteOrderMark(std::string_view utf8) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  return utf8.starts_with(kMark) ? utf8.substr(kMark.size()) : utf8;
+}
+
 std::string Printable(std::string_view utf8) {
   std::string shown;
   for (std::size_t position = 0; position < utf8.size();) {

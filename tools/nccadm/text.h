@@ -25,6 +25,8 @@ NameBytes BytesFromName(std::string_view utf8);
 // The same for text that is searched for: no limit of length, any character the code page has.
 std::optional<std::string> BytesFromUtf8(std::string_view utf8);
 
+std::string_view WithoutByteOrderMark(std::string_view utf8);
+
 // Reads one character and moves `position` behind it; nothing when the bytes there are not UTF-8.
 std::optional<std::uint32_t> NextCharacter(std::string_view utf8, std::size_t& position);
 

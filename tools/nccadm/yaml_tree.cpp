@@ -25,6 +25,8 @@ Place PlaceOf(const YAML::Mark& mark) { return {mark.line + 1, mark.column}; }
 
 class TreeBuilder final : public YAML::EventHandler {
  public:
+  explicit TreeBuilder(const YamlProgress& progress) : progress_(progress) {}
+
   YamlNode TakeRoot() { return std::move(root_); }
 
   void OnDocumentStart(const YAML::Mark&) override {}
@@ -57,6 +59,7 @@ class TreeBuilder final : public YAML::EventHandler {
   YamlNode Make(YamlNode::Kind kind, const YAML::Mark& mark, const std::string& tag,
                 YAML::anchor_t anchor) {
     const Place place = PlaceOf(mark);
+    progress_(static_cast<std::size_t>(mark.pos));
     if (anchor != 0) throw Stop{place, "anchors are not accepted here"};
     if (!tag.empty() && tag != "?" && tag != "!") throw Stop{place, "tags are not accepted here"};
     if (++count_ > kMaxYamlNodes) {
@@ -92,6 +95,7 @@ class TreeBuilder final : public YAML::EventHandler {
     (key ? parent.keys : parent.items).push_back(std::move(node));
   }
 
+  const YamlProgress& progress_;
   YamlNode root_;
   std::vector<YamlNode> open_;
   std::size_t count_ = 0;
@@ -118,12 +122,12 @@ bool CheckText(std::string_view text, ProblemList& problems) {
   return true;
 }
 
-YamlNode ParseDocument(std::string_view text) {
+YamlNode ParseDocument(std::string_view text, const YamlProgress& progress) {
   std::istringstream stream{std::string(text)};
   YAML::Parser parser(stream);
-  TreeBuilder builder;
+  TreeBuilder builder(progress);
   if (!parser.HandleNextDocument(builder)) return {};
-  TreeBuilder second;
+  TreeBuilder second(progress);
   if (parser.HandleNextDocument(second)) {
     throw Stop{second.TakeRoot().place, "a second document; one file holds one description"};
   }
@@ -157,14 +161,14 @@ std::vector<Problem> ProblemList::Take() {
   return std::move(problems_);
 }
 
-YamlNode ReadYaml(std::string_view text, ProblemList& problems) {
+YamlNode ReadYaml(std::string_view text, ProblemList& problems, const YamlProgress& progress) {
   if (text.size() > kMaxYamlBytes) {
     problems.Add({}, fmt::format("the file has more than {} MiB", kMaxYamlBytes >> 20));
     return {};
   }
   if (!CheckText(text, problems)) return {};
   try {
-    return ParseDocument(text);
+    return ParseDocument(text, progress);
   } catch (const Stop& stop) {
     problems.Add(stop.place, stop.what);
   } catch (const YAML::Exception& error) {

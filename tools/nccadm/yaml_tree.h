@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -50,8 +51,11 @@ class ProblemList {
   std::size_t left_out_ = 0;
 };
 
+// Told how many bytes have been read.
+using YamlProgress = std::function<void(std::size_t)>;
+
 // Reads the only document of the text. After a fault, which is then in `problems`, the result is
 // null. Anchors, aliases and tags are refused.
-YamlNode ReadYaml(std::string_view text, ProblemList& problems);
+YamlNode ReadYaml(std::string_view text, ProblemList& problems, const YamlProgress& progress);
 
 }  // namespace ncc::tool
