@@ -97,27 +97,37 @@ void WriteMap(NetState& net, const std::string& folder, std::uint32_t server) {
   WriteStamped(net, folder + ServerName(server, ".map"), server, RoutingMap(net, server));
 }
 
-// The lines that every server's tunnel file has. Throws Refusal when there are none.
-std::string TunnelLines(const NetState& net, const std::vector<std::uint32_t>& servers) {
+// What every server's tunnel file holds. Throws Refusal when no server has a value.
+SharedBytes Tunnels(const NetState& net) {
   std::string lines;
-  for (const std::uint32_t server : servers) {
+  for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
     const CNNEntry entry = EntryOf<CNNEntry>(*FindObject(net, server, kTypeServer));
     if (entry.value == 0) continue;
     lines +=
         Hex4(net.prefs.net_number) + Hex4(entry.id) + "0 " + std::to_string(entry.value) + "\n";
   }
   if (lines.empty()) throw Refusal("no server has a tunnel value");
-  return lines;
+  SharedBytes tunnels;
+  tunnels.bytes = WithLineEnds(lines);
+  return tunnels;
 }
 
+// The first file is written to have the stamp of its lines; the stamp ends all the others too.
 void WriteTunnels(const NetState& net, const std::string& folder, std::uint32_t server,
-                  const std::string& lines) {
-  WriteFile(net, folder + ServerName(server, ".tun"), server, [&](OutputFile& file) {
+                  SharedBytes& tunnels, bool& stamped) {
+  const std::string path = folder + ServerName(server, ".tun");
+  if (stamped) {
+    WriteShared(net, path, server, tunnels);
+    return;
+  }
+  WriteFile(net, path, server, [&](OutputFile& file) {
     const StampKey key;
-    file.AppendText(lines);
+    file.Append(tunnels.bytes);
     file.AppendText("TUNNEL.REG=" + StampDigits(StampSoFar(file, key)) + "\n");
     file.Commit();
     RememberStampOf(file, key);
+    tunnels.bytes = file.Contents();
+    stamped = true;
   });
 }
 
@@ -192,11 +202,12 @@ bool CNCCNet::GenMAPNodeMap(const char* folder, unsigned long id) {
 bool CNCCNet::GenMAPNodeTun(const char* folder) {
   NetState& net = *state_;
   return Run(net, false, [&] {
-    const std::vector<std::uint32_t> servers = RootObjects(net, kTypeServer);
-    const std::string lines = TunnelLines(net, servers);
+    SharedBytes tunnels = Tunnels(net);
+    const std::size_t servers = net.base->RecSelect(kTypeServer).Size();
+    bool stamped = false;
     ForEachServerItem(net, [&](std::uint32_t server) {
-      for (std::size_t left = servers.size(); left > 0; --left) net.Progress();
-      WriteTunnels(net, Prefix(folder), server, lines);
+      for (std::size_t left = servers; left > 0; --left) net.Progress();
+      WriteTunnels(net, Prefix(folder), server, tunnels, stamped);
     });
     return true;
   });
@@ -204,15 +215,16 @@ bool CNCCNet::GenMAPNodeTun(const char* folder) {
 
 bool CNCCNet::GenMAPNodeTun(const char* folder, unsigned long id) {
   NetState& net = *state_;
-  std::string lines;
+  SharedBytes tunnels;
   const bool any = Run(net, false, [&] {
     if (FindServer(net, id) == nullptr) RefuseUnknown(kTypeServer, id);
-    lines = TunnelLines(net, RootObjects(net, kTypeServer));
+    tunnels = Tunnels(net);
     return true;
   });
   return any && ForKnown(net, id, FindServer, [&](TDBObjId& server) {
+           bool stamped = false;
            return Run(net, false, [&] {
-             WriteTunnels(net, Prefix(folder), server.number, lines);
+             WriteTunnels(net, Prefix(folder), server.number, tunnels, stamped);
              return true;
            });
          });
