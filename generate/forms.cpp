@@ -1,5 +1,7 @@
 #include "generate/forms.h"
 
+#include "generate/output.h"
+
 namespace ncc {
 
 void FirstFailure::Note(bool /*result*/) {
@@ -27,8 +29,7 @@ void FirstFailure::Report() const { SetLastError(text_); }
 std::optional<std::string> OutputRoot(NetState& net, const char* folder) {
   std::string root;
   const bool usable = Run(net, false, [&] {
-    if (folder == nullptr) throw Refusal("no folder was named");
-    root = WithSeparator(folder);
+    root = Root(folder);
     return true;
   });
   if (!usable) return std::nullopt;

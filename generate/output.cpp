@@ -33,6 +33,12 @@ std::string Prefix(const char* folder) {
   return folder;
 }
 
+std::string Root(const char* folder) {
+  // A separator at the end of no text would name the root of the file system.
+  if (Prefix(folder).empty()) throw Refusal("no folder was named");
+  return WithSeparator(folder);
+}
+
 void ReportFile(const NetState& net, const std::string& path, std::uint32_t node,
                 std::uint64_t bytes, bool shared) {
   Observe(net, {path.c_str(), node, bytes, shared, nullptr});

@@ -23,6 +23,8 @@ struct SharedBytes {
 
 // The folder argument of a generator as its prefix. Throws Refusal for a null pointer.
 std::string Prefix(const char* folder);
+// The same with a separator at its end. Throws Refusal also for an empty text.
+std::string Root(const char* folder);
 
 // Tells the observer what became of a file.
 void ReportFile(const NetState& net, const std::string& path, std::uint32_t node,

@@ -95,7 +95,7 @@ bool BuildPackage(NetState& net, const char* folder, const TDBObjId& node,
                   std::string_view extension, std::span<const PackedFile> of_server,
                   std::span<const PackedFile> of_ap, Add add) {
   return Run(net, false, [&] {
-    const std::string root = WithSeparator(Prefix(folder));
+    const std::string root = Root(folder);
     const CNNEntry entry = EntryOf<CNNEntry>(RecordOf(net, node));
     const std::string path =
         root + "AAA\\" + AddressName(net.prefs.net_number, entry.id, extension);
@@ -105,8 +105,9 @@ bool BuildPackage(NetState& net, const char* folder, const TDBObjId& node,
         add(PathOf(net, file, root, entry.id), package);
       ReportFile(net, path, entry.id, package.Finish());
     } catch (const FileError& error) {
-      ReportFailure(net, path, entry.id, error.what());
-      throw;
+      const std::string reason = "package " + path + " is not whole: " + error.what();
+      ReportFailure(net, path, entry.id, reason.c_str());
+      throw FileError(reason);
     }
     return true;
   });

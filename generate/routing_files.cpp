@@ -142,10 +142,11 @@ void WriteRegistration(NetState& net, const std::string& folder, std::uint32_t s
       return StampDigits(key.OfFile(folder + name)) + "\n";
     };
     OutputCache& cache = OutputCache::Of(net);
+    const std::string* other = others.Find(ServerName(server, ".xnw"));
     file.AppendText("TCPIP=1\nCCC=" + network + Hex4(cache.Role(net, kFlagNCC).id) +
                     "\nKeyC=" + network + Hex4(cache.Role(net, kFlagKC).id) +
                     "\nMAPCRC=" + stamp_of(ServerName(server, ".map")) +
-                    "XNWCRC=" + stamp_of(others.Find(ServerName(server, ".xnw"))));
+                    "XNWCRC=" + (other != nullptr ? stamp_of(*other) : StampDigits(0) + "\n"));
     file.AppendText("NODCRC=" + StampDigits(StampSoFar(file, key)) +
                     "\nTUNCRC=" + stamp_of(ServerName(server, ".tun")));
     file.Commit();

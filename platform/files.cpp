@@ -117,19 +117,22 @@ FolderNames::FolderNames(std::string_view folder, std::string_view suffix)
   std::sort(names_.begin(), names_.end());
 }
 
-std::string FolderNames::Find(std::string_view wanted) const {
-  if (std::binary_search(names_.begin(), names_.end(), wanted)) return std::string(wanted);
+const std::string* FolderNames::Find(std::string_view wanted) const {
+  const auto exact = std::lower_bound(names_.begin(), names_.end(), wanted);
+  if (exact != names_.end() && *exact == wanted) return &*exact;
   for (const std::string& name : names_) {
-    if (EqualFolded(name, wanted)) return name;
+    if (EqualFolded(name, wanted)) return &name;
   }
-  return std::string(wanted);
+  return nullptr;
 }
 
 std::string ReadablePath(std::string_view path) {
   const std::string native = NativePath(path);
   if (access(native.c_str(), F_OK) == 0) return native;
   const std::string folder = native.substr(0, native.size() - FileName(native).size());
-  return folder + FolderNames(folder.empty() ? "./" : folder).Find(FileName(native));
+  const FolderNames names(folder.empty() ? "./" : folder);
+  const std::string* name = names.Find(FileName(native));
+  return name != nullptr ? folder + *name : native;
 }
 
 std::string_view FileName(std::string_view path) {

@@ -36,8 +36,8 @@ class FolderNames {
  public:
   explicit FolderNames(std::string_view folder, std::string_view suffix = "");
 
-  // The name as it is in the folder; the wanted one when there is none.
-  std::string Find(std::string_view wanted) const;
+  // The name as it is in the folder; null when there is none.
+  const std::string* Find(std::string_view wanted) const;
 
  private:
   std::vector<std::string> names_;  // ascending

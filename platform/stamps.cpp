@@ -79,10 +79,14 @@ StampKey::~StampKey() { explicit_bzero(key_, sizeof(key_)); }
 
 std::uint32_t StampKey::OfFile(const std::string& path) const {
   if (!has_key_) return 0;
-  const std::string native = NativePath(path);
+  std::string native = NativePath(path);
+  std::optional<FileIdentity> file = IdentifyFile(native);
+  if (!file) {
+    native = ReadablePath(path);
+    file = IdentifyFile(native);
+  }
+  if (!file) return 0;
   if (identity_) {
-    const std::optional<FileIdentity> file = IdentifyFile(native);
-    if (!file) return 0;
     if (const auto known = Remembered().Find(*file, *identity_)) return *known;
   }
   std::uint32_t stamp = 0;

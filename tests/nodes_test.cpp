@@ -1,12 +1,184 @@
-// Addresses, types and applications of nodes.
+// What the random operations do not reach of servers and APs (images, names, order, misses), and
+// their addresses, types and applications.
 #include "support/network.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
 using Nodes = SampleTest;
 using Numbers = std::vector<unsigned long>;
+
+TEST_F(Nodes, EntryAsAddServerWritesIt) {
+  net_.Preferences()->node_settings = 0x5A;
+  ASSERT_EQ(net_.AddServer("S", 0x80000001, 0xFFFF), 7U);
+  std::string image("S", 1);
+  image.resize(52, '\0');
+  image += std::string("\x07\0\0\0\x01\x04\0\0\0\x01\0\0\x80\x01", 14);
+  image += std::string("\0\0\0\0\0\0\0\0\x5A\xFF\xFF", 11);
+  EXPECT_EQ(Image(net_, 7), image);
+}
+
+TEST_F(Nodes, OnlyAsciiLettersFold) {
+  const char* upper = "\xC0[";  // capital and small letter of code page 1251; '[' is no letter
+  EXPECT_NE(net_.AddServer(upper, 0, 0), 0U);
+  EXPECT_FALSE(net_.CheckServerName("\xE0["));
+  EXPECT_FALSE(net_.CheckServerName("\xC0{"));
+  EXPECT_NE(net_.AddServer("\xE0[", 0, 0), 0U);
+  EXPECT_EQ(net_.GetServer(upper), 7U);
+}
+
+TEST_F(Nodes, TheOrderIsThatOfAddingNotOfIdentifiers) {
+  net_.Preferences()->next_id = 100;
+  ASSERT_EQ(net_.AddServer("late", 0, 0), 100U);
+  net_.Preferences()->next_id = 50;
+  ASSERT_EQ(net_.AddServer("later", 0, 0), 50U);
+  ASSERT_EQ(net_.AddAP("later", "twin", 0x80), 51U);
+  ASSERT_EQ(net_.AddAP("late", "twin", 0x80), 52U);
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(ServerIds(net_), (Numbers{1, 2, 3, 100, 50}));
+    EXPECT_EQ(net_.GetAP("twin"), 52U);
+    EXPECT_EQ(net_.GetAP(0x80UL), 52U);
+    Reopen();
+  }
+}
+
+TEST_F(Nodes, LookUpsLeaveTheResultOfAMissAlone) {
+  TDBObjId id{1, 2};
+  CNNEntry entry;
+  EXPECT_FALSE(net_.GetServer("a1", id));
+  EXPECT_FALSE(net_.GetServer(4, id));
+  EXPECT_FALSE(net_.GetServer(0UL, id));
+  EXPECT_EQ(id, (TDBObjId{1, 2}));
+  EXPECT_FALSE(net_.GetServerInfo("missing", entry));
+  EXPECT_FALSE(net_.GetServerInfo(4, entry));
+  EXPECT_EQ(entry.type, kTypeNone);
+  EXPECT_TRUE(net_.GetServer("b", id));
+  EXPECT_EQ(id, (TDBObjId{200, 2}));
+  EXPECT_TRUE(net_.GetServerInfo(id, entry));
+  EXPECT_STREQ(entry.name, "B");
+  EXPECT_EQ(entry.value, 20U);
+
+  std::list<CNNEntry> filled(3);
+  EXPECT_EQ(net_.GetListLinkedSrv("missing", filled), 0U);
+  EXPECT_TRUE(filled.empty());
+  filled.resize(3);
+  EXPECT_EQ(net_.GetListServer(filled), 3U);
+  EXPECT_EQ(Ids(filled), (Numbers{1, 2, 3}));
+}
+
+// Names of 51 bytes are whole; longer ones and null pointers change nothing, wherever they stand.
+TEST_F(Nodes, NamesAreAtMostFiftyOneBytes) {
+  const std::string longest(51, 'n');
+  const std::string too_long(52, 'n');
+  const unsigned long server = net_.AddServer(longest.c_str(), 0, 0);
+  const unsigned long ap = net_.AddAP(server, longest.c_str(), 0);
+  ASSERT_TRUE(net_.ModifyServer("C", std::string(51, 'c').c_str()));
+  EXPECT_EQ(Entry(net_, server).name, longest);
+  EXPECT_EQ(net_.GetServer(longest.c_str()), server);
+  EXPECT_EQ(net_.GetAP(longest.c_str()), ap);
+  Reopen();
+  EXPECT_EQ(net_.GetAP(longest.c_str(), longest.c_str()), ap);
+
+  const std::string before = Describe(net_);
+  const auto revision = net_.GetRevision();
+  for (const char* bad : {too_long.c_str(), static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(net_.AddServer(bad, 0, 0), 0U);
+    EXPECT_STRNE(net_.LastError(), "");
+    EXPECT_EQ(net_.AddAP(1, bad, 0), 0U);
+    EXPECT_EQ(net_.AddAP(bad, "x", 0), 0U);
+    EXPECT_FALSE(net_.ModifyServer(1, bad));
+    EXPECT_FALSE(net_.ModifyServer(bad, "x"));
+    EXPECT_FALSE(net_.ModifyAP(4, bad));
+    EXPECT_FALSE(net_.ModifyAP(bad, "x"));
+    EXPECT_FALSE(net_.ChangeSrv(4, 77) || net_.ChangeSrv("a1", bad) || net_.ChangeSrv(bad, 2));
+    EXPECT_FALSE(net_.DeleteServer(bad) || net_.DeleteAP(1, bad) || net_.DeleteAP(bad, "a1"));
+    EXPECT_FALSE(net_.LinkSrvToSrv(bad, "A") || net_.DeleteLink("A", bad));
+    EXPECT_FALSE(net_.CheckServerName(bad) || net_.CheckAPName(bad));
+    EXPECT_EQ(net_.GetServer(bad), 0U);
+    EXPECT_EQ(net_.GetAP(bad), 0U);
+    EXPECT_EQ(net_.GetAP("A", bad), 0U);
+  }
+  EXPECT_EQ(Describe(net_), before);
+  EXPECT_EQ(net_.GetRevision(), revision);
+}
+
+TEST_F(Nodes, EntryAsAddApWritesIt) {
+  net_.Preferences()->node_settings = 0x5A;
+  ASSERT_EQ(net_.AddAP("a", "p", 0x80000044), 7U);
+  std::string image("p", 1);
+  image.resize(52, '\0');
+  image += std::string("\x07\0\0\0\x02\x03\0\0\0\x44\0\0\x80\0", 14);
+  image += std::string("\0\0\0\0\x01\0\0\0\x5A\0\0", 11);
+  EXPECT_EQ(Image(net_, 7), image);
+  EXPECT_EQ(Entry(net_, 1).ap_count, 3U);
+}
+
+TEST_F(Nodes, AddingUnderAnUnknownServerMovesNoCounter) {
+  const std::string before = Describe(net_);
+  TDBObjId nowhere{200, 77};
+  TDBObjId ap{200, 4};
+  TDBObjId record{100, 1};
+  EXPECT_EQ(net_.AddAP("a1", "x", 0), 0U);
+  EXPECT_EQ(net_.AddAP(77, "x", 0), 0U);
+  EXPECT_EQ(net_.AddAP(4, "x", 0), 0U) << "an AP is no server";
+  EXPECT_EQ(net_.AddAP(0x100000001, "x", 0), 0U);
+  for (TDBObjId* id : {&nowhere, &ap, &record}) EXPECT_EQ(net_.AddAP(*id, "x", 0), 0U);
+  EXPECT_EQ(Describe(net_), before);
+  TDBObjId server{200, 2};
+  EXPECT_EQ(net_.AddAP(server, "", 0), 7U) << "only the length of a name is looked at";
+}
+
+TEST_F(Nodes, DuplicateNamesAreFoundInRootOrder) {
+  ASSERT_EQ(net_.AddAP("C", "Same", 0), 7U);
+  ASSERT_EQ(net_.AddAP("B", "same", 0), 8U);
+  ASSERT_EQ(net_.AddAP("B", "SAME", 0), 9U);
+  TDBObjId id;
+  EXPECT_EQ(net_.GetAP("same"), 8U);
+  EXPECT_TRUE(net_.GetAP("SAME", id));
+  EXPECT_EQ(id, (TDBObjId{200, 8}));
+  EXPECT_EQ(net_.GetAP("c", "sAME"), 7U);
+  EXPECT_EQ(net_.GetAP("A", "same"), 0U);
+  EXPECT_TRUE(net_.ModifyAP("same", "other")) << "the first of them";
+  EXPECT_EQ(net_.GetAP("same"), 9U);
+  EXPECT_TRUE(net_.ChangeSrv("same", "A"));
+  EXPECT_EQ(Entry(net_, 9).server_id, 1U);
+  EXPECT_TRUE(net_.ChangeSrv(8, 3));
+  EXPECT_TRUE(net_.ModifyAP(9, "third") && net_.ModifyAP(8, "SAmE") == false);
+  EXPECT_TRUE(net_.DeleteAP("C", "same"));
+  EXPECT_EQ(net_.GetAP("same"), 0U);
+}
+
+TEST_F(Nodes, LookUpsByIdentifierFindServersToo) {
+  TDBObjId id{1, 2};
+  CNNEntry entry;
+  EXPECT_FALSE(net_.GetAP(77, id));
+  EXPECT_FALSE(net_.GetNN(0UL, id));
+  EXPECT_FALSE(net_.GetAP(0x100000004, id));
+  EXPECT_FALSE(net_.GetAP(0xFFFFFFFFUL, id)) << "the root folder is no node";
+  EXPECT_FALSE(net_.GetNN(0xFFFFFFFEUL, id)) << "the network folder is no node";
+  EXPECT_FALSE(net_.GetAP("A", id));
+  EXPECT_FALSE(net_.GetAP(2, 4, id)) << "under another server";
+  EXPECT_FALSE(net_.GetAP(1, 1, id));
+  EXPECT_FALSE(net_.GetAP("B", "a1", id));
+  EXPECT_EQ(id, (TDBObjId{1, 2}));
+  EXPECT_TRUE(net_.GetAP(1, 5, id));
+  EXPECT_EQ(id, (TDBObjId{200, 5}));
+  EXPECT_TRUE(net_.GetAP(3, id));
+  EXPECT_EQ(id, (TDBObjId{200, 3}));
+  EXPECT_TRUE(net_.GetNN(6, id));
+  EXPECT_EQ(id, (TDBObjId{200, 6}));
+  EXPECT_TRUE(net_.GetAPInfo(3, entry));
+  EXPECT_EQ(entry.type, kTypeServer);
+  EXPECT_TRUE(net_.GetAPInfo("B1", entry));
+  EXPECT_EQ(entry.id, 6U);
+  EXPECT_FALSE(net_.GetAPInfo("B", entry));
+  EXPECT_FALSE(net_.GetNNInfo(77, entry));
+  EXPECT_EQ(entry.id, 6U) << "a miss leaves the entry alone";
+  EXPECT_EQ(net_.GetAPServerID(1), 0U);
+  EXPECT_EQ(net_.GetAPServerID(77), 0U);
+}
 
 TEST(Addresses, HaveFourDigitsOrMore) {
   CNCCNet net;

@@ -115,39 +115,6 @@ TEST_F(Storage, IdListsKeepTheOrderOfLinkingAndEachNumberOnce) {
   EXPECT_TRUE(ListNumbers(*Record(3), 4).empty());
 }
 
-TEST_F(Storage, LongListsSurviveManyRemovalsAndReopening) {
-  constexpr std::uint32_t kFirst = 7;
-  constexpr std::uint32_t kCount = 300;
-  ASSERT_TRUE(net_.BeginBatch());
-  for (std::uint32_t i = 0; i < kCount; ++i) {
-    ASSERT_EQ(net_.AddAP("C", ("c" + std::to_string(i)).c_str(), 0), kFirst + i);
-  }
-  ASSERT_TRUE(net_.EndBatch());
-  std::vector<std::uint32_t> expected;
-  ChangeBelow(net_, [&](CHDBase&) {
-    auto record = Record(1);
-    for (std::uint32_t i = 0; i < kCount; ++i) {
-      NetAccess::AddListId(net_, record, {200, kFirst + i}, 6);
-    }
-    for (std::uint32_t i = 0; i < kCount; ++i) {
-      const bool goes = i % 3 != 0 || (i > 90 && i < 240);
-      if (goes) NetAccess::DelListId(net_, record, {200, kFirst + i}, 6);
-      if (!goes) expected.push_back(kFirst + i);
-    }
-  });
-  for (int round = 0; round < 3; ++round) {
-    EXPECT_EQ(ListNumbers(*Record(1), 6), expected);
-    Reopen();
-    ChangeBelow(net_, [&](CHDBase&) {
-      auto record = Record(1);
-      NetAccess::DelListId(net_, record, {200, expected[40]}, 6);
-      NetAccess::AddListId(net_, record, {200, expected[40]}, 6);
-    });
-    expected.push_back(expected[40]);
-    expected.erase(expected.begin() + 40);
-  }
-}
-
 TEST_F(Storage, RootEntriesAreFoundByNameOrIdAndKind) {
   ASSERT_EQ(net_.AddServer("alpha", 0, 0), 7U);
   const TDBObjId untouched{1, 2};
@@ -162,39 +129,6 @@ TEST_F(Storage, RootEntriesAreFoundByNameOrIdAndKind) {
   EXPECT_EQ(found, (TDBObjId{200, 7}));
   EXPECT_TRUE(NetAccess::GetRootEntry(net_, 2UL, kTypeServer, found));
   EXPECT_EQ(found, (TDBObjId{200, 2}));
-}
-
-TEST_F(Storage, DeletingARootEntryLeavesNoTrace) {
-  ASSERT_TRUE(net_.DeleteServer("a"));
-  for (int round = 0; round < 2; ++round) {
-    for (const std::uint32_t gone : {1U, 4U, 5U}) {
-      EXPECT_THROW(Record(gone), ncc::StorageError) << gone;
-      EXPECT_THROW(FolderItems(gone), ncc::StorageError) << gone;
-      EXPECT_EQ(net_.GetType(gone), kTypeNone) << gone;
-    }
-    EXPECT_TRUE(ListNumbers(*Record(2), 4).empty());
-    EXPECT_TRUE(ListNumbers(*Record(3), 4).empty());
-    EXPECT_EQ(Items(*NetAccess::RootFolder(net_)).size(), 3U);
-    Reopen();
-  }
-}
-
-TEST_F(Storage, RenamingAndMovingCarryBothItemsOfAnAp) {
-  EXPECT_TRUE(net_.ModifyAP("a1", "new"));
-  EXPECT_TRUE(net_.ModifyServer("B", "bee"));
-  const std::vector<Item> renamed = {
-      {200, 4, 2, "new"}, {100, 4, 6, "new"}, {200, 5, 2, "a2"}, {100, 5, 6, "a2"}};
-  EXPECT_EQ(FolderItems(1), renamed);
-  EXPECT_EQ(Record(4)->Name(), "new");
-  EXPECT_EQ(Record(2)->Name(), "bee");
-  EXPECT_EQ(std::get<3>(Items(*NetAccess::RootFolder(net_))[2]), "bee");
-  EXPECT_TRUE(net_.ChangeSrv("new", "bee"));
-  const std::vector<Item> old_items = {{200, 5, 2, "a2"}, {100, 5, 6, "a2"}};
-  const std::vector<Item> new_items = {
-      {200, 6, 2, "b1"}, {100, 6, 6, "b1"}, {200, 4, 2, "new"}, {100, 4, 6, "new"}};
-  Reopen();
-  EXPECT_EQ(FolderItems(1), old_items);
-  EXPECT_EQ(FolderItems(2), new_items);
 }
 
 TEST_F(Storage, RenamingReachesEveryFolderThatListsTheObject) {

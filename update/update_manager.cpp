@@ -32,7 +32,7 @@ constexpr const char* kMapFormats[] = {"%snode%d.map", "%snode%d.reg", "%snode%d
 
 enum class SingleFileFolder { kExport, kDatabase };
 struct SingleFile {
-  std::string_view name;
+  const char* name;
   SingleFileFolder folder;
 };
 constexpr SingleFile kSingleFiles[] = {
@@ -152,7 +152,7 @@ void CUpdateManager::CopyFileA(const char* name) {
   for (const SingleFile& file : kSingleFiles) {
     if (!EqualFolded(name, file.name)) continue;
     const char* folder = file.folder == SingleFileFolder::kExport ? export_folder_ : db_folder_;
-    if (folder != nullptr) CopyOneFile("%s%s", "NEW\\", WithSeparator(folder).c_str(), name);
+    if (folder != nullptr) CopyOneFile("%s%s", "NEW\\", WithSeparator(folder).c_str(), file.name);
     return;
   }
   const std::string_view text(name);

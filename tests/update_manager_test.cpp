@@ -1,0 +1,204 @@
+#include "support/outputs.h"
+
+#include <memory>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Gives the tests the number of records that a manager holds.
+unsigned long CountRecords(CUpdateManager& manager);
+template <auto Member>
+struct Expose {
+  friend unsigned long CountRecords(CUpdateManager& manager) { return manager.*Member; }
+};
+template struct Expose<&CUpdateManager::count_>;
+
+// A journal record as it stands in the file; the name is padded here.
+std::string Record(std::string name, char value) {
+  name.resize(13, '\0');
+  return name + value + std::string(3, '\0');
+}
+
+class UpdateManagerTest : public ::testing::Test {
+ protected:
+  UpdateManagerTest() {
+    fs::current_path(scratch_.Path());
+    SetStampProvider(std::make_shared<LengthStamps>());
+  }
+  ~UpdateManagerTest() override {
+    SetStampProvider(nullptr);
+    fs::current_path(before_);
+  }
+
+  void Journal(const std::string& records) { WriteFile("newfiles.dat", records); }
+  // The files outside "NEW" after a check; they are removed.
+  std::vector<std::string> Copied() {
+    manager_.CheckCRC();
+    std::vector<std::string> names;
+    for (const auto& [path, bytes] : FilesBelow(".")) {
+      if (path.starts_with("NEW/") || path == "newfiles.dat") continue;
+      EXPECT_EQ(bytes, path.substr(path.rfind('/') + 1)) << "from the folder of its own kind";
+      names.push_back(path);
+      fs::remove(path);
+    }
+    return names;
+  }
+
+  fs::path before_ = fs::current_path();
+  ScratchFolder scratch_;
+  CUpdateManager manager_;
+};
+
+using Paths = std::vector<std::string>;
+
+TEST_F(UpdateManagerTest, WriteAppendsARecordForEachFile) {
+  fs::create_directory("some");
+  for (const char* name : {"node12.map", "longer than eight.document", "a.b.c", "plain"}) {
+    WriteFile("some/" + std::string(name), "12345");
+  }
+  EXPECT_EQ(manager_.Write("some\\node12.map"), 1);
+  EXPECT_EQ(manager_.Write("./some/longer than eight.document"), 1);
+  EXPECT_EQ(manager_.Write("some/a.b.c"), 1);
+  EXPECT_EQ(manager_.Write("some\\plain"), 1);
+  EXPECT_EQ(manager_.Write("some\\missing.txt"), 1);
+  WriteFile("some/node12.map", std::string(0x010203, 'x'));
+  EXPECT_EQ(manager_.Write("some/node12.map"), 1);
+  const std::string all = Record("node12.map", 5) + Record("longer t.doc", 5) + Record("a.b.c", 5) +
+                          Record("plain", 5) + Record("missing.txt", 0) +
+                          std::string("node12.map\0\0\0\3\2\1\0", 17);
+  EXPECT_EQ(ReadFile("newfiles.dat"), all);
+  EXPECT_TRUE(manager_.WriteCRC());
+  manager_.WriteCRC(false);
+  EXPECT_FALSE(manager_.WriteCRC());
+  EXPECT_EQ(manager_.Write("some/plain"), 0);
+  EXPECT_EQ(manager_.SetUpdateAb(), 0);
+  EXPECT_EQ(ReadFile("newfiles.dat"), all);
+  const CUpdateManager copy = manager_;
+  EXPECT_FALSE(CUpdateManager(copy).WriteCRC()) << "copies take the flag";
+}
+
+TEST_F(UpdateManagerTest, ReadGivesOneRecordMoreThanTheJournalHas) {
+  EXPECT_EQ(manager_.Read(), 0);
+  EXPECT_EQ(CountRecords(manager_), 0U);
+  const std::string two = Record("node1.reg", 1) + Record("apn0002.crg", 2);
+  const std::pair<std::string, unsigned long> journals[] = {
+      {"", 1}, {two, 3}, {two + "apn00", 3}, {two.substr(0, 17 + 15), 2}, {two.substr(0, 5), 1}};
+  for (const auto& [bytes, count] : journals) {
+    Journal(bytes);
+    EXPECT_EQ(manager_.Read(), 1);
+    EXPECT_EQ(CountRecords(manager_), count) << bytes.size();
+  }
+  CUpdateManager copy(manager_);
+  EXPECT_EQ(CountRecords(copy), 1U);
+  manager_.Clear();
+  EXPECT_FALSE(fs::exists("newfiles.dat"));
+  EXPECT_EQ(manager_.Read(), 0);
+  EXPECT_EQ(CountRecords(manager_), 0U);
+  copy = manager_;
+  EXPECT_EQ(CountRecords(copy), 0U);
+  fs::create_directory("newfiles.dat");
+  EXPECT_EQ(copy.Write("some/file"), 1);
+  EXPECT_EQ(copy.Read(), 0) << "failures are silent";
+}
+
+TEST_F(UpdateManagerTest, EachNameTakesItsFilesAlong) {
+  const std::string ap_files[] = {"apn00AB.txt", "apn00AB.crg", "apn00AB.crc", "apa00AB.txt",
+                                  "apc00AB.txt", "apl00AB.txt", "apu00AB.txt", "apn00AC.txt"};
+  const std::string server_files[] = {"node12.map", "node12.reg", "node12.xnw", "node12.tun",
+                                      "node1.map",  "node12.txt", "node123.map"};
+  for (const auto& name : ap_files) Put({{"NEW/APDB/" + name, name}});
+  for (const auto& name : server_files) Put({{"NEW/MAP/" + name, name}});
+  const std::string single_files[] = {"ABONAME.TXT", "ABONAMEE.TXT", "CCC_KC.TXT",
+                                      "ABN_AP.TXT",  "NODENAME.DOC", "NMATRIX.DAT",
+                                      "EXTNET.DOC",  "IPKELADR.DOC", "OTHER.TXT"};
+  for (const auto& name : single_files) Put({{"NEW/" + name, name}});
+  Put({{"NEW/ABN/001A0019.abn", "001A0019.abn"}, {"NEW/ABN/001A0020.abn", "001A0020.abn"}});
+  for (const char* folder : {"APDB", "MAP", "ABN", "kc", "db"}) fs::create_directory(folder);
+
+  Journal(Record("apn00AB.crg", 1));
+  EXPECT_EQ(Copied(), (Paths{"APDB/apa00AB.txt", "APDB/apc00AB.txt", "APDB/apl00AB.txt",
+                             "APDB/apn00AB.crc", "APDB/apn00AB.crg", "APDB/apn00AB.txt"}));
+  Journal(Record("node12.reg", 1));
+  EXPECT_EQ(Copied(),
+            (Paths{"MAP/node12.map", "MAP/node12.reg", "MAP/node12.tun", "MAP/node12.xnw"}));
+  Journal(Record("001A0019.abn", 1) + Record("OTHER.TXT", 1) + Record("", 9));
+  EXPECT_EQ(Copied(), Paths{"ABN/001A0019.abn"});
+
+  std::string all;
+  for (const auto& name : single_files) all += Record(name, 1);
+  Journal(all);
+  EXPECT_EQ(manager_.GetExportFolder(), nullptr);
+  EXPECT_EQ(manager_.GetDBFolder(), nullptr);
+  EXPECT_EQ(Copied(), Paths{}) << "no folder is set";
+  const char* const export_folder = "kc\\";
+  const char* const db_folder = "db/";
+  manager_.SetExportFolder(export_folder);
+  manager_.SetDBFolder(db_folder);
+  EXPECT_TRUE(manager_.GetExportFolder() == export_folder && manager_.GetDBFolder() == db_folder);
+  EXPECT_EQ(Copied(), Paths{}) << "known already";
+  Journal("");
+  EXPECT_EQ(Copied(), Paths{});
+  Journal(all);
+  EXPECT_EQ(Copied(),
+            (Paths{"db/EXTNET.DOC", "db/IPKELADR.DOC", "kc/ABN_AP.TXT", "kc/ABONAME.TXT",
+                   "kc/ABONAMEE.TXT", "kc/CCC_KC.TXT", "kc/NMATRIX.DAT", "kc/NODENAME.DOC"}));
+  Put({{"NEW/ipkelAdr.Doc", "ipkelAdr.Doc"}});
+  Journal(Record("ipkelAdr.Doc", 7));
+  EXPECT_EQ(Copied(), Paths{"db/IPKELADR.DOC"}) << "known without regard to case";
+}
+
+TEST_F(UpdateManagerTest, OnlyWhatIsNewOrChangedIsCopied) {
+  for (const char* number : {"1", "2"}) {
+    const std::string name = "node" + std::string(number) + ".map";
+    Put({{"NEW/MAP/" + name, name}});
+  }
+  Put({{"NEW/APDB/apn0001.txt", "apn0001.txt"}});
+  fs::create_directory("MAP");
+  fs::create_directory("APDB");
+  const std::string one1 = Record("node1.reg", 1);
+  const std::string one2 = Record("node1.reg", 2);
+  const Paths first = {"MAP/node1.map"};
+  const Paths none;
+  Journal(one1);
+  EXPECT_EQ(Copied(), first);
+  EXPECT_EQ(Copied(), none);
+  Journal(one1 + Record("node2.reg", 1));
+  EXPECT_EQ(Copied(), Paths{"MAP/node2.map"});
+  Journal(one1 + one2);
+  EXPECT_EQ(Copied(), first) << "the later record counts";
+  Journal(one1 + one2 + one1 + one2);
+  EXPECT_EQ(Copied(), none);
+  Journal(one1 + one1);
+  EXPECT_EQ(Copied(), first);
+  Journal(one1.substr(0, 13));
+  EXPECT_EQ(manager_.Read(), 1) << "a cut record is one that was known";
+  manager_.Clear();
+  EXPECT_EQ(Copied(), none);
+  Journal(one1);
+  EXPECT_EQ(Copied(), first) << "nothing was known any more";
+
+  WriteFile("MAP/node1.map", "a longer text that is overwritten");
+  Journal(one2);
+  EXPECT_EQ(Copied(), first);
+  fs::remove_all("NEW/MAP");
+  WriteFile("MAP/node1.map", "node1.map");
+  Journal(one1 + Record("apn0001.crg", 1));
+  EXPECT_EQ(Copied(), (Paths{"APDB/apn0001.txt", "MAP/node1.map"}))
+      << "what is not staged stays, and the rest is copied";
+}
+
+TEST_F(UpdateManagerTest, TheNetworkHandsItsKeyCentreFolderOn) {
+  CNCCNet net;
+  CUpdateManager* manager = net.GetUpdateManager();
+  EXPECT_EQ(manager->GetExportFolder(), nullptr);
+  for (const std::string& path : {std::string("kc\\"), std::string(200, 'k'), std::string("x")}) {
+    net.KCPath(path.c_str());
+    EXPECT_EQ(net.KCPath(), path);
+    EXPECT_EQ(net.GetUpdateManager()->GetExportFolder(), net.KCPath().c_str());
+  }
+  net.KCPath() = std::string(500, 'm');
+  EXPECT_EQ(net.GetUpdateManager()->GetExportFolder(), net.KCPath().c_str());
+}
+
+}  // namespace
