@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 
 namespace ncc {
 namespace {
@@ -11,9 +12,18 @@ constinit thread_local std::array<char, 512> text_of_thread{};
 }  // namespace
 
 void SetLastError(std::string_view text) noexcept {
-  const std::size_t length = std::min(text.size(), text_of_thread.size() - 1);
-  std::copy_n(text.data(), length, text_of_thread.data());
-  text_of_thread[length] = '\0';
+  const std::size_t room = text_of_thread.size() - 1;
+  if (text.size() <= room) {
+    *std::copy(text.begin(), text.end(), text_of_thread.begin()) = '\0';
+    return;
+  }
+  // What went wrong stands at the end, behind what may be a long path.
+  constexpr std::string_view kGap = " ... ";
+  const std::size_t head = room / 4;
+  const std::size_t tail = room - head - kGap.size();
+  auto at = std::copy_n(text.begin(), head, text_of_thread.begin());
+  at = std::copy(kGap.begin(), kGap.end(), at);
+  *std::copy(text.end() - static_cast<std::ptrdiff_t>(tail), text.end(), at) = '\0';
 }
 
 void ClearLastError() noexcept { text_of_thread[0] = '\0'; }

@@ -6,7 +6,7 @@
 
 namespace ncc {
 
-// Keeps what fits into 511 bytes; needs no memory.
+// Keeps what fits into 511 bytes, its end before its middle; needs no memory.
 void SetLastError(std::string_view text) noexcept;
 void ClearLastError() noexcept;
 const char* LastErrorText() noexcept;

@@ -201,25 +201,16 @@ CString CNCCNet::GetDBName() {
 void CNCCNet::KCPath(const char* path) {
   LockScope lock(state_->lock);
   SetPath(state_->lock, state_->kc_path, path);
-  state_->handed_kc_path = state_->kc_path.c_str();
-  state_->update_manager.SetExportFolder(state_->handed_kc_path);
+  state_->update_manager.FollowExportFolder(&state_->kc_path);
 }
-CString& CNCCNet::KCPath() {
-  LockScope lock(state_->lock);
-  state_->FollowKcPath();
-  return state_->kc_path;
-}
+CString& CNCCNet::KCPath() { return state_->kc_path; }
 void CNCCNet::APDBPath(const char* path) { SetPath(state_->lock, state_->apdb_path, path); }
 CString& CNCCNet::APDBPath() { return state_->apdb_path; }
 void CNCCNet::MAPPath(const char* path) { SetPath(state_->lock, state_->map_path, path); }
 CString& CNCCNet::MAPPath() { return state_->map_path; }
 
 CNetPref* CNCCNet::Preferences() { return &state_->prefs; }
-CUpdateManager* CNCCNet::GetUpdateManager() {
-  LockScope lock(state_->lock);
-  state_->FollowKcPath();
-  return &state_->update_manager;
-}
+CUpdateManager* CNCCNet::GetUpdateManager() { return &state_->update_manager; }
 CThreadPool* CNCCNet::GetThreadPool() { return state_->pool.get(); }
 const char* CNCCNet::LastError() { return LastErrorText(); }
 

@@ -7,13 +7,25 @@ namespace ncc {
 NetState::NetState() : pool(std::make_unique<CThreadPool>()) {}
 NetState::~NetState() = default;
 
+namespace {
+
+// A callback of the application runs.
+class CallbackScope {
+ public:
+  explicit CallbackScope(int& running) : running_(running) { ++running_; }
+  ~CallbackScope() { --running_; }
+  CallbackScope(const CallbackScope&) = delete;
+  CallbackScope& operator=(const CallbackScope&) = delete;
+
+ private:
+  int& running_;
+};
+
+}  // namespace
+
 void NetState::Progress() {
   if (callback == nullptr) return;
-  struct Depth {
-    explicit Depth(int& running) : count(running) { ++count; }
-    ~Depth() { --count; }
-    int& count;
-  } depth(callback_depth);
+  const CallbackScope running(callback_depth);
   try {
     callback(context, nullptr);
   } catch (...) {
@@ -21,11 +33,15 @@ void NetState::Progress() {
   }
 }
 
-void NetState::FollowKcPath() {
-  // A folder that the application gave to the manager itself stays.
-  if (handed_kc_path == nullptr || update_manager.GetExportFolder() != handed_kc_path) return;
-  handed_kc_path = kc_path.c_str();
-  update_manager.SetExportFolder(handed_kc_path);
+void NetState::Observe(const CFileEvent& event) const {
+  if (!file_observer) return;
+  const CallbackScope running(callback_depth);
+  try {
+    const auto observer = file_observer;  // it may take itself off
+    observer(event);
+  } catch (...) {
+    // What an observer thinks of a file changes no result.
+  }
 }
 
 void NetState::DropBatch() {

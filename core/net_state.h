@@ -39,14 +39,13 @@ struct NetState {
   std::unique_ptr<CThreadPool> pool;
   CUpdateManager update_manager;
 
-  const char* handed_kc_path = nullptr;  // what the update manager was given last
   std::function<void(const CFileEvent&)> file_observer;
   std::shared_ptr<OutputCache> output_cache;  // what generators composed; null without
   std::uint64_t open_count = 0;               // databases that were opened or created
 
   CNetPref prefs_before;             // at the beginning of the running unit
   std::unique_ptr<UnitScope> batch;  // the unit that BeginBatch began; null without one
-  int callback_depth = 0;            // progress callbacks that are running
+  mutable int callback_depth = 0;    // progress callbacks and file observers that are running
 
   // Calls the progress callback, if one is set. Throws CallbackFailure when it throws.
   void Progress();
@@ -54,8 +53,8 @@ struct NetState {
   // Whether generators are to stop.
   bool StopRequested() const { return stop_generation.IsSet() || pool->IsStopping(); }
 
-  // Hands the key-centre folder to the update manager again if its text has moved.
-  void FollowKcPath();
+  // Tells the file observer, if there is one. What it throws is ignored.
+  void Observe(const CFileEvent& event) const;
 
   // Ends a batch without storing it, and leaves the lock that it held.
   void DropBatch();

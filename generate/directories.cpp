@@ -70,6 +70,7 @@ bool CNCCNet::GenAPDB(const char* folder, unsigned char mode) {
     failure.Note(kind.generate(sub_folder.c_str()));
     if (net.StopRequested()) break;
   }
+  ForgetComposed(net);
   failure.Report();
   return true;
 }

@@ -28,7 +28,7 @@ bool CNCCNet::GenApn(const char* folder, unsigned char mode) {
 }
 
 bool CNCCNet::GenApn(const char* folder, unsigned char mode, unsigned long id) {
-  return ForKnown(*state_, id, FindAP, [&](TDBObjId& ap) { GenApn(folder, mode, ap); });
+  return ForKnown(*state_, id, kTypeAP, [&](TDBObjId& ap) { GenApn(folder, mode, ap); });
 }
 
 bool CNCCNet::GenApn(const char* folder, unsigned char mode, std::list<unsigned long> ids) {
@@ -42,7 +42,7 @@ bool CNCCNet::GenApa(const char* folder) {
 }
 
 bool CNCCNet::GenApa(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, FindAP, [&](TDBObjId& ap) { GenApa(folder, ap); });
+  return ForKnown(*state_, id, kTypeAP, [&](TDBObjId& ap) { GenApa(folder, ap); });
 }
 
 bool CNCCNet::GenApa(const char* folder, std::list<unsigned long> ids) {
@@ -56,7 +56,7 @@ bool CNCCNet::GenApc(const char* folder) {
 }
 
 bool CNCCNet::GenApc(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, FindAP, [&](TDBObjId& ap) { GenApc(folder, ap); });
+  return ForKnown(*state_, id, kTypeAP, [&](TDBObjId& ap) { GenApc(folder, ap); });
 }
 
 bool CNCCNet::GenApc(const char* folder, std::list<unsigned long> ids) {
@@ -70,7 +70,7 @@ bool CNCCNet::GenApl(const char* folder) {
 }
 
 bool CNCCNet::GenApl(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, FindAP, [&](TDBObjId& ap) { GenApl(folder, ap); });
+  return ForKnown(*state_, id, kTypeAP, [&](TDBObjId& ap) { GenApl(folder, ap); });
 }
 
 bool CNCCNet::GenApl(const char* folder, std::list<unsigned long> ids) {
@@ -84,7 +84,7 @@ bool CNCCNet::GenApu(const char* folder) {
 }
 
 bool CNCCNet::GenApu(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, FindAP, [&](TDBObjId& ap) { GenApu(folder, ap); });
+  return ForKnown(*state_, id, kTypeAP, [&](TDBObjId& ap) { GenApu(folder, ap); });
 }
 
 bool CNCCNet::GenApu(const char* folder, std::list<unsigned long> ids) {
@@ -98,7 +98,7 @@ bool CNCCNet::GenTun(const char* folder) {
 }
 
 bool CNCCNet::GenTun(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, FindAP, [&](TDBObjId& ap) { GenTun(folder, ap); });
+  return ForKnown(*state_, id, kTypeAP, [&](TDBObjId& ap) { GenTun(folder, ap); });
 }
 
 bool CNCCNet::GenTun(const char* folder, std::list<unsigned long> ids) {
@@ -112,7 +112,7 @@ bool CNCCNet::GenApnCrc(const char* folder) {
 }
 
 bool CNCCNet::GenApnCrc(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, FindAP, [&](TDBObjId& ap) { GenApnCrc(folder, ap); });
+  return ForKnown(*state_, id, kTypeAP, [&](TDBObjId& ap) { GenApnCrc(folder, ap); });
 }
 
 bool CNCCNet::GenApnCrc(const char* folder, std::list<unsigned long> ids) {
@@ -134,7 +134,7 @@ bool CNCCNet::GenApnCrg(const char* folder) {
 }
 
 bool CNCCNet::GenApnCrg(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, FindAP, [&](TDBObjId& ap) { GenApnCrg(folder, ap); });
+  return ForKnown(*state_, id, kTypeAP, [&](TDBObjId& ap) { GenApnCrg(folder, ap); });
 }
 
 // The folder of the stamp lists is made, but each list is given that of the whole database.
@@ -155,7 +155,7 @@ bool CNCCNet::GenMAPApn(const char* folder, unsigned char mode) {
 }
 
 bool CNCCNet::GenMAPApn(const char* folder, unsigned char mode, unsigned long id) {
-  return ForKnown(*state_, id, FindServer,
+  return ForKnown(*state_, id, kTypeServer,
                   [&](TDBObjId& server) { GenMAPApn(folder, mode, server); });
 }
 
@@ -170,7 +170,7 @@ bool CNCCNet::GenMAPApa(const char* folder) {
 }
 
 bool CNCCNet::GenMAPApa(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, FindServer, [&](TDBObjId& server) { GenMAPApa(folder, server); });
+  return ForKnown(*state_, id, kTypeServer, [&](TDBObjId& server) { GenMAPApa(folder, server); });
 }
 
 bool CNCCNet::GenMAPApa(const char* folder, std::list<unsigned long> ids) {
@@ -184,7 +184,8 @@ bool CNCCNet::GenMAPApnCrg(const char* folder) {
 }
 
 bool CNCCNet::GenMAPApnCrg(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, FindServer, [&](TDBObjId& server) { GenMAPApnCrg(folder, server); });
+  return ForKnown(*state_, id, kTypeServer,
+                  [&](TDBObjId& server) { GenMAPApnCrg(folder, server); });
 }
 
 bool CNCCNet::GenMAPApnCrg(const char* folder, std::list<unsigned long> ids) {

@@ -24,7 +24,11 @@ void FirstFailure::Empty(const std::string& folder, std::string_view prefix) {
   }
 }
 
-void FirstFailure::Report() const { SetLastError(text_); }
+void FirstFailure::NoteMinor(bool /*result*/) {
+  if (minor_text_.empty()) minor_text_ = LastErrorText();
+}
+
+void FirstFailure::Report() const { SetLastError(text_.empty() ? minor_text_ : text_); }
 
 std::optional<std::string> OutputRoot(NetState& net, const char* folder) {
   std::string root;
@@ -37,6 +41,7 @@ std::optional<std::string> OutputRoot(NetState& net, const char* folder) {
 }
 
 bool CallBetweenNodes(NetState& net) {
+  LockScope lock(net.lock);
   if (net.callback == nullptr) return true;
   return Run(net, false, [&] {
     net.Progress();

@@ -20,11 +20,14 @@ class FirstFailure {
   // Folders: what fails is noted.
   void Make(const std::string& folder);
   void Empty(const std::string& folder, std::string_view prefix = "");
+  // The same for a step that may well have nothing to do: it counts when nothing else has failed.
+  void NoteMinor(bool result);
   // At the end: leaves the first failure as the last error.
   void Report() const;
 
  private:
   std::string text_;
+  std::string minor_text_;
 };
 
 // The folder of a generator that makes folders, with a separator at its end. Nothing, and the last
@@ -58,26 +61,24 @@ bool ForAll(NetState& net, std::uint8_t type, Callback callback, Stop stop, One 
   return true;
 }
 
-// Runs one(object) for the node if find(net, id) gives its record; false when it does not.
-template <class Find, class One>
-bool ForKnown(NetState& net, unsigned long id, Find find, One one) {
+// Which nodes a generator takes: those of a type, or all.
+inline const CHDBRecord* FindTaken(const NetState& net, unsigned long id, std::uint8_t type) {
+  return type == kTypeNone ? FindNode(net, id) : FindObject(net, id, type);
+}
+
+// Runs one(object) for the node of this type (kTypeNone: any); false when there is none.
+template <class One>
+bool ForKnown(NetState& net, unsigned long id, std::uint8_t type, One one) {
   TDBObjId object;
   const bool known = Run(net, false, [&] {
-    const CHDBRecord* record = find(net, id);
-    if (record == nullptr) RefuseUnknown(kTypeNone, id);
+    const CHDBRecord* record = FindTaken(net, id, type);
+    if (record == nullptr) RefuseUnknown(type, id);
     object = FolderOf(*record);
     return true;
   });
   if (!known) return false;
   one(object);
   return true;
-}
-
-inline const CHDBRecord* FindAP(const NetState& net, unsigned long id) {
-  return FindObject(net, id, kTypeAP);
-}
-inline const CHDBRecord* FindServer(const NetState& net, unsigned long id) {
-  return FindObject(net, id, kTypeServer);
 }
 
 // Runs one(id) for each of the list. Always true.

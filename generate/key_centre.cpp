@@ -118,6 +118,7 @@ bool CNCCNet::ExportForKC(bool full, const char* folder) {
   failure.Note(CreateNmatrixFile(into));
   empty_folder(*root + "AAA\\");
   failure.Note(full ? GenFullDistr(into) : GenShortDistr(into));
+  ForgetComposed(net);
   failure.Report();
   return true;
 }

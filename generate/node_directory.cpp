@@ -40,7 +40,9 @@ CNNEntry ServerOf(const NetState& net, const CNNEntry& ap) {
 void AppendLine(std::string& text, const NetState& net, std::string_view head, const CNNEntry& node,
                 std::uint32_t server, std::uint32_t ap) {
   text += head;
-  AppendColumn(text, node.name, kNameColumns);
+  std::string column;
+  AppendColumn(column, node.name, kNameColumns);
+  text += column.find('\n') == std::string::npos ? column : WithLineEnds(column);
   text += ' ';
   AppendHex4(text, net.prefs.net_number);
   AppendHex4(text, node.id);
@@ -85,8 +87,8 @@ void AppendMarked(std::string& text, const MarkedLines& lines, std::uint32_t id,
 // The lines of all APs that see these nodes.
 const DirectoryLines& LinesFor(NetState& net, const CHDBRecord& ap, unsigned char mode) {
   OutputCache& cache = OutputCache::Of(net);
-  const VisibleNodes visible = cache.VisibleFrom(net, ap);
   const auto compose = [&](const std::vector<std::uint32_t>&) {
+    const VisibleNodes visible = cache.VisibleFrom(net, ap);
     const std::string head17 = "0017 " + std::to_string(mode) + " ";
     return DirectoryLines{mode, LinesOf(net, visible.aps, kFlagDirectory, "0000 ", "   "),
                           LinesOf(net, visible.aps, kFlagTunnel, head17, " "),
@@ -101,7 +103,9 @@ const DirectoryLines& LinesFor(NetState& net, const CHDBRecord& ap, unsigned cha
 std::string ApDirectory(NetState& net, const CHDBRecord& record, unsigned char mode) {
   const CNNEntry ap = EntryOf<CNNEntry>(record);
   const CNNEntry server = ServerOf(net, ap);
-  const DirectoryLines& lines = LinesFor(net, record, mode);
+  static const DirectoryLines kNone;
+  const bool has_lines = (ap.flags & (kFlagDirectory | kFlagTunnel)) != 0;
+  const DirectoryLines& lines = has_lines ? LinesFor(net, record, mode) : kNone;
   std::string text;
   if ((ap.flags & kFlagDirectory) != 0) AppendMarked(text, lines.aps, ap.id, 'A');
   AppendLine(text, net, "0000 S S ", server, server.id, 0);

@@ -14,6 +14,8 @@ using namespace ncc;
 
 namespace {
 
+constexpr std::size_t kMostKept = 1U << 20;
+
 std::vector<std::uint32_t> AllNodes(const NetState& net) {
   const std::vector<std::uint32_t> servers = NumbersOf(net, kTypeServer);
   const std::vector<std::uint32_t> aps = NumbersOf(net, kTypeAP);
@@ -54,7 +56,10 @@ bool CNCCNet::CreateNmatrixFile(const char* folder) {
         AppendU32(head, node.flags);
       }
       file.Append(head);
-      for (const std::uint32_t node : nodes) file.Append(MatrixRow(net, nodes, node));
+      for (const std::uint32_t node : nodes) {
+        file.Append(MatrixRow(net, nodes, node));
+        if (file.Contents().size() > kMostKept) file.FlushAndForget();
+      }
     });
     return true;
   });

@@ -9,16 +9,6 @@ constexpr std::size_t kSmallestShared = 64U << 10;
 
 std::atomic<bool> sharing_is_on = true;
 
-void Observe(const NetState& net, const CFileEvent& event) {
-  if (!net.file_observer) return;
-  try {
-    const auto observer = net.file_observer;  // it may take itself off
-    observer(event);
-  } catch (...) {
-    // What an observer thinks of a file changes no result.
-  }
-}
-
 // Gives the file the storage of its twin; nothing when that is not to be, or cannot be.
 std::optional<FileIdentity> Share(const std::string& path, const SharedBytes& content) {
   if (!sharing_is_on || content.bytes.size() < kSmallestShared || content.twin.empty())
@@ -41,12 +31,12 @@ std::string Root(const char* folder) {
 
 void ReportFile(const NetState& net, const std::string& path, std::uint32_t node,
                 std::uint64_t bytes, bool shared) {
-  Observe(net, {path.c_str(), node, bytes, shared, nullptr});
+  net.Observe({path.c_str(), node, bytes, shared, nullptr});
 }
 
 void ReportFailure(const NetState& net, const std::string& path, std::uint32_t node,
                    const char* reason) {
-  Observe(net, {path.c_str(), node, 0, false, reason});
+  net.Observe({path.c_str(), node, 0, false, reason});
 }
 
 void RememberStampOf(const OutputFile& file, const StampKey& key) {
@@ -65,7 +55,8 @@ void WriteStamped(const NetState& net, const std::string& path, std::uint32_t no
 void WriteShared(const NetState& net, const std::string& path, std::uint32_t node,
                  SharedBytes& content) {
   if (const auto shared = Share(path, content)) {
-    if (content.stamp) RememberStamp(*shared, *content.stamp);
+    const bool is_link = shared->inode == content.twin_identity.inode;
+    if (content.stamp && !is_link) RememberStamp(*shared, *content.stamp);
     ReportFile(net, path, node, content.bytes.size(), true);
     return;
   }

@@ -31,6 +31,8 @@ std::vector<std::uint32_t> OutputCache::GroupsOf(const CHDBRecord& node) {
 }
 
 GroupView& OutputCache::ViewOf(const std::vector<std::uint32_t>& groups) {
+  const auto known = views_.find(groups);
+  if (known != views_.end()) return known->second;
   if (views_.size() >= kMostViews || held_bytes_ >= kMostBytes) {
     views_.clear();
     held_bytes_ = 0;

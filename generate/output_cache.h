@@ -123,4 +123,10 @@ class OutputCache {
   std::map<std::uint32_t, CNNEntry> roles_;
 };
 
+// Lets go of what was composed, at the end of a generation.
+inline void ForgetComposed(NetState& net) {
+  LockScope lock(net.lock);
+  net.output_cache.reset();
+}
+
 }  // namespace ncc

@@ -159,7 +159,7 @@ bool CNCCNet::GenFullDistr(const char* folder) {
 }
 
 bool CNCCNet::GenFullDistr(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, FindNode, [&](TDBObjId& node) { GenFullDistr(folder, node); });
+  return ForKnown(*state_, id, kTypeNone, [&](TDBObjId& node) { GenFullDistr(folder, node); });
 }
 
 bool CNCCNet::GenFullDistr(const char* folder, std::list<unsigned long> ids) {
@@ -173,7 +173,7 @@ bool CNCCNet::GenShortDistr(const char* folder) {
 }
 
 bool CNCCNet::GenShortDistr(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, FindNode, [&](TDBObjId& node) { GenShortDistr(folder, node); });
+  return ForKnown(*state_, id, kTypeNone, [&](TDBObjId& node) { GenShortDistr(folder, node); });
 }
 
 bool CNCCNet::GenShortDistr(const char* folder, std::list<unsigned long> ids) {

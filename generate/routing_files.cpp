@@ -63,7 +63,9 @@ void PutRecord(std::string& map, std::size_t at, const MapRecord& record, std::u
 std::string RoutingMap(NetState& net, std::uint32_t server) {
   const CHDBRecord& own = *FindObject(net, server, kTypeServer);
   std::vector<std::uint32_t> linked;
-  WalkIds(own, kServerLinks, [&](const TDBObjId& other) { linked.push_back(other.number); });
+  WalkIds(own, kServerLinks, [&](const TDBObjId& other) {
+    if (FindObject(net, other.number, kTypeServer) != nullptr) linked.push_back(other.number);
+  });
   std::vector<MapRecord> records;
   for (const std::uint32_t other : linked)
     records.push_back({kLinkedServer, other << 16, FindObject(net, other, kTypeServer)});
@@ -152,7 +154,6 @@ void WriteRegistration(NetState& net, const std::string& folder, std::uint32_t s
     file.Commit();
     RememberStampOf(file, key);
   });
-  net.FollowKcPath();
   net.update_manager.Write(path.c_str());
 }
 
@@ -192,7 +193,7 @@ bool CNCCNet::GenMAPNodeMap(const char* folder) {
 
 bool CNCCNet::GenMAPNodeMap(const char* folder, unsigned long id) {
   NetState& net = *state_;
-  return ForKnown(net, id, FindServer, [&](TDBObjId& server) {
+  return ForKnown(net, id, kTypeServer, [&](TDBObjId& server) {
     return Run(net, false, [&] {
       WriteMap(net, Prefix(folder), server.number);
       return true;
@@ -218,11 +219,11 @@ bool CNCCNet::GenMAPNodeTun(const char* folder, unsigned long id) {
   NetState& net = *state_;
   SharedBytes tunnels;
   const bool any = Run(net, false, [&] {
-    if (FindServer(net, id) == nullptr) RefuseUnknown(kTypeServer, id);
+    if (FindObject(net, id, kTypeServer) == nullptr) RefuseUnknown(kTypeServer, id);
     tunnels = Tunnels(net);
     return true;
   });
-  return any && ForKnown(net, id, FindServer, [&](TDBObjId& server) {
+  return any && ForKnown(net, id, kTypeServer, [&](TDBObjId& server) {
            bool stamped = false;
            return Run(net, false, [&] {
              WriteTunnels(net, Prefix(folder), server.number, tunnels, stamped);
@@ -243,7 +244,7 @@ bool CNCCNet::GenMAPNodeReg(const char* folder) {
 
 bool CNCCNet::GenMAPNodeReg(const char* folder, unsigned long id) {
   NetState& net = *state_;
-  return ForKnown(net, id, FindServer, [&](TDBObjId& server) {
+  return ForKnown(net, id, kTypeServer, [&](TDBObjId& server) {
     return Run(net, false, [&] {
       const FolderNames others(Prefix(folder), ".xnw");
       WriteRegistration(net, Prefix(folder), server.number, others);

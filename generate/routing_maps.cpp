@@ -34,7 +34,7 @@ bool CNCCNet::GenMAP(const char* folder, unsigned char mode, std::list<unsigned 
     failure.Note(GenMAPApa(map->c_str(), id));
     failure.Note(GenMAPApn(map->c_str(), mode, id));
     failure.Note(GenMAPApnCrg(map->c_str(), id));
-    failure.Note(GenMAPNodeTun(map->c_str()));
+    failure.NoteMinor(GenMAPNodeTun(map->c_str()));
     failure.Note(GenMAPNodeMap(map->c_str()));
     failure.Note(GenMAPNodeReg(map->c_str()));
   });
@@ -48,7 +48,7 @@ bool CNCCNet::GenRoutingTables(const char* folder) {
   FirstFailure failure;
   failure.Make(map);
   failure.Empty(map, "node");
-  failure.Note(GenMAPNodeTun(map.c_str()));
+  failure.NoteMinor(GenMAPNodeTun(map.c_str()));
   if (!net.StopRequested()) failure.Note(GenMAPNodeMap(map.c_str()));
   if (!net.StopRequested()) failure.Note(GenMAPNodeReg(map.c_str()));
   failure.Report();

@@ -21,7 +21,6 @@ void WriteStampList(NetState& net, const std::string& path, std::uint32_t node,
     list.Commit();
     RememberStampOf(list, key);
   });
-  net.FollowKcPath();
   net.update_manager.Write(path.c_str());
 }
 

@@ -16,6 +16,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
+#include <map>
 #include <memory>
 #include <system_error>
 #include <vector>
@@ -71,7 +73,34 @@ FileIdentity IdentityOf(const struct stat& info) {
           info.st_mtim.tv_nsec};
 }
 
+// The names of a folder, kept while the folder is as it was when they were listed: whoever misses
+// one file in it often misses many.
+const FolderNames& NamesOf(const std::string& folder) {
+  constexpr std::size_t kMostFolders = 16;
+  struct Listing {
+    FileIdentity folder;
+    FolderNames names;
+  };
+  static thread_local std::map<std::string, Listing> listings;
+  struct stat info {};
+  const bool exists = stat(folder.empty() ? "." : folder.c_str(), &info) == 0;
+  const FileIdentity now = exists ? IdentityOf(info) : FileIdentity();
+  const auto known = listings.find(folder);
+  if (exists && known != listings.end() && known->second.folder == now) return known->second.names;
+  if (listings.size() >= kMostFolders) listings.clear();
+  const bool settled = exists && IsSettled(now);
+  Listing listing{settled ? now : FileIdentity(), FolderNames(folder)};
+  return listings.insert_or_assign(folder, std::move(listing)).first->second.names;
+}
+
 }  // namespace
+
+bool IsSettled(const FileIdentity& file) noexcept {
+  constexpr std::int64_t kSettlingSeconds = 2;
+  timespec now{};
+  return clock_gettime(CLOCK_REALTIME, &now) == 0 &&
+         file.modified_seconds + kSettlingSeconds < now.tv_sec;
+}
 
 void ThrowFileError(const std::string& path, std::string_view what, int error) {
   throw FileError("file " + path + " " + std::string(what) + ": " + std::strerror(error));
@@ -98,18 +127,20 @@ void DeleteFiles(std::string_view folder, std::string_view prefix) {
     const std::string_view name(entry.d_name);
     return entry.d_type != DT_DIR && EqualFolded(name.substr(0, prefix.size()), prefix);
   });
+  std::optional<FileError> first_failure;
   for (const std::string& name : names) {
     const std::string file = native + "/" + name;
-    if (BelongsToOpenDatabase(native, name)) continue;
     struct stat info {};
-    if (lstat(file.c_str(), &info) != 0 || S_ISDIR(info.st_mode)) continue;
-    if (unlink(file.c_str()) != 0 && errno != ENOENT)
-      ThrowFileError(file, "cannot be deleted", errno);
+    const bool is_folder = stat(file.c_str(), &info) == 0 && S_ISDIR(info.st_mode);  // or a link to
+    if (is_folder || BelongsToOpenDatabase(native, name)) continue;
+    if (unlink(file.c_str()) == 0 || errno == ENOENT || first_failure) continue;
+    first_failure.emplace("file " + file + " cannot be deleted: " + std::strerror(errno));
   }
+  if (first_failure) throw FileError(*first_failure);
 }
 
 FolderNames::FolderNames(std::string_view folder, std::string_view suffix)
-    : names_(ListFolder(NativePath(folder), [&](const dirent& entry) {
+    : names_(ListFolder(folder.empty() ? "." : NativePath(folder), [&](const dirent& entry) {
         const std::string_view name(entry.d_name);
         return name.size() >= suffix.size() &&
                EqualFolded(name.substr(name.size() - suffix.size()), suffix);
@@ -130,8 +161,7 @@ std::string ReadablePath(std::string_view path) {
   const std::string native = NativePath(path);
   if (access(native.c_str(), F_OK) == 0) return native;
   const std::string folder = native.substr(0, native.size() - FileName(native).size());
-  const FolderNames names(folder.empty() ? "./" : folder);
-  const std::string* name = names.Find(FileName(native));
+  const std::string* name = NamesOf(folder).Find(FileName(native));
   return name != nullptr ? folder + *name : native;
 }
 
@@ -183,8 +213,11 @@ std::uint64_t AppendFile(int from, int to, std::uint64_t limit, const std::strin
 
 void CopyWholeFile(std::string_view from, std::string_view to) {
   const std::string source = ReadablePath(from);
-  const Descriptor input(open(source.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!input.IsValid()) ThrowFileError(source, "cannot be read", errno);
+  const Descriptor input(open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat info {};
+  if (!input.IsValid() || fstat(input.Get(), &info) != 0)
+    ThrowFileError(source, "cannot be read", errno);
+  if (!S_ISREG(info.st_mode)) ThrowFileError(source, "is no plain file", EINVAL);
   OutputFile output(to);
   AppendFile(input.Get(), output.Handle(), UINT64_MAX, source);
   output.Commit();

@@ -62,6 +62,8 @@ struct FileIdentity {
 
 // Nothing when there is no such plain file. Throws nothing.
 std::optional<FileIdentity> IdentifyFile(const std::string& native_path) noexcept;
+// Whether its last change lies back so far that another one would show in its time.
+bool IsSettled(const FileIdentity& file) noexcept;
 FileIdentity IdentifyFile(int descriptor, const std::string& path);
 
 // Writes all bytes to a descriptor; `path` is for the message.

@@ -16,7 +16,10 @@ bool AppendToJournal(const std::string& file, std::string_view bytes) {
       open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, S_IRUSR | S_IWUSR));
   struct stat info {};
   if (!journal.IsValid() || fstat(journal.Get(), &info) != 0) return false;
-  const ssize_t wrote = write(journal.Get(), bytes.data(), bytes.size());
+  ssize_t wrote = -1;
+  do {
+    wrote = write(journal.Get(), bytes.data(), bytes.size());
+  } while (wrote < 0 && errno == EINTR);
   if (wrote == static_cast<ssize_t>(bytes.size())) return true;
   // A record that a full disk has cut would shift all that follow.
   const bool cut = wrote > 0 && ftruncate(journal.Get(), info.st_size) == 0;

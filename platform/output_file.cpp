@@ -25,11 +25,12 @@ std::optional<FileIdentity> CloneFile(const std::string& twin, const FileIdentit
                                       std::string_view path) {
   if (device_without_clones == identity.device) return std::nullopt;
   const Descriptor source(open(twin.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!source.IsValid()) return std::nullopt;
   try {
+    if (!source.IsValid() || IdentifyFile(source.Get(), twin) != identity) return std::nullopt;
     OutputFile clone(path);
     if (ioctl(clone.Handle(), FICLONE, source.Get()) != 0) {
-      if (errno != EXDEV) device_without_clones = identity.device;
+      const bool never = errno == EOPNOTSUPP || errno == ENOTTY || errno == EINVAL;
+      if (never || errno == ENOSYS) device_without_clones = identity.device;
       return std::nullopt;
     }
     clone.Commit();
@@ -79,6 +80,12 @@ const std::string& OutputFile::Flush() {
   return temporary_;
 }
 
+void OutputFile::FlushAndForget() {
+  Flush();
+  contents_.clear();
+  flushed_ = 0;
+}
+
 void OutputFile::Commit() {
   Flush();
   PutInPlace();
@@ -105,14 +112,14 @@ void OutputFile::PutInPlace() {
 
 std::optional<FileIdentity> ShareFile(const std::string& twin, const FileIdentity& identity,
                                       std::string_view path) {
-  if (IdentifyFile(twin) != identity) return std::nullopt;
   if (const auto clone = CloneFile(twin, identity, path)) return clone;
   const std::string native = NativePath(path);
   const std::string temporary = native + ".link" + std::to_string(getpid());
   if (link(twin.c_str(), temporary.c_str()) != 0) return std::nullopt;
-  const bool renamed = rename(temporary.c_str(), native.c_str()) == 0;
+  const bool shared =
+      IdentifyFile(temporary) == identity && rename(temporary.c_str(), native.c_str()) == 0;
   unlink(temporary.c_str());  // between two links to one file a rename does nothing
-  if (!renamed) return std::nullopt;
+  if (!shared) return std::nullopt;
   return identity;
 }
 

@@ -41,6 +41,8 @@ class OutputFile {
 
   // Writes what was appended under the temporary name and gives that name.
   const std::string& Flush();
+  // Writes what was appended and forgets it: for contents too large to keep.
+  void FlushAndForget();
 
   // Put the file in place; the second with these bytes in place of what was appended.
   void Commit();

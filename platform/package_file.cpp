@@ -44,7 +44,7 @@ void AppendPackageRecord(std::string_view path, int package) {
   if (!file.IsValid() || fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode)) return;
   const auto length = static_cast<std::uint32_t>(info.st_size);
   WriteAll(package, RecordHead(length, FileName(path)), source);
-  AppendFile(file.Get(), package, length, source);
+  AppendFile(file.Get(), package, static_cast<std::uint64_t>(info.st_size), source);
 }
 
 }  // namespace ncc

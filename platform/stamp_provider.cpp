@@ -83,7 +83,8 @@ class MacProvider final : public CStampProvider {
   bool GetFixedKey(unsigned char key[32]) override {
     const char* name = key_file_.empty() ? std::getenv("NCCNET_STAMP_KEY") : key_file_.c_str();
     if (name == nullptr || *name == '\0') return false;
-    const ncc::Descriptor file(open(ncc::NativePath(name).c_str(), O_RDONLY | O_CLOEXEC));
+    const ncc::Descriptor file(
+        open(ncc::NativePath(name).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat info {};
     if (!file.IsValid() || fstat(file.Get(), &info) != 0) return false;
     const bool private_key = (info.st_mode & (S_IRWXG | S_IRWXO)) == 0;

@@ -69,13 +69,18 @@ StampKey::StampKey() {
     provider_ = in_force.provider;
     changes = in_force.changes;
   }
-  has_key_ = provider_->GetFixedKey(key_);
-  std::uint32_t probe = 0;
-  if (has_key_ && provider_->FindImito(kKeyProbe.data(), kKeyProbe.size(), key_, probe))
-    identity_ = (std::uint64_t{changes} << 32) | probe;
+  try {
+    has_key_ = provider_->GetFixedKey(key_.bytes);
+    std::uint32_t probe = 0;
+    if (has_key_ && provider_->FindImito(kKeyProbe.data(), kKeyProbe.size(), key_.bytes, probe)) {
+      identity_ = (std::uint64_t{changes} << 32) | probe;
+    }
+  } catch (...) {
+    has_key_ = false;
+  }
 }
 
-StampKey::~StampKey() { explicit_bzero(key_, sizeof(key_)); }
+StampKey::Key::~Key() { explicit_bzero(bytes, sizeof(bytes)); }
 
 std::uint32_t StampKey::OfFile(const std::string& path) const {
   if (!has_key_) return 0;
@@ -90,13 +95,25 @@ std::uint32_t StampKey::OfFile(const std::string& path) const {
     if (const auto known = Remembered().Find(*file, *identity_)) return *known;
   }
   std::uint32_t stamp = 0;
-  return provider_->FindFileImito(native.c_str(), key_, stamp) == 0 ? stamp : 0;
+  try {
+    if (provider_->FindFileImito(native.c_str(), key_.bytes, stamp) != 0) return 0;
+  } catch (...) {
+    return 0;
+  }
+  // A change in the same tick of the system's clock would not show.
+  if (identity_ && IsSettled(*file) && IdentifyFile(native) == file)
+    RememberStamp(*file, {*identity_, stamp});
+  return stamp;
 }
 
 std::optional<KnownStamp> StampKey::OfBytes(std::string_view bytes) const {
   if (!identity_) return std::nullopt;
   std::uint32_t stamp = 0;
-  if (!provider_->FindImito(bytes.data(), bytes.size(), key_, stamp)) return std::nullopt;
+  try {
+    if (!provider_->FindImito(bytes.data(), bytes.size(), key_.bytes, stamp)) return std::nullopt;
+  } catch (...) {
+    return std::nullopt;
+  }
   return KnownStamp{*identity_, stamp};
 }
 
@@ -123,6 +140,6 @@ std::string StampLine(std::string_view path, std::uint32_t stamp) {
 void SetStampProvider(std::shared_ptr<CStampProvider> provider) {
   ncc::ProviderInForce& in_force = ncc::InForce();
   const std::lock_guard<std::mutex> lock(in_force.mutex);
-  in_force.provider = std::move(provider);
+  in_force.provider.swap(provider);  // the old one goes after the lock
   ++in_force.changes;
 }

@@ -24,7 +24,6 @@ struct KnownStamp {
 class StampKey {
  public:
   StampKey();
-  ~StampKey();
   StampKey(const StampKey&) = delete;
   StampKey& operator=(const StampKey&) = delete;
 
@@ -36,8 +35,13 @@ class StampKey {
   std::optional<KnownStamp> OfBytes(std::string_view bytes) const;
 
  private:
+  struct Key {
+    ~Key();  // wipes it, also when a provider throws
+    unsigned char bytes[32] = {};
+  };
+
   std::shared_ptr<CStampProvider> provider_;
-  unsigned char key_[32] = {};
+  Key key_;
   bool has_key_ = false;
   std::optional<std::uint64_t> identity_;  // of provider and key; none when bytes have no stamps
 };

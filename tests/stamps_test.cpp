@@ -1,6 +1,7 @@
 #include "support/outputs.h"
 
 #include <cstdlib>
+#include <stdexcept>
 
 namespace {
 
@@ -176,6 +177,45 @@ TEST_F(StampTest, LineEndsOfTexts) {
   EXPECT_TRUE(net_.CreateCcc_kcFile("./") && net_.GenMAPNodeTun("./", 9));
   EXPECT_EQ(ReadFile("CCC_KC.TXT"), "001A000C0\n001A000D0\n");
   EXPECT_EQ(ReadFile("node9.tun"), "001A00090 10\n001A000B0 65535\nTUNNEL.REG=00000000\n");
+}
+
+class ThrowingStamps : public LengthStamps {
+ public:
+  int FindFileImito(const char*, const unsigned char*, std::uint32_t&) override {
+    throw std::runtime_error("no stamps today");
+  }
+};
+
+TEST_F(StampTest, WhatAProviderOrAnObserverThrowsIsAFileWithoutStamp) {
+  SetStampProvider(std::make_shared<ThrowingStamps>());
+  net_.SetFileObserver([](const CFileEvent&) { throw std::runtime_error("not interested"); });
+  EXPECT_TRUE(net_.GenAPDB("out", 1));
+  EXPECT_STREQ(net_.LastError(), "");
+  EXPECT_EQ(Stamp("out/APDB/R/apn000C.crg"), "00000000");
+}
+
+// What an observer must not do: the generator that tells it goes on with the database.
+TEST_F(StampTest, AnObserverCannotCloseOrBatch) {
+  int refused = 0;
+  net_.SetFileObserver([&](const CFileEvent&) {
+    net_.Close();
+    refused += !net_.BeginBatch() && !net_.EndBatch() && !net_.Open("memory", "net") ? 1 : 0;
+    net_.SetFileObserver(nullptr);
+  });
+  EXPECT_TRUE(net_.GenAPDB("out", 1));
+  EXPECT_EQ(refused, 1);
+  EXPECT_NE(net_.AddServer("still open", 0, 0), 0U);
+}
+
+TEST_F(StampTest, EmptyingKeepsLinksToFolders) {
+  fs::create_directories("disk");
+  WriteFile("disk/other", "x");
+  fs::create_directories("out/APDB");
+  fs::create_directory_symlink("../../disk", "out/APDB/keep");
+  fs::create_symlink("../../disk/other", "out/APDB/file");
+  EXPECT_TRUE(net_.GenAPDB("out", 1));
+  EXPECT_TRUE(fs::is_symlink("out/APDB/keep") && fs::exists("disk/other"));
+  EXPECT_FALSE(fs::exists(fs::symlink_status("out/APDB/file")));
 }
 
 }  // namespace

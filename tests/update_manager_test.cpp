@@ -197,8 +197,12 @@ TEST_F(UpdateManagerTest, TheNetworkHandsItsKeyCentreFolderOn) {
     EXPECT_EQ(net.KCPath(), path);
     EXPECT_EQ(net.GetUpdateManager()->GetExportFolder(), net.KCPath().c_str());
   }
-  net.KCPath() = std::string(500, 'm');
-  EXPECT_EQ(net.GetUpdateManager()->GetExportFolder(), net.KCPath().c_str());
+  CString& path = net.KCPath();
+  path = std::string(500, 'm');
+  EXPECT_EQ(manager->GetExportFolder(), path.c_str()) << "the text has moved behind the manager";
+  manager->SetExportFolder("own");
+  path = std::string(900, 'n');
+  EXPECT_STREQ(manager->GetExportFolder(), "own");
 }
 
 }  // namespace

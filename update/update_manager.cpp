@@ -83,9 +83,15 @@ int CUpdateManager::SetUpdateAb() { return 0; }
 void CUpdateManager::Clear() { RemoveJournal(kJournal); }
 void CUpdateManager::WriteCRC(bool write) { write_journal_ = write; }
 bool CUpdateManager::WriteCRC() { return write_journal_; }
-void CUpdateManager::SetExportFolder(const char* folder) { export_folder_ = folder; }
+void CUpdateManager::SetExportFolder(const char* folder) {
+  export_folder_ = folder;
+  export_text_ = nullptr;
+}
+void CUpdateManager::FollowExportFolder(const std::string* text) { export_text_ = text; }
 void CUpdateManager::SetDBFolder(const char* folder) { db_folder_ = folder; }
-const char* CUpdateManager::GetExportFolder() { return export_folder_; }
+const char* CUpdateManager::GetExportFolder() {
+  return export_text_ != nullptr ? export_text_->c_str() : export_folder_;
+}
 const char* CUpdateManager::GetDBFolder() { return db_folder_; }
 
 int CUpdateManager::Write(const char* path) {
@@ -151,8 +157,10 @@ void CUpdateManager::CopyFileA(const char* name) {
   }
   for (const SingleFile& file : kSingleFiles) {
     if (!EqualFolded(name, file.name)) continue;
-    const char* folder = file.folder == SingleFileFolder::kExport ? export_folder_ : db_folder_;
-    if (folder != nullptr) CopyOneFile("%s%s", "NEW\\", WithSeparator(folder).c_str(), file.name);
+    const char* folder =
+        file.folder == SingleFileFolder::kExport ? GetExportFolder() : GetDBFolder();
+    if (folder != nullptr && *folder != '\0')
+      CopyOneFile("%s%s", "NEW\\", WithSeparator(folder).c_str(), file.name);
     return;
   }
   const std::string_view text(name);

@@ -20,6 +20,7 @@ struct CFileEvent {
 /// programs write into the generated files instead of replacing them.
 NCC_API void SetShareIdenticalFiles(bool share);
 
-/// Line end of generated text files, for the whole process: "\r\n" (at start) or "\n".
+/// Line end of generated text files, for the whole process: "\r\n" (at start) or "\n". Not while
+/// files are being generated.
 /// \return false for any other text, which changes nothing
 NCC_API bool SetTextLineEnd(const char* line_end);

@@ -13,6 +13,8 @@
 /// bits, little-endian). Later records of a name are the newer ones. Every failure is silent. Not
 /// thread-safe: the CNCCNet that owns a manager calls Write under its object lock.
 class NCC_API CUpdateManager {
+  friend class CNCCNet;
+
  public:
   CUpdateManager();
   virtual ~CUpdateManager();
@@ -52,6 +54,8 @@ class NCC_API CUpdateManager {
     std::uint32_t value;
   };
 
+  // Follows a text that may move, until SetExportFolder.
+  void FollowExportFolder(const std::string* text);
   unsigned long GetImito(const char* path);
   void WriteImito(unsigned long value, const char* path);
   void CopyFileA(const char* name);
@@ -62,6 +66,7 @@ class NCC_API CUpdateManager {
   unsigned long count_ = 0;
   bool write_journal_ = true;
   const char* export_folder_ = nullptr;
+  const std::string* export_text_ = nullptr;  // where it is the text of another object
   const char* db_folder_ = nullptr;
   bool checked_ = true;
 };
