@@ -30,8 +30,10 @@ GroupText DepLinks(const NetState& net, const Numbers& groups) {
   for (const std::uint32_t group : groups) {
     for (const std::uint32_t dep : ListOf(net, group, kTypeNGrp, kDepsOfGroup)) {
       links.callbacks += 1 + OpenFolder(net, dep)->Entries().Size();
-      for (const std::uint32_t linked : LinkedDeps(net, dep))
-        text += network + Hex4(dep) + " " + network + Hex4(linked) + "\n";
+      for (const std::uint32_t linked : LinkedDeps(net, dep)) {
+        text.append(network).append(Hex4(dep)).append(" ");
+        text.append(network).append(Hex4(linked)).append("\n");
+      }
     }
   }
   links.content.bytes = WithLineEnds(text);

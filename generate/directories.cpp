@@ -85,7 +85,7 @@ bool CNCCNet::GenAPDB(const char* folder, unsigned char mode, std::list<unsigned
   failure.Make(*root + "T\\");
   failure.Make(*root + "S\\");
   const auto make = [&](const char* letter) {
-    const std::string sub_folder = *root + letter + "\\";
+    std::string sub_folder = *root + letter + "\\";
     failure.Make(sub_folder);
     return sub_folder;
   };

@@ -32,7 +32,6 @@ namespace {
 
 constexpr std::size_t kHeadSize = 36;
 constexpr std::size_t kRecordSize = 63;
-constexpr std::size_t kNameOffset = 13;
 
 enum MapKind : std::uint32_t { kAP = 0, kLinkedServer = 1, kThisServer = 2 };
 
@@ -67,6 +66,7 @@ std::string RoutingMap(NetState& net, std::uint32_t server) {
     if (FindObject(net, other.number, kTypeServer) != nullptr) linked.push_back(other.number);
   });
   std::vector<MapRecord> records;
+  records.reserve(linked.size() + 1 + EntryOf<CNNEntry>(own).ap_count);
   for (const std::uint32_t other : linked)
     records.push_back({kLinkedServer, other << 16, FindObject(net, other, kTypeServer)});
   records.push_back({kThisServer, server << 16, &own});

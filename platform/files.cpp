@@ -129,7 +129,7 @@ void DeleteFiles(std::string_view folder, std::string_view prefix) {
   });
   std::optional<FileError> first_failure;
   for (const std::string& name : names) {
-    const std::string file = native + "/" + name;
+    const std::string file = std::string(native).append("/").append(name);
     struct stat info {};
     const bool is_folder = stat(file.c_str(), &info) == 0 && S_ISDIR(info.st_mode);  // or a link to
     if (is_folder || BelongsToOpenDatabase(native, name)) continue;
@@ -158,7 +158,7 @@ const std::string* FolderNames::Find(std::string_view wanted) const {
 }
 
 std::string ReadablePath(std::string_view path) {
-  const std::string native = NativePath(path);
+  std::string native = NativePath(path);
   if (access(native.c_str(), F_OK) == 0) return native;
   const std::string folder = native.substr(0, native.size() - FileName(native).size());
   const std::string* name = NamesOf(folder).Find(FileName(native));

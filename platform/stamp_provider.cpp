@@ -34,8 +34,8 @@ bool PrepareLibrary() {
 class Mac {
  public:
   explicit Mac(const unsigned char* key) {
-    static const bool ready = PrepareLibrary();
-    if (!ready || gcry_mac_open(&handle_, GCRY_MAC_GOST28147_IMIT, 0, nullptr) != 0) return;
+    static const bool kReady = PrepareLibrary();
+    if (!kReady || gcry_mac_open(&handle_, GCRY_MAC_GOST28147_IMIT, 0, nullptr) != 0) return;
     ok_ = gcry_mac_setkey(handle_, key, kKeySize) == 0;
   }
   ~Mac() {
