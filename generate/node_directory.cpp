@@ -1,6 +1,6 @@
 // The node directory files, of an AP and of a server.
 //
-// Each line is a head of ten columns, then "%-50.50s %4.4X%4.4X0 0000%4.4X%4.4X%4.4X\n" of name,
+// Each line is a head of nine columns, then "%-50.50s %4.4X%4.4X0 0000%4.4X%4.4X%4.4X\n" of name,
 // network, id, network, server id, AP id. A marks the node itself. Of an AP:
 //
 //   0000 A            visible APs with flag 0x0001, if the AP has it

@@ -13,6 +13,7 @@ inline constexpr int kExitFailed = 1;
 inline constexpr int kExitUsage = 2;
 inline constexpr int kExitFound = 3;
 inline constexpr int kExitPlanned = 4;
+inline constexpr int kExitPartly = 5;
 inline constexpr int kExitInUse = 6;
 inline constexpr int kExitInterrupted = 130;
 

@@ -7,6 +7,10 @@
 #include <filesystem>
 #include <memory>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <fmt/format.h>
 
 #include "failure.h"
@@ -64,6 +68,36 @@ void WriteFile(const std::string& file, std::string_view bytes) {
     fs::remove(part, error);
     throw;
   }
+}
+
+void CreatePrivateFile(const std::string& file, std::string_view bytes) {
+  const int descriptor =
+      open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (descriptor < 0) throw SystemFailure(file + " cannot be created");
+  FileHandle handle(fdopen(descriptor, "wb"));
+  const bool written = handle &&
+                       std::fwrite(bytes.data(), 1, bytes.size(), handle.get()) == bytes.size() &&
+                       std::fflush(handle.get()) == 0 && fsync(descriptor) == 0;
+  if (written) return;
+  const Failure failure = SystemFailure(file + " cannot be written");
+  unlink(file.c_str());
+  throw failure;
+}
+
+void MakePrivateFolder(const std::string& folder) {
+  const mode_t before = umask(S_IRWXG | S_IRWXO);
+  std::error_code error;
+  std::filesystem::create_directories(folder, error);
+  umask(before);
+  if (error) throw Failure(fmt::format("{} cannot be made: {}", folder, error.message()));
+}
+
+void FlushFileSystem(const std::string& folder) {
+  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const bool flushed = descriptor >= 0 && syncfs(descriptor) == 0;
+  const Failure failure = SystemFailure("the file system of " + folder + " cannot be flushed");
+  if (descriptor >= 0) close(descriptor);
+  if (!flushed) throw failure;
 }
 
 }  // namespace ncc::tool

@@ -15,6 +15,11 @@ int main(int argc, char** argv) {
   AddDescriptionCommands(line);
   AddImportCommand(line);
   AddExportCommands(line);
+  AddGenerateCommands(line);
+  AddStampCommands(line);
+  AddPackageCommands(line);
+  AddJournalCommands(line);
+  AddMapCommand(line);
   AddCompletionCommand(line);
   return line.Main(argc, argv);
 }

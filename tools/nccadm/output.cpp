@@ -127,12 +127,16 @@ void Output::Say(std::string_view text) {
   std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
 }
 
+void Output::Warn(std::string_view text) {
+  const std::string prefix = color_err_ ? Colored(Style::kError, "nccadm:") : "nccadm:";
+  std::fprintf(stderr, "%s %s\n", prefix.c_str(), Printable(text).c_str());
+}
+
 void Output::Fail(const Failure& failure) {
   for (const Problem& problem : failure.Problems()) {
     std::fprintf(stderr, "%s\n", At(failure.File(), problem).c_str());
   }
-  const std::string prefix = color_err_ ? Colored(Style::kError, "nccadm:") : "nccadm:";
-  std::fprintf(stderr, "%s %s\n", prefix.c_str(), Printable(failure.what()).c_str());
+  Warn(failure.what());
   if (!failure.Hint().empty()) std::fprintf(stderr, "%s\n", Printable(failure.Hint()).c_str());
   if (json_ && !finished_) Document(ErrorDocument(failure));
 }
@@ -157,28 +161,40 @@ Progress::Progress(const Output& output, std::string label, std::size_t total)
     : enabled_(output.ShowsProgress()),
       label_(std::move(label)),
       total_(total),
-      next_(std::chrono::steady_clock::now() + std::chrono::seconds(1)) {}
+      begun_(std::chrono::steady_clock::now()),
+      next_(begun_ + std::chrono::seconds(1)) {}
 
 Progress::~Progress() {
   if (shown_) std::fputs("\r\x1b[K", stderr);
 }
 
-void Progress::Reach(std::size_t done) {
+void Progress::Reach(std::size_t done, std::string_view at) {
   done_ = done;
   if (!enabled_) return;
   const auto now = std::chrono::steady_clock::now();
   if (now < next_) return;
   next_ = now + std::chrono::milliseconds(100);
   shown_ = true;
-  Draw();
+  Draw(at);
 }
 
-void Progress::Draw() const {
-  constexpr std::size_t kCells = 30;
+std::string Progress::TimeLeft() const {
+  // The first steps tell little about the others.
+  if (done_ < total_ / 50 || done_ == 0 || done_ >= total_) return {};
+  const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begun_;
+  const double left =
+      passed.count() * static_cast<double>(total_ - done_) / static_cast<double>(done_);
+  if (left < 100) return fmt::format(", {:.0f} s left", left);
+  return fmt::format(", {:.0f} min left", left / 60);
+}
+
+// Keeps within 80 columns: a line that wraps could not be overwritten.
+void Progress::Draw(std::string_view at) const {
+  constexpr std::size_t kCells = 20;
   const std::size_t filled = total_ == 0 ? kCells : kCells * std::min(done_, total_) / total_;
-  std::fprintf(stderr, "\r%s [%s%s] %zu of %zu\x1b[K", label_.c_str(),
+  std::fprintf(stderr, "\r%s [%s%s] %zu of %zu%s  %.*s\x1b[K", label_.c_str(),
                std::string(filled, '#').c_str(), std::string(kCells - filled, '.').c_str(), done_,
-               total_);
+               total_, TimeLeft().c_str(), static_cast<int>(at.size()), at.data());
 }
 
 }  // namespace ncc::tool

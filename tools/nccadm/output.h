@@ -37,6 +37,9 @@ class Output {
   // Words; nothing with --quiet.
   void Say(std::string_view text);
 
+  // Words that no option takes away: what the caller has to know about results that are there.
+  void Warn(std::string_view text);
+
   // Tells why the command ends: on standard error and, with --json, as the document.
   void Fail(const Failure& failure);
 
@@ -54,7 +57,8 @@ class Output {
   bool finished_ = false;
 };
 
-// A bar on the terminal, drawn only once the work has taken more than a second.
+// A bar on the terminal with the time that is left, drawn only once the work has taken more than a
+// second.
 class Progress {
  public:
   Progress(const Output& output, std::string label, std::size_t total);
@@ -63,16 +67,19 @@ class Progress {
   Progress& operator=(const Progress&) = delete;
 
   void Step() { Reach(done_ + 1); }
-  void Reach(std::size_t done);
+  // `at` is printable text about what the work has come to.
+  void Reach(std::size_t done, std::string_view at = {});
 
  private:
-  void Draw() const;
+  void Draw(std::string_view at) const;
+  std::string TimeLeft() const;
 
   bool shown_ = false;
   bool enabled_;
   std::string label_;
   std::size_t total_;
   std::size_t done_ = 0;
+  std::chrono::steady_clock::time_point begun_;
   std::chrono::steady_clock::time_point next_;
 };
 

@@ -63,6 +63,10 @@ CNCCNet& Session::Create(std::uint32_t network) {
   return net_;
 }
 
+void Session::FixDatabasePath() {
+  options_.database = std::filesystem::absolute(DatabaseText()).string();
+}
+
 const Applications& Session::Apps() {
   if (!applications_) {
     std::list<std::string> names;

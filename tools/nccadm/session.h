@@ -36,6 +36,9 @@ class Session {
   // DIR/NAME as the user gave it; a Failure when there is none.
   const std::string& DatabaseText() const;
 
+  // From here on the current directory may change. To be called before Net().
+  void FixDatabasePath();
+
   const Applications& Apps();
 
   // For an operation that the library refused: its reason behind `what`.

@@ -15,7 +15,12 @@ namespace {
 
 volatile std::sig_atomic_t g_interrupted = 0;
 
-extern "C" void MarkInterrupted(int) { g_interrupted = 1; }
+constexpr std::array<int, 2> kSignals = {SIGINT, SIGTERM};
+
+extern "C" void MarkInterrupted(int number) {
+  g_interrupted = 1;
+  std::signal(number, SIG_DFL);
+}
 
 }  // namespace
 
@@ -41,17 +46,24 @@ bool AskYesNo(const std::string& question) {
   return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-InterruptGuard::InterruptGuard() : previous_(std::signal(SIGINT, MarkInterrupted)) {
-  // A shell starts background jobs with the key ignored; that stays so.
-  if (previous_ == SIG_IGN) std::signal(SIGINT, SIG_IGN);
+InterruptGuard::InterruptGuard() {
+  for (std::size_t i = 0; i < kSignals.size(); ++i) {
+    previous_[i] = std::signal(kSignals[i], MarkInterrupted);
+    // A shell starts background jobs with the key ignored; that stays so.
+    if (previous_[i] == SIG_IGN) std::signal(kSignals[i], SIG_IGN);
+  }
 }
 
 InterruptGuard::~InterruptGuard() {
-  if (previous_ != SIG_ERR) std::signal(SIGINT, previous_);
+  for (std::size_t i = 0; i < kSignals.size(); ++i) {
+    if (previous_[i] != SIG_ERR) std::signal(kSignals[i], previous_[i]);
+  }
 }
 
+bool InterruptGuard::IsAsked() const { return g_interrupted != 0; }
+
 void InterruptGuard::Check() const {
-  if (g_interrupted != 0) {
+  if (IsAsked()) {
     throw Failure("interrupted; nothing was changed", {}, kExitInterrupted);
   }
 }

@@ -1,6 +1,7 @@
 // What the tool needs from the system around it: streams, terminals, the interrupt key.
 #pragma once
 
+#include <array>
 #include <string>
 
 namespace ncc::tool {
@@ -15,7 +16,8 @@ bool IsTerminal(Stream stream);
 // Asks on the terminal. Only y and yes agree.
 bool AskYesNo(const std::string& question);
 
-// While one lives, the interrupt key only leaves a mark, so that a batch can be dropped in order.
+// While one lives, the interrupt key and a request to terminate only leave a mark the first time,
+// so that work can be ended in order; the second time they end the process.
 class InterruptGuard {
  public:
   InterruptGuard();
@@ -23,11 +25,12 @@ class InterruptGuard {
   InterruptGuard(const InterruptGuard&) = delete;
   InterruptGuard& operator=(const InterruptGuard&) = delete;
 
-  // Throws Failure with exit code 130 once the key was pressed.
+  bool IsAsked() const;
+  // Throws Failure with exit code 130 once it was asked.
   void Check() const;
 
  private:
-  void (*previous_)(int);
+  std::array<void (*)(int), 2> previous_;
 };
 
 }  // namespace ncc::tool

@@ -1,0 +1,139 @@
+// journal ...
+#include <filesystem>
+#include <memory>
+#include <set>
+
+#include <fmt/format.h>
+
+#include "byte_reader.h"
+#include "command_line.h"
+#include "files.h"
+#include "nccnet/update_manager.h"
+#include "text.h"
+
+namespace ncc::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kJournal = "newfiles.dat";
+constexpr std::size_t kNameSize = 13;
+
+struct JournalArguments {
+  std::string folder = ".";
+  std::string export_folder;
+  std::string database_folder;
+};
+
+struct JournalRecord {
+  std::string name;
+  std::uint32_t stamp = 0;
+};
+
+std::vector<JournalRecord> ReadRecords(const std::string& folder) {
+  const std::string file = (fs::path(folder) / kJournal).string();
+  if (!fs::exists(file)) {
+    throw Failure(fmt::format("there is no journal {}", file),
+                  "'nccadm generate' writes it into its output folder; --dir names that.");
+  }
+  const std::string bytes = ReadFile(file, kLargestFile);
+  ByteReader reader(file, bytes);
+  std::vector<JournalRecord> records;
+  while (reader.Left() > 0) {
+    const std::string_view name = reader.Take(kNameSize);
+    records.push_back({std::string(name.substr(0, name.find('\0'))), 0});
+    records.back().stamp = reader.Number(4);
+  }
+  return records;
+}
+
+int List(Session& session, const JournalArguments& arguments) {
+  const std::vector<JournalRecord> records = ReadRecords(arguments.folder);
+  Table table = {{"NAME", "STAMP"}};
+  Json all = Json::array();
+  for (const JournalRecord& record : records) {
+    const std::string digits = fmt::format("{:08X}", record.stamp);
+    table.push_back({PrintableName(record.name), digits});
+    all.push_back({{"name", Utf8FromBytes(record.name)}, {"stamp", digits}});
+  }
+  if (session.IsJson()) {
+    session.Out().Document({{"folder", arguments.folder}, {"records", std::move(all)}});
+  } else {
+    session.Out().PrintTable(table);
+  }
+  return kExitDone;
+}
+
+std::string Absolute(const std::string& folder) {
+  if (folder.empty()) return {};
+  if (!fs::is_directory(folder)) throw Failure(fmt::format("there is no folder {}", folder));
+  return fs::absolute(folder).string();
+}
+
+// The library says nothing of what it copies, so neither does this.
+int Apply(Session& session, const JournalArguments& arguments) {
+  const std::vector<JournalRecord> records = ReadRecords(arguments.folder);
+  std::set<std::string> names;
+  for (const JournalRecord& record : records) names.insert(record.name);
+  const std::string export_folder = Absolute(arguments.export_folder);
+  const std::string database_folder = Absolute(arguments.database_folder);
+  fs::current_path(arguments.folder);
+  if (!fs::is_directory("NEW")) {
+    throw Failure(fmt::format("{} has no folder NEW, so no files to copy", arguments.folder));
+  }
+  CUpdateManager manager;
+  if (!export_folder.empty()) manager.SetExportFolder(export_folder.c_str());
+  if (!database_folder.empty()) manager.SetDBFolder(database_folder.c_str());
+  manager.CheckCRC();
+  FlushFileSystem(".");
+  session.Out().Say(fmt::format("Copied from NEW what belongs to {} names in {} records.",
+                                names.size(), records.size()));
+  if (session.IsJson()) {
+    session.Out().Document({{"records", records.size()}, {"names", names.size()}});
+  }
+  return kExitDone;
+}
+
+int Clear(Session& session, const JournalArguments& arguments) {
+  const fs::path file = fs::path(arguments.folder) / kJournal;
+  std::error_code error;
+  const bool removed = fs::remove(file, error);
+  if (error) {
+    throw Failure(fmt::format("{} cannot be deleted: {}", file.string(), error.message()));
+  }
+  session.Out().Say(removed ? "Deleted the journal." : "There is no journal.");
+  if (session.IsJson()) session.Out().Document({{"deleted", removed}});
+  return kExitDone;
+}
+
+}  // namespace
+
+void AddJournalCommands(CommandLine& line) {
+  CLI::App& group =
+      line.AddGroup("journal", "The journal newfiles.dat of an output folder: what was stamped");
+  auto arguments = std::make_shared<JournalArguments>();
+  const auto add = [&](const char* name, const char* description, const char* examples,
+                       int (*run)(Session&, const JournalArguments&)) -> CLI::App& {
+    CLI::App& command = CommandLine::AddCommand(group, name, description, examples);
+    command.add_option("--dir", arguments->folder, "The folder in which the journal lies")
+        ->type_name("DIR")
+        ->capture_default_str();
+    line.OnRun(command, [arguments, run](Session& session) { return run(session, *arguments); });
+    return command;
+  };
+  add("list", "Show the records: file names and stamps, the newest last",
+      "journal list --dir /srv/ncc/out", List);
+  CLI::App& apply = add("apply", "Copy the files that the journal names from NEW into their places",
+                        "journal apply --dir /srv/ncc/out --export /srv/ncc/out/KC", Apply);
+  apply
+      .add_option("--export", arguments->export_folder,
+                  "Where the key centre's files go; nowhere when not given")
+      ->type_name("DIR");
+  apply
+      .add_option("--database-folder", arguments->database_folder,
+                  "Where EXTNET.DOC and IPKELADR.DOC go; nowhere when not given")
+      ->type_name("DIR");
+  add("clear", "Delete the journal", "journal clear --dir /srv/ncc/out", Clear);
+}
+
+}  // namespace ncc::tool

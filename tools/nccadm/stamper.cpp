@@ -1,0 +1,96 @@
+#include "stamper.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include <sys/random.h>
+
+#include <fmt/format.h>
+
+#include "failure.h"
+#include "files.h"
+
+namespace ncc::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string KeyFile() {
+  const char* file = std::getenv(kKeyVariable);
+  return file == nullptr ? std::string() : file;
+}
+
+std::string ProblemOf(const std::string& file, std::size_t size) {
+  if (file.empty()) return fmt::format("there is no stamping key: {} is not set", kKeyVariable);
+  const auto say = [&](const std::string& what) {
+    return fmt::format("the stamping key {} {}", file, what);
+  };
+  std::error_code error;
+  const fs::file_status status = fs::status(file, error);
+  if (!fs::exists(status)) return say("cannot be found");
+  if (!fs::is_regular_file(status)) return say("is no file");
+  const auto bytes = fs::file_size(file, error);
+  if (!error && bytes != size) return say(fmt::format("has {} bytes, not {}", bytes, size));
+  if ((status.permissions() & (fs::perms::group_all | fs::perms::others_all)) != fs::perms::none) {
+    return say("is not its owner's alone; 'chmod 600' makes it so");
+  }
+  return say("cannot be read");
+}
+
+}  // namespace
+
+Stamper::Stamper() {
+  const std::string file = KeyFile();
+  provider_ = MakeStampProvider(file.c_str());
+  if (!provider_->GetFixedKey(key_.data())) problem_ = ProblemOf(file, key_.size());
+}
+
+Stamper::~Stamper() { explicit_bzero(key_.data(), key_.size()); }
+
+void Stamper::RequireKey() const {
+  if (problem_.empty()) return;
+  throw Failure(problem_, fmt::format("'nccadm keygen FILE' makes a key; export {}=FILE names it.",
+                                      kKeyVariable));
+}
+
+std::uint32_t Stamper::OfFile(const std::string& file) const {
+  // The library takes a backslash for a separator.
+  if (file.find('\\') != std::string::npos) return OfBytes(ReadFile(file, kLargestFile));
+  std::uint32_t stamp = 0;
+  const int error = provider_->FindFileImito(file.c_str(), key_.data(), stamp);
+  if (error != 0) {
+    throw Failure(fmt::format("{} cannot be stamped: {}", file, std::strerror(error)));
+  }
+  return stamp;
+}
+
+std::uint32_t Stamper::OfBytes(std::string_view bytes) const {
+  std::uint32_t stamp = 0;
+  if (!provider_->FindImito(bytes.data(), bytes.size(), key_.data(), stamp)) {
+    throw Failure("the stamp cannot be computed");
+  }
+  return stamp;
+}
+
+void FixKeyPath() {
+  const std::string file = KeyFile();
+  if (!file.empty()) setenv(kKeyVariable, fs::absolute(file).c_str(), 1);
+}
+
+void MakeKeyFile(const std::string& file) {
+  std::array<unsigned char, 32> key{};
+  if (getrandom(key.data(), key.size(), 0) != static_cast<ssize_t>(key.size())) {
+    throw Failure(fmt::format("the system gives no random bytes: {}", std::strerror(errno)));
+  }
+  try {
+    CreatePrivateFile(file, {reinterpret_cast<const char*>(key.data()), key.size()});
+  } catch (...) {
+    explicit_bzero(key.data(), key.size());
+    throw;
+  }
+  explicit_bzero(key.data(), key.size());
+}
+
+}  // namespace ncc::tool
