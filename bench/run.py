@@ -45,6 +45,7 @@ TARGETS = [
     ("ShareStorage", "directories, storage shared", RATIO, 0.25, "not shared"),
     ("GenerateWithCallback", "directories, with callback", RATIO, 1.1, "without"),
     ("GenerateTenfold", "an AP of 10,000, directories", RATIO, 1.1, "of 1,000"),
+    ("LoadExchangeSet", "loading a full exchange set", RATIO, 0.33, "fscanf into maps"),
     ("MemoryOf/10000", "memory of 10,000, an object", BYTES, 512, ""),
     ("MemoryOf/100000", "memory of 100,000, an object", BYTES, 512, ""),
     ("MemoryOf/1000000", "memory of 1,000,000, an object", BYTES, 512, ""),

@@ -223,4 +223,62 @@ void CopyWholeFile(std::string_view from, std::string_view to) {
   output.Commit();
 }
 
+bool FolderExists(std::string_view path) {
+  struct stat info {};
+  return stat(NativePath(path).c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+bool MakeFolder(std::string_view path) { return mkdir(NativePath(path).c_str(), S_IRWXU) == 0; }
+
+std::vector<std::string> FolderEntries(std::string_view folder) {
+  return ListFolder(NativePath(folder), [](const dirent& entry) {
+    const std::string_view name(entry.d_name);
+    return name != "." && name != "..";
+  });
+}
+
+std::optional<FileText> ReadWholeFile(std::string_view path) {
+  constexpr off_t kMaxSize = off_t{1} << 31;
+  const std::string native = ReadablePath(path);
+  const Descriptor file(open(native.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  struct stat info {};
+  if (!file.IsValid() || fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode))
+    return std::nullopt;
+  if (info.st_size > kMaxSize) ThrowFileError(native, "is too long", EFBIG);
+  const auto size = static_cast<std::size_t>(info.st_size);
+  auto bytes = std::make_unique_for_overwrite<char[]>(size);
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t got = read(file.Get(), bytes.get() + done, size - done);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return std::nullopt;
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
+  }
+  return FileText(std::move(bytes), done);
+}
+
+std::optional<std::string> SetFileAside(const std::string& native_path) {
+  struct stat info {};
+  if (lstat(native_path.c_str(), &info) != 0) {
+    if (errno == ENOENT) return std::nullopt;
+    ThrowFileError(native_path, "cannot be examined", errno);
+  }
+  if (!S_ISREG(info.st_mode) && !S_ISLNK(info.st_mode))
+    ThrowFileError(native_path, "cannot be replaced", S_ISDIR(info.st_mode) ? EISDIR : EEXIST);
+  std::string aside = native_path + ".XXXXXX";
+  const Descriptor place(mkostemp(aside.data(), O_CLOEXEC));
+  if (!place.IsValid()) ThrowFileError(native_path, "cannot be set aside", errno);
+  if (rename(native_path.c_str(), aside.c_str()) == 0) return aside;
+  const int error = errno;
+  DiscardFile(aside);
+  ThrowFileError(native_path, "cannot be set aside", error);
+}
+
+void RenameFile(const std::string& from, const std::string& to) {
+  if (rename(from.c_str(), to.c_str()) != 0) ThrowFileError(from, "cannot be renamed", errno);
+}
+
+void DiscardFile(const std::string& native_path) noexcept { unlink(native_path.c_str()); }
+
 }  // namespace ncc

@@ -2,11 +2,14 @@
 // FileError unless they say otherwise.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace ncc {
@@ -76,5 +79,35 @@ void CopyWholeFile(std::string_view from, std::string_view to);
 // Appends the rest of an open file to another, up to `limit` bytes, in the kernel where it can.
 // Returns the number of bytes.
 std::uint64_t AppendFile(int from, int to, std::uint64_t limit, const std::string& path);
+
+bool FolderExists(std::string_view path);
+
+// Makes this folder alone, for its owner; false when that fails.
+bool MakeFolder(std::string_view path);
+
+// Names of all entries of a folder, in the order in which the system lists them; none when there is
+// no such folder.
+std::vector<std::string> FolderEntries(std::string_view folder);
+
+// The contents of a file.
+class FileText {
+ public:
+  FileText(std::unique_ptr<char[]> bytes, std::size_t size)
+      : bytes_(std::move(bytes)), size_(size) {}
+  std::string_view View() const { return {bytes_.get(), size_}; }
+
+ private:
+  std::unique_ptr<char[]> bytes_;
+  std::size_t size_;
+};
+
+// Nothing when there is no plain file of this name (letter case aside) that can be read. Throws
+// FileError when the file is longer than 2 GiB.
+std::optional<FileText> ReadWholeFile(std::string_view path);
+
+// Renames a file to a free name beside it and returns that name; nothing when there is no file.
+std::optional<std::string> SetFileAside(const std::string& native_path);
+void RenameFile(const std::string& from, const std::string& to);
+void DiscardFile(const std::string& native_path) noexcept;
 
 }  // namespace ncc

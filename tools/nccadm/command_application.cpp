@@ -7,6 +7,7 @@
 #include "command_line.h"
 #include "nodes.h"
 #include "text.h"
+#include "view.h"
 
 namespace ncc::tool {
 namespace {
@@ -96,7 +97,7 @@ int Set(Session& session, const Arguments& arguments) {
 
 int ListNodes(Session& session, const Arguments& arguments) {
   const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
-  std::vector<Node> nodes = ListServersAndAps(session.Net());
+  std::vector<Node> nodes = session.Shown().ServersAndAps();
   std::erase_if(nodes, [&](const Node& node) {
     return arguments.any ? (node.flags & mask) == 0 : (node.flags & mask) != mask;
   });

@@ -1,4 +1,6 @@
 // tree, find, show
+#include "command_view.h"
+
 #include <algorithm>
 #include <iterator>
 #include <memory>
@@ -13,33 +15,39 @@
 #include "object_writer.h"
 #include "reference.h"
 #include "text.h"
+#include "view.h"
 
 namespace ncc::tool {
 namespace {
 
-struct TreeArguments {
-  std::string server;
-  int depth = 2;
-  bool deps = false;
-  bool groups = false;
-};
+// The servers that are asked for, each with its APs.
+std::vector<ServerView> ListTree(Session& session, const TreeArguments& arguments) {
+  std::vector<ServerView> tree;
+  View& view = session.Shown();
+  const std::uint32_t only =
+      arguments.server.empty() ? 0 : FindServer(session, arguments.server).id;
+  if (arguments.depth == 0) return tree;
+  for (Node& server : view.Servers()) {
+    if (only != 0 && server.id != only) continue;
+    std::vector<Node> aps;
+    if (arguments.depth > 1) aps = view.ApsOf(server.id);
+    tree.push_back({std::move(server), std::move(aps), {}});
+  }
+  return tree;
+}
 
-void PrintTree(Session& session, const Network& network, const TreeArguments& arguments,
-               std::uint32_t only) {
-  CNCCNet& net = session.Net();
+void PrintTree(Session& session, const std::vector<ServerView>& tree) {
+  View& view = session.Shown();
   Output& out = session.Out();
   const auto line = [&](const char* branch, const Node& node) {
     out.Line(fmt::format("{}{}  {}", branch, out.Paint(Style::kName, PrintableName(node.name)),
-                         out.Paint(Style::kFaint, AddressOf(net, node.id))));
+                         out.Paint(Style::kFaint, view.AddressOf(node.id))));
   };
-  out.Line(fmt::format("network 0x{:04X}", network.preferences.net_number));
-  if (arguments.depth == 0) return;
-  for (std::size_t i = 0; i < network.servers.size(); ++i) {
-    const ServerView& server = network.servers[i];
-    if (only != 0 && server.entry.id != only) continue;
-    const bool last = only != 0 || i + 1 == network.servers.size();
+  out.Line(fmt::format("network 0x{:04X}", view.Number()));
+  for (std::size_t i = 0; i < tree.size(); ++i) {
+    const ServerView& server = tree[i];
+    const bool last = i + 1 == tree.size();
     line(last ? "└─ " : "├─ ", server.entry);
-    if (arguments.depth == 1) continue;
     for (std::size_t j = 0; j < server.aps.size(); ++j) {
       const bool last_ap = j + 1 == server.aps.size();
       line(last ? (last_ap ? "   └─ " : "   ├─ ") : (last_ap ? "│  └─ " : "│  ├─ "), server.aps[j]);
@@ -47,42 +55,24 @@ void PrintTree(Session& session, const Network& network, const TreeArguments& ar
   }
 }
 
-Json TreeJson(Session& session, const Network& network, const TreeArguments& arguments,
-              std::uint32_t only) {
+Json TreeJson(Session& session, const std::vector<ServerView>& tree, int depth) {
   NodeWriter writer(session);
   Json servers = Json::array();
-  for (const ServerView& view : network.servers) {
-    if (arguments.depth == 0 || (only != 0 && view.entry.id != only)) continue;
-    Json server = writer.Describe(view.entry);
-    if (arguments.depth > 1) {
+  for (const ServerView& one : tree) {
+    Json server = writer.Describe(one.entry);
+    if (depth > 1) {
       server["children"] = Json::array();
-      for (const Node& ap : view.aps) server["children"].push_back(writer.Describe(ap));
+      for (const Node& ap : one.aps) server["children"].push_back(writer.Describe(ap));
     }
     servers.push_back(std::move(server));
   }
-  return {{"network", network.preferences.net_number}, {"servers", std::move(servers)}};
-}
-
-int ShowTree(Session& session, const TreeArguments& arguments) {
-  if (arguments.deps || arguments.groups) {
-    ShowObjectTree(session, arguments.deps ? Kind::kDep : Kind::kGroup, arguments.depth);
-    return kExitDone;
-  }
-  const std::uint32_t only =
-      arguments.server.empty() ? 0 : FindServer(session, arguments.server).id;
-  const Network network = LoadNetwork(session.Net());
-  if (session.IsJson()) {
-    session.Out().Document(TreeJson(session, network, arguments, only));
-  } else {
-    PrintTree(session, network, arguments, only);
-  }
-  return kExitDone;
+  return {{"network", session.Shown().Number()}, {"servers", std::move(servers)}};
 }
 
 // Whether the text is the object's id, or its address of four or eight hexadecimal digits.
-bool IsNumberOf(CNCCNet& net, std::uint32_t id, const std::string& text) {
+bool IsNumberOf(View& view, std::uint32_t id, const std::string& text) {
   if (text.starts_with("id:")) return ParseNumber(text.substr(3), 0xFFFFFFFF) == id;
-  const std::string address = AddressOf(net, id);
+  const std::string address = view.AddressOf(id);
   const std::string wanted = FoldName(text);
   const std::string folded = FoldName(address);
   return folded == wanted || (wanted.size() == 4 && folded.ends_with(wanted) && folded.size() == 8);
@@ -94,14 +84,14 @@ void ShowMatches(Session& session, const std::vector<Node>& nodes,
   if (!nodes.empty() && objects.empty()) return NodeWriter(session).ShowMixed(nodes, "matches");
   NodeWriter node_writer(session);
   ObjectWriter object_writer(session);
-  CNCCNet& net = session.Net();
+  View& view = session.Shown();
   Json all = Json::array();
   Table table = {{"ID", "ADDRESS", "KIND", "NAME"}};
   const auto add = [&](const auto& object, const char* word, auto& writer) {
     if (session.IsJson()) {
       all.push_back(writer.Describe(object));
     } else {
-      table.push_back({fmt::format("id:{}", object.id), AddressOf(net, object.id), word,
+      table.push_back({fmt::format("id:{}", object.id), view.AddressOf(object.id), word,
                        PrintableName(object.name)});
     }
   };
@@ -110,26 +100,6 @@ void ShowMatches(Session& session, const std::vector<Node>& nodes,
   if (session.IsJson()) return session.Out().Document({{"matches", std::move(all)}});
   if (table.size() == 1) return session.Out().Say("There are no such objects.");
   session.Out().PrintTable(table);
-}
-
-int Find(Session& session, const std::string& text) {
-  CNCCNet& net = session.Net();
-  std::vector<Node> nodes = ListServersAndAps(net);
-  const auto bytes = BytesFromUtf8(text);
-  const std::string pattern = bytes ? FoldForSearch(*bytes) : std::string();
-  const auto differs = [&](const auto& object) {
-    const bool named = bytes && MatchesPattern(pattern, FoldForSearch(object.name));
-    return !named && !IsNumberOf(net, object.id, text);
-  };
-  std::erase_if(nodes, differs);
-  std::vector<Object> objects;
-  for (const Kind kind : kObjectKinds) {
-    std::vector<Object> all = ListObjects(net, kind);
-    std::erase_if(all, differs);
-    objects.insert(objects.end(), all.begin(), all.end());
-  }
-  ShowMatches(session, nodes, objects);
-  return nodes.empty() && objects.empty() ? kExitFailed : kExitDone;
 }
 
 Failure NothingNamed(const std::string& text, const std::vector<Node>& nodes,
@@ -143,10 +113,10 @@ Failure NothingNamed(const std::string& text, const std::vector<Node>& nodes,
                                  : fmt::format("Did you mean \"{}\"?", PrintableName(closest)));
 }
 
-Failure SeveralNamed(CNCCNet& net, const std::string& text, const std::vector<Node>& nodes,
+Failure SeveralNamed(View& view, const std::string& text, const std::vector<Node>& nodes,
                      const std::vector<Object>& objects) {
   std::vector<std::string> ids;
-  for (const Node& node : nodes) ids.push_back(DescribeId(net, node));
+  for (const Node& node : nodes) ids.push_back(DescribeId(view, node));
   for (const Object& object : objects) {
     ids.push_back(fmt::format("id:{} (a {})", object.id, WordOf(object.kind)));
   }
@@ -154,13 +124,64 @@ Failure SeveralNamed(CNCCNet& net, const std::string& text, const std::vector<No
                  fmt::format("Give the id of the one that is meant: {}.", fmt::join(ids, ", ")));
 }
 
-int Show(Session& session, const std::string& text) {
+}  // namespace
+
+int ShowTree(Session& session, const TreeArguments& arguments) {
+  if (arguments.deps || arguments.groups) {
+    ShowObjectTree(session, arguments.deps ? Kind::kDep : Kind::kGroup, arguments.depth);
+    return kExitDone;
+  }
+  const std::vector<ServerView> tree = ListTree(session, arguments);
+  if (session.IsJson()) {
+    session.Out().Document(TreeJson(session, tree, arguments.depth));
+  } else {
+    PrintTree(session, tree);
+  }
+  return kExitDone;
+}
+
+void AddTreeOptions(CLI::App& command, TreeArguments& arguments) {
+  CLI::Option* server =
+      command.add_option("--server", arguments.server, "Only this server: its name or id:NUMBER");
+  command
+      .add_option("--depth", arguments.depth,
+                  "1 for the servers, 2 for their APs too; 3 with --groups for users")
+      ->check(CLI::Range(0, 9))
+      ->capture_default_str();
+  CLI::Option* deps = command.add_flag("--deps", arguments.deps, "Deps and their users instead");
+  CLI::Option* groups = command.add_flag("--groups", arguments.groups,
+                                         "Node groups with their nodes and Deps instead");
+  deps->excludes(server, groups);
+  groups->excludes(server);
+}
+
+int FindObjects(Session& session, const std::string& text) {
+  View& view = session.Shown();
+  std::vector<Node> nodes = view.ServersAndAps();
+  const auto bytes = BytesFromUtf8(text);
+  const std::string pattern = bytes ? FoldForSearch(*bytes) : std::string();
+  const auto differs = [&](const auto& object) {
+    const bool named = bytes && MatchesPattern(pattern, FoldForSearch(object.name));
+    return !named && !IsNumberOf(view, object.id, text);
+  };
+  std::erase_if(nodes, differs);
+  std::vector<Object> objects;
+  for (const Kind kind : kObjectKinds) {
+    std::vector<Object> all = view.Objects(kind);
+    std::erase_if(all, differs);
+    objects.insert(objects.end(), all.begin(), all.end());
+  }
+  ShowMatches(session, nodes, objects);
+  return nodes.empty() && objects.empty() ? kExitFailed : kExitDone;
+}
+
+int ShowObject(Session& session, const std::string& text) {
   const Reference reference = ParseReference(text);
-  CNCCNet& net = session.Net();
-  const std::vector<Node> all_nodes = ListServersAndAps(net);
+  View& view = session.Shown();
+  const std::vector<Node> all_nodes = view.ServersAndAps();
   std::vector<Object> all_objects;
   for (const Kind kind : kObjectKinds) {
-    std::vector<Object> of_kind = ListObjects(net, kind);
+    std::vector<Object> of_kind = view.Objects(kind);
     std::move(of_kind.begin(), of_kind.end(), std::back_inserter(all_objects));
   }
   std::vector<Node> nodes;
@@ -173,10 +194,10 @@ int Show(Session& session, const std::string& text) {
   if (!reference.id) collect([&](const auto& one) { return FoldName(one.name) == wanted; });
   // An address only where nothing has the name.
   if (nodes.empty() && objects.empty() && !text.starts_with("name:")) {
-    collect([&](const auto& one) { return IsNumberOf(net, one.id, text); });
+    collect([&](const auto& one) { return IsNumberOf(view, one.id, text); });
   }
   if (nodes.empty() && objects.empty()) throw NothingNamed(text, all_nodes, all_objects);
-  if (nodes.size() + objects.size() > 1) throw SeveralNamed(net, text, nodes, objects);
+  if (nodes.size() + objects.size() > 1) throw SeveralNamed(view, text, nodes, objects);
   if (objects.empty()) {
     NodeWriter(session).Show(nodes.front());
   } else {
@@ -185,24 +206,12 @@ int Show(Session& session, const std::string& text) {
   return kExitDone;
 }
 
-}  // namespace
-
 void AddViewCommands(CommandLine& line) {
   auto arguments = std::make_shared<TreeArguments>();
   CLI::App& tree = CommandLine::AddCommand(
       line.Root(), "tree", "Show the network as a tree",
       "tree\ntree --depth 1\ntree --server Center\ntree --groups --depth 3");
-  CLI::Option* server =
-      tree.add_option("--server", arguments->server, "Only this server: its name or id:NUMBER");
-  tree.add_option("--depth", arguments->depth,
-                  "1 for the servers, 2 for their APs too; 3 with --groups for users")
-      ->check(CLI::Range(0, 9))
-      ->capture_default_str();
-  CLI::Option* deps = tree.add_flag("--deps", arguments->deps, "Deps and their users instead");
-  CLI::Option* groups =
-      tree.add_flag("--groups", arguments->groups, "Node groups with their nodes and Deps instead");
-  deps->excludes(server, groups);
-  groups->excludes(server);
+  AddTreeOptions(tree, *arguments);
   line.OnRun(tree, [arguments](Session& session) { return ShowTree(session, *arguments); });
 
   auto text = std::make_shared<std::string>();
@@ -212,13 +221,13 @@ void AddViewCommands(CommandLine& line) {
       "exit code 1 when there is none",
       "find ivan\nfind 'North*'\nfind id:12\nfind 001A000C");
   find.add_option("TEXT", *text, "What to look for")->required();
-  line.OnRun(find, [text](Session& session) { return Find(session, *text); });
+  line.OnRun(find, [text](Session& session) { return FindObjects(session, *text); });
 
   CLI::App& show = CommandLine::AddCommand(
       line.Root(), "show", "Show all that is known about one object of whichever kind",
       "show Ivanov\nshow id:12\nshow 001A000C");
   show.add_option("OBJECT", *text, "Its name, id:NUMBER or its address")->required();
-  line.OnRun(show, [text](Session& session) { return Show(session, *text); });
+  line.OnRun(show, [text](Session& session) { return ShowObject(session, *text); });
 }
 
 }  // namespace ncc::tool

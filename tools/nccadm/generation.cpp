@@ -5,6 +5,7 @@
 #include "files.h"
 #include "objects.h"
 #include "text.h"
+#include "view.h"
 
 namespace ncc::tool {
 namespace {
@@ -42,7 +43,7 @@ Generation::Generation(Session& session) : net_(session.Net()), out_(session.Out
   const auto keep = [&](std::uint32_t id, const std::string& name) {
     names_[id] = PrintableName(name.substr(0, kLabelBytes));
   };
-  for (const Node& node : ListServersAndAps(net_)) keep(node.id, node.name);
+  for (const Node& node : session.Shown().ServersAndAps()) keep(node.id, node.name);
   for (const Object& user : ListObjects(net_, Kind::kUser)) keep(user.id, user.name);
 }
 

@@ -15,6 +15,7 @@ int main(int argc, char** argv) {
   AddDescriptionCommands(line);
   AddImportCommand(line);
   AddExportCommands(line);
+  AddExchangeCommands(line);
   AddGenerateCommands(line);
   AddStampCommands(line);
   AddPackageCommands(line);

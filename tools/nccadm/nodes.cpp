@@ -8,6 +8,7 @@
 
 #include "reference.h"
 #include "text.h"
+#include "view.h"
 
 namespace ncc::tool {
 namespace {
@@ -26,14 +27,14 @@ const char* Word(Kinds kinds) {
   return "";
 }
 
-std::vector<Node> Candidates(CNCCNet& net, Kinds kinds) {
+std::vector<Node> Candidates(View& view, Kinds kinds) {
   switch (kinds) {
     case Kinds::kServers:
-      return ListServers(net);
+      return view.Servers();
     case Kinds::kAps:
-      return ListAps(net);
+      return view.Aps();
     case Kinds::kBoth:
-      return ListServersAndAps(net);
+      return view.ServersAndAps();
   }
   return {};
 }
@@ -49,10 +50,10 @@ Failure Unknown(const std::string& text, Kinds kinds, const std::vector<Node>& c
                                  : fmt::format("Did you mean \"{}\"?", PrintableName(closest)));
 }
 
-Failure Ambiguous(CNCCNet& net, const std::string& text, const std::vector<Node>& found) {
+Failure Ambiguous(View& view, const std::string& text, const std::vector<Node>& found) {
   std::vector<std::string> ids;
   ids.reserve(found.size());
-  for (const Node& node : found) ids.push_back(DescribeId(net, node));
+  for (const Node& node : found) ids.push_back(DescribeId(view, node));
   return Failure(fmt::format("{} objects are named \"{}\"", found.size(), text),
                  fmt::format("Give the id of the one that is meant: {}.", fmt::join(ids, ", ")));
 }
@@ -63,22 +64,22 @@ bool HasKind(const Node& node, Kinds kinds) {
 
 Node Find(Session& session, const std::string& text, Kinds kinds) {
   const Reference reference = ParseReference(text);
-  CNCCNet& net = session.Net();
+  View& view = session.Shown();
   if (reference.id) {
-    const auto node = NodeById(net, *reference.id);
+    const auto node = view.NodeById(*reference.id);
     if (!node || !HasKind(*node, kinds)) {
       throw Failure(fmt::format("no {} has the id {}", Word(kinds), *reference.id));
     }
     return *node;
   }
   const std::string wanted = FoldName(reference.name);
-  const std::vector<Node> candidates = Candidates(net, kinds);
+  const std::vector<Node> candidates = Candidates(view, kinds);
   std::vector<Node> found;
   for (const Node& node : candidates) {
     if (FoldName(node.name) == wanted) found.push_back(node);
   }
   if (found.empty()) throw Unknown(text, kinds, candidates);
-  if (found.size() > 1) throw Ambiguous(net, text, found);
+  if (found.size() > 1) throw Ambiguous(view, text, found);
   return found.front();
 }
 
@@ -127,9 +128,11 @@ bool DeleteAp(Session& session, const Node& ap) {
 
 std::string Quoted(const Node& node) { return fmt::format("\"{}\"", PrintableName(node.name)); }
 
-std::string DescribeId(CNCCNet& net, const Node& node) {
+std::string DescribeId(View& view, const Node& node) {
   if (node.is_server) return fmt::format("id:{} (a server)", node.id);
-  return fmt::format("id:{} (AP at \"{}\")", node.id, PrintableName(ServerNameOf(net, node)));
+  const auto server = view.NodeById(node.server_id);
+  return fmt::format("id:{} (AP at \"{}\")", node.id,
+                     PrintableName(server ? server->name : std::string()));
 }
 
 std::string AddressOf(CNCCNet& net, std::uint32_t id) {
@@ -137,13 +140,13 @@ std::string AddressOf(CNCCNet& net, std::uint32_t id) {
   return net.GetAddr8(id, buffer.data());
 }
 
-NodeWriter::NodeWriter(Session& session) : session_(session), net_(session.Net()) {}
+NodeWriter::NodeWriter(Session& session) : session_(session), view_(session.Shown()) {}
 
 const char* NodeWriter::KindOf(const Node& node) { return node.is_server ? "server" : "ap"; }
 
 const std::string& NodeWriter::ServerName(std::uint32_t id) {
   if (server_names_.empty()) {
-    for (const Node& server : ListServers(net_)) {
+    for (const Node& server : view_.Servers()) {
       server_names_.emplace(server.id, Utf8FromBytes(server.name));
     }
   }
@@ -157,20 +160,21 @@ std::string NodeWriter::ApplicationsOf(const Node& node) {
 Json NodeWriter::Describe(const Node& node) {
   Json json = {{"kind", KindOf(node)},
                {"id", node.id},
-               {"address", AddressOf(net_, node.id)},
+               {"address", view_.AddressOf(node.id)},
                {"name", Utf8FromBytes(node.name)},
                {"number", node.number},
                {"applications", session_.Apps().Describe(node.flags)},
-               {"mask", node.flags},
-               {"settings", node.settings}};
+               {"mask", node.flags}};
+  if (view_.IsOwn()) json["settings"] = node.settings;
   if (!node.is_server) {
     json["server"] = {{"id", node.server_id}, {"name", ServerName(node.server_id)}};
     return json;
   }
-  json["value"] = node.value;
+  if (view_.IsOwn()) json["value"] = node.value;
   json["aps"] = node.ap_count;
+  if (!view_.IsOwn()) return json;
   json["links"] = Json::array();
-  for (const Node& linked : ListLinked(net_, node.id)) {
+  for (const Node& linked : view_.LinkedServers(node.id)) {
     json["links"].push_back({{"id", linked.id}, {"name", Utf8FromBytes(linked.name)}});
   }
   return json;
@@ -181,9 +185,9 @@ std::vector<std::string> NodeWriter::ServerHeading() {
 }
 
 std::vector<std::string> NodeWriter::ServerRow(const Node& server) {
-  return {fmt::format("id:{}", server.id), AddressOf(net_, server.id),
+  return {fmt::format("id:{}", server.id), view_.AddressOf(server.id),
           PrintableName(server.name),      std::to_string(server.value),
-          std::to_string(server.ap_count), std::to_string(ListLinked(net_, server.id).size()),
+          std::to_string(server.ap_count), std::to_string(view_.LinkedServers(server.id).size()),
           ApplicationsOf(server)};
 }
 
@@ -192,7 +196,7 @@ std::vector<std::string> NodeWriter::ApHeading() {
 }
 
 std::vector<std::string> NodeWriter::ApRow(const Node& ap) {
-  return {fmt::format("id:{}", ap.id), AddressOf(net_, ap.id), PrintableName(ap.name),
+  return {fmt::format("id:{}", ap.id), view_.AddressOf(ap.id), PrintableName(ap.name),
           Printable(ServerName(ap.server_id)), ApplicationsOf(ap)};
 }
 
@@ -205,14 +209,14 @@ void NodeWriter::Show(const Node& node) {
   field("name", out.Paint(Style::kName, PrintableName(node.name)));
   field("kind", node.is_server ? "server" : "AP");
   field("id", fmt::format("id:{}", node.id));
-  field("address", AddressOf(net_, node.id));
+  field("address", view_.AddressOf(node.id));
   field("number", std::to_string(node.number));
   field("applications", node.flags == 0 ? "none" : ApplicationsOf(node));
-  field("settings", std::to_string(node.settings));
+  if (view_.IsOwn()) field("settings", std::to_string(node.settings));
   if (!node.is_server) return field("server", Printable(ServerName(node.server_id)));
-  field("value", std::to_string(node.value));
+  if (view_.IsOwn()) field("value", std::to_string(node.value));
   field("APs", std::to_string(node.ap_count));
-  for (const Node& linked : ListLinked(net_, node.id)) field("link", PrintableName(linked.name));
+  for (const Node& linked : view_.LinkedServers(node.id)) field("link", PrintableName(linked.name));
 }
 
 void NodeWriter::ShowMixed(const std::vector<Node>& nodes, const char* key) {
@@ -224,7 +228,7 @@ void NodeWriter::ShowMixed(const std::vector<Node>& nodes, const char* key) {
       all.push_back(Describe(node));
       continue;
     }
-    table.push_back({fmt::format("id:{}", node.id), AddressOf(net_, node.id),
+    table.push_back({fmt::format("id:{}", node.id), view_.AddressOf(node.id),
                      node.is_server ? "server" : "AP", PrintableName(node.name),
                      node.is_server ? "" : Printable(ServerName(node.server_id)),
                      ApplicationsOf(node)});

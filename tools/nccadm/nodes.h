@@ -35,7 +35,7 @@ bool DeleteAp(Session& session, const Node& ap);
 // The name of a node as text to show, in quotes.
 std::string Quoted(const Node& node);
 // "id:4 (AP at "Center")", to choose by.
-std::string DescribeId(CNCCNet& net, const Node& node);
+std::string DescribeId(View& view, const Node& node);
 std::string AddressOf(CNCCNet& net, std::uint32_t id);
 
 // Turns nodes into JSON and into table rows. One for every command, so that all of them agree.
@@ -62,7 +62,7 @@ class NodeWriter {
   std::string ApplicationsOf(const Node& node);
 
   Session& session_;
-  CNCCNet& net_;
+  View& view_;
   std::unordered_map<std::uint32_t, std::string> server_names_;  // to show
 };
 

@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include "nodes.h"
 #include "object_writer.h"
 #include "text.h"
+#include "view.h"
 
 namespace ncc::tool {
 namespace {
@@ -18,20 +18,20 @@ struct Branch {
 
 Branch BranchOf(const Object& object) { return {object.name, object.id, WordOf(object.kind), {}}; }
 
-Branch BranchOf(CNCCNet& net, const Object& object, int depth) {
+Branch BranchOf(View& view, const Object& object, int depth) {
   Branch branch = BranchOf(object);
   if (depth < 2) return branch;
   if (object.kind == Kind::kDep) {
-    for (const Object& user : ListUsersOf(net, object.id)) {
+    for (const Object& user : view.UsersOf(object.id)) {
       branch.children.push_back(BranchOf(user));
     }
     return branch;
   }
-  for (const Node& node : ListNodesOf(net, object.id)) {
+  for (const Node& node : view.NodesOf(object.id)) {
     branch.children.push_back({node.name, node.id, node.is_server ? "server" : "AP", {}});
   }
-  for (const Object& dep : ListDepsOf(net, object.id)) {
-    branch.children.push_back(BranchOf(net, dep, depth - 1));
+  for (const Object& dep : view.DepsOf(object.id)) {
+    branch.children.push_back(BranchOf(view, dep, depth - 1));
   }
   return branch;
 }
@@ -41,7 +41,8 @@ void Print(Session& session, const std::vector<Branch>& branches, const std::str
   for (std::size_t i = 0; i < branches.size(); ++i) {
     const Branch& branch = branches[i];
     const bool last = i + 1 == branches.size();
-    const std::string rest = fmt::format("{} {}", branch.word, AddressOf(session.Net(), branch.id));
+    const std::string rest =
+        fmt::format("{} {}", branch.word, session.Shown().AddressOf(branch.id));
     out.Line(fmt::format("{}{}{}  {}", indent, last ? "└─ " : "├─ ",
                          out.Paint(Style::kName, PrintableName(branch.name)),
                          out.Paint(Style::kFaint, rest)));
@@ -50,13 +51,13 @@ void Print(Session& session, const std::vector<Branch>& branches, const std::str
 }
 
 // The JSON of an object names what belongs to it; `children` has the next level whole.
-Json Describe(CNCCNet& net, ObjectWriter& writer, const Object& object, int depth) {
+Json Describe(View& view, ObjectWriter& writer, const Object& object, int depth) {
   Json json = writer.Describe(object);
   if (depth < 2 || object.kind == Kind::kUser) return json;
   const bool is_dep = object.kind == Kind::kDep;
   json["children"] = Json::array();
-  for (const Object& child : is_dep ? ListUsersOf(net, object.id) : ListDepsOf(net, object.id)) {
-    json["children"].push_back(Describe(net, writer, child, depth - 1));
+  for (const Object& child : is_dep ? view.UsersOf(object.id) : view.DepsOf(object.id)) {
+    json["children"].push_back(Describe(view, writer, child, depth - 1));
   }
   return json;
 }
@@ -64,19 +65,19 @@ Json Describe(CNCCNet& net, ObjectWriter& writer, const Object& object, int dept
 }  // namespace
 
 void ShowObjectTree(Session& session, Kind kind, int depth) {
-  CNCCNet& net = session.Net();
-  const std::uint32_t network = ReadPreferences(net).net_number;
+  View& view = session.Shown();
+  const std::uint32_t network = view.Number();
   std::vector<Object> objects;
-  if (depth > 0) objects = ListObjects(net, kind);
+  if (depth > 0) objects = view.Objects(kind);
   if (session.IsJson()) {
     ObjectWriter writer(session);
     Json all = Json::array();
-    for (const Object& object : objects) all.push_back(Describe(net, writer, object, depth));
+    for (const Object& object : objects) all.push_back(Describe(view, writer, object, depth));
     return session.Out().Document({{"network", network}, {KeyOfAll(kind), std::move(all)}});
   }
   std::vector<Branch> branches;
   branches.reserve(objects.size());
-  for (const Object& object : objects) branches.push_back(BranchOf(net, object, depth));
+  for (const Object& object : objects) branches.push_back(BranchOf(view, object, depth));
   session.Out().Line(fmt::format("network 0x{:04X}", network));
   Print(session, branches, "");
 }

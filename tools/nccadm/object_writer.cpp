@@ -4,6 +4,7 @@
 
 #include "nodes.h"
 #include "text.h"
+#include "view.h"
 
 namespace ncc::tool {
 namespace {
@@ -23,20 +24,23 @@ std::string JoinNames(const Items& items) {
 }
 
 // The name of a Dep or of a node; nothing when there is none of this id.
-std::optional<std::string> NameOfId(CNCCNet& net, std::uint32_t id, bool is_dep) {
+std::optional<std::string> NameOfId(View& view, std::uint32_t id, bool is_dep) {
   if (is_dep) {
-    const auto dep = ObjectById(net, Kind::kDep, id);
+    const auto dep = view.ObjectById(Kind::kDep, id);
     return dep ? std::optional(dep->name) : std::nullopt;
   }
-  const auto node = NodeById(net, id);
+  const auto node = view.NodeById(id);
   return node ? std::optional(node->name) : std::nullopt;
 }
 
 }  // namespace
 
-ObjectWriter::ObjectWriter(Session& session) : session_(session), net_(session.Net()) {}
+ObjectWriter::ObjectWriter(Session& session) : session_(session), view_(session.Shown()) {}
 
 Json ObjectWriter::DescribeLink(const Object& object) {
+  if (object.network != 0) {
+    return {{"network", object.network}, {"id", object.id}, {"name", nullptr}};
+  }
   return {{"id", object.id}, {"name", Utf8FromBytes(object.name)}};
 }
 
@@ -47,8 +51,8 @@ Json ObjectWriter::DescribeLink(const Node& node) {
 const std::vector<Object>& ObjectWriter::DepsOfUser(std::uint32_t user) {
   if (!has_deps_) {
     has_deps_ = true;
-    for (const Object& dep : ListObjects(net_, Kind::kDep)) {
-      for (const Object& member : ListUsersOf(net_, dep.id)) {
+    for (const Object& dep : view_.Objects(Kind::kDep)) {
+      for (const Object& member : view_.UsersOf(dep.id)) {
         std::vector<Object>& deps = deps_of_users_[member.id];
         // A user can stand in a Dep more than once.
         if (deps.empty() || deps.back().id != dep.id) deps.push_back(dep);
@@ -59,13 +63,13 @@ const std::vector<Object>& ObjectWriter::DepsOfUser(std::uint32_t user) {
 }
 
 Json ObjectWriter::DescribeId(std::uint32_t id, bool is_dep) {
-  const auto name = NameOfId(net_, id, is_dep);
+  const auto name = NameOfId(view_, id, is_dep);
   return {{"id", id}, {"name", name ? Json(Utf8FromBytes(*name)) : Json(nullptr)}};
 }
 
 std::string ObjectWriter::TextOfId(std::uint32_t id, bool is_dep) {
   if (id == 0) return "none";
-  const auto name = NameOfId(net_, id, is_dep);
+  const auto name = NameOfId(view_, id, is_dep);
   return name ? PrintableName(*name) : fmt::format("id:{} (does not exist)", id);
 }
 
@@ -96,7 +100,7 @@ Table ObjectWriter::MembershipTable(const std::vector<Membership>& memberships) 
 Json ObjectWriter::Describe(const Object& object) {
   Json json = {{"kind", KeyOf(object.kind)},
                {"id", object.id},
-               {"address", AddressOf(net_, object.id)},
+               {"address", view_.AddressOf(object.id)},
                {"name", Utf8FromBytes(object.name)}};
   if (object.kind == Kind::kUser) {
     const bool has_primary = object.primary_dep != 0 || object.primary_node != 0;
@@ -106,16 +110,17 @@ Json ObjectWriter::Describe(const Object& object) {
                          {"node", DescribeId(object.primary_node, false)}};
     }
     json["deps"] = DescribeLinks(DepsOfUser(object.id));
-    json["memberships"] = DescribeMemberships(ListMemberships(net_, object.id));
+    json["memberships"] = DescribeMemberships(view_.MembershipsOf(object.id));
   } else if (object.kind == Kind::kDep) {
     json["group"] = object.group == 0 ? Json(nullptr) : Json(object.group);
-    json["groups"] = DescribeLinks(ListGroupsOfDep(net_, object.id));
-    json["users"] = DescribeLinks(ListUsersOf(net_, object.id));
-    json["links"] = DescribeLinks(ListLinkedDeps(net_, object.id));
+    if (object.home_node != 0) json["home"] = DescribeId(object.home_node, false);
+    json["groups"] = DescribeLinks(view_.GroupsOf(object.id));
+    json["users"] = DescribeLinks(view_.UsersOf(object.id));
+    json["links"] = DescribeLinks(view_.LinkedDeps(object.id));
   } else {
     json["number"] = object.number;
-    json["nodes"] = DescribeLinks(ListNodesOf(net_, object.id));
-    json["deps"] = DescribeLinks(ListDepsOf(net_, object.id));
+    json["nodes"] = DescribeLinks(view_.NodesOf(object.id));
+    json["deps"] = DescribeLinks(view_.DepsOf(object.id));
   }
   return json;
 }
@@ -131,14 +136,12 @@ std::vector<std::string> ObjectWriter::Row(const Object& object) {
   std::vector<std::string> row = {fmt::format("id:{}", object.id), PrintableName(object.name)};
   if (object.kind == Kind::kUser) {
     row.insert(row.end(), {PrimaryOf(object), JoinNames(DepsOfUser(object.id)),
-                           count(ListMemberships(net_, object.id))});
+                           count(view_.MembershipsOf(object.id))});
   } else if (object.kind == Kind::kDep) {
-    row.insert(row.end(),
-               {JoinNames(ListGroupsOfDep(net_, object.id)), count(ListUsersOf(net_, object.id)),
-                count(ListLinkedDeps(net_, object.id))});
+    row.insert(row.end(), {JoinNames(view_.GroupsOf(object.id)), count(view_.UsersOf(object.id)),
+                           count(view_.LinkedDeps(object.id))});
   } else {
-    row.insert(row.end(),
-               {count(ListNodesOf(net_, object.id)), count(ListDepsOf(net_, object.id))});
+    row.insert(row.end(), {count(view_.NodesOf(object.id)), count(view_.DepsOf(object.id))});
   }
   return row;
 }
@@ -155,22 +158,23 @@ void ObjectWriter::Show(const Object& object) {
   field("name", out.Paint(Style::kName, PrintableName(object.name)));
   field("kind", WordOf(object.kind));
   field("id", fmt::format("id:{}", object.id));
-  field("address", AddressOf(net_, object.id));
+  field("address", view_.AddressOf(object.id));
   if (object.kind == Kind::kUser) {
     field("primary", PrimaryOf(object));
     fields("Dep", DepsOfUser(object.id));
-    for (const Membership& one : ListMemberships(net_, object.id)) {
+    for (const Membership& one : view_.MembershipsOf(object.id)) {
       field("membership", fmt::format("{} at {}, kind {}", TextOfId(one.dep, true),
                                       TextOfId(one.node, false), one.kind));
     }
   } else if (object.kind == Kind::kDep) {
-    fields("node group", ListGroupsOfDep(net_, object.id));
-    fields("user", ListUsersOf(net_, object.id));
-    fields("link", ListLinkedDeps(net_, object.id));
+    if (object.home_node != 0) field("home", TextOfId(object.home_node, false));
+    fields("node group", view_.GroupsOf(object.id));
+    fields("user", view_.UsersOf(object.id));
+    fields("link", view_.LinkedDeps(object.id));
   } else {
     field("number", std::to_string(object.number));
-    fields("node", ListNodesOf(net_, object.id));
-    fields("Dep", ListDepsOf(net_, object.id));
+    fields("node", view_.NodesOf(object.id));
+    fields("Dep", view_.DepsOf(object.id));
   }
 }
 

@@ -39,7 +39,7 @@ class ObjectWriter {
   const std::vector<Object>& DepsOfUser(std::uint32_t user);
 
   Session& session_;
-  CNCCNet& net_;
+  View& view_;
   std::unordered_map<std::uint32_t, std::vector<Object>> deps_of_users_;
   bool has_deps_ = false;
 };

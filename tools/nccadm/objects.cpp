@@ -22,25 +22,6 @@ Object HeadFrom(Kind kind, const CNCCEntry& entry) {
   return object;
 }
 
-Object ObjectFrom(const CABEntry& entry) {
-  Object user = HeadFrom(Kind::kUser, entry);
-  user.primary_dep = entry.primary.dep;
-  user.primary_node = entry.primary.node;
-  return user;
-}
-
-Object ObjectFrom(const CDepEntry& entry) {
-  Object dep = HeadFrom(Kind::kDep, entry);
-  dep.group = entry.ngrp_id;
-  return dep;
-}
-
-Object ObjectFrom(const CNGrpEntry& entry) {
-  Object group = HeadFrom(Kind::kGroup, entry);
-  group.number = entry.number;
-  return group;
-}
-
 // What a list query of the library gives; `query` is called with the list to fill.
 template <class Entry, class Query>
 std::vector<Object> Collect(Query query) {
@@ -96,6 +77,25 @@ std::vector<Object> Named(const std::vector<Object>& objects, const std::string&
 }
 
 }  // namespace
+
+Object ObjectFrom(const CABEntry& entry) {
+  Object user = HeadFrom(Kind::kUser, entry);
+  user.primary_dep = entry.primary.dep;
+  user.primary_node = entry.primary.node;
+  return user;
+}
+
+Object ObjectFrom(const CDepEntry& entry) {
+  Object dep = HeadFrom(Kind::kDep, entry);
+  dep.group = entry.ngrp_id;
+  return dep;
+}
+
+Object ObjectFrom(const CNGrpEntry& entry) {
+  Object group = HeadFrom(Kind::kGroup, entry);
+  group.number = entry.number;
+  return group;
+}
 
 const char* KeyOf(Kind kind) { return WordsOf(kind).key; }
 const char* KeyOfAll(Kind kind) { return WordsOf(kind).keys; }

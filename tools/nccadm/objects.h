@@ -27,6 +27,8 @@ struct Object {
   std::uint32_t group = 0;         // of a Dep: where its users can be members
   std::uint32_t primary_dep = 0;   // of a user
   std::uint32_t primary_node = 0;  // of a user
+  std::uint32_t home_node = 0;     // of a neighbour's Dep that has no group for its home
+  std::uint32_t network = 0;       // of a Dep that a neighbour's one is linked to elsewhere
 };
 
 struct Membership {
@@ -34,6 +36,10 @@ struct Membership {
   std::uint32_t node = 0;
   std::uint8_t kind = 0;
 };
+
+Object ObjectFrom(const CABEntry& entry);
+Object ObjectFrom(const CDepEntry& entry);
+Object ObjectFrom(const CNGrpEntry& entry);
 
 // One member of the library for each kind, told by the kind of the object.
 unsigned long Create(CNCCNet& net, Kind kind, const std::string& name);

@@ -7,8 +7,13 @@
 #include <fmt/format.h>
 
 #include "terminal.h"
+#include "view.h"
 
 namespace ncc::tool {
+
+Session::Session(const Options& options, Output& output) : options_(options), output_(output) {}
+
+Session::~Session() = default;
 
 const std::string& Session::DatabaseText() const {
   if (options_.database.empty()) {
@@ -53,6 +58,13 @@ CNCCNet& Session::Net() {
   open_ = true;
   return net_;
 }
+
+View& Session::Shown() {
+  if (!shown_) shown_ = std::make_unique<OwnView>(Net());
+  return *shown_;
+}
+
+void Session::SetShown(std::unique_ptr<View> view) { shown_ = std::move(view); }
 
 CNCCNet& Session::Create(std::uint32_t network) {
   const Place place = Split();

@@ -12,6 +12,8 @@
 
 namespace ncc::tool {
 
+class View;
+
 struct Options {
   std::string database;  // DIR/NAME
   bool json = false;
@@ -22,13 +24,20 @@ struct Options {
 
 class Session {
  public:
-  Session(const Options& options, Output& output) : options_(options), output_(output) {}
+  Session(const Options& options, Output& output);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
 
   Output& Out() { return output_; }
   bool IsJson() const { return options_.json; }
 
   // The database of --db, opened by the first call. Throws Failure with what to do about it.
   CNCCNet& Net();
+
+  // The network that is shown: of the database, opened by the first call, or the one set before.
+  View& Shown();
+  void SetShown(std::unique_ptr<View> view);
 
   // Makes the database of --db and leaves it open.
   CNCCNet& Create(std::uint32_t network);
@@ -63,6 +72,7 @@ class Session {
   CNCCNet net_;
   bool open_ = false;
   std::unique_ptr<Applications> applications_;
+  std::unique_ptr<View> shown_;
 };
 
 // All changes made while one lives are stored together by Keep, or dropped.

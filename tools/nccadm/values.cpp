@@ -1,6 +1,5 @@
 #include "values.h"
 
-#include <iterator>
 #include <list>
 
 #include "failure.h"
@@ -103,14 +102,6 @@ std::vector<Node> ListAps(CNCCNet& net) {
 
 std::vector<Node> ListApsOf(CNCCNet& net, std::uint32_t server) {
   return Collect([&](auto& list) { net.GetListAP(Wide(server), list); });
-}
-
-std::vector<Node> ListServersAndAps(CNCCNet& net) {
-  std::vector<Node> nodes = ListServers(net);
-  std::vector<Node> aps = ListAps(net);
-  nodes.insert(nodes.end(), std::make_move_iterator(aps.begin()),
-               std::make_move_iterator(aps.end()));
-  return nodes;
 }
 
 }  // namespace ncc::tool

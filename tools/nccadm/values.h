@@ -52,6 +52,5 @@ std::vector<Node> ListServers(CNCCNet& net);
 std::vector<Node> ListLinked(CNCCNet& net, std::uint32_t server);
 std::vector<Node> ListAps(CNCCNet& net);  // all, by id
 std::vector<Node> ListApsOf(CNCCNet& net, std::uint32_t server);
-std::vector<Node> ListServersAndAps(CNCCNet& net);
 
 }  // namespace ncc::tool

@@ -1,0 +1,140 @@
+#include "nccnet/exchange_check.h"
+
+#include "exchange/file_names.h"
+#include "exchange/hex.h"
+#include "exchange/readers.h"
+#include "platform/files.h"
+
+#include <utility>
+
+using namespace ncc;
+
+namespace {
+
+std::string Named(const char* kind, std::uint32_t id) { return kind + Hex4(id); }
+
+class SetChecker {
+ public:
+  SetChecker(const char* folder, unsigned long net) : folder_(WithSeparator(folder)), net_(net) {}
+
+  std::list<CExchangeFault> Check() {
+    ReadFile(ExchangeFile::kGate, [&](auto text) { return ReadGate(text, set_.gate); });
+    const bool has_users =
+        ReadFile(ExchangeFile::kUsers, [&](auto text) { return ReadUsers(text, net_, set_); });
+    const bool has_nodes =
+        ReadFile(ExchangeFile::kNodes, [&](auto text) { return ReadNodes(text, net_, set_); });
+    set_.AttachAps();
+    if (has_nodes) {
+      ReadFile(ExchangeFile::kApplications,
+               [&](auto text) { return ReadApplications(text, set_); });
+    }
+    ReadFile(ExchangeFile::kDeps, [&](auto text) { return ReadDeps(text, net_, set_); });
+    ReadFile(ExchangeFile::kUserLinks, [&](auto text) {
+      ReadResult fault = has_users ? ReadPrimaries(text, net_, set_) : std::nullopt;
+      return fault ? fault : ReadUserLinks(text, net_, set_);
+    });
+    ReadFile(ExchangeFile::kDepLinks, [&](auto text) { return ReadDepLinks(text, set_); });
+    ReadFile(ExchangeFile::kNodeGroupLinks,
+             [&](auto text) { return ReadGroupLinks(text, net_, set_); });
+    if (faults_.empty()) CheckReferences();
+    return std::move(faults_);
+  }
+
+ private:
+  // False, with its fault, for a file that cannot be loaded.
+  template <class Read>
+  bool ReadFile(ExchangeFile file, Read read) {
+    const std::string name = ExchangeFileName(file, net_);
+    try {
+      const std::optional<FileText> text = ReadWholeFile(folder_ + name);
+      if (!text) {
+        faults_.push_back({name, 0, "the file cannot be opened", true});
+      } else if (const ReadResult fault = read(text->View())) {
+        faults_.push_back({name, fault->line, fault->reason, true});
+      } else {
+        return true;
+      }
+    } catch (const FileError& error) {
+      faults_.push_back({name, 0, error.what(), true});
+    }
+    return false;
+  }
+
+  void CheckReferences() {
+    for (const CNNEntry& ap : set_.aps.List()) {
+      Expect(set_.servers.Find(ap.server_id) != nullptr, ExchangeFile::kNodes,
+             Named("AP ", ap.id) + " is attached to no server of the set");
+    }
+    for (const CDepEntry& dep : set_.deps.List()) {
+      const bool is_known = dep.kind == kTypeNGrp ? set_.groups.Find(dep.ngrp_id) != nullptr
+                            : dep.kind == kTypeAP ? set_.aps.Find(dep.ngrp_id) != nullptr
+                                                  : set_.servers.Find(dep.ngrp_id) != nullptr;
+      Expect(is_known, ExchangeFile::kDeps,
+             Named("Dep ", dep.id) + Named(": its home is not in the set: ", dep.ngrp_id));
+    }
+    CheckUserLinks();
+    for (const auto& [key, links] : set_.dep_links) {
+      CheckDep(key >> 32, static_cast<std::uint32_t>(key));
+      for (const tag_WORD4& linked : links) CheckDep(linked.first, linked.second);
+    }
+    for (const auto& [group, members] : set_.group_links) {
+      Expect(set_.groups.Find(group) != nullptr, ExchangeFile::kNodeGroupLinks,
+             Named("node group ", group) + " is not in the set");
+      for (const GroupMember& member : members) CheckMember(group, member);
+    }
+  }
+
+  void CheckUserLinks() {
+    for (const auto& [user, memberships] : set_.user_links) {
+      for (const CColAb& membership : memberships) {
+        const std::string subject = Named("user ", user);
+        Expect(set_.deps.Find(membership.id.dep) != nullptr, ExchangeFile::kUserLinks,
+               subject + Named(": not in the set: Dep ", membership.id.dep));
+        Expect(set_.nodes.Find(membership.id.node) != nullptr, ExchangeFile::kUserLinks,
+               subject + Named(": not in the set: node ", membership.id.node));
+      }
+    }
+  }
+
+  void CheckDep(std::uint64_t net, std::uint32_t dep) {
+    Expect(net != net_ || set_.deps.Find(dep) != nullptr, ExchangeFile::kDepLinks,
+           Named("Dep ", dep) + " is not in the set");
+  }
+
+  void CheckMember(std::uint32_t group, const GroupMember& member) {
+    const std::string subject = Named("node group ", group);
+    if (member.kind == kMemberDep) {
+      Expect(set_.deps.Find(member.id) != nullptr, ExchangeFile::kNodeGroupLinks,
+             subject + Named(": not in the set: Dep ", member.id));
+    } else {
+      Expect(set_.nodes.Find(member.id) != nullptr, ExchangeFile::kNodeGroupLinks,
+             subject + Named(": not in the set: node ", member.id));
+    }
+  }
+
+  void Expect(bool is_so, ExchangeFile file, const std::string& reason) {
+    if (!is_so) faults_.push_back({ExchangeFileName(file, net_), 0, reason, false});
+  }
+
+  std::string folder_;
+  unsigned long net_;
+  ImportedNet set_;
+  std::list<CExchangeFault> faults_;
+};
+
+}  // namespace
+
+std::list<unsigned long> ListExchangeSets(const char* folder) {
+  std::list<unsigned long> nets;
+  if (folder == nullptr) return nets;
+  for (const std::string& name : FolderEntries(folder)) {
+    if (const unsigned long net = NetOfGateFile(name); net != 0) nets.push_back(net);
+  }
+  nets.sort();
+  nets.unique();
+  return nets;
+}
+
+std::list<CExchangeFault> CheckExchangeSet(const char* folder, unsigned long net) {
+  return SetChecker(folder != nullptr ? folder : "", net).Check();
+}

@@ -1,0 +1,247 @@
+#include "exchange/own_network.h"
+
+#include "exchange/application_codes.h"
+#include "exchange/hex.h"
+#include "exchange/line_scanner.h"
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+namespace ncc {
+namespace {
+
+constexpr std::uint32_t kMaxId = 0xFFFF;
+
+// Keeps other threads and the progress callback out while the network is read.
+class StillNetwork {
+ public:
+  // Where the calling thread has a batch already, or runs in a callback, it has the lock as well.
+  explicit StillNetwork(CNCCNet& net)
+      : net_(net), has_begun_(net.BeginBatch()), callback_(net.SetCallback(nullptr)) {}
+  ~StillNetwork() {
+    net_.SetCallback(callback_);
+    if (has_begun_) net_.EndBatch();
+  }
+  StillNetwork(const StillNetwork&) = delete;
+  StillNetwork& operator=(const StillNetwork&) = delete;
+
+ private:
+  CNCCNet& net_;
+  bool has_begun_;
+  NCCCallback callback_;
+};
+
+// After a query: throws when it failed.
+void Require(CNCCNet& net) {
+  const char* error = net.LastError();
+  if (*error != '\0') throw std::runtime_error(error);
+}
+
+std::string_view NameOf(const CNCCEntry& entry) {
+  return {entry.name, strnlen(entry.name, sizeof(entry.name))};
+}
+
+const char* KindOf(const CNCCEntry& entry) {
+  switch (entry.type) {
+    case kTypeServer:
+      return "server";
+    case kTypeAP:
+      return "AP";
+    case kTypeDep:
+      return "Dep";
+    case kTypeAB:
+      return "user";
+    default:
+      return "node group";
+  }
+}
+
+std::string Describe(const CNCCEntry& entry) {
+  return std::string(KindOf(entry)) + " \"" + std::string(NameOf(entry)) + "\" (" + Hex4(entry.id) +
+         ")";
+}
+
+// Something that is left out wherever it occurs.
+class Omission {
+ public:
+  explicit Omission(const char* what) : what_(what) {}
+
+  void Count(const CNCCEntry& entry, bool occurs) {
+    if (!occurs) return;
+    if (count_++ == 0) first_ = Describe(entry);
+  }
+
+  void Report(CExchangeReport& report) const {
+    if (count_ == 0) return;
+    std::string line = what_ + std::string(" of ") + first_;
+    if (count_ > 1) line += " and " + std::to_string(count_ - 1) + " more";
+    report.not_carried.push_back(std::move(line));
+  }
+
+ private:
+  const char* what_;
+  std::size_t count_ = 0;
+  std::string first_;
+};
+
+class Judge {
+ public:
+  Judge(bool replaces_blanks, CExchangeReport& report)
+      : replaces_blanks_(replaces_blanks), report_(report) {}
+
+  void JudgeNode(const CNNEntry& node) {
+    JudgeHead(node);
+    JudgeNumber(node, node.number);
+    if ((node.flags & ~kApplicationBits) != 0) Refuse(node, "it has applications without a code");
+    attributes_.Count(node, node.attribute != 1);
+    settings_.Count(node, node.settings != 0);
+    values_.Count(node, node.value != 0);
+  }
+
+  void JudgeGroup(const OwnGroup& group) {
+    JudgeHead(group.entry);
+    JudgeNumber(group.entry, group.entry.number);
+    servers_in_groups_.Count(
+        group.entry, std::any_of(group.nodes.begin(), group.nodes.end(),
+                                 [](const CNNEntry& node) { return node.type == kTypeServer; }));
+  }
+
+  void JudgeDep(const CDepEntry& dep) {
+    JudgeHead(dep);
+    if (dep.ngrp_id == 0) Refuse(dep, "it is in no node group");
+    JudgeReference(dep, dep.ngrp_id);
+  }
+
+  void JudgeUser(const OwnUser& user) {
+    const CColId primary = user.entry.primary;
+    JudgeHead(user.entry);
+    bool has_memberships = false;
+    bool has_primary = false;
+    bool has_others = false;
+    for (const CColAb& membership : user.memberships) {
+      if (membership.kind != 0) {
+        has_others = true;
+        continue;
+      }
+      JudgeReference(user.entry, membership.id.dep);
+      JudgeReference(user.entry, membership.id.node);
+      has_memberships = true;
+      has_primary |= membership.id.dep == primary.dep && membership.id.node == primary.node;
+    }
+    const bool wants_primary = primary.dep != 0 || primary.node != 0;
+    if (wants_primary && !has_primary) {
+      Refuse(user.entry, "the primary collective is no membership of kind 0");
+    } else if (has_memberships && !has_primary) {
+      Refuse(user.entry, "it has memberships and no primary collective");
+    }
+    memberships_.Count(user.entry, has_others);
+  }
+
+  void ReportOmissions() const {
+    for (const Omission* one :
+         {&attributes_, &settings_, &values_, &servers_in_groups_, &memberships_}) {
+      one->Report(report_);
+    }
+  }
+
+ private:
+  void Refuse(const CNCCEntry& entry, const std::string& why) {
+    report_.refused.push_back(Describe(entry) + ": " + why);
+  }
+
+  void JudgeHead(const CNCCEntry& entry) {
+    if (const char* obstacle = NameObstacle(NameOf(entry), replaces_blanks_))
+      Refuse(entry, obstacle);
+    if (entry.id > kMaxId) Refuse(entry, "the identifier is above FFFF");
+  }
+
+  void JudgeNumber(const CNCCEntry& entry, std::uint32_t number) {
+    if (number > kMaxId) Refuse(entry, "the ordinal is above FFFF");
+  }
+
+  void JudgeReference(const CNCCEntry& entry, std::uint32_t id) {
+    if (id > kMaxId) Refuse(entry, "it names the identifier " + Hex4(id) + ", above FFFF");
+  }
+
+  bool replaces_blanks_;
+  CExchangeReport& report_;
+  Omission attributes_{"the attribute byte"};
+  Omission settings_{"the settings byte"};
+  Omission values_{"the short value"};
+  Omission servers_in_groups_{"in a reader's list of nodes, the servers"};
+  Omission memberships_{"memberships of other kinds than 0"};
+};
+
+}  // namespace
+
+const char* NameObstacle(std::string_view name, bool replaces_blanks) {
+  if (name.empty()) return "the name is empty";
+  if (name.size() > kMaxNameLength) return "the name is longer than 51 bytes";
+  if (name.find('\0') != std::string_view::npos) return "the name holds a zero byte";
+  if (!replaces_blanks && std::any_of(name.begin(), name.end(), LineScanner::Separates))
+    return "the name holds a blank";
+  return nullptr;
+}
+
+OwnNetwork ReadOwnNetwork(CNCCNet& net) {
+  const StillNetwork still(net);
+  OwnNetwork own;
+  net.GetListServer(own.servers);
+  Require(net);
+  own.net = net.Preferences()->net_number;
+  std::list<CNNEntry> linked;
+  for (const CNNEntry& server : own.servers) {
+    if (net.GetListLinkedSrv(server.id, linked) != 0) ++own.linked_servers;
+    Require(net);
+  }
+  net.GetListAP(own.aps);
+  Require(net);
+  std::list<CABEntry> users;
+  net.GetListAB(users);
+  Require(net);
+  own.users.reserve(users.size());
+  for (const CABEntry& user : users) {
+    own.users.emplace_back().entry = user;
+    net.GetListAvailableColAb(user.id, own.users.back().memberships);
+    Require(net);
+  }
+  std::list<CDepEntry> deps;
+  net.GetListDep(deps);
+  Require(net);
+  for (const CDepEntry& dep : deps) {
+    own.deps.emplace_back().entry = dep;
+    net.GetListLinkedDep(dep.id, own.deps.back().linked);
+    Require(net);
+  }
+  std::list<CNGrpEntry> groups;
+  net.GetListNGrp(groups);
+  Require(net);
+  for (const CNGrpEntry& group : groups) {
+    own.groups.emplace_back().entry = group;
+    net.GetListNN(group.id, own.groups.back().nodes);
+    Require(net);
+    net.GetListDepFromNGrp(group.id, own.groups.back().deps);
+    Require(net);
+  }
+  return own;
+}
+
+void JudgeOwnNetwork(const OwnNetwork& own, bool replaces_blanks, CExchangeReport& report) {
+  if (own.net == 0 || own.net > kMaxId)
+    report.refused.push_back("network number " + Hex4(own.net) + " is not one of 0001 to FFFF");
+  Judge judge(replaces_blanks, report);
+  for (const CNNEntry& server : own.servers) judge.JudgeNode(server);
+  for (const CNNEntry& ap : own.aps) judge.JudgeNode(ap);
+  for (const OwnGroup& group : own.groups) judge.JudgeGroup(group);
+  for (const OwnDep& dep : own.deps) judge.JudgeDep(dep.entry);
+  for (const OwnUser& user : own.users) judge.JudgeUser(user);
+  if (own.linked_servers != 0) {
+    report.not_carried.push_back("links between servers, of " + std::to_string(own.linked_servers) +
+                                 " servers");
+  }
+  judge.ReportOmissions();
+}
+
+}  // namespace ncc

@@ -1,0 +1,88 @@
+#include "exchange/record_table.h"
+
+#include <random>
+
+namespace ncc {
+namespace {
+
+constexpr std::size_t kFewestSlots = 64;
+
+}  // namespace
+
+void HashIndex::Reserve(std::size_t count) {
+  std::size_t slots = std::max(slots_.size(), kFewestSlots);
+  while (slots < 2 * count) slots *= 2;
+  if (slots != slots_.size()) Resize(slots);
+}
+
+void HashIndex::Clear() {
+  slots_.clear();
+  count_ = 0;
+}
+
+void HashIndex::Grow() { Resize(std::max(2 * slots_.size(), kFewestSlots)); }
+
+void HashIndex::Resize(std::size_t slots) {
+  std::vector<Slot> before(slots);
+  before.swap(slots_);
+  for (const Slot& slot : before) {
+    if (slot.position == kNone) continue;
+    std::size_t at = slot.hash & Mask();
+    while (slots_[at].position != kNone) at = (at + 1) & Mask();
+    slots_[at] = slot;
+  }
+}
+
+std::uint32_t HashName(std::string_view name) {
+  static const std::uint64_t seed = [] {
+    std::random_device random;
+    return std::uint64_t{random()} << 32 | random();
+  }();
+  std::uint64_t hash = seed ^ name.size();
+  while (!name.empty()) {
+    std::uint64_t word = 0;
+    const std::size_t size = std::min(name.size(), sizeof(word));
+    std::memcpy(&word, name.data(), size);
+    name.remove_prefix(size);
+    hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
+    hash ^= hash >> 29;
+  }
+  hash *= seed | 1;
+  return static_cast<std::uint32_t>(hash >> 32);
+}
+
+void PairIndex::Build() {
+  const auto by_value = [](const auto& a, const auto& b) { return a.second < b.second; };
+  if (!std::is_sorted(pairs_.begin(), pairs_.end(), by_value))
+    std::stable_sort(pairs_.begin(), pairs_.end(), by_value);
+  std::uint32_t keys = 0;
+  for (const auto& pair : pairs_) keys = std::max(keys, pair.first + 1);
+  std::vector<std::uint32_t> ends(keys);
+  for (const auto& pair : pairs_) ++ends[pair.first];
+  std::uint32_t sum = 0;
+  for (std::uint32_t& end : ends) sum += std::exchange(end, sum);
+  std::vector<std::uint32_t> starts = ends;
+  std::vector<std::uint32_t> values(pairs_.size());
+  for (const auto& [key, value] : pairs_) {
+    std::uint32_t& end = ends[key];
+    if (end == starts[key] || values[end - 1] != value) values[end++] = value;
+  }
+  values_.swap(values);
+  starts_.swap(starts);
+  ends_.swap(ends);
+  pairs_.clear();
+}
+
+void PairIndex::Clear() {
+  pairs_.clear();
+  values_.clear();
+  starts_.clear();
+  ends_.clear();
+}
+
+std::span<const std::uint32_t> PairIndex::ValuesOf(unsigned long key) const {
+  if (key >= ends_.size()) return {};
+  return std::span(values_).subspan(starts_[key], ends_[key] - starts_[key]);
+}
+
+}  // namespace ncc

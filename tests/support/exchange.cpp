@@ -1,0 +1,127 @@
+#include "exchange.h"
+
+#include <array>
+#include <cstdio>
+
+namespace {
+
+std::string Pairs(const std::list<tag_WORD4>& list) {
+  std::string text;
+  for (const tag_WORD4& one : list)
+    text += " " + std::to_string(one.first) + "/" + std::to_string(one.second);
+  return text;
+}
+
+std::string Memberships(const CImportNet& view, unsigned long user) {
+  const std::list<CColAb>* own = view.GetListColAb(user);
+  std::list<CColAb> list;
+  EXPECT_EQ(view.GetListColAb(user, list), 0);
+  EXPECT_EQ(list.size(), own == nullptr ? 0U : own->size());
+  std::string text;
+  for (const CColAb& one : list) {
+    text += " " + std::to_string(one.id.dep) + "@" + std::to_string(one.id.node);
+    if (one.kind != 0) text += "!";
+  }
+  return text;
+}
+
+std::string Head(const char* kind, const CNCCEntry& entry) {
+  return std::string(kind) + " " + entry.name + " " + std::to_string(entry.id) + " t" +
+         std::to_string(entry.type);
+}
+
+std::string DescribeNode(const char* kind, const CNNEntry& node) {
+  std::array<char, 100> text{};
+  std::snprintf(text.data(), text.size(), " n%u f%X a%u c%u s%u b%u v%u", unsigned{node.number},
+                unsigned{node.flags}, node.attribute, unsigned{node.ap_count},
+                unsigned{node.server_id}, node.settings, unsigned{node.value});
+  return Head(kind, node) + text.data();
+}
+
+std::string DescribeRelations(const CImportNet& view, const CNNEntry& node) {
+  const unsigned long id = node.id;
+  const auto users = [&](auto& list) { return view.GetListAbFromNN(id, list); };
+  const auto deps = [&](auto& list) { return view.GetListDepFromNN(id, list); };
+  const auto groups = [&](auto& list) { return view.GetListNGrpFromNN(id, list); };
+  return " | users" + Answer<CABEntry>(users) + " | Deps" + Answer<CDepEntry>(deps) + " | groups" +
+         Answer<CNGrpEntry>(groups);
+}
+
+}  // namespace
+
+SetTexts SampleSet() {
+  return {{"gt", "N 5\nG 11\r\nL 22\nE Gate\n"},
+          {"an", "00050020 ursula\n00050022 walter\r\n\n00050021 vera\n"},
+          {"nn",
+           "east F S 0000000500090001 00050002\n"
+           "west F S 0000000500010002 00050001\n"
+           "a1 F A 0000000500010001 00050003\n"
+           "a2 F A 0000000500090001 00050017\n"
+           "a3 F A 0000000500070001 00050004\n"
+           "g F G 0000000500000001 0005000A\n"
+           "h F G 0000000500000002 0005000B\n"},
+          {"bc",
+           "0004 00050017 Z\n0000 00050017 Y\n0004 00050002 Z\n001b 00050003 Z\n"
+           "0014 99990003 Z\n"},
+          {"un",
+           "D 00050010 0005000A G\nE 00050011 00050003 A\nF 00050012 00050002 S\n"
+           "C 0005000F 0005000B G\n"},
+          {"ul",
+           "00050021 00050010 00050003 P M\n00050020 00050011 00050003 P M\n"
+           "00050021 00050011 00050003 P M\n00050021 00050010 00050017 P M\n"},
+          {"uc", "00050011 00050010\n00050010 00070044\n00070044 00050010\n00050010 00050011\n"},
+          {"ng",
+           "0005000B 00050003 A1\n0005000A 00050003 A1\n0005000A 00050010 G1\n"
+           "0007000A 00050017 A1\n0005000B 00070012 G1\n0005000B 00050010 G1\n"}};
+}
+
+std::string SetFileName(const std::string& file, unsigned long net) {
+  return file + std::to_string(net) + (file == "gt" ? ".way" : ".txt");
+}
+
+void PutSet(const SetTexts& set, unsigned long net, const std::string& folder) {
+  for (const auto& [file, text] : set) WriteFile(folder + "/" + SetFileName(file, net), text);
+}
+
+std::string DescribeView(const CImportNet& view) {
+  unsigned long second = 0;
+  unsigned long first = 0;
+  std::array<char, 52> name{};
+  EXPECT_EQ(view.GetGateInfo(second, first, name.data()), 0);
+  std::string text = "net " + std::to_string(view.GetNet()) + " gate " + std::to_string(first) +
+                     " " + std::to_string(second) + " " + name.data() + "\n";
+  for (const CABEntry& user : *view.GetListAb()) {
+    text += Head("user", user) + " " + std::to_string(user.primary.dep) + "@" +
+            std::to_string(user.primary.node) + " |" + Memberships(view, user.id) + "\n";
+  }
+  for (const CNNEntry& server : *view.GetListSm()) {
+    const auto aps = [&](auto& list) { return view.GetListApFromSrv(server.id, list); };
+    text += DescribeNode("server", server) + DescribeRelations(view, server) + " | APs" +
+            Answer<CNNEntry>(aps) + "\n";
+  }
+  for (const CNNEntry& ap : *view.GetListAp())
+    text += DescribeNode("AP", ap) + DescribeRelations(view, ap) + "\n";
+  for (const CNNEntry& node : *view.GetListNN()) text += DescribeNode("node", node) + "\n";
+  for (const CNGrpEntry& group : *view.GetListNGrp()) {
+    const auto nodes = [&](auto& list) { return view.GetListNNFromNGrp(group.id, list); };
+    const auto deps = [&](auto& list) { return view.GetListDepFromNGrp(group.id, list); };
+    text += Head("group", group) + " n" + std::to_string(group.number) + " | nodes" +
+            Answer<CNNEntry>(nodes) + " | Deps" + Answer<CDepEntry>(deps) + "\n";
+  }
+  for (const CDepEntry& dep : *view.GetListDep()) {
+    const auto objects = [&](auto& list) { return view.GetListNOFromDep(dep.id, list); };
+    const auto users = [&](auto& list) { return view.GetListAbFromDep(dep.id, list); };
+    text += Head("Dep", dep) + " home " + std::to_string(dep.ngrp_id) + " k" +
+            std::to_string(dep.kind) + " v" + std::to_string(dep.value) + " | objects" +
+            Answer<CNCCEntry>(objects) + " | users" + Answer<CABEntry>(users) + "\n";
+  }
+  std::list<tag_WORD4> linked;
+  EXPECT_EQ(view.GetListDepInLinks(linked), 0);
+  for (const tag_WORD4& dep : linked) {
+    std::list<tag_WORD4> links;
+    EXPECT_EQ(view.GetListLinkedDep(dep, links), 0);
+    EXPECT_NE(view.GetListLinkedDep(dep), nullptr);
+    text += "link" + Pairs({dep}) + " |" + Pairs(links) + "\n";
+  }
+  return text;
+}
