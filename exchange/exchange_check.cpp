@@ -27,6 +27,8 @@ class SetChecker {
     if (has_nodes) {
       ReadFile(ExchangeFile::kApplications,
                [&](auto text) { return ReadApplications(text, set_); });
+    } else {
+      ReadFile(ExchangeFile::kApplications, [](auto) { return ReadResult(); });
     }
     ReadFile(ExchangeFile::kDeps, [&](auto text) { return ReadDeps(text, net_, set_); });
     ReadFile(ExchangeFile::kUserLinks, [&](auto text) {
@@ -136,5 +138,9 @@ std::list<unsigned long> ListExchangeSets(const char* folder) {
 }
 
 std::list<CExchangeFault> CheckExchangeSet(const char* folder, unsigned long net) {
-  return SetChecker(folder != nullptr ? folder : "", net).Check();
+  if (folder == nullptr || net == 0 || net > UINT32_MAX) {
+    return {{ExchangeFileName(ExchangeFile::kGate, net), 0,
+             folder == nullptr ? "no folder was named" : "no network has this number", true}};
+  }
+  return SetChecker(*folder != '\0' ? folder : ".\\", net).Check();
 }

@@ -22,9 +22,8 @@ using namespace ncc;
 
 namespace {
 
-// Letters that no reader looks at.
+// A letter that no reader looks at.
 constexpr char kNodeFlag = 'F';
-constexpr char kApplicationLetter = 'A';
 
 struct ExchangeText {
   ExchangeFile file;
@@ -155,7 +154,7 @@ class Composer {
       AppendHex(text, kApplicationCodes[bit]);
       text += ' ';
       PutObject(text, node.id);
-      text.append({' ', kApplicationLetter, '\n'});
+      text.append({' ', ApplicationLetter(node), '\n'});
     }
   }
 
@@ -267,7 +266,7 @@ bool WriteExchangeSet(CNCCNet& net, const char* folder, const CExchangeGate& gat
   JudgeRequest(folder, gate, options, report);
   try {
     const OwnNetwork own = ReadOwnNetwork(net);
-    JudgeOwnNetwork(own, options.blank != '\0', report);
+    JudgeOwnNetwork(own, options.blank, report);
     if (report.refused.empty())
       PublishSet(WithSeparator(folder), own.net, ComposeSet(own, gate, options.blank));
   } catch (const std::runtime_error& error) {

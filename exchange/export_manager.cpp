@@ -15,12 +15,13 @@ using namespace ncc;
 namespace {
 
 void MakeExportFolder(const std::string& path) {
-  if (!FolderExists(path) && !MakeFolder(path))
+  if (!FolderExists(path) && !MakeFolder(path) && !FolderExists(path))  // somebody else may have
     throw std::runtime_error("Export dir doesn't exist and cannot be created");
 }
 
 // Makes the folder, or empties it, and copies the files of another one into it.
 void PublishFiles(const std::string& from, const std::string& to) {
+  if (!FolderExists(from)) throw FileError("folder " + from + " is gone");
   if (FolderExists(to)) {
     DeleteFiles(to);
   } else {
@@ -101,7 +102,7 @@ int _CExportManager::CreateExport() {
   }
   try {
     const std::uint32_t own = net_->Preferences()->net_number;
-    PublishFiles(path_, ".\\EXPORT\\" + std::to_string(own) + "\\");
+    PublishFiles(path_, ".\\EXPORT\\" + std::to_string(static_cast<std::int32_t>(own)) + "\\");
   } catch (const std::bad_alloc&) {
     return kExchangeNoMemory;
   } catch (const FileError&) {

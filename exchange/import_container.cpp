@@ -1,5 +1,6 @@
 #include "nccnet/import_container.h"
 
+#include "core/last_error.h"
 #include "exchange/file_names.h"
 #include "platform/files.h"
 #include "platform/sync.h"
@@ -55,7 +56,7 @@ int CImportContainer::GetListNets(std::list<unsigned long>* list) {
 std::list<CImportNet*>::iterator CImportContainer::FindView(unsigned long net) {
   return std::find_if(views_.begin(), views_.end(), [&](const CImportNet* view) {
     return dynamic_cast<const _CImportNet*>(view) != nullptr &&
-           static_cast<unsigned long>(view->GetNet()) == net;
+           static_cast<std::uint32_t>(view->GetNet()) == net;
   });
 }
 
@@ -64,7 +65,10 @@ CImportNet* CImportContainer::LoadNet(unsigned long net) {
   try {
     std::list<unsigned long> nets;
     GetListNets(&nets);
-    if (std::find(nets.begin(), nets.end(), net) == nets.end()) return nullptr;
+    if (std::find(nets.begin(), nets.end(), net) == nets.end()) {
+      SetLastError("network " + std::to_string(net) + " has no gateway file");
+      return nullptr;
+    }
     if (const auto held = FindView(net); held != views_.end()) {
       static_cast<_CImportNet*>(*held)->Load(net);
       return *held;
@@ -74,7 +78,8 @@ CImportNet* CImportContainer::LoadNet(unsigned long net) {
     if (view->Load(net) != 0) return nullptr;
     views_.push_back(view.get());
     return view.release();
-  } catch (const std::exception&) {  // no memory, or the folder went away meanwhile
+  } catch (const std::exception& error) {  // no memory, or the folder went away meanwhile
+    SetLastError(error.what());
     return nullptr;
   }
 }

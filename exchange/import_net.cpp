@@ -46,7 +46,9 @@ CImportNet::~CImportNet() = default;
 
 _CImportNet::_CImportNet(const char* path) : state_(std::make_unique<ImportState>()) {
   state_->folder = WithSeparator(path != nullptr ? path : ".\\DB\\IMPORT\\");
-  if (!FolderExists(state_->folder) && !MakeFolder(state_->folder))
+  if (path != nullptr && *path == '\0') state_->folder = ".\\";
+  const std::string& folder = state_->folder;
+  if (!FolderExists(folder) && !MakeFolder(folder) && !FolderExists(folder))
     throw std::runtime_error("Import dir doesn't exist and cannot be created");
 }
 
@@ -89,8 +91,14 @@ int _CImportNet::UnLoad() {
 
 int _CImportNet::LoadNet(unsigned long net) {
   ImportState& state = *state_;
-  if (state.net != 0 && net != 0 && net != state.net) return kExchangeWrongNet;
-  if (net > UINT32_MAX) return kExchangeNoFile;
+  if (state.net != 0 && net != 0 && net != state.net) {
+    SetLastError("another network is loaded");
+    return kExchangeWrongNet;
+  }
+  if (net > UINT32_MAX) {
+    SetLastError("no network has a number of more than 32 bits");
+    return kExchangeNoFile;
+  }
   const auto load = [&](ExchangeFile file, auto read) { return LoadFile(state, file, net, read); };
   int result =
       load(ExchangeFile::kGate, [&](std::string_view text) { return ReadGate(text, state.gate); });

@@ -56,6 +56,15 @@ class LineScanner {
     return at_ != first ? static_cast<std::uint32_t>(value) : Fail("a number is missing");
   }
 
+  // The same of a number that nobody keeps: any sign and any number of digits.
+  void SkipNumber() {
+    SkipBlanks();
+    if (at_ != end_ && (*at_ == '-' || *at_ == '+')) ++at_;
+    const char* const first = at_;
+    while (at_ != end_ && ClassOf(*at_) < 10) ++at_;
+    if (at_ == first) Fail("a number is missing");
+  }
+
   // "%51s"
   std::string_view Name() {
     SkipBlanks();

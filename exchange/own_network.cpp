@@ -6,13 +6,16 @@
 
 #include <algorithm>
 #include <cstring>
+#include <map>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace ncc {
 namespace {
 
 constexpr std::uint32_t kMaxId = 0xFFFF;
+constexpr std::uint32_t kLetterKeeper = 0x17;  // the AP that keeps its application letter
 
 // Keeps other threads and the progress callback out while the network is read.
 class StillNetwork {
@@ -63,6 +66,15 @@ std::string Describe(const CNCCEntry& entry) {
          ")";
 }
 
+// Whether a reader keeps the letter of a node's applications as its settings.
+bool KeepsLetter(const CNNEntry& node) {
+  return node.type == kTypeAP && node.id == kLetterKeeper && node.flags != 0;
+}
+
+std::uint8_t SettingsOfReader(const CNNEntry& node) {
+  return KeepsLetter(node) ? static_cast<std::uint8_t>(ApplicationLetter(node)) : 0;
+}
+
 // Something that is left out wherever it occurs.
 class Omission {
  public:
@@ -88,15 +100,14 @@ class Omission {
 
 class Judge {
  public:
-  Judge(bool replaces_blanks, CExchangeReport& report)
-      : replaces_blanks_(replaces_blanks), report_(report) {}
+  Judge(char blank, CExchangeReport& report) : blank_(blank), report_(report) {}
 
   void JudgeNode(const CNNEntry& node) {
     JudgeHead(node);
     JudgeNumber(node, node.number);
     if ((node.flags & ~kApplicationBits) != 0) Refuse(node, "it has applications without a code");
     attributes_.Count(node, node.attribute != 1);
-    settings_.Count(node, node.settings != 0);
+    settings_.Count(node, node.settings != SettingsOfReader(node));
     values_.Count(node, node.value != 0);
   }
 
@@ -152,8 +163,16 @@ class Judge {
   }
 
   void JudgeHead(const CNCCEntry& entry) {
-    if (const char* obstacle = NameObstacle(NameOf(entry), replaces_blanks_))
-      Refuse(entry, obstacle);
+    const std::string_view name = NameOf(entry);
+    if (const char* obstacle = NameObstacle(name, blank_ != '\0')) Refuse(entry, obstacle);
+    if (blank_ != '\0') {
+      std::string written(name);
+      std::replace_if(written.begin(), written.end(), LineScanner::Separates, blank_);
+      const auto [first, is_new] =
+          names_.emplace(std::pair(entry.type, std::move(written)), std::string(name));
+      if (!is_new && first->second != name)
+        Refuse(entry, "with its blanks replaced it has the name of \"" + first->second + "\"");
+    }
     if (entry.id > kMaxId) Refuse(entry, "the identifier is above FFFF");
   }
 
@@ -165,14 +184,27 @@ class Judge {
     if (id > kMaxId) Refuse(entry, "it names the identifier " + Hex4(id) + ", above FFFF");
   }
 
-  bool replaces_blanks_;
+  char blank_;  // stands for each blank; 0 for none
   CExchangeReport& report_;
+  std::map<std::pair<std::uint8_t, std::string>, std::string> names_;  // as written: as it is
   Omission attributes_{"the attribute byte"};
   Omission settings_{"the settings byte"};
   Omission values_{"the short value"};
   Omission servers_in_groups_{"in a reader's list of nodes, the servers"};
   Omission memberships_{"memberships of other kinds than 0"};
 };
+
+// The home of a Dep that has left the group it was assigned to: the first that still lists it.
+void FindHomes(OwnNetwork& own) {
+  std::map<std::uint32_t, std::uint32_t> homes;
+  for (const OwnGroup& group : own.groups) {
+    for (const CDepEntry& dep : group.deps) homes.emplace(dep.id, group.entry.id);
+  }
+  for (OwnDep& dep : own.deps) {
+    const auto home = homes.find(dep.entry.id);
+    if (dep.entry.ngrp_id == 0 && home != homes.end()) dep.entry.ngrp_id = home->second;
+  }
+}
 
 }  // namespace
 
@@ -183,6 +215,13 @@ const char* NameObstacle(std::string_view name, bool replaces_blanks) {
   if (!replaces_blanks && std::any_of(name.begin(), name.end(), LineScanner::Separates))
     return "the name holds a blank";
   return nullptr;
+}
+
+char ApplicationLetter(const CNNEntry& node) {
+  const char letter = static_cast<char>(node.settings);
+  const bool fits =
+      letter != '\0' && letter != '\n' && letter != '\r' && !LineScanner::Separates(letter);
+  return KeepsLetter(node) && fits ? letter : 'A';
 }
 
 OwnNetwork ReadOwnNetwork(CNCCNet& net) {
@@ -225,13 +264,14 @@ OwnNetwork ReadOwnNetwork(CNCCNet& net) {
     net.GetListDepFromNGrp(group.id, own.groups.back().deps);
     Require(net);
   }
+  FindHomes(own);
   return own;
 }
 
-void JudgeOwnNetwork(const OwnNetwork& own, bool replaces_blanks, CExchangeReport& report) {
+void JudgeOwnNetwork(const OwnNetwork& own, char blank, CExchangeReport& report) {
   if (own.net == 0 || own.net > kMaxId)
     report.refused.push_back("network number " + Hex4(own.net) + " is not one of 0001 to FFFF");
-  Judge judge(replaces_blanks, report);
+  Judge judge(blank, report);
   for (const CNNEntry& server : own.servers) judge.JudgeNode(server);
   for (const CNNEntry& ap : own.aps) judge.JudgeNode(ap);
   for (const OwnGroup& group : own.groups) judge.JudgeGroup(group);

@@ -42,7 +42,12 @@ struct OwnNetwork {
 OwnNetwork ReadOwnNetwork(CNCCNet& net);
 
 // Lists what is in the way of an export and what it leaves out.
-void JudgeOwnNetwork(const OwnNetwork& own, bool replaces_blanks, CExchangeReport& report);
+// `blank` stands for each blank in names; 0 for none.
+void JudgeOwnNetwork(const OwnNetwork& own, char blank, CExchangeReport& report);
+
+// The letter in a node's application lines: nobody looks at it, but that of AP 17 becomes its
+// settings byte.
+char ApplicationLetter(const CNNEntry& node);
 
 // What keeps a name out of the files; null when nothing does.
 const char* NameObstacle(std::string_view name, bool replaces_blanks);

@@ -153,7 +153,8 @@ ReadResult ReadGate(std::string_view text, ImportedGate& gate) {
     if (line.IsBlank()) continue;
     if (fields > 0) line.SkipBlanks();  // the format of the line before ends in a blank
     const char letter = line.Letter();
-    const std::uint32_t value = fields < 3 ? line.Decimal() : 0;
+    if (fields == 0) line.SkipNumber();
+    const std::uint32_t value = fields == 1 || fields == 2 ? line.Decimal() : 0;
     const std::string_view name = fields < 3 ? std::string_view() : line.Name();
     if (const char* reason = line.Finish()) return FaultAt(number, line, reason);
     if (fields == 2 && letter != 'L') return FaultAt(number, line, "the letter is not L");

@@ -34,20 +34,22 @@ void HashIndex::Resize(std::size_t slots) {
 }
 
 std::uint32_t HashName(std::string_view name) {
-  static const std::uint64_t seed = [] {
+  __extension__ using Product = unsigned __int128;
+  static const std::array<std::uint64_t, 2> secrets = [] {
     std::random_device random;
-    return std::uint64_t{random()} << 32 | random();
+    const auto draw = [&] { return std::uint64_t{random()} << 32 | random(); };
+    return std::array<std::uint64_t, 2>{draw(), draw() | 1};
   }();
-  std::uint64_t hash = seed ^ name.size();
+  std::uint64_t hash = secrets[0] ^ name.size();
   while (!name.empty()) {
     std::uint64_t word = 0;
     const std::size_t size = std::min(name.size(), sizeof(word));
     std::memcpy(&word, name.data(), size);
     name.remove_prefix(size);
-    hash = (hash ^ word) * 0x9E3779B97F4A7C15U;
-    hash ^= hash >> 29;
+    const Product product = Product{hash ^ word} * secrets[1];
+    hash = static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64) ^
+           secrets[0];
   }
-  hash *= seed | 1;
   return static_cast<std::uint32_t>(hash >> 32);
 }
 

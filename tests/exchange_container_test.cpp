@@ -42,6 +42,15 @@ TEST_F(Container, ListsGatewayFilesWhateverTheirCase) {
   EXPECT_EQ(container.LoadNet(3), nullptr);
 }
 
+TEST_F(Container, SharesAViewOfTheLargestNumbersToo) {
+  constexpr unsigned long kLarge = 3'000'000'000;
+  PutSet(EmptySet(), kLarge);
+  CImportContainer container;
+  CImportNet* const view = container.LoadNet(kLarge);
+  ASSERT_NE(view, nullptr);
+  EXPECT_EQ(container.LoadNet(kLarge), view);
+}
+
 TEST_F(Container, SharesOneViewPerNetworkAndCounts) {
   PutSet(SampleSet(), 5);
   PutSet(EmptySet(), 6);

@@ -314,6 +314,29 @@ std::string Faults(unsigned long net) {
   return text;
 }
 
+// A Dep is at home in the first group that lists it when the one it was assigned to let it go.
+TEST_F(Writer, HomesAndNamesThatBecomeEqual) {
+  const unsigned long first = net_.CreateNGrp("G");
+  const unsigned long last = net_.CreateNGrp("H");
+  const unsigned long dep = net_.CreateDep("D");
+  ASSERT_TRUE(net_.LinkDepToNGrp(first, dep) && net_.LinkDepToNGrp(last, dep));
+  ASSERT_TRUE(net_.DeleteDepFromNGrp(last, dep));
+  ASSERT_TRUE(Write()) << report_.refused.front();
+  OpenView view;
+  ASSERT_EQ(view.Load(0x1A), 0);
+  std::list<CNCCEntry> homes;
+  EXPECT_EQ(view.GetListNOFromDep("D", homes), 0);
+  ASSERT_FALSE(homes.empty());
+  EXPECT_EQ(homes.front().id, first);
+  net_.CreateAB("a b");
+  net_.CreateAB("a_b");
+  options_.blank = '_';
+  EXPECT_FALSE(Write());
+  EXPECT_EQ(report_.refused.size(), 1U);
+  EXPECT_FALSE(CheckExchangeSet("DB/IMPORT", 0).empty());
+  EXPECT_FALSE(CheckExchangeSet(nullptr, 5).empty());
+}
+
 TEST_F(Writer, ChecksTellEveryFileAndEveryLooseEnd) {
   SetTexts set = SampleSet();
   PutSet(set, 5);

@@ -13,7 +13,7 @@ struct CExchangeFault {
   std::string file;  ///< its name, such as "an5.txt"
   std::size_t line;  ///< from 1; 0 for the file as a whole
   std::string reason;
-  bool is_fatal;  ///< the set cannot be loaded; else queries meet a record that is not there
+  bool is_fatal;  ///< the set cannot be loaded; else a link names what is not there
 };
 
 /// Numbers of the networks that have a gateway file in the folder, ascending, each once.
