@@ -1,5 +1,6 @@
 #include "exchange/own_network.h"
 
+#include "core/entity.h"
 #include "exchange/application_codes.h"
 #include "exchange/hex.h"
 #include "exchange/line_scanner.h"
@@ -46,24 +47,9 @@ std::string_view NameOf(const CNCCEntry& entry) {
   return {entry.name, strnlen(entry.name, sizeof(entry.name))};
 }
 
-const char* KindOf(const CNCCEntry& entry) {
-  switch (entry.type) {
-    case kTypeServer:
-      return "server";
-    case kTypeAP:
-      return "AP";
-    case kTypeDep:
-      return "Dep";
-    case kTypeAB:
-      return "user";
-    default:
-      return "node group";
-  }
-}
-
 std::string Describe(const CNCCEntry& entry) {
-  return std::string(KindOf(entry)) + " \"" + std::string(NameOf(entry)) + "\" (" + Hex4(entry.id) +
-         ")";
+  return std::string(KindName(entry.type)) + " \"" + std::string(NameOf(entry)) + "\" (" +
+         Hex4(entry.id) + ")";
 }
 
 // Whether a reader keeps the letter of a node's applications as its settings.
