@@ -107,7 +107,7 @@ int _CImportNet::LoadNet(unsigned long net) {
                 [&](std::string_view text) { return ReadUsers(text, net, state); });
   if (result != 0) return result;
   result = load(ExchangeFile::kNodes, [&](std::string_view text) {
-    const ReadResult fault = ReadNodes(text, net, state);
+    ReadResult fault = ReadNodes(text, net, state);
     if (!fault) state.AttachAps();
     return fault;
   });

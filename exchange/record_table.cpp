@@ -35,20 +35,20 @@ void HashIndex::Resize(std::size_t slots) {
 
 std::uint32_t HashName(std::string_view name) {
   __extension__ using Product = unsigned __int128;
-  static const std::array<std::uint64_t, 2> secrets = [] {
+  static const std::array<std::uint64_t, 2> kSecrets = [] {
     std::random_device random;
     const auto draw = [&] { return std::uint64_t{random()} << 32 | random(); };
     return std::array<std::uint64_t, 2>{draw(), draw() | 1};
   }();
-  std::uint64_t hash = secrets[0] ^ name.size();
+  std::uint64_t hash = kSecrets[0] ^ name.size();
   while (!name.empty()) {
     std::uint64_t word = 0;
     const std::size_t size = std::min(name.size(), sizeof(word));
     std::memcpy(&word, name.data(), size);
     name.remove_prefix(size);
-    const Product product = Product{hash ^ word} * secrets[1];
+    const Product product = Product{hash ^ word} * kSecrets[1];
     hash = static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64) ^
-           secrets[0];
+           kSecrets[0];
   }
   return static_cast<std::uint32_t>(hash >> 32);
 }
