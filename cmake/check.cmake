@@ -23,8 +23,8 @@ add_custom_target(format
 # noise.
 string(REGEX REPLACE "([][+.*()^$?|\\\\])" "\\\\\\1" source_pattern "${PROJECT_SOURCE_DIR}")
 cmake_host_system_information(RESULT cores QUERY NUMBER_OF_LOGICAL_CORES)
-# check_tidy: the library, what every change has to pass. check_tools: the command line, whose headers
-# of other projects take longer than all of the library.
+# check_tidy: the library, what every change has to pass. check_tools: the command line, whose
+# headers of other projects take longer than all of the library.
 function(nccnet_add_tidy target folders)
     add_custom_target(${target}
         COMMAND ${CMAKE_COMMAND} -DFROM=${PROJECT_BINARY_DIR} -DTO=${PROJECT_BINARY_DIR}/tidy

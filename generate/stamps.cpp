@@ -24,13 +24,16 @@ void WriteStampList(NetState& net, const std::string& path, std::uint32_t node,
   net.update_manager.Write(path.c_str());
 }
 
-std::string Line(const char* path) { return StampLine(path, StampKey().OfFile(path)); }
+std::string Line(const char* path) {
+  return StampLine(path, StampKey().OfFile(ReadablePath(path)));
+}
 
 }  // namespace
 
 void CNCCNet::GetOnlyImito(const char* path, char* out) {
   if (out == nullptr) return;
-  const std::string digits = StampDigits(path != nullptr ? StampKey().OfFile(path) : 0);
+  const std::string digits =
+      StampDigits(path != nullptr ? StampKey().OfFile(ReadablePath(path)) : 0);
   digits.copy(out, digits.size());
   out[digits.size()] = '\0';
 }

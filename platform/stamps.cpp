@@ -84,12 +84,8 @@ StampKey::Key::~Key() { explicit_bzero(bytes, sizeof(bytes)); }
 
 std::uint32_t StampKey::OfFile(const std::string& path) const {
   if (!has_key_) return 0;
-  std::string native = NativePath(path);
-  std::optional<FileIdentity> file = IdentifyFile(native);
-  if (!file) {
-    native = ReadablePath(path);
-    file = IdentifyFile(native);
-  }
+  const std::string native = NativePath(path);
+  const std::optional<FileIdentity> file = IdentifyFile(native);
   if (!file) return 0;
   if (identity_) {
     if (const auto known = Remembered().Find(*file, *identity_)) return *known;

@@ -27,7 +27,7 @@ class StampKey {
   StampKey(const StampKey&) = delete;
   StampKey& operator=(const StampKey&) = delete;
 
-  // The stamp of a file (either separator, any letter case): 0 when there is no key or the file
+  // The stamp of a file (either separator, this letter case): 0 when there is no key or the file
   // cannot be stamped. A file that was remembered and is untouched is not read again.
   std::uint32_t OfFile(const std::string& path) const;
 

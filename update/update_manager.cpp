@@ -100,7 +100,9 @@ int CUpdateManager::Write(const char* path) {
   return 1;
 }
 
-unsigned long CUpdateManager::GetImito(const char* path) { return StampKey().OfFile(path); }
+unsigned long CUpdateManager::GetImito(const char* path) {
+  return StampKey().OfFile(ReadablePath(path));
+}
 
 void CUpdateManager::WriteImito(unsigned long value, const char* path) {
   std::string record = JournalName(path);
