@@ -462,29 +462,29 @@ class NCC_API CNCCNet {
   bool GenAPDB(const char* folder, unsigned char mode, std::list<unsigned long> ids);
   /// The kinds of files of a directory database. The list forms write into a sub-folder, which is
   /// made; for the stamp list the folder is that of the whole directory database.
-  bool GenApn(const char* folder, unsigned char mode);  ///< nodes: "apnXXXX.txt", "N"
+  bool GenApn(const char* folder, unsigned char mode);  ///< nodes: "apn<id>.txt", "N"
   bool GenApn(const char* folder, unsigned char mode, unsigned long id);
   bool GenApn(const char* folder, unsigned char mode, std::list<unsigned long> ids);
-  bool GenApa(const char* folder);  ///< users: "apaXXXX.txt", "A"
+  bool GenApa(const char* folder);  ///< users: "apa<id>.txt", "A"
   bool GenApa(const char* folder, unsigned long id);
   bool GenApa(const char* folder, std::list<unsigned long> ids);
-  bool GenApc(const char* folder);  ///< links between Deps: "apcXXXX.txt", "C"
+  bool GenApc(const char* folder);  ///< links between Deps: "apc<id>.txt", "C"
   bool GenApc(const char* folder, unsigned long id);
   bool GenApc(const char* folder, std::list<unsigned long> ids);
-  bool GenApl(const char* folder);  ///< an empty file: "aplXXXX.txt", "L"
+  bool GenApl(const char* folder);  ///< an empty file: "apl<id>.txt", "L"
   bool GenApl(const char* folder, unsigned long id);
   bool GenApl(const char* folder, std::list<unsigned long> ids);
-  bool GenApu(const char* folder);  ///< places of Deps: "apuXXXX.txt", "U"
+  bool GenApu(const char* folder);  ///< places of Deps: "apu<id>.txt", "U"
   bool GenApu(const char* folder, unsigned long id);
   bool GenApu(const char* folder, std::list<unsigned long> ids);
-  bool GenTun(const char* folder);  ///< an empty file: "nodeXXXX.tun", "T"
+  bool GenTun(const char* folder);  ///< an empty file: "node<id>.tun", "T"
   bool GenTun(const char* folder, unsigned long id);
   bool GenTun(const char* folder, std::list<unsigned long> ids);
-  /// An empty file: "apnXXXX.crc", "R". Never stops; the list form rewrites those of all APs first.
+  /// An empty file: "apn<id>.crc", "R". Never stops; the list form rewrites those of all APs first.
   bool GenApnCrc(const char* folder);
   bool GenApnCrc(const char* folder, unsigned long id);
   bool GenApnCrc(const char* folder, std::list<unsigned long> ids);
-  /// Stamps of an AP's files: "R\apnXXXX.crg". Never stops.
+  /// Stamps of an AP's files: "R\apn<id>.crg". Never stops.
   bool GenApnCrg(const char* folder);
   bool GenApnCrg(const char* folder, unsigned long id);
   bool GenApnCrg(const char* folder, std::list<unsigned long> ids);
@@ -497,13 +497,13 @@ class NCC_API CNCCNet {
   /// Tunnels, maps and registrations of all servers, in folder + "MAP\" (made, its files "node*"
   /// deleted). \return true
   bool GenRoutingTables(const char* folder);
-  bool GenMAPApa(const char* folder);  ///< users at a server: "apaXXXX.txt"
+  bool GenMAPApa(const char* folder);  ///< users at a server: "apa<id>.txt"
   bool GenMAPApa(const char* folder, unsigned long id);
   bool GenMAPApa(const char* folder, std::list<unsigned long> ids);
-  bool GenMAPApn(const char* folder, unsigned char mode);  ///< nodes: "apnXXXX.txt"
+  bool GenMAPApn(const char* folder, unsigned char mode);  ///< nodes: "apn<id>.txt"
   bool GenMAPApn(const char* folder, unsigned char mode, unsigned long id);
   bool GenMAPApn(const char* folder, unsigned char mode, std::list<unsigned long> ids);
-  bool GenMAPApnCrg(const char* folder);  ///< stamps: "apnXXXX.crg". Never stops.
+  bool GenMAPApnCrg(const char* folder);  ///< stamps: "apn<id>.crg". Never stops.
   bool GenMAPApnCrg(const char* folder, unsigned long id);
   bool GenMAPApnCrg(const char* folder, std::list<unsigned long> ids);
   /// Binary routing maps "nodeN.map", tunnels "nodeN.tun" and registrations "nodeN.reg" (decimal).
@@ -517,7 +517,7 @@ class NCC_API CNCCNet {
   bool GenMAPNodeReg(const char* folder, unsigned long id);
 
   /// Packages of what was generated before, from the APDB and MAP paths and the database folder:
-  /// "AAA\XXXXXXXX.aaf" and ".aas". The folder must be there; files that are missing are left out;
+  /// "AAA\<address>.aaf" and ".aas". The folder must be there; files that are missing are left out;
   /// a longer package that is there keeps its end.
   bool GenFullDistr(const char* folder);
   bool GenFullDistr(const char* folder, unsigned long id);
