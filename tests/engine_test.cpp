@@ -75,36 +75,62 @@ TEST_P(EngineTest, GivesBackWhatWasCommittedInOrder) {
   constexpr auto kMax = std::numeric_limits<std::uint32_t>::max();
   std::string every_byte;
   for (int i = 0; i < 256; ++i) every_byte += static_cast<char>(i);
-  const ChangeSet first{{{{RowKind::kDefinition, 0, 0, 0}, kMax, "", "[]"},
-                         {{RowKind::kDefinition, kMax, 0, 0}, 0, "Имя", ""},
-                         {{RowKind::kObject, 0, 0, 0}, 1, std::string("a\0b", 3), ""},
-                         {{RowKind::kObject, kMax, 0, 0}, kMax, "x", every_byte},
-                         {{RowKind::kChunk, 0, 0, 0}, 0, "", "[]"},
-                         {{RowKind::kChunk, 3, 0, 7}, 0, "", std::string(3000000, '1')},
-                         {{RowKind::kChunk, 3, 1, 0}, 0, "", "[1]"},
-                         {{RowKind::kChunk, kMax, 7, (1U << 26) - 1}, 0, "", "[null]"}},
-                        {},
-                        5};
+  ChangeSet first{{{{RowKind::kDefinition, 0, 0, 0}, kMax, "", "[]"},
+                   {{RowKind::kDefinition, kMax, 0, 0}, 0, "Имя", ""},
+                   {{RowKind::kObject, 0, 0, 0}, 1, std::string("a\0b", 3), ""},
+                   {{RowKind::kObject, kMax, 0, 0}, kMax, "x", every_byte},
+                   {{RowKind::kChunk, 0, 0, 0}, 0, "", "[]"},
+                   {{RowKind::kChunk, 3, 0, 7}, 0, "", std::string(3000000, '1')},
+                   {{RowKind::kChunk, 3, 1, 0}, 0, "", "[1]"},
+                   {{RowKind::kChunk, kMax, 7, (1U << 26) - 1}, 0, "", "[null]"}},
+                  {},
+                  {5, {}}};
   ChangeSet second{{first.put[2], first.put[6]},
                    {first.put[0].key, {RowKind::kDefinition, 77, 0, 0}, first.put[5].key},
-                   std::numeric_limits<std::uint64_t>::max() / 2};
+                   {std::numeric_limits<std::uint64_t>::max() / 2, {}}};
   second.put[0].body = "new";
   second.put[1].body = "";
   Contents expected;
   {
     const auto engine = Open(OpenMode::kCreate);
     EXPECT_EQ(LoadAll(*engine), expected);
-    engine->Commit(first);
     Apply(first, expected.rows);
-    expected.revision = first.revision;
+    first.state.totals = TotalsOf(expected.rows);
+    engine->Commit(first);
+    expected.revision = first.state.revision;
     EXPECT_TRUE(LoadAll(*engine) == expected);
   }
   const auto engine = Open(OpenMode::kOpen);
   EXPECT_TRUE(LoadAll(*engine) == expected);
-  engine->Commit(second);
   Apply(second, expected.rows);
-  expected.revision = second.revision;
+  second.state.totals = TotalsOf(expected.rows);
+  engine->Commit(second);
+  expected.revision = second.state.revision;
   EXPECT_TRUE(LoadAll(*engine) == expected);
+}
+
+TEST_P(EngineTest, MissesEachRowAndTellsAnOlderOne) {
+  const auto engine = Open(OpenMode::kCreate);
+  engine->Load([](Row&&) {});
+  for (std::uint64_t r = 1; r <= 12; ++r) engine->Commit(HistoryChanges(r));
+  const Rows rows = HistoryRows(12);
+  const Rows older = HistoryRows(8);
+  const StoredState state = HistoryChanges(12).state;
+  const auto refusal = [&](const ChangeSet& loss) {
+    engine->Commit(loss);
+    return ErrorOf([&] { engine->Load([](Row&&) {}); });
+  };
+  const std::string missing = "it has " + std::to_string(rows.size() - 1) + " rows and not the " +
+                              std::to_string(rows.size());
+  for (const auto& [key, row] : rows) {
+    EXPECT_NE(refusal({{}, {key}, state}).find(missing), std::string::npos);
+    const auto before = older.find(key);
+    if (before != older.end() && before->second != row) {
+      EXPECT_NE(refusal({{before->second}, {}, state}).find("older than"), std::string::npos);
+    }
+    engine->Commit({{row}, {}, state});
+  }
+  EXPECT_EQ(LoadAll(*engine), (Contents{rows, 12}));
 }
 
 TEST_P(EngineTest, HasOneOwnerAndExistsFromItsFirstCommitOn) {
@@ -235,6 +261,32 @@ TEST(SqliteEngineTest, IsNotChangedByReading) {
   EXPECT_TRUE(ReadFile(file) == bytes);
   EXPECT_EQ(fs::last_write_time(file), time);
   EXPECT_EQ(Listing(scratch.Path()), names);
+}
+
+// A write that never reached the disk leaves a whole page as it was.
+TEST(SqliteEngineTest, TellsAPageThatIsOlderThanTheOthers) {
+  const ScratchFolder scratch;
+  const std::string file = scratch.Path("net.db");
+  MakeHistory(scratch.Path("net"), 20);
+  const std::string older = ReadFile(file);
+  for (std::uint64_t r = 21; r <= 23; ++r) {
+    const auto engine = OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen);
+    engine->Load([](Row&&) {});
+    engine->Commit(HistoryChanges(r));
+  }
+  const std::string newer = ReadFile(file);
+  int refused = 0;
+  for (std::size_t at = 0; at < std::min(older.size(), newer.size()); at += 4096) {
+    std::string mixed = newer;
+    if (mixed.replace(at, 4096, older, at, 4096) == newer) continue;
+    WriteFile(file, mixed);
+    Contents found;
+    const std::string error =
+        ErrorOf([&] { found = LoadAll(*OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen)); });
+    refused += error.find("database is damaged: ") != std::string::npos ? 1 : 0;
+    EXPECT_TRUE(!error.empty() || found == (Contents{HistoryRows(23), 23})) << "page at " << at;
+  }
+  EXPECT_GE(refused, 4);
 }
 
 TEST(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {

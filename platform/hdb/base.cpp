@@ -180,20 +180,21 @@ void CHDBase::CheckUsable() const {
 }
 
 void CHDBase::Commit() {
-  const std::uint64_t next = revision_ + 1;
+  const std::uint64_t next = state_.revision + 1;
   try {
     if (unit_.HasFailed()) throw StorageError(unit_.Failure());
-    ncc::ChangeSet changes = unit_.Collect([this](const RowKey& key) { return EncodeRow(key); });
-    changes.revision = next;
+    ncc::ChangeSet changes =
+        unit_.Collect(state_.totals, [this](const RowKey& key) { return EncodeRow(key); });
+    changes.state.revision = next;
     if (!changes.put.empty() || !changes.removed.empty()) {
       engine_->Commit(changes);
-      revision_ = next;
+      state_ = changes.state;
     }
     unit_.Clear();
   } catch (...) {
     Reload();
     // An engine that reports an error may have stored the unit all the same.
-    if (revision_ != next) throw;
+    if (state_.revision != next) throw;
   }
 }
 
@@ -226,7 +227,7 @@ void CHDBase::Reload() noexcept {
     Load();
   } catch (const std::exception& error) {
     DropObjects();
-    revision_ = 0;
+    state_ = {};
     broken_ = true;
     try {
       broken_reason_ = error.what();
@@ -239,7 +240,7 @@ void CHDBase::Reload() noexcept {
 // Loading ---------------------------------------------------------------------------------------
 
 void CHDBase::Load() {
-  revision_ = engine_->Load([this](Row&& row) { LoadRow(std::move(row)); });
+  state_ = engine_->Load([this](Row&& row) { LoadRow(std::move(row)); });
   CheckLoaded();
 }
 

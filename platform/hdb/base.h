@@ -114,7 +114,7 @@ class CHDBase {
   bool InUnit() const { return unit_.Depth() > 0; }
   const ncc::UnitOfWork& Unit() const { return unit_; }
 
-  std::uint64_t Revision() const { return revision_; }
+  std::uint64_t Revision() const { return state_.revision; }
   // Raised each time that memory was replaced by what is stored.
   std::uint64_t Generation() const { return generation_; }
 
@@ -163,7 +163,7 @@ class CHDBase {
   std::map<std::uint32_t, ncc::IdSet> types_;
   ncc::FlatIndex names_;  // of each type and name, one record
   ncc::UnitOfWork unit_;
-  std::uint64_t revision_ = 0;
+  ncc::StoredState state_;
   std::uint64_t generation_ = 0;
   bool broken_ = false;  // nothing works any more
   std::string broken_reason_;

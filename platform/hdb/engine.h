@@ -27,12 +27,13 @@ class StorageEngine {
   virtual ~StorageEngine() = default;
 
   // Reads what is stored: calls `row` for every row, ascending by key, after checking its checksum,
-  // and returns the stored revision, 0 when nothing was ever committed. May be called again at any
-  // time; after a failed Commit it recovers first, so that it tells what the failed commit left.
-  virtual std::uint64_t Load(const std::function<void(Row&&)>& row) = 0;
+  // checks that they are together what the last commit left, and returns what that stored with
+  // them. May be called again at any time; after a failed Commit it recovers first, so that it
+  // tells what the failed commit left.
+  virtual StoredState Load(const std::function<void(Row&&)>& row) = 0;
 
-  // Stores all changes or none. On return they are on stable storage. After an exception they may
-  // be stored or not, and only Load tells: nothing else may be called before it.
+  // Stores all changes and the state, or none. On return they are on stable storage. After an
+  // exception they may be stored or not, and only Load tells: nothing else may be called before it.
   virtual void Commit(const ChangeSet& changes) = 0;
 
   // Writes a consistent copy of the last committed state to `file` (replacing it whole, durable,

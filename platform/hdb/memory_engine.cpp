@@ -1,5 +1,7 @@
 #include "platform/hdb/memory_engine.h"
 
+#include "platform/hdb/row_sum.h"
+
 #include <algorithm>
 #include <stdexcept>
 
@@ -7,7 +9,7 @@ namespace ncc {
 namespace {
 
 void CheckContract(const ChangeSet& changes) {
-  if (changes.revision == 0) throw std::logic_error("a commit without a revision");
+  if (changes.state.revision == 0) throw std::logic_error("a commit without a revision");
   const auto not_below = [](const auto& a, const auto& b) { return !(a < b); };
   if (std::ranges::adjacent_find(changes.removed, not_below) != changes.removed.end() ||
       std::ranges::adjacent_find(changes.put, not_below, &Row::key) != changes.put.end()) {
@@ -35,7 +37,7 @@ void MemoryStore::SetAside(const RowKey& key) {
 
 void MemoryStore::Keep(const ChangeSet& changes) {
   before_last_commit_.clear();
-  revision_before_last_commit_ = revision_;
+  state_before_last_commit_ = state_;
   for (const RowKey& key : changes.removed) {
     SetAside(key);
     rows_.erase(key);
@@ -44,7 +46,7 @@ void MemoryStore::Keep(const ChangeSet& changes) {
     SetAside(row.key);
     rows_.insert_or_assign(row.key, row);
   }
-  revision_ = changes.revision;
+  state_ = changes.state;
 }
 
 void MemoryStore::UndoLastCommit() {
@@ -56,7 +58,7 @@ void MemoryStore::UndoLastCommit() {
     }
   }
   before_last_commit_.clear();
-  revision_ = revision_before_last_commit_;
+  state_ = state_before_last_commit_;
 }
 
 class MemoryEngine final : public StorageEngine {
@@ -65,10 +67,10 @@ class MemoryEngine final : public StorageEngine {
       : store_(std::move(store)) {
     if (store_->in_use_) throw StorageError("database is in use by another process");
     if (std::exchange(store_->forget_, false)) store_->UndoLastCommit();
-    if (mode == OpenMode::kCreate && store_->revision_ != 0) {
+    if (mode == OpenMode::kCreate && store_->state_.revision != 0) {
       throw StorageError("a database of that name exists: " + base);
     }
-    if (mode == OpenMode::kOpen && store_->revision_ == 0) {
+    if (mode == OpenMode::kOpen && store_->state_.revision == 0) {
       throw StorageError("there is no database " + base);
     }
     store_->in_use_ = true;
@@ -77,11 +79,16 @@ class MemoryEngine final : public StorageEngine {
   MemoryEngine(const MemoryEngine&) = delete;
   MemoryEngine& operator=(const MemoryEngine&) = delete;
 
-  std::uint64_t Load(const std::function<void(Row&&)>& row) override {
+  StoredState Load(const std::function<void(Row&&)>& row) override {
     if (store_->loads_fail_) throw StorageError("loading was told to fail");
-    for (const auto& [key, stored] : store_->rows_) row(Row(stored));
+    RowTotals found;
+    for (const auto& [key, stored] : store_->rows_) {
+      AddTo(found, SumOf(stored));
+      row(Row(stored));
+    }
+    CheckTotals(found, store_->state_.totals);
     usable_ = true;
-    return store_->revision_;
+    return store_->state_;
   }
 
   void Commit(const ChangeSet& changes) override {
@@ -99,7 +106,7 @@ class MemoryEngine final : public StorageEngine {
     CheckUsable();
     auto copy = std::make_shared<MemoryStore>();
     copy->rows_ = store_->rows_;
-    copy->revision_ = store_->revision_;
+    copy->state_ = store_->state_;
     store_->copies_.insert_or_assign(file, std::move(copy));
   }
 

@@ -29,7 +29,7 @@ class MemoryStore {
   // Whether loading fails from now on.
   void FailLoads(bool fail) { loads_fail_ = fail; }
 
-  std::uint64_t Revision() const { return revision_; }
+  std::uint64_t Revision() const { return state_.revision; }
   const std::map<RowKey, Row>& Rows() const { return rows_; }
 
   // What CopyTo wrote under that name; null when it wrote nothing there.
@@ -45,7 +45,7 @@ class MemoryStore {
   void SetAside(const RowKey& key);
 
   std::map<RowKey, Row> rows_;
-  std::uint64_t revision_ = 0;
+  StoredState state_;
   std::uint64_t commit_count_ = 0;
   std::set<std::uint64_t> failing_;
   std::set<std::uint64_t> failing_but_kept_;
@@ -53,7 +53,7 @@ class MemoryStore {
   bool loads_fail_ = false;
   bool in_use_ = false;
   std::vector<RowBefore> before_last_commit_;
-  std::uint64_t revision_before_last_commit_ = 0;
+  StoredState state_before_last_commit_;
   std::map<std::string, std::shared_ptr<MemoryStore>> copies_;
 };
 

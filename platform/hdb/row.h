@@ -37,11 +37,29 @@ struct Row {
   friend bool operator==(const Row&, const Row&) = default;
 };
 
+// What is kept about all rows together, so that a row that is missing, or is an older one, shows
+// although every row that is there has its right checksum: the revision's writer counted each row
+// that it put or removed, and nothing else changes these numbers.
+struct RowTotals {
+  std::uint64_t rows = 0;
+  std::uint64_t sum = 0;  // of the sums of all rows in any order, each spread over 64 bits
+
+  friend bool operator==(const RowTotals&, const RowTotals&) = default;
+};
+
+// What a database says about itself beside its rows.
+struct StoredState {
+  std::uint64_t revision = 0;  // 0 when nothing was ever committed
+  RowTotals totals;
+
+  friend bool operator==(const StoredState&, const StoredState&) = default;
+};
+
 // A set of changes that becomes stored as a whole or not at all.
 struct ChangeSet {
   std::vector<Row> put;         // inserted, or replacing the row of the same key; ascending keys
   std::vector<RowKey> removed;  // ascending keys; none of them in put
-  std::uint64_t revision = 0;   // the revision that the database has once this is stored; never 0
+  StoredState state;            // of the database once this is stored; the revision is never 0
 };
 
 }  // namespace ncc

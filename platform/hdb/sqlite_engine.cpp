@@ -53,7 +53,7 @@ class SqliteEngine final : public StorageEngine {
     if (::getpid() != pid_) static_cast<void>(session_.release());
   }
 
-  std::uint64_t Load(const std::function<void(Row&&)>& row) override {
+  StoredState Load(const std::function<void(Row&&)>& row) override {
     CheckProcess();
     if (!session_) Recover();
     return session_->Load(row);

@@ -1,7 +1,7 @@
 #include "platform/hdb/sqlite_rows.h"
 
-#include "platform/crc32c.h"
 #include "platform/hdb/database_files.h"
+#include "platform/hdb/row_sum.h"
 
 #include <array>
 #include <limits>
@@ -17,7 +17,8 @@ constexpr std::uint32_t kMaxChunk = (1U << kChunkBits) - 1;
 constexpr std::uint8_t kMetaTag = 0xFF;
 
 constexpr std::array kTables = {
-    "CREATE TABLE meta(id INTEGER PRIMARY KEY CHECK(id=1), revision INTEGER, sum INTEGER)",
+    "CREATE TABLE meta(id INTEGER PRIMARY KEY CHECK(id=1), revision INTEGER, row_count INTEGER, "
+    "row_sum INTEGER, sum INTEGER)",
     "CREATE TABLE definition(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, body TEXT, sum "
     "INTEGER)",
     "CREATE TABLE object(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, data BLOB, sum INTEGER)",
@@ -44,7 +45,7 @@ constexpr std::array kViews = {
   FROM page JOIN json_each(page.body) AS slot
   WHERE (page.key >> 26 & 7) = 4 AND slot.type = 'array')"};
 
-constexpr const char* kPutMeta = "INSERT OR REPLACE INTO meta(id, revision, sum) VALUES(1, ?1, ?2)";
+constexpr const char* kPutMeta = "INSERT OR REPLACE INTO meta VALUES(1, ?1, ?2, ?3, ?4)";
 
 [[noreturn]] void ThrowDamaged(sqlite3* db, const std::string& what) {
   throw StorageError("database is damaged: " + what + " (" + sqlite3_db_filename(db, "main") + ")");
@@ -68,39 +69,21 @@ std::string DescribeRow(RowKind kind, std::int64_t table_key) {
          std::to_string(table_key >> (kListBits + kChunkBits)) + ")";
 }
 
-// Fixed-width numbers, the lengths among them, then the texts: no two rows give the same bytes.
-class SumHead {
- public:
-  void Add(std::uint64_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) bytes_[size_++] = static_cast<char>(value >> (8 * i));
-  }
-  std::uint32_t Sum() const { return ExtendCrc32c(0, {bytes_.data(), size_}); }
-
- private:
-  std::array<char, 32> bytes_;
-  std::size_t size_ = 0;
-};
-
-std::int64_t SumRow(RowKind kind, std::int64_t table_key, std::uint32_t type, std::string_view name,
-                    std::string_view body) {
-  SumHead head;
-  head.Add(static_cast<std::uint8_t>(kind), 1);
-  head.Add(static_cast<std::uint64_t>(table_key), 8);
-  head.Add(type, 4);
-  head.Add(name.size(), 8);
-  head.Add(body.size(), 8);
-  return ExtendCrc32c(ExtendCrc32c(head.Sum(), name), body);
-}
-
-std::int64_t SumRow(const Row& row, std::int64_t table_key) {
-  return SumRow(row.key.kind, table_key, row.type, row.name, row.body);
-}
-
-std::int64_t SumMeta(std::int64_t revision) {
+std::int64_t SumState(const StoredState& state) {
   SumHead head;
   head.Add(kMetaTag, 1);
-  head.Add(static_cast<std::uint64_t>(revision), 8);
+  head.Add(state.revision, 8);
+  head.Add(state.totals.rows, 8);
+  head.Add(state.totals.sum, 8);
   return head.Sum();
+}
+
+void PutState(Statement& put_meta, const StoredState& state) {
+  put_meta.Bind(1, static_cast<std::int64_t>(state.revision))
+      .Bind(2, static_cast<std::int64_t>(state.totals.rows))
+      .Bind(3, static_cast<std::int64_t>(state.totals.sum))
+      .Bind(4, SumState(state))
+      .Run();
 }
 
 bool FitsNumber(std::int64_t value) {
@@ -124,21 +107,22 @@ bool FitsKey(RowKind kind, std::int64_t table_key) {
   return FitsNumber(kind == RowKind::kChunk ? table_key >> (kListBits + kChunkBits) : table_key);
 }
 
-void ReadTable(sqlite3* db, RowKind kind, std::string_view sql,
+// Adds the table's rows to the totals.
+void ReadTable(sqlite3* db, RowKind kind, std::string_view sql, RowTotals& totals,
                const std::function<void(Row&&)>& row) {
   Statement statement(db, sql);
   while (statement.Step()) {
     const std::int64_t table_key = statement.Integer(0);
     const std::int64_t type = statement.Integer(1);
-    const std::string_view name = statement.Bytes(2);
-    const std::string_view body = statement.Bytes(3);
-    if (!FitsKey(kind, table_key) || !FitsNumber(type) ||
-        SumRow(kind, table_key, static_cast<std::uint32_t>(type), name, body) !=
-            statement.Integer(4)) {
+    const bool fits = FitsKey(kind, table_key) && FitsNumber(type);
+    Row found{KeyFromTable(kind, table_key), static_cast<std::uint32_t>(type),
+              std::string(statement.Bytes(2)), std::string(statement.Bytes(3))};
+    const std::uint32_t sum = SumOf(found);
+    if (!fits || sum != statement.Integer(4)) {
       ThrowDamaged(db, DescribeRow(kind, table_key) + " does not match its checksum");
     }
-    row(Row{KeyFromTable(kind, table_key), static_cast<std::uint32_t>(type), std::string(name),
-            std::string(body)});
+    AddTo(totals, sum);
+    row(std::move(found));
   }
 }
 
@@ -153,7 +137,8 @@ std::string MakeEmptyDataFile() {
   Execute(db, ("PRAGMA user_version = " + std::to_string(kFormatVersion)).c_str());
   for (const char* sql : kTables) Execute(db, sql);
   for (const char* sql : kViews) Execute(db, sql);
-  Statement(db, kPutMeta).Bind(1, 0).Bind(2, SumMeta(0)).Run();
+  Statement put_meta(db, kPutMeta);
+  PutState(put_meta, {});
 
   sqlite3_int64 size = 0;
   const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> image(
@@ -178,21 +163,29 @@ void CheckStructure(sqlite3* db) {
   }
 }
 
-std::uint64_t ReadRevision(sqlite3* db) {
-  Statement statement(db, "SELECT revision, sum FROM meta WHERE id = 1");
+StoredState ReadState(sqlite3* db) {
+  Statement statement(db, "SELECT revision, row_count, row_sum, sum FROM meta WHERE id = 1");
   if (!statement.Step()) ThrowDamaged(db, "the revision is missing");
-  const std::int64_t revision = statement.Integer(0);
-  if (SumMeta(revision) != statement.Integer(1)) {
+  const auto number = [&](int column) {
+    return static_cast<std::uint64_t>(statement.Integer(column));
+  };
+  const StoredState state{number(0), {number(1), number(2)}};
+  if (SumState(state) != statement.Integer(3)) {
     ThrowDamaged(db, "the revision does not match its checksum");
   }
-  return static_cast<std::uint64_t>(revision);
+  return state;
 }
 
-void ReadRows(sqlite3* db, const std::function<void(Row&&)>& row) {
+StoredState ReadRows(sqlite3* db, const std::function<void(Row&&)>& row) {
+  const StoredState state = ReadState(db);
+  RowTotals found;
   ReadTable(db, RowKind::kDefinition,
-            "SELECT id, type, name, body, sum FROM definition ORDER BY id", row);
-  ReadTable(db, RowKind::kObject, "SELECT id, type, name, data, sum FROM object ORDER BY id", row);
-  ReadTable(db, RowKind::kChunk, "SELECT key, 0, '', body, sum FROM page ORDER BY key", row);
+            "SELECT id, type, name, body, sum FROM definition ORDER BY id", found, row);
+  ReadTable(db, RowKind::kObject, "SELECT id, type, name, data, sum FROM object ORDER BY id", found,
+            row);
+  ReadTable(db, RowKind::kChunk, "SELECT key, 0, '', body, sum FROM page ORDER BY key", found, row);
+  CheckTotals(found, state.totals);
+  return state;
 }
 
 RowWriter::RowWriter(sqlite3* db)
@@ -208,7 +201,7 @@ RowWriter::RowWriter(sqlite3* db)
 
 void RowWriter::Put(const Row& row) {
   const std::int64_t key = TableKey(row.key);
-  const std::int64_t sum = SumRow(row, key);
+  const std::int64_t sum = SumOf(row);
   if (row.key.kind == RowKind::kChunk) {
     put_page_.Bind(1, key).BindText(2, row.body).Bind(3, sum).Run();
     return;
@@ -233,8 +226,7 @@ void RowWriter::Commit(const ChangeSet& changes) {
   begin_.Run();
   for (const RowKey& key : changes.removed) Remove(key);
   for (const Row& row : changes.put) Put(row);
-  const auto revision = static_cast<std::int64_t>(changes.revision);
-  put_meta_.Bind(1, revision).Bind(2, SumMeta(revision)).Run();
+  PutState(put_meta_, changes.state);
   commit_.Run();
 }
 

@@ -1,6 +1,8 @@
 // How rows stand in the tables of the data file.
 //
-//   meta(id, revision, sum)                 one row: the number of the last commit
+//   meta(id, revision, row_count, row_sum, sum)
+//                                           one row: the number of the last commit, and how many
+//                                           rows it left with which sum over all their sums
 //   definition(id, type, name, body, sum)   body is JSON
 //   object(id, type, name, data, sum)       data is the image of the fixed values
 //   page(key, body, sum)                    64 positions of a list as JSON, null for a removed one;
@@ -22,8 +24,8 @@ std::string MakeEmptyDataFile();
 
 // These three throw StorageError "database is damaged: ..." for what this system did not write.
 void CheckStructure(sqlite3* db);
-std::uint64_t ReadRevision(sqlite3* db);
-void ReadRows(sqlite3* db, const std::function<void(Row&&)>& row);
+StoredState ReadState(sqlite3* db);
+StoredState ReadRows(sqlite3* db, const std::function<void(Row&&)>& row);
 
 // Writes change sets with statements that are prepared once.
 class RowWriter {

@@ -73,11 +73,10 @@ void Session::LetClosingFinish(bool finish) {
   Configure(db_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, finish ? 0 : 1);
 }
 
-std::uint64_t Session::Load(const std::function<void(Row&&)>& row) {
-  const std::uint64_t revision = ReadRevision(db_.get());
-  ReadRows(db_.get(), row);
+StoredState Session::Load(const std::function<void(Row&&)>& row) {
+  const StoredState state = ReadRows(db_.get(), row);
   LetClosingFinish(true);
-  return revision;
+  return state;
 }
 
 void Session::PrepareLog() {
@@ -119,13 +118,14 @@ void Session::Commit(const ChangeSet& changes) {
 }
 
 void Session::CopyTo(const std::string& file) {
-  const std::uint64_t revision = Revision();
+  const StoredState state = ReadState(db_.get());
   Statement(db_.get(), "VACUUM INTO ?1").BindText(1, file).Run();
   const DatabaseHandle copy =
       OpenDatabase(file.c_str(), SQLITE_OPEN_READONLY | SQLITE_OPEN_NOFOLLOW);
   CheckStructure(copy.get());
-  ReadRows(copy.get(), [](Row&&) {});
-  if (ReadRevision(copy.get()) != revision) throw StorageError("the copy has another revision");
+  if (ReadRows(copy.get(), [](Row&&) {}) != state) {
+    throw StorageError("the copy is of another revision");
+  }
 }
 
 }  // namespace ncc

@@ -17,9 +17,9 @@ class Session {
   // Opens an existing file of ours and checks its structure.
   explicit Session(const DatabaseFiles& files);
 
-  std::uint64_t Revision() { return ReadRevision(db_.get()); }
+  std::uint64_t Revision() { return ReadState(db_.get()).revision; }
 
-  std::uint64_t Load(const std::function<void(Row&&)>& row);
+  StoredState Load(const std::function<void(Row&&)>& row);
 
   // After an exception this object is good for nothing but its destruction, which leaves the files
   // as they are: only a new session can tell what is stored.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/hdb/engine.h"
+#include "platform/hdb/row_sum.h"
 
 #include <algorithm>
 #include <array>
@@ -59,22 +60,27 @@ class UnitOfWork {
   bool HasFailed() const { return failure_[0] != '\0'; }
   const char* Failure() const { return failure_.data(); }
 
-  // The rows that differ from what is stored; `encode_now` gives a row's present contents, or
-  // nothing when it is gone.
+  // The rows that differ from what is stored, and the totals that they lead to from those before;
+  // `encode_now` gives a row's present contents, or nothing when it is gone.
   template <class EncodeNow>
-  ChangeSet Collect(EncodeNow encode_now) const {
+  ChangeSet Collect(const RowTotals& totals_before, EncodeNow encode_now) const {
     std::vector<std::pair<RowKey, const Row*>> rows;
     rows.reserve(before_.size());
     for (const auto& [key, before] : before_) rows.emplace_back(key, before.get());
     std::sort(rows.begin(), rows.end(),
               [](const auto& one, const auto& other) { return one.first < other.first; });
     ChangeSet changes;
+    RowTotals& totals = changes.state.totals;
+    totals = totals_before;
     for (const auto& [key, before] : rows) {
       std::optional<Row> now = encode_now(key);
-      if (!now) {
-        if (before) changes.removed.push_back(key);
-      } else if (!before || *now != *before) {
+      if (before ? now == *before : !now) continue;
+      if (before) TakeFrom(totals, SumOf(*before));
+      if (now) {
+        AddTo(totals, SumOf(*now));
         changes.put.push_back(std::move(*now));
+      } else {
+        changes.removed.push_back(key);
       }
     }
     return changes;

@@ -2,11 +2,13 @@
 #pragma once
 
 #include "platform/hdb/engine.h"
+#include "platform/hdb/row_sum.h"
 
 #include <cstdint>
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -19,8 +21,8 @@ inline ncc::RowKey HistoryKey(std::uint32_t n) {
   return {ncc::RowKind::kChunk, n, static_cast<std::uint8_t>(n % 8), n * 7};
 }
 
-// The commit that leads to `revision`: some of 48 rows are put and one is removed.
-inline ncc::ChangeSet HistoryChanges(std::uint64_t revision) {
+// The rows of the commit that leads to `revision`: some of 48 are put and one is removed.
+inline ncc::ChangeSet HistoryRowChanges(std::uint64_t revision) {
   std::map<ncc::RowKey, ncc::Row> put;
   for (std::uint32_t i = 0; i < 5; ++i) {
     ncc::Row row;
@@ -33,7 +35,6 @@ inline ncc::ChangeSet HistoryChanges(std::uint64_t revision) {
     put[row.key] = std::move(row);
   }
   ncc::ChangeSet changes;
-  changes.revision = revision;
   const ncc::RowKey gone = HistoryKey(static_cast<std::uint32_t>(revision * 5 % 48));
   if (!put.contains(gone)) changes.removed.push_back(gone);
   for (auto& [key, row] : put) changes.put.push_back(std::move(row));
@@ -45,10 +46,28 @@ inline void Apply(const ncc::ChangeSet& changes, Rows& rows) {
   for (const auto& row : changes.put) rows.insert_or_assign(row.key, row);
 }
 
+inline ncc::RowTotals TotalsOf(const Rows& rows) {
+  ncc::RowTotals totals;
+  for (const auto& [key, row] : rows) AddTo(totals, SumOf(row));
+  return totals;
+}
+
 inline Rows HistoryRows(std::uint64_t revision) {
   Rows rows;
-  for (std::uint64_t r = 1; r <= revision; ++r) Apply(HistoryChanges(r), rows);
+  for (std::uint64_t r = 1; r <= revision; ++r) Apply(HistoryRowChanges(r), rows);
   return rows;
+}
+
+// The commit that leads to `revision`.
+inline ncc::ChangeSet HistoryChanges(std::uint64_t revision) {
+  static std::vector<ncc::RowTotals> totals(1);  // by revision
+  for (Rows rows = HistoryRows(totals.size() <= revision ? totals.size() - 1 : 0);
+       totals.size() <= revision; totals.push_back(TotalsOf(rows))) {
+    Apply(HistoryRowChanges(totals.size()), rows);
+  }
+  ncc::ChangeSet changes = HistoryRowChanges(revision);
+  changes.state = {revision, totals[revision]};
+  return changes;
 }
 
 struct Contents {
@@ -60,12 +79,13 @@ struct Contents {
 // Throws std::logic_error when the rows do not come in ascending order.
 inline Contents LoadAll(ncc::StorageEngine& engine) {
   Contents contents;
-  contents.revision = engine.Load([&](ncc::Row&& row) {
+  const ncc::StoredState state = engine.Load([&](ncc::Row&& row) {
     if (!contents.rows.empty() && !(contents.rows.rbegin()->first < row.key)) {
       throw std::logic_error("rows are loaded out of order");
     }
     contents.rows.emplace_hint(contents.rows.end(), row.key, std::move(row));
   });
+  contents.revision = state.revision;
   return contents;
 }
 
