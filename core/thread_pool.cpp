@@ -1,5 +1,6 @@
 #include "nccnet/thread_pool.h"
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <list>
@@ -38,10 +39,10 @@ struct CThreadPool::State {
   Threads ended;     // to be joined
   ncc::Event stop;
 
+  // Needs no memory: there may be none, and nobody to tell.
   void Retire(const std::shared_ptr<CPoolThread::State>& thread) {
     const std::lock_guard lock(mutex);
-    running.remove(thread);
-    ended.push_back(thread);
+    ended.splice(ended.end(), running, std::find(running.begin(), running.end(), thread));
   }
 
   // Joins what has ended: their last instructions are near. A thread that joins others is not its

@@ -28,6 +28,13 @@ void FirstFailure::NoteMinor(bool /*result*/) {
   if (minor_text_.empty()) minor_text_ = LastErrorText();
 }
 
+void FirstFailure::Journal(NetState& net, const std::string& path, std::uint32_t node) {
+  net.update_manager.Write(path.c_str());
+  Note();
+  const std::string reason = LastErrorText();
+  if (!reason.empty()) ReportFailure(net, "newfiles.dat", node, reason.c_str());
+}
+
 void FirstFailure::Report() const { SetLastError(text_.empty() ? minor_text_ : text_); }
 
 std::optional<std::string> OutputRoot(NetState& net, const char* folder) {

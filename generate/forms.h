@@ -22,6 +22,8 @@ class FirstFailure {
   void Empty(const std::string& folder, std::string_view prefix = "");
   // The same for a step that may well have nothing to do: it counts when nothing else has failed.
   void NoteMinor(bool result);
+  // Reports a file that was written to the journal; the observer hears of a failure.
+  void Journal(NetState& net, const std::string& path, std::uint32_t node);
   // At the end: leaves the first failure as the last error.
   void Report() const;
 

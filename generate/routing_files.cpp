@@ -135,7 +135,7 @@ void WriteTunnels(const NetState& net, const std::string& folder, std::uint32_t 
 
 // `others` are the files "nodeN.xnw", which somebody else makes.
 void WriteRegistration(NetState& net, const std::string& folder, std::uint32_t server,
-                       const FolderNames& others) {
+                       const FolderNames& others, FirstFailure& failure) {
   const std::string path = folder + ServerName(server, ".reg");
   const std::string network = Hex4(net.prefs.net_number);
   WriteFile(net, path, server, [&](OutputFile& file) {
@@ -154,7 +154,7 @@ void WriteRegistration(NetState& net, const std::string& folder, std::uint32_t s
     file.Commit();
     RememberStampOf(file, key);
   });
-  net.update_manager.Write(path.c_str());
+  failure.Journal(net, path, server);
 }
 
 // Runs one(server) for each server among the items of the root folder, calling the progress
@@ -234,21 +234,29 @@ bool CNCCNet::GenMAPNodeTun(const char* folder, unsigned long id) {
 
 bool CNCCNet::GenMAPNodeReg(const char* folder) {
   NetState& net = *state_;
-  return Run(net, false, [&] {
+  FirstFailure failure;
+  const bool written = Run(net, false, [&] {
     const FolderNames others(Prefix(folder), ".xnw");
-    ForEachServerItem(
-        net, [&](std::uint32_t server) { WriteRegistration(net, Prefix(folder), server, others); });
+    ForEachServerItem(net, [&](std::uint32_t server) {
+      WriteRegistration(net, Prefix(folder), server, others, failure);
+    });
     return true;
   });
+  if (written) failure.Report();
+  return written;
 }
 
 bool CNCCNet::GenMAPNodeReg(const char* folder, unsigned long id) {
   NetState& net = *state_;
-  return ForKnown(net, id, kTypeServer, [&](TDBObjId& server) {
-    return Run(net, false, [&] {
+  FirstFailure failure;
+  bool written = false;
+  const bool known = ForKnown(net, id, kTypeServer, [&](TDBObjId& server) {
+    written = Run(net, false, [&] {
       const FolderNames others(Prefix(folder), ".xnw");
-      WriteRegistration(net, Prefix(folder), server.number, others);
+      WriteRegistration(net, Prefix(folder), server.number, others, failure);
       return true;
     });
   });
+  if (written) failure.Report();
+  return known;
 }

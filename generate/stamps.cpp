@@ -13,7 +13,7 @@ namespace {
 
 // Writes the list of these files, appends its own line, and reports it to the update manager.
 void WriteStampList(NetState& net, const std::string& path, std::uint32_t node,
-                    const std::vector<std::string>& files) {
+                    const std::vector<std::string>& files, FirstFailure& failure) {
   WriteFile(net, path, node, [&](OutputFile& list) {
     const StampKey key;
     for (const std::string& file : files) list.AppendText(StampLine(file, key.OfFile(file)));
@@ -21,7 +21,7 @@ void WriteStampList(NetState& net, const std::string& path, std::uint32_t node,
     list.Commit();
     RememberStampOf(list, key);
   });
-  net.update_manager.Write(path.c_str());
+  failure.Journal(net, path, node);
 }
 
 std::string Line(const char* path) {
@@ -47,26 +47,34 @@ void CNCCNet::GetImito(const char* path, char* out) {
 
 bool CNCCNet::GenApnCrg(const char* folder, TDBObjId& ap) {
   NetState& net = *state_;
-  return Run(net, false, [&] {
+  FirstFailure failure;
+  const bool written = Run(net, false, [&] {
     const std::string root = Prefix(folder);
     const std::uint32_t id = RecordOf(net, ap).Number();
     WriteStampList(
         net, root + "R\\" + HexName("apn", id, ".crg"), id,
         {root + "N\\" + HexName("apn", id, ".txt"), root + "U\\" + HexName("apu", id, ".txt"),
          root + "A\\" + HexName("apa", id, ".txt"), root + "L\\" + HexName("apl", id, ".txt"),
-         root + "T\\" + HexName("node", id, ".tun")});
+         root + "T\\" + HexName("node", id, ".tun")},
+        failure);
     return true;
   });
+  if (written) failure.Report();
+  return written;
 }
 
 bool CNCCNet::GenMAPApnCrg(const char* folder, TDBObjId& server) {
   NetState& net = *state_;
-  return Run(net, false, [&] {
+  FirstFailure failure;
+  const bool written = Run(net, false, [&] {
     const std::string map = Prefix(folder);
     const std::uint32_t id = RecordOf(net, server).Number();
     WriteStampList(net, map + HexName("apn", id, ".crg"), id,
                    {map + HexName("apn", id, ".txt"), map + HexName("apa", id, ".txt"),
-                    map + ServerName(id, ".map"), map + ServerName(id, ".tun")});
+                    map + ServerName(id, ".map"), map + ServerName(id, ".tun")},
+                   failure);
     return true;
   });
+  if (written) failure.Report();
+  return written;
 }

@@ -211,9 +211,10 @@ std::uint64_t AppendFile(int from, int to, std::uint64_t limit, const std::strin
   return done;
 }
 
-void CopyWholeFile(std::string_view from, std::string_view to) {
+bool CopyWholeFile(std::string_view from, std::string_view to) {
   const std::string source = ReadablePath(from);
   const Descriptor input(open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!input.IsValid() && (errno == ENOENT || errno == ENOTDIR)) return false;
   struct stat info {};
   if (!input.IsValid() || fstat(input.Get(), &info) != 0)
     ThrowFileError(source, "cannot be read", errno);
@@ -221,6 +222,7 @@ void CopyWholeFile(std::string_view from, std::string_view to) {
   OutputFile output(to);
   AppendFile(input.Get(), output.Handle(), UINT64_MAX, source);
   output.Commit();
+  return true;
 }
 
 bool FolderExists(std::string_view path) {

@@ -72,9 +72,8 @@ FileIdentity IdentifyFile(int descriptor, const std::string& path);
 // Writes all bytes to a descriptor; `path` is for the message.
 void WriteAll(int descriptor, std::string_view bytes, const std::string& path);
 
-// Copies a file over another one, which appears whole or not at all. Throws when the source cannot
-// be read.
-void CopyWholeFile(std::string_view from, std::string_view to);
+// Copies a file over another one, which appears whole or not at all. False when there is no source.
+bool CopyWholeFile(std::string_view from, std::string_view to);
 
 // Appends the rest of an open file to another, up to `limit` bytes, in the kernel where it can.
 // Returns the number of bytes.

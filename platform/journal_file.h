@@ -1,4 +1,5 @@
-// A file of records that grows in place. The functions throw nothing but std::bad_alloc.
+// A file of records that grows in place. The functions throw FileError, also for what is no plain
+// file.
 #pragma once
 
 #include <optional>
@@ -8,10 +9,10 @@
 namespace ncc {
 
 // Appends the bytes in one write, making the file, readable by its owner alone, when it is missing.
-// False when that fails.
-bool AppendToJournal(const std::string& file, std::string_view bytes);
+// No symbolic link is followed.
+void AppendToJournal(const std::string& file, std::string_view bytes);
 
-// Nothing when it cannot be read.
+// Nothing when there is none.
 std::optional<std::string> ReadJournal(const std::string& file);
 
 void RemoveJournal(const std::string& file);

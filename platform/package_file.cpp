@@ -27,8 +27,12 @@ std::string RecordHead(std::uint32_t length, std::string_view name) {
 
 PackageFile::PackageFile(std::string_view path)
     : path_(NativePath(path)),
-      file_(open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, S_IRUSR | S_IWUSR)) {
-  if (!file_.IsValid()) ThrowFileError(path_, "cannot be created", errno);
+      file_(open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR)) {
+  struct stat info {};
+  if (!file_.IsValid() || fstat(file_.Get(), &info) != 0)
+    ThrowFileError(path_, "cannot be created", errno);
+  // Of other kinds of files, some would keep the writer waiting for ever.
+  if (!S_ISREG(info.st_mode)) throw FileError("file " + path_ + " is no plain file");
 }
 
 std::uint64_t PackageFile::Finish() {

@@ -1,5 +1,6 @@
 #include "support/net_access.h"
 #include "support/network.h"
+#include "support/no_memory.h"
 
 #include <atomic>
 #include <thread>
@@ -95,6 +96,7 @@ TEST(ThreadPool, SuspendedThreadsCountAndWaitForResume) {
   std::atomic<int> runs = 0;
   const auto count = [](void* param) -> unsigned long {
     ++*static_cast<std::atomic<int>*>(param);
+    AllowAllocations(0);  // ending needs none
     return 0;
   };
   CThreadPool pool;

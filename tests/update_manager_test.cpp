@@ -1,6 +1,9 @@
+#include "support/no_memory.h"
 #include "support/outputs.h"
 
 #include <memory>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -74,8 +77,6 @@ TEST_F(UpdateManagerTest, WriteAppendsARecordForEachFile) {
   EXPECT_EQ(manager_.Write("some/plain"), 0);
   EXPECT_EQ(manager_.SetUpdateAb(), 0);
   EXPECT_EQ(ReadFile("newfiles.dat"), all);
-  const CUpdateManager copy = manager_;
-  EXPECT_FALSE(CUpdateManager(copy).WriteCRC()) << "copies take the flag";
 }
 
 TEST_F(UpdateManagerTest, ReadGivesOneRecordMoreThanTheJournalHas) {
@@ -97,9 +98,69 @@ TEST_F(UpdateManagerTest, ReadGivesOneRecordMoreThanTheJournalHas) {
   EXPECT_EQ(CountRecords(manager_), 0U);
   copy = manager_;
   EXPECT_EQ(CountRecords(copy), 0U);
-  fs::create_directory("newfiles.dat");
-  EXPECT_EQ(copy.Write("some/file"), 1);
-  EXPECT_EQ(copy.Read(), 0) << "failures are silent";
+}
+
+// The results do not show that a journal cannot be used; the last error does.
+TEST_F(UpdateManagerTest, WhatIsNoPlainFileIsNoJournal) {
+  MemoryNet memory;
+  CNCCNet& net = memory.Net();
+  ASSERT_TRUE(memory.Create());
+  ASSERT_EQ(net.AddAP(net.AddServer("A", 0, 0), "a", 0), 2U);
+  int untold = 0;
+  net.SetFileObserver([&](const CFileEvent& event) {
+    if (std::string(event.path) == "newfiles.dat" && event.failure != nullptr) --untold;
+  });
+  WriteFile("elsewhere", "as it was");
+  const std::pair<const char*, std::function<void()>> obstacles[] = {
+      {"no plain file", [] { fs::create_directory("newfiles.dat"); }},
+      {"no plain file", [] { ASSERT_EQ(mkfifo("newfiles.dat", 0600), 0); }},
+      {"symbolic link", [] { fs::create_symlink("elsewhere", "newfiles.dat"); }}};
+  for (const auto& [reason, make] : obstacles) {
+    make();
+    EXPECT_EQ(manager_.Write("some/file"), 1);
+    EXPECT_NE(std::string(net.LastError()).find(reason), std::string::npos) << net.LastError();
+    untold += 2;
+    EXPECT_TRUE(net.GenMAPNodeReg(""));
+    EXPECT_NE(std::string(net.LastError()).find(reason), std::string::npos) << net.LastError();
+    net.GenMAPApnCrg("", 1);
+    EXPECT_NE(std::string(net.LastError()).find(reason), std::string::npos) << net.LastError();
+    CCopyReport report;
+    if (!fs::is_symlink("newfiles.dat")) {
+      EXPECT_EQ(manager_.Read(), 0);
+      EXPECT_FALSE(manager_.CheckCRC(report));
+      EXPECT_EQ(report.failed.front().reason, net.LastError());
+    }
+    fs::remove("newfiles.dat");
+  }
+  EXPECT_EQ(untold, 0);
+  EXPECT_EQ(ReadFile("elsewhere"), "as it was");
+  EXPECT_EQ(manager_.Write("elsewhere"), 1);
+  EXPECT_STREQ(net.LastError(), "");
+  fs::create_directory("AAA");
+  ASSERT_EQ(mkfifo("AAA/001A0002.aaf", 0600), 0);
+  net.GenFullDistr(".", 2UL);  // does not wait for a reader
+  EXPECT_NE(std::string(net.LastError()).find("AAA"), std::string::npos) << net.LastError();
+}
+
+TEST_F(UpdateManagerTest, WantOfMemoryShowsInNoResult) {
+  CNCCNet net;
+  Put({{"NEW/ABN/001A0019.abn", "001A0019.abn"}});
+  fs::create_directory("ABN");
+  const std::string name = "NEW/ABN/001A0019.abn";
+  bool ended = false;
+  for (long allowed = 0; !ended; ++allowed) {
+    Journal(Record("001A0019.abn", static_cast<char>(allowed % 100)));
+    CCopyReport report;
+    AllowAllocations(allowed);
+    const int wrote = manager_.Write(name.c_str());
+    const int read = manager_.Read();
+    const bool copied = CUpdateManager().CheckCRC(report);
+    AllowAllocations(-1);
+    EXPECT_EQ(wrote, 1);
+    ended = read == 1 && copied;
+    EXPECT_EQ(ended ? "" : "out of memory", std::string(net.LastError())) << allowed;
+  }
+  EXPECT_EQ(ReadFile("ABN/001A0019.abn"), "001A0019.abn");
 }
 
 TEST_F(UpdateManagerTest, EachNameTakesItsFilesAlong) {
@@ -186,6 +247,19 @@ TEST_F(UpdateManagerTest, OnlyWhatIsNewOrChangedIsCopied) {
   Journal(one1 + Record("apn0001.crg", 1));
   EXPECT_EQ(Copied(), (Paths{"APDB/apn0001.txt", "MAP/node1.map"}))
       << "what is not staged stays, and the rest is copied";
+
+  fs::create_directories("MAP/node2.map");
+  Put({{"NEW/MAP/node2.map", "node2.map"}, {"NEW/MAP/node2.reg", "node2.reg"}});
+  CCopyReport report;
+  Journal(Record("node2.reg", 9) + Record("OTHER.TXT", 1) + Record("NMATRIX.DAT", 1));
+  EXPECT_FALSE(manager_.CheckCRC(report));
+  EXPECT_EQ(report.copied, (std::list<std::string>{"MAP\\node2.reg"}));
+  EXPECT_EQ(report.missing, (std::list<std::string>{"NEW\\MAP\\node2.xnw", "NEW\\MAP\\node2.tun"}));
+  EXPECT_EQ(report.unplaced, (std::list<std::string>{"NMATRIX.DAT", "OTHER.TXT"}));
+  ASSERT_EQ(report.failed.size(), 1U);
+  EXPECT_EQ(report.failed.front().file, "MAP\\node2.map");
+  EXPECT_EQ(report.failed.front().reason, CNCCNet().LastError());
+  EXPECT_TRUE(manager_.CheckCRC(report)) << "known already";
 }
 
 TEST_F(UpdateManagerTest, TheNetworkHandsItsKeyCentreFolderOn) {
@@ -200,6 +274,14 @@ TEST_F(UpdateManagerTest, TheNetworkHandsItsKeyCentreFolderOn) {
   CString& path = net.KCPath();
   path = std::string(500, 'm');
   EXPECT_EQ(manager->GetExportFolder(), path.c_str()) << "the text has moved behind the manager";
+  manager->WriteCRC(false);
+  CUpdateManager copy(*manager);
+  EXPECT_FALSE(copy.WriteCRC());
+  EXPECT_EQ(copy.GetExportFolder(), nullptr) << "the text goes away with the network";
+  copy.SetDBFolder("copy's own");
+  *manager = copy;
+  EXPECT_EQ(manager->GetExportFolder(), path.c_str());
+  EXPECT_EQ(manager->GetDBFolder(), nullptr);
   manager->SetExportFolder("own");
   path = std::string(900, 'n');
   EXPECT_STREQ(manager->GetExportFolder(), "own");

@@ -5,15 +5,18 @@
 
 #include "nccnet/update_manager.h"
 
+#include "core/last_error.h"
 #include "platform/ascii_fold.h"
+#include "platform/files.h"
 #include "platform/journal_file.h"
 #include "platform/stamps.h"
 
 #include <array>
 #include <cstdio>
-#include <exception>
 #include <map>
+#include <new>
 #include <string_view>
+#include <utility>
 
 using namespace ncc;
 
@@ -64,23 +67,45 @@ std::string Fill(std::string_view format, std::string_view folder, std::string_v
   return path.append(format.substr(place + 2));
 }
 
-void CopyQuietly(const std::string& from, const std::string& to) {
+// Runs a step that does not tell how it went: what goes wrong becomes the last error. Returns
+// whether nothing did.
+template <class Step>
+bool RunSilently(Step step) {
   try {
-    CopyWholeFile(from, to);
-  } catch (const std::exception&) {
-    // A file that is not staged, or cannot be put in place, is passed over.
+    step();
+    ClearLastError();
+    return true;
+  } catch (const std::bad_alloc&) {
+    SetLastError("out of memory");
+  } catch (const std::exception& error) {
+    SetLastError(error.what());
   }
+  return false;
 }
 
 }  // namespace
 
 CUpdateManager::CUpdateManager() = default;
 CUpdateManager::~CUpdateManager() = default;
-CUpdateManager::CUpdateManager(const CUpdateManager&) = default;
-CUpdateManager& CUpdateManager::operator=(const CUpdateManager&) = default;
+
+CUpdateManager::CUpdateManager(const CUpdateManager& other)
+    : records_(other.records_),
+      count_(other.count_),
+      write_journal_(other.write_journal_),
+      checked_(other.checked_) {}
+
+CUpdateManager& CUpdateManager::operator=(const CUpdateManager& other) {
+  records_ = std::list<Record>(other.records_);
+  count_ = other.count_;
+  write_journal_ = other.write_journal_;
+  checked_ = other.checked_;
+  return *this;
+}
 
 int CUpdateManager::SetUpdateAb() { return 0; }
-void CUpdateManager::Clear() { RemoveJournal(kJournal); }
+void CUpdateManager::Clear() {
+  RunSilently([] { RemoveJournal(kJournal); });
+}
 void CUpdateManager::WriteCRC(bool write) { write_journal_ = write; }
 bool CUpdateManager::WriteCRC() { return write_journal_; }
 void CUpdateManager::SetExportFolder(const char* folder) {
@@ -96,7 +121,9 @@ const char* CUpdateManager::GetDBFolder() { return db_folder_; }
 
 int CUpdateManager::Write(const char* path) {
   if (!write_journal_) return 0;
-  if (path != nullptr) WriteImito(GetImito(path), path);
+  RunSilently([&] {
+    if (path != nullptr) WriteImito(GetImito(path), path);
+  });
   return 1;
 }
 
@@ -112,10 +139,19 @@ void CUpdateManager::WriteImito(unsigned long value, const char* path) {
 }
 
 int CUpdateManager::Read() {
+  bool found = false;
+  const bool read = RunSilently([&] { found = ReadRecords(); });
+  if (read && found) return 1;
+  if (read) SetLastError(std::string("there is no journal ") + kJournal);
+  return 0;
+}
+
+bool CUpdateManager::ReadRecords() {
   records_.clear();
   count_ = 0;
   const std::optional<std::string> journal = ReadJournal(kJournal);
-  if (!journal) return 0;
+  if (!journal) return false;
+  std::list<Record> records;
   // The end shows only in a read that fails, and that one makes a record too, of what the record
   // before it left: the readers of the list count on it.
   Record record{"", 0};
@@ -125,27 +161,56 @@ int CUpdateManager::Read() {
       record.name = rest.substr(0, std::min(rest.find('\0'), kNameSize));
     }
     if (rest.size() >= kRecordSize) record.value = LittleEndian(rest.substr(kNameSize));
-    records_.push_back(record);
-    ++count_;
-    if (rest.size() < kRecordSize) return 1;
+    records.push_back(record);
+    if (rest.size() < kRecordSize) break;
   }
+  records_.swap(records);
+  count_ = records_.size();
+  return true;
 }
 
 void CUpdateManager::CheckCRC() {
+  CCopyReport report;
+  CheckCRC(report);
+}
+
+bool CUpdateManager::CheckCRC(CCopyReport& report) {
+  report = {};
+  report_ = &report;
+  const bool done = RunSilently([this] { CopyChanged(); });
+  report_ = nullptr;
+  checked_ = true;
+  if (!done) {  // what was not looked at is new to the next check
+    records_.clear();
+    count_ = 0;
+  } else if (!report.failed.empty()) {
+    SetLastError(report.failed.front().reason);
+  }
+  return done && report.failed.empty();
+}
+
+void CUpdateManager::CopyChanged() {
   std::map<std::string, std::uint32_t> known;
   for (const Record& record : records_) known[record.name] = record.value;
-  Read();
+  try {
+    ReadRecords();
+  } catch (const FileError& error) {
+    report_->failed.push_back({kJournal, error.what()});
+    return;
+  }
   std::map<std::string, std::uint32_t> last;
   for (const Record& record : records_) last[record.name] = record.value;
   for (const auto& [name, value] : last) {
     const auto before = known.find(name);
     if (before == known.end() || before->second != value) CopyFileA(name.c_str());
   }
-  checked_ = true;
 }
 
 void CUpdateManager::CopyFileA(const char* name) {
-  if (FileName(name) != name) return;  // no name of ours
+  if (FileName(name) != name) {  // no name of ours
+    report_->unplaced.emplace_back(name);
+    return;
+  }
   std::array<char, 5> code{};
   int number = 0;
   if (std::sscanf(name, "apn%4s", code.data()) == 1) {
@@ -161,18 +226,34 @@ void CUpdateManager::CopyFileA(const char* name) {
     if (!EqualFolded(name, file.name)) continue;
     const char* folder =
         file.folder == SingleFileFolder::kExport ? GetExportFolder() : GetDBFolder();
-    if (folder != nullptr && *folder != '\0')
+    if (folder != nullptr && *folder != '\0') {
       CopyOneFile("%s%s", "NEW\\", WithSeparator(folder).c_str(), file.name);
+    } else {
+      report_->unplaced.emplace_back(name);
+    }
     return;
   }
   const std::string_view text(name);
-  if (text.size() >= 4 && EqualFolded(text.substr(text.size() - 4), ".ABN"))
+  if (text.size() >= 4 && EqualFolded(text.substr(text.size() - 4), ".ABN")) {
     CopyOneFile("%s%s", "NEW\\ABN\\", "ABN\\", name);
+  } else if (!text.empty()) {  // an empty journal has an empty name
+    report_->unplaced.emplace_back(name);
+  }
 }
 
 void CUpdateManager::CopyOneFile(const char* format, const char* from, const char* to,
                                  const char* x) {
-  CopyQuietly(Fill(format, from, x), Fill(format, to, x));
+  const std::string source = Fill(format, from, x);
+  const std::string target = Fill(format, to, x);
+  try {
+    if (CopyWholeFile(source, target)) {
+      report_->copied.push_back(target);
+    } else {
+      report_->missing.push_back(source);
+    }
+  } catch (const FileError& error) {
+    report_->failed.push_back({target, error.what()});
+  }
 }
 
 void CUpdateManager::CopyOneFile(const char* format, const char* from, const char* to, int x) {

@@ -8,9 +8,26 @@
 #include <list>
 #include <string>
 
+/// What a CheckCRC did with the files that belong to the names in the journal.
+struct CCopyReport {
+  struct Failure {
+    std::string file;  ///< what was to be written, or the journal
+    std::string reason;
+  };
+
+  std::list<std::string> copied;    ///< the files that were put in place
+  std::list<std::string> missing;   ///< files of such a name that are in no staging folder
+  std::list<std::string> unplaced;  ///< names of unknown files, or whose folder is not set
+  std::list<Failure> failed;
+};
+
 /// Keeps the journal "newfiles.dat" of the current directory: records of 17 bytes, each a file name
 /// of 13 bytes (base name cut to 8, extension to 4, padded with zeros) and the file's stamp (32
-/// bits, little-endian). Later records of a name are the newer ones. Every failure is silent. Not
+/// bits, little-endian). Later records of a name are the newer ones. Only a plain file is read or
+/// appended to, and none is appended to through a symbolic link.
+///
+/// Failures show in no result but that of CheckCRC with a report; CNCCNet::LastError has the first
+/// one of the last call. Nothing is thrown, but std::bad_alloc by copying a manager. Not
 /// thread-safe: the CNCCNet that owns a manager calls Write under its object lock.
 class NCC_API CUpdateManager {
   friend class CNCCNet;
@@ -18,11 +35,13 @@ class NCC_API CUpdateManager {
  public:
   CUpdateManager();
   virtual ~CUpdateManager();
-  CUpdateManager(const CUpdateManager&);
-  CUpdateManager& operator=(const CUpdateManager&);
+  /// A copy takes the records and the flags; its folders are unset. Assignment leaves the folders
+  /// of the target as they were.
+  CUpdateManager(const CUpdateManager& other);
+  CUpdateManager& operator=(const CUpdateManager& other);
 
   /// Reads the journal in place of the records read before.
-  /// \return 1; 0 when it cannot be opened, with no records. The records end in one more than the
+  /// \return 1; 0 when it cannot be read, with no records. The records end in one more than the
   ///   journal has, with what the last one left (an empty name and 0 for an empty journal).
   int Read();
   /// Stamps the file and appends its record to the journal, while the journal is being written.
@@ -35,6 +54,9 @@ class NCC_API CUpdateManager {
   /// "NEW\MAP\" to "MAP\", of a user from "NEW\ABN\" to "ABN\", and single files from "NEW\" into
   /// the export or the DB folder, all relative to the current directory.
   void CheckCRC();
+  /// The same, telling what became of each file. \return whether nothing failed; false without a
+  ///   failure in the report for want of memory, when nothing counts as known to the next one
+  bool CheckCRC(CCopyReport& report);
   /// Deletes the journal.
   void Clear();
 
@@ -56,6 +78,9 @@ class NCC_API CUpdateManager {
 
   // Follows a text that may move, until SetExportFolder.
   void FollowExportFolder(const std::string* text);
+  // Reads the journal; false when there is none. Throws FileError when it cannot be read.
+  bool ReadRecords();
+  void CopyChanged();
   unsigned long GetImito(const char* path);
   void WriteImito(unsigned long value, const char* path);
   void CopyFileA(const char* name);
@@ -69,4 +94,5 @@ class NCC_API CUpdateManager {
   const std::string* export_text_ = nullptr;  // where it is the text of another object
   const char* db_folder_ = nullptr;
   bool checked_ = true;
+  CCopyReport* report_ = nullptr;  // of the running CheckCRC
 };
