@@ -153,7 +153,7 @@ std::vector<std::uint32_t> NumbersOf(const NetState& net, std::uint8_t type) {
   return numbers;
 }
 
-void RenameItems(NetState& net, const Entity& entity, std::string_view name) {
+void RenameItems(NetState& net, const Entity& entity) {
   for (const TDBObjId& id : net.base->ParentLinkSelect(entity.Id())) {
     if (!net.base->HasFolder(id)) continue;  // a callback has deleted it
     const TRef<CHDBFolder> parent = OpenFolder(net, id.number);
@@ -162,7 +162,7 @@ void RenameItems(NetState& net, const Entity& entity, std::string_view name) {
     if (!net.base->HasFolder(id) || !net.base->HasFolder(entity.Id())) continue;
     for (const TDBObjId& object : {entity.Id(), entity.folder->RecordId()}) {
       const std::uint32_t at = parent->Find(object);
-      if (at != kNoPosition) parent->Rename(at, name);
+      if (at != kNoPosition) parent->Rename(at, entity.record->Name());
     }
   }
 }

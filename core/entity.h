@@ -156,9 +156,9 @@ void AppendItems(NetState& net, const TDBObjId& object, std::uint8_t type, std::
   });
 }
 
-// Gives the name to every item that refers to the object's folder or record. Calls the progress
+// Gives the object's name to every item that refers to its folder or record. Calls the progress
 // callback for each Dep that lists the object.
-void RenameItems(NetState& net, const Entity& entity, std::string_view name);
+void RenameItems(NetState& net, const Entity& entity);
 // Gives an object a new name in its entry and in its record's name value.
 template <class Entry>
 void RenameRecord(CHDBRecord& record, std::string_view name) {
@@ -170,12 +170,13 @@ void RenameRecord(CHDBRecord& record, std::string_view name) {
 
 // Renames a root object, after testing the new name among the objects of its type.
 template <class Entry>
-bool RenameRootObject(NetState& net, const TDBObjId& object, const char* new_name) {
+bool RenameRootObject(NetState& net, const TDBObjId& object, std::uint8_t type,
+                      const char* new_name) {
   const std::string_view name = CheckedName(new_name);
-  const Entity entity = OpenEntity(net, object);
-  RefuseTakenName(net, name, static_cast<std::uint8_t>(entity.record->Type()));
+  const Entity entity = OpenEntity(net, object, type);
+  RefuseTakenName(net, name, type);
   RenameRecord<Entry>(*entity.record, name);
-  RenameItems(net, entity, name);
+  RenameItems(net, entity);
   return true;
 }
 

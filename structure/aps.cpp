@@ -87,7 +87,7 @@ bool RenameAP(NetState& net, const TDBObjId& object, const char* new_name) {
   RenameRecord<CNNEntry>(*ap.record, name);
   const std::uint32_t server = EntryOf<CNNEntry>(*ap.record).server_id;
   if (FindObject(net, server, kTypeServer) == nullptr) RefuseUnknown(kTypeServer, server);
-  RenameItems(net, ap, name);
+  RenameItems(net, ap);
   return true;
 }
 

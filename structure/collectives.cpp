@@ -180,11 +180,12 @@ void CNCCNet::AddCollective(CDepEntry dep, TRef<CHDBRecord>& user) {
   NetState& net = *state_;
   LockScope lock(net.lock);
   TDBObjId group;
-  if (!GetRootEntry(dep.ngrp_id, kTypeNGrp, group)) return;
-  RecordOf(net, FolderOf(*user));  // a callback may have deleted it
-  WalkIds(RecordOf(net, group), kNodesOfGroup, [&](const TDBObjId& node) {
-    user->AppendPair({dep.id, node.number, 0});
-  });
+  GetRootEntry(dep.ngrp_id, kTypeNGrp, group);
+  // What counts is what its callbacks have left.
+  OpenEntity(net, FolderOf(*user), kTypeAB);
+  std::list<CCol> nodes;
+  AppendNodes(net, *OpenEntity(net, {kFolderSpace, dep.id}, kTypeDep).record, nodes);
+  for (const CCol& node : nodes) user->AppendPair({node.id.dep, node.id.node, 0});
 }
 
 void CNCCNet::DeleteCollectiveDep(TRef<CHDBFolder>& dep, TRef<CHDBFolder>& user) {

@@ -6,6 +6,11 @@ using namespace ncc;
 
 namespace {
 
+// A Dep's name as a caller spells it, unless a progress callback has renamed the Dep since.
+std::string_view Spelled(const CHDBRecord& dep, std::string_view name) {
+  return EqualFolded(dep.Name(), name) ? name : dep.Name();
+}
+
 // Adds the items for another Dep unless there are some. Returns whether it did.
 bool AppendLink(CHDBFolder& dep, const CHDBFolder& other, std::string_view name) {
   if (dep.Find(other.Id()) != kNoPosition) return false;
@@ -72,13 +77,13 @@ unsigned long CNCCNet::CreateDep(const char* name) {
 
 bool CNCCNet::ModifyDep(const char* name, const char* new_name) {
   return Run(*state_, false, [&] {
-    return RenameRootObject<CDepEntry>(*state_, RootObject(name, kTypeDep), new_name);
+    return RenameRootObject<CDepEntry>(*state_, RootObject(name, kTypeDep), kTypeDep, new_name);
   });
 }
 
 bool CNCCNet::ModifyDep(unsigned long id, const char* new_name) {
   return Run(*state_, false, [&] {
-    return RenameRootObject<CDepEntry>(*state_, RootObject(id, kTypeDep), new_name);
+    return RenameRootObject<CDepEntry>(*state_, RootObject(id, kTypeDep), kTypeDep, new_name);
   });
 }
 
@@ -133,9 +138,11 @@ bool CNCCNet::GetDepInfo(TDBObjId& dep, CDepEntry& entry) {
 
 bool CNCCNet::LinkDepToDep(const char* name1, const char* name2) {
   return Run(*state_, false, [&] {
-    const TDBObjId dep1 = RootObject(name1, kTypeDep);
-    const TDBObjId dep2 = RootObject(name2, kTypeDep);
-    LinkDeps(OpenEntity(*state_, dep1), OpenEntity(*state_, dep2), name1, name2);
+    const TDBObjId object1 = RootObject(name1, kTypeDep);
+    const TDBObjId object2 = RootObject(name2, kTypeDep);
+    const Entity dep1 = OpenEntity(*state_, object1, kTypeDep);
+    const Entity dep2 = OpenEntity(*state_, object2, kTypeDep);
+    LinkDeps(dep1, dep2, Spelled(*dep1.record, name1), Spelled(*dep2.record, name2));
     return true;
   });
 }
@@ -145,8 +152,8 @@ bool CNCCNet::LinkDepToDep(unsigned long id1, unsigned long id2, bool* changed) 
   const bool linked = Run(*state_, false, [&] {
     const TDBObjId object1 = RootObject(id1, kTypeDep);
     const TDBObjId object2 = RootObject(id2, kTypeDep);
-    const Entity dep1 = OpenEntity(*state_, object1);
-    const Entity dep2 = OpenEntity(*state_, object2);
+    const Entity dep1 = OpenEntity(*state_, object1, kTypeDep);
+    const Entity dep2 = OpenEntity(*state_, object2, kTypeDep);
     added = LinkDeps(dep1, dep2, dep1.record->Name(), dep2.record->Name());
     return true;
   });
@@ -174,7 +181,7 @@ bool CNCCNet::DeleteLinkDepToDep(const char* name1, const char* name2) {
   return Run(*state_, false, [&] {
     const TDBObjId dep1 = RootObject(name1, kTypeDep);
     const TDBObjId dep2 = RootObject(name2, kTypeDep);
-    return UnlinkDeps(OpenEntity(*state_, dep1), OpenEntity(*state_, dep2));
+    return UnlinkDeps(OpenEntity(*state_, dep1, kTypeDep), OpenEntity(*state_, dep2, kTypeDep));
   });
 }
 
@@ -182,7 +189,7 @@ bool CNCCNet::DeleteLinkDepToDep(unsigned long id1, unsigned long id2) {
   return Run(*state_, false, [&] {
     const TDBObjId dep1 = RootObject(id1, kTypeDep);
     const TDBObjId dep2 = RootObject(id2, kTypeDep);
-    return UnlinkDeps(OpenEntity(*state_, dep1), OpenEntity(*state_, dep2));
+    return UnlinkDeps(OpenEntity(*state_, dep1, kTypeDep), OpenEntity(*state_, dep2, kTypeDep));
   });
 }
 

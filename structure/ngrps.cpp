@@ -41,13 +41,13 @@ unsigned long CNCCNet::CreateNGrp(const char* name) {
 
 bool CNCCNet::ModifyNGrp(const char* name, const char* new_name) {
   return Run(*state_, false, [&] {
-    return RenameRootObject<CNGrpEntry>(*state_, RootObject(name, kTypeNGrp), new_name);
+    return RenameRootObject<CNGrpEntry>(*state_, RootObject(name, kTypeNGrp), kTypeNGrp, new_name);
   });
 }
 
 bool CNCCNet::ModifyNGrp(unsigned long id, const char* new_name) {
   return Run(*state_, false, [&] {
-    return RenameRootObject<CNGrpEntry>(*state_, RootObject(id, kTypeNGrp), new_name);
+    return RenameRootObject<CNGrpEntry>(*state_, RootObject(id, kTypeNGrp), kTypeNGrp, new_name);
   });
 }
 
@@ -155,8 +155,8 @@ bool CNCCNet::LinkDepToNGrp(unsigned long group, unsigned long dep) {
   return Run(*state_, false, [&] {
     TDBObjId group_id = RootObject(group, kTypeNGrp);
     TDBObjId dep_id = RootObject(dep, kTypeDep);
-    Entity group_entity = OpenEntity(*state_, group_id);
-    Entity dep_entity = OpenEntity(*state_, dep_id);
+    Entity group_entity = OpenEntity(*state_, group_id, kTypeNGrp);
+    Entity dep_entity = OpenEntity(*state_, dep_id, kTypeDep);
     CDepEntry entry = EntryOf<CDepEntry>(*dep_entity.record);
     entry.ngrp_id = group_id.number;
     ReplaceEntry(*dep_entity.record, entry);
@@ -175,8 +175,8 @@ bool CNCCNet::DeleteDepFromNGrp(unsigned long group, unsigned long dep) {
 }
 
 void CNCCNet::UnlinkDepFromNGrp(TDBObjId group, TDBObjId dep) {
-  Entity group_entity = OpenEntity(*state_, group);
-  Entity dep_entity = OpenEntity(*state_, dep);
+  Entity group_entity = OpenEntity(*state_, group, kTypeNGrp);
+  Entity dep_entity = OpenEntity(*state_, dep, kTypeDep);
   DeleteDepFromNGrp(group_entity.folder, dep_entity.folder);
   DelListId(group_entity.record, dep, kDepsOfGroup);
   DelListId(dep_entity.record, group, kGroupsOfDep);

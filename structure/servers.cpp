@@ -6,12 +6,22 @@ using namespace ncc;
 
 namespace {
 
-// CheckServerName: with a progress callback over the whole root folder.
+// With a progress callback, what needs the list of servers is a walk over the root folder.
+void WalkServers(NetState& net) {
+  if (net.callback == nullptr) return;
+  WalkItems(net, *net.root, [](const CHDBFolderEntry&, std::uint32_t) { return true; });
+}
+
+// CheckServerName.
 bool IsServerNameTaken(NetState& net, std::string_view name) {
-  if (net.callback != nullptr) {
-    WalkItems(net, *net.root, [](const CHDBFolderEntry&, std::uint32_t) { return true; });
-  }
+  WalkServers(net);
   return NameExists(net, name, kTypeServer);
+}
+
+bool RenameServer(NetState& net, const TDBObjId& server, const char* new_name) {
+  CheckedName(new_name);
+  WalkServers(net);
+  return RenameRootObject<CNNEntry>(net, server, kTypeServer, new_name);
 }
 
 void ListLinked(NetState& net, const TDBObjId& object, std::list<CNNEntry>& list) {
@@ -57,15 +67,13 @@ bool CNCCNet::DeleteServer(unsigned long id) {
 }
 
 bool CNCCNet::ModifyServer(const char* name, const char* new_name) {
-  return Run(*state_, false, [&] {
-    return RenameRootObject<CNNEntry>(*state_, RootObject(name, kTypeServer), new_name);
-  });
+  return Run(*state_, false,
+             [&] { return RenameServer(*state_, RootObject(name, kTypeServer), new_name); });
 }
 
 bool CNCCNet::ModifyServer(unsigned long id, const char* new_name) {
-  return Run(*state_, false, [&] {
-    return RenameRootObject<CNNEntry>(*state_, RootObject(id, kTypeServer), new_name);
-  });
+  return Run(*state_, false,
+             [&] { return RenameServer(*state_, RootObject(id, kTypeServer), new_name); });
 }
 
 bool CNCCNet::GetServer(const char* name, TDBObjId& result) {
@@ -112,6 +120,7 @@ bool CNCCNet::GetServerInfo(TDBObjId& server, CNNEntry& entry) {
 
 unsigned long CNCCNet::GetServersCount() {
   return Run(*state_, 0UL, [&] {
+    WalkServers(*state_);
     return static_cast<unsigned long>(state_->base->RecSelect(kTypeServer).Size());
   });
 }
@@ -151,8 +160,8 @@ bool CNCCNet::LinkSrvToSrv(unsigned long id1, unsigned long id2) {
 
 bool CNCCNet::LinkServers(TDBObjId server1, TDBObjId server2) {
   if (server1 == server2) throw Refusal("a server cannot be linked to itself");
-  TRef<CHDBRecord> record1 = OpenEntity(*state_, server1).record;
-  TRef<CHDBRecord> record2 = OpenEntity(*state_, server2).record;
+  TRef<CHDBRecord> record1 = OpenEntity(*state_, server1, kTypeServer).record;
+  TRef<CHDBRecord> record2 = OpenEntity(*state_, server2, kTypeServer).record;
   AddListId(record1, server2, kServerLinks);
   AddListId(record2, server1, kServerLinks);
   return true;
@@ -171,8 +180,8 @@ bool CNCCNet::DeleteLink(unsigned long id1, unsigned long id2) {
 }
 
 bool CNCCNet::UnlinkServers(TDBObjId server1, TDBObjId server2) {
-  TRef<CHDBRecord> record1 = OpenEntity(*state_, server1).record;
-  TRef<CHDBRecord> record2 = OpenEntity(*state_, server2).record;
+  TRef<CHDBRecord> record1 = OpenEntity(*state_, server1, kTypeServer).record;
+  TRef<CHDBRecord> record2 = OpenEntity(*state_, server2, kTypeServer).record;
   DelListId(record1, server2, kServerLinks);
   DelListId(record2, server1, kServerLinks);
   return true;

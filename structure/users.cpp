@@ -4,6 +4,28 @@
 
 using namespace ncc;
 
+namespace {
+
+bool HasPrimary(const CHDBRecord& user) {
+  const CColId primary = EntryOf<CABEntry>(user).primary;
+  return primary.dep != 0 || primary.node != 0;
+}
+
+// Unless the user has a primary collective, the Dep at the first node of its group becomes it.
+void GivePrimary(const NetState& net, const TDBObjId& dep_object, const TDBObjId& user_object) {
+  const auto dep = EntryOf<CDepEntry>(*OpenEntity(net, dep_object, kTypeDep).record);
+  const Entity user = OpenEntity(net, user_object, kTypeAB);
+  const CHDBRecord* group = FindObject(net, dep.ngrp_id, kTypeNGrp);
+  if (group == nullptr || HasPrimary(*user.record)) return;
+  const IdList& nodes = group->List(kNodesOfGroup);
+  if (nodes.Size() == 0) return;
+  CABEntry entry = EntryOf<CABEntry>(*user.record);
+  entry.primary = {dep.id, nodes.At(nodes.First()).object.number};
+  ReplaceEntry(*user.record, entry);
+}
+
+}  // namespace
+
 unsigned long CNCCNet::CreateAB(const char* name, TDBObjId& result) {
   NetState& net = *state_;
   TDBObjId created;
@@ -28,13 +50,13 @@ unsigned long CNCCNet::CreateAB(const char* name) {
 
 bool CNCCNet::ModifyAB(const char* name, const char* new_name) {
   return Run(*state_, false, [&] {
-    return RenameRootObject<CABEntry>(*state_, RootObject(name, kTypeAB), new_name);
+    return RenameRootObject<CABEntry>(*state_, RootObject(name, kTypeAB), kTypeAB, new_name);
   });
 }
 
 bool CNCCNet::ModifyAB(unsigned long id, const char* new_name) {
   return Run(*state_, false, [&] {
-    return RenameRootObject<CABEntry>(*state_, RootObject(id, kTypeAB), new_name);
+    return RenameRootObject<CABEntry>(*state_, RootObject(id, kTypeAB), kTypeAB, new_name);
   });
 }
 
@@ -77,25 +99,16 @@ bool CNCCNet::LinkABToDep(unsigned long dep, unsigned long user, bool collective
 
 bool CNCCNet::LinkUser(TDBObjId dep_object, TDBObjId user_object, bool collectives) {
   NetState& net = *state_;
-  const Entity dep = OpenEntity(net, dep_object, kTypeDep);
-  const CDepEntry dep_entry = EntryOf<CDepEntry>(*dep.record);
-  Entity user = OpenEntity(net, user_object, kTypeAB);
-  CABEntry entry = EntryOf<CABEntry>(*user.record);
-  if (entry.primary.dep == 0 && entry.primary.node == 0) {
+  const auto dep_entry = EntryOf<CDepEntry>(*OpenEntity(net, dep_object, kTypeDep).record);
+  if (!HasPrimary(*OpenEntity(net, user_object, kTypeAB).record)) {
     TDBObjId group;
-    if (GetRootEntry(dep_entry.ngrp_id, kTypeNGrp, group)) {
-      const IdList& nodes = RecordOf(net, group).List(kNodesOfGroup);
-      if (nodes.Size() > 0) {
-        entry.primary = {dep_entry.id, nodes.At(nodes.First()).object.number};
-        net.Progress();  // nothing that it does is known to what was read above
-      }
-    }
-    RecordOf(net, dep_object);  // a callback may have deleted either
-    RecordOf(net, user_object);
+    const bool known = GetRootEntry(dep_entry.ngrp_id, kTypeNGrp, group);
+    if (known && RecordOf(net, group).List(kNodesOfGroup).Size() > 0) net.Progress();
+    GivePrimary(net, dep_object, user_object);
   }
-  ReplaceEntry(*user.record, entry);
+  Entity user = OpenEntity(net, user_object, kTypeAB);
   if (collectives) AddCollective(dep_entry, user.record);
-  RecordOf(net, dep_object);
+  const Entity dep = OpenEntity(net, dep_object, kTypeDep);
   dep.folder->Append(user.Id(), kTypeAB, user.record->Name());
   dep.folder->Append(user.folder->RecordId(), kRecordItem, user.record->Name());
   return true;

@@ -1,6 +1,7 @@
 // The progress callback: how often it is called, and what it may do.
 #include "support/integrity.h"
 #include "support/memory_net.h"
+#include "support/model.h"
 #include "support/network.h"
 
 #include <stdexcept>
@@ -70,6 +71,8 @@ TEST_F(Callback, WalksVisitEachEntryUpToTheOneFound) {
       {"node by id", [&] { return net_.GetNN(6, id); }, 0},
       {"AP by id", [&] { return net_.GetAP(6, id); }, 0},
       {"all servers", [&] { return net_.GetListServer(list) == 3; }, 4},
+      {"their number", [&] { return net_.GetServersCount() == 3; }, 4},
+      {"renaming a server", [&] { return net_.ModifyServer("B", "x"); }, 3 + 4},
       {"all APs", [&] { return net_.GetListAP(list) == 3; }, 0},
       {"deleting the second AP", [&] { return net_.DeleteAP(server, "a2"); }, 3},
       {"spaces", [&] { return NetAccess::GetRootFldSpc(net_) == 200; }, 2},
@@ -174,98 +177,88 @@ TEST_F(Callback, WalksMeetWhatIsAppendedAndSurviveRemovals) {
   EXPECT_EQ(ServerIds(net_), (Numbers{3}));
 }
 
-// What the next test walks over: Deps 7 and 8 with users 9 and 10, both in the group 11 of node 5.
-void BuildGroups(CNCCNet& net) {
-  BuildSample(net);
-  ASSERT_TRUE(net.CreateDep("d") == 7 && net.CreateDep("e") == 8 && net.CreateAB("u") == 9);
-  ASSERT_TRUE(net.CreateAB("v") == 10 && net.CreateNGrp("g") == 11);
-  ASSERT_TRUE(net.LinkNNToNGrp(11, 5) && net.LinkDepToNGrp(11, 7) && net.LinkDepToNGrp(11, 8));
-  for (const unsigned long dep : {7UL, 8UL}) {
-    ASSERT_TRUE(net.LinkABToDep(dep, 9, true) && net.LinkABToDep(dep, 10, true));
-  }
-  ASSERT_TRUE(net.LinkDepToDep(7, 8) && net.SetPrimaryCol(9, {0, 0}));
-}
+// Random operations whose callback does random things at random calls, and whose callbacks in turn
+// do.
+class Meddling {
+ public:
+  explicit Meddling(unsigned seed) : random_(seed) {}
 
-using Step = std::function<void(CNCCNet&)>;
-
-// A list that nobody looks at.
-template <class Entry>
-std::list<Entry>& As() {
-  static std::list<Entry> list;
-  return list;
-}
-
-std::vector<std::pair<const char*, Step>> OperationsThatCall() {
-  return {{"GetServer", [](CNCCNet& net) { net.GetServer("A"); }},
-          {"GetAP", [](CNCCNet& net) { net.GetAP("a1"); }},
-          {"GetAP of server", [](CNCCNet& net) { net.GetAP("A", "a1"); }},
-          {"GetAP mask", [](CNCCNet& net) { net.GetAP(4UL); }},
-          {"GetListServer", [](CNCCNet& net) { net.GetListServer(As<CNNEntry>()); }},
-          {"GetListAP", [](CNCCNet& net) { net.GetListAP(1, As<CNNEntry>()); }},
-          {"GetListLinkedSrv", [](CNCCNet& net) { net.GetListLinkedSrv(3, As<CNNEntry>()); }},
-          {"ModifyAP", [](CNCCNet& net) { net.ModifyAP("a1", "x"); }},
-          {"DeleteAP", [](CNCCNet& net) { net.DeleteAP(1, "a1"); }},
-          {"DeleteServer", [](CNCCNet& net) { net.DeleteServer("A"); }},
-          {"ChangeSrv", [](CNCCNet& net) { net.ChangeSrv("a1", 2); }},
-          {"GetListAB", [](CNCCNet& net) { net.GetListAB("d", As<CABEntry>()); }},
-          {"GetListLinkedDep", [](CNCCNet& net) { net.GetListLinkedDep(7, As<CDepEntry>()); }},
-          {"GetListDepFree", [](CNCCNet& net) { net.GetListDepFree(As<CDepEntry>()); }},
-          {"ModifyAB", [](CNCCNet& net) { net.ModifyAB(9, "x"); }},
-          {"ModifyDep", [](CNCCNet& net) { net.ModifyDep("e", "x"); }},
-          {"LinkABToDep", [](CNCCNet& net) { net.LinkABToDep("d", "u", true); }},
-          {"LinkDepToDep", [](CNCCNet& net) { net.LinkDepToDep(7UL, 8UL); }},
-          {"DeleteLinkDepToDep", [](CNCCNet& net) { net.DeleteLinkDepToDep("d", "e"); }},
-          {"LinkDepToNGrp", [](CNCCNet& net) { net.LinkDepToNGrp(11, 8); }},
-          {"DeleteABFromDep", [](CNCCNet& net) { net.DeleteABFromDep(7, 10); }},
-          {"DeleteAllAb", [](CNCCNet& net) { net.DeleteAllAb(8); }},
-          {"LinkAllDeps", [](CNCCNet& net) { net.LinkAllDeps(); }},
-          {"DeleteNNFromNGrp", [](CNCCNet& net) { net.DeleteNNFromNGrp(11, 5); }},
-          {"DeleteDepFromNGrp", [](CNCCNet& net) { net.DeleteDepFromNGrp(11, 7); }},
-          {"DeleteAB", [](CNCCNet& net) { net.DeleteAB("u"); }},
-          {"DeleteDep", [](CNCCNet& net) { net.DeleteDep(7); }},
-          {"DeleteNGrp", [](CNCCNet& net) { net.DeleteNGrp("g"); }}};
-}
-
-// A callback that deletes or links what the operation works on, at each of its calls in turn,
-// leaves the database whole and usable.
-TEST(CallbackMeddling, LeavesNothingBroken) {
-  const Step meddlings[] = {
-      [](CNCCNet& net) { net.DeleteServer("A"); },
-      [](CNCCNet& net) { net.DeleteAP("A", "a2"); },
-      [](CNCCNet& net) { net.DeleteDep(7); },
-      [](CNCCNet& net) { net.DeleteDep(8); },
-      [](CNCCNet& net) { net.DeleteAB(9); },
-      [](CNCCNet& net) { net.DeleteNGrp(11); },
-      [](CNCCNet& net) { net.LinkDepToNGrp(11, 7) && net.LinkABToDep(7, 10, true); },
-      [](CNCCNet& net) { net.AddAP(1, "late", 0); }};
-  MemoryNet memory;
-  CNCCNet& net = memory.Net();
-  ASSERT_TRUE(memory.Create());
-  BuildGroups(net);
-  for (const auto& [name, operate] : OperationsThatCall()) {
-    for (const Step& meddle : meddlings) {
-      bool called = true;
-      for (int call = 1; called; ++call) {
-        called = false;
-        ASSERT_TRUE(net.BeginBatch());
-        {
-          Progress progress(net, [&](int now) {
-            if (now != call) return;
-            called = true;
-            net.SetCallback(nullptr);
-            meddle(net);
-            net.SetCallback(&Ignore);
-          });
-          operate(net);
-        }
-        const auto which = &meddle - meddlings;
-        EXPECT_EQ(FindFaults(net), "") << name << ", call " << call << ", meddling " << which;
-        EXPECT_NE(net.AddServer("after", 0, 0), 0U)
-            << name << ", call " << call << ", meddling " << which << ": " << net.LastError();
-        ASSERT_TRUE(net.EndBatch(false));
+  void Run() {
+    ASSERT_TRUE(memory_.Create());
+    model_ = Model(*net_.Preferences());
+    for (int i = 0; i < 60; ++i) {
+      const Step step = RandomStep(random_, model_);
+      EXPECT_EQ(step.Run(net_), step.Run(model_));
+    }
+    // From here on the model tells no more than which names and identifiers there have been.
+    for (int i = 0; i < 40 && !::testing::Test::HasFailure(); ++i) {
+      log_.clear();
+      {
+        Progress progress(net_, [this](int) { Meddle(); });
+        RunStep();
       }
+      net_.SaveNetInfo();
+      const std::string memory = Describe(net_);
+      ASSERT_TRUE(memory_.Open()) << net_.LastError();
+      EXPECT_EQ(Describe(net_), memory) << log_;
+      EXPECT_EQ(FindFaults(net_), "") << log_;
     }
   }
+
+ private:
+  void RunStep() {
+    const Step step = RandomStep(random_, model_);
+    log_ += std::string(depth_ * 2, ' ') + step.Text() + "\n";
+    step.Run(net_);
+  }
+
+  void Meddle() {
+    if (depth_ == 2 || random_() % 8 != 0) return;
+    // Identifiers of what was deleted are taken again.
+    const auto id = static_cast<std::uint32_t>(1 + random_() % 80);
+    if (random_() % 4 == 0) net_.Preferences()->next_id = id;
+    ++depth_;
+    RunStep();
+    --depth_;
+  }
+
+  std::mt19937 random_;
+  MemoryNet memory_;
+  CNCCNet& net_ = memory_.Net();
+  Model model_{CNetPref{}};
+  std::size_t depth_ = 0;
+  std::string log_;
+};
+
+TEST(CallbackMeddling, LeavesMemoryAndFileInAgreement) {
+  for (unsigned seed = 1; seed <= 80 && !::testing::Test::HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    Meddling(seed).Run();
+  }
+}
+
+// What the callback says last, counts.
+TEST_F(Callback, DoesNotWriteOverWhatACallbackChanged) {
+  ASSERT_TRUE(net_.CreateDep("d") == 7 && net_.CreateAB("u") == 8 && net_.CreateNGrp("g") == 9);
+  ASSERT_TRUE(net_.LinkNNToNGrp(9, 5) && net_.LinkDepToNGrp(9, 7));
+  ASSERT_TRUE(net_.LinkABToDep(7, 8, false) && net_.SetPrimaryCol(8, {0, 0}));
+  int calls = 0;
+  int wanted = 5 + 6 + 1;  // the first behind those of looking up the Dep and the user
+  Progress progress(net_, [&](int) {
+    if (++calls != wanted) return;
+    net_.SetPrimaryCol(8, {7, 4});
+    net_.ModifyAB(8, ("inner" + std::to_string(wanted)).c_str());
+  });
+  EXPECT_TRUE(net_.LinkABToDep(7, 8, false));
+  calls = 0;
+  wanted = 6 + 1;
+  EXPECT_TRUE(net_.ModifyAB(8, "outer"));
+  net_.SetCallback(nullptr);
+  CABEntry entry;
+  EXPECT_TRUE(net_.GetABInfo("inner7", entry));
+  EXPECT_STREQ(entry.name, "inner7");
+  EXPECT_EQ(entry.primary.node, 4U);
+  EXPECT_EQ(FindFaults(net_), "");
 }
 
 TEST_F(Callback, CannotOpenCloseOrBatch) {

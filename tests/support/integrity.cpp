@@ -93,7 +93,7 @@ class Examination {
   }
 
   void LookAtItems(CHDBFolder& folder) {
-    ncc::WalkEntries(folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
+    ncc::WalkEntries(folder, [&](const CHDBFolderEntry& entry, std::uint32_t at) {
       const std::uint32_t target = entry.Object().number;
       const std::string what = "item of " + std::to_string(target);
       const CHDBRecord* const record = base_.FindRecord(target);
@@ -101,6 +101,9 @@ class Examination {
       const auto parents = base_.ParentLinkSelect(entry.Object());
       Expect(std::find(parents.begin(), parents.end(), folder.Id()) != parents.end(),
              folder.Number(), what + ", which has another parent");
+      const bool is_named = record == nullptr || entry.Object().space == ncc::kRecordSpace ||
+                            ncc::EqualFolded(folder.EntryName(at), record->Name());
+      Expect(is_named, folder.Number(), what + " of another name");
       const bool is_record = entry.Object().space == ncc::kRecordSpace;
       Expect(is_record == (entry.Kind() == ncc::kRecordItem), folder.Number(),
              what + " of a wrong kind");
