@@ -151,17 +151,10 @@ void CNCCNet::SaveNetInfo() {
 }
 
 void CNCCNet::LoadNetInfo() {
-  NetState& net = *state_;
-  LockScope lock(net.lock);
-  try {
-    if (!net.base) throw Refusal("no database is open");
+  Run(*state_, false, [&] {
     ReadNetInfo();
-    ClearLastError();
-  } catch (const CallbackFailure& failure) {
-    failure.Rethrow();
-  } catch (const std::exception& error) {
-    SetLastError(error.what());
-  }
+    return true;
+  });
 }
 
 // Takes the lock by plain calls: a failure leaves it entered, other than one of a progress
@@ -169,7 +162,6 @@ void CNCCNet::LoadNetInfo() {
 void CNCCNet::ReadNetInfo() {
   NetState& net = *state_;
   Lock();
-  net.base->CheckUsable();
   unsigned long space = 0;
   try {
     space = GetRootFldSpc();

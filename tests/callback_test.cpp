@@ -175,6 +175,15 @@ TEST_F(Callback, WalksMeetWhatIsAppendedAndSurviveRemovals) {
   EXPECT_EQ(ServerIds(net_), (Numbers{3}));
   DropAndReopen();
   EXPECT_EQ(ServerIds(net_), (Numbers{3}));
+  {
+    Progress adding(net_, [this](int) {
+      net_.SetCallback(nullptr);
+      EXPECT_TRUE(net_.CreateAB("x") == 8 && net_.CreateAB("y") == 9) << net_.LastError();
+    });
+    net_.LoadNetInfo();
+  }
+  EXPECT_EQ(net_.GetRevision(), ++revision) << "so do what is made while the block is loaded";
+  EXPECT_EQ(net_.Preferences()->next_id, 10U);
 }
 
 // Random operations whose callback does random things at random calls, and whose callbacks in turn
