@@ -19,6 +19,21 @@ std::string_view KindName(std::uint8_t type) {
   }
 }
 
+const LinkPair* FindLinkPair(std::uint32_t type, int list) {
+  static constexpr std::uint32_t kNodes = 1U << kTypeServer | 1U << kTypeAP;
+  static constexpr LinkPair kPairs[] = {
+      {kTypeServer, kServerLinks, kServerLinks, 1U << kTypeServer},
+      {kTypeServer, kGroupsOfNode, kNodesOfGroup, 1U << kTypeNGrp},
+      {kTypeAP, kGroupsOfNode, kNodesOfGroup, 1U << kTypeNGrp},
+      {kTypeDep, kGroupsOfDep, kDepsOfGroup, 1U << kTypeNGrp},
+      {kTypeNGrp, kNodesOfGroup, kGroupsOfNode, kNodes},
+      {kTypeNGrp, kDepsOfGroup, kGroupsOfDep, 1U << kTypeDep}};
+  for (const LinkPair& pair : kPairs) {
+    if (pair.type == type && pair.list == list) return &pair;
+  }
+  return nullptr;
+}
+
 void RefuseUnknown(std::uint8_t type, unsigned long id) {
   throw Refusal("no " + std::string(KindName(type)) + " has the identifier " + std::to_string(id));
 }

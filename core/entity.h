@@ -21,6 +21,16 @@ inline constexpr int kDepsOfGroup = 5;   // of a node group: its Deps
 inline constexpr int kGroupsOfNode = 5;  // of a server or an AP: the node groups with it
 inline constexpr int kGroupsOfDep = 5;   // of a Dep: the node groups that hold it
 
+// What a list of an object of a type holds, and which list of the other side holds the link too.
+struct LinkPair {
+  std::uint8_t type;
+  int list;
+  int other_list;
+  std::uint32_t linked;  // the types of the linked objects, a bit each
+};
+// Null when such a list is always empty.
+const LinkPair* FindLinkPair(std::uint32_t type, int list);
+
 // Kind of the folder items that refer to a record; the others carry the type of what they refer to.
 inline constexpr std::uint8_t kRecordItem = 6;
 

@@ -1,10 +1,13 @@
 #include "core/net_state.h"
 
+#include "core/examination.h"
 #include "core/operation.h"
 
 namespace ncc {
 
-NetState::NetState() : pool(std::make_unique<CThreadPool>()) {}
+NetState::NetState() : pool(std::make_unique<CThreadPool>()) {
+  manager.SetExaminer(ExamineNetwork);
+}
 NetState::~NetState() = default;
 
 namespace {

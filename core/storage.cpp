@@ -4,21 +4,6 @@
 
 using namespace ncc;
 
-namespace {
-
-// Which list of the other side holds the link that a list of an object of this type holds.
-struct LinkPair {
-  std::uint8_t type;
-  int own_list;
-  int other_list;
-};
-constexpr LinkPair kLinkPairs[] = {
-    {kTypeServer, kServerLinks, kServerLinks}, {kTypeServer, kGroupsOfNode, kNodesOfGroup},
-    {kTypeAP, kGroupsOfNode, kNodesOfGroup},   {kTypeDep, kGroupsOfDep, kDepsOfGroup},
-    {kTypeNGrp, kNodesOfGroup, kGroupsOfNode}, {kTypeNGrp, kDepsOfGroup, kGroupsOfDep}};
-
-}  // namespace
-
 void CNCCNet::SetData(TRef<CHDBList> list, void* data, unsigned long size) {
   LockScope lock(state_->lock);
   const char* bytes = static_cast<const char*>(data);
@@ -150,8 +135,9 @@ void CNCCNet::DeleteRootObject(TDBObjId object) {
 
 void CNCCNet::DeleteBackLinks(TRef<CHDBRecord>& record) {
   TDBObjId object{kFolderSpace, record->Number()};
-  for (const LinkPair& pair : kLinkPairs) {
-    if (pair.type == record->Type()) DelAllListId(record, object, pair.own_list, pair.other_list);
+  for (int list = kFirstListPosition; list <= kLastListPosition; ++list) {
+    const LinkPair* pair = FindLinkPair(record->Type(), list);
+    if (pair != nullptr) DelAllListId(record, object, list, pair->other_list);
   }
 }
 

@@ -45,6 +45,8 @@ std::optional<char32_t> TakeUtf8(std::string_view& text) {
     if ((next & 0xC0U) != 0x80) return std::nullopt;
     c = (c << 6) | (next & 0x3FU);
   }
+  if (c < (length == 3 ? 0x800U : length == 2 ? 0x80U : 0U))
+    return std::nullopt;  // too long a form
   text.remove_prefix(length);
   return c;
 }
@@ -71,14 +73,15 @@ std::string Utf8FromCp1251(std::string_view bytes) {
 }
 
 std::optional<std::string> Cp1251FromUtf8(std::string_view utf8) {
-  std::string out;
-  out.reserve(utf8.size());
+  std::string out(utf8.size(), '\0');
+  std::size_t size = 0;
   while (!utf8.empty()) {
     const auto c = TakeUtf8(utf8);
     const auto byte = c ? ByteOf(*c) : std::nullopt;
     if (!byte) return std::nullopt;
-    out += static_cast<char>(*byte);
+    out[size++] = static_cast<char>(*byte);
   }
+  out.resize(size);
   return out;
 }
 

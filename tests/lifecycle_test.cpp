@@ -169,7 +169,7 @@ TEST_F(Lifecycle, LoadNetInfoTakesTheFirstRootEntryWhateverItsName) {
   EXPECT_EQ(PreferenceBytes(net_), std::string(sizeof(CNetPref), 'z'));
 
   // With nothing left in the root there is no block to load: the lock stays entered.
-  change_root([](CHDBFolder& root) { root.Remove(root.Entries().First()); });
+  EXPECT_TRUE(net_.DeleteServer(1)) << net_.LastError();
   EXPECT_FALSE(net_.Open(folder_.c_str(), "net"));
   EXPECT_EQ(ReleaseHeldLevels(net_), 1);
   EXPECT_EQ(net_.GetServersCount(), 0U);

@@ -105,7 +105,6 @@ TEST_F(Storage, IdListsKeepTheOrderOfLinkingAndEachNumberOnce) {
     NetAccess::DelListId(net_, record, {200, 4}, 6);
     NetAccess::AddListId(net_, record, {200, 4}, 6);
   });
-  DropAndReopen();
   EXPECT_EQ(ListNumbers(*Record(1), 6), (Numbers{6, 5, 4}));
   EXPECT_EQ(ListNumbers(*Record(1), 4), (Numbers{2, 3}));
 

@@ -11,6 +11,14 @@ using ncc::RowKey;
 using ncc::RowKind;
 using ncc::StorageError;
 
+namespace {
+
+[[noreturn]] void Damaged(std::uint32_t number, const char* fault) {
+  throw StorageError("database is damaged: object " + std::to_string(number) + ": " + fault);
+}
+
+}  // namespace
+
 CHDBase::CHDBase(CHDBMgr& manager, const std::string& path)
     : manager_(manager), engine_(manager.Engines()(path, ncc::OpenMode::kCreate)) {}
 
@@ -125,6 +133,7 @@ void CHDBase::UnindexRecord(CHDBRecord& record) {
 
 void CHDBase::AddParent(std::uint32_t child, std::uint32_t parent) {
   auto& parents = Object({ncc::kFolderSpace, child}).folder.parents_;
+  if (parents.empty()) parents.reserve(2);  // the root folder and a Dep, most often
   const auto at = std::lower_bound(parents.begin(), parents.end(), parent);
   if (at == parents.end() || *at != parent) parents.insert(at, parent);
 }
@@ -241,57 +250,57 @@ void CHDBase::Reload() noexcept {
 
 void CHDBase::Load() {
   state_ = engine_->Load([this](Row&& row) { LoadRow(std::move(row)); });
-  CheckLoaded();
+  DeriveParents();
+  if (state_.revision != 0) manager_.Examine(*this);
 }
 
 void CHDBase::LoadRow(Row&& row) {
   const std::uint32_t number = row.key.number;
   if (row.key.kind == RowKind::kChunk) {
-    CHDBObject& object = Object({ncc::kFolderSpace, number});
+    CHDBObject* const object = FindObject(number);
+    if (object == nullptr) Damaged(number, "it is missing, and a list of it is there");
     const auto append = [](auto& list, auto chunk) {
       if (!list) list = std::make_unique<typename std::decay_t<decltype(list)>::element_type>();
       list->AppendChunk(std::move(chunk));
     };
     if (row.key.list == 0) {
-      append(object.folder.entries_, ncc::DecodeEntryChunk(row.key.chunk, row.body));
-    } else if (row.key.list <= object.record.lists_.size()) {
-      append(object.record.lists_[row.key.list - 1U], ncc::DecodeIdChunk(row.key.chunk, row.body));
-    } else if (row.key.list == object.record.lists_.size() + 1) {
-      append(object.record.pairs_, ncc::DecodePairChunk(row.key.chunk, row.body));
+      append(object->folder.entries_, ncc::DecodeEntryChunk(row.key.chunk, row.body));
+    } else if (row.key.list <= object->record.lists_.size()) {
+      append(object->record.lists_[row.key.list - 1U], ncc::DecodeIdChunk(row.key.chunk, row.body));
+    } else if (row.key.list == object->record.lists_.size() + 1) {
+      append(object->record.pairs_, ncc::DecodePairChunk(row.key.chunk, row.body));
     } else {
-      throw StorageError("database is damaged: a list of an unknown kind");
+      Damaged(number, "it has a list of an unknown kind");
     }
     return;
   }
-  const auto name = ncc::Cp1251FromUtf8(row.name);
-  if (!name) throw StorageError("database is damaged: a name cannot be read");
+  const std::string name = ncc::DecodeName(row.name);
   if (row.key.kind == RowKind::kDefinition) {
-    definitions_.push_back(ncc::DecodeDefinition(*name, row.type, row.body));
+    if (number != definitions_.size()) {
+      throw StorageError("database is damaged: its definitions are not numbered through");
+    }
+    definitions_.push_back(ncc::DecodeDefinition(name, row.type, row.body));
     return;
   }
   const auto object = std::make_shared<CHDBObject>(this, number);
   CHDBRecord& record = object->record;
-  if (row.body.size() > ncc::kMaxDataSize)
-    throw StorageError("database is damaged: an object is too long");
+  if (row.body.size() > ncc::kMaxDataSize) Damaged(number, "it is too long");
   record.PutData(row.body);
-  record.PutName(*name);
+  record.PutName(name);
   record.type_ = row.type;
   record.exists_ = number != ncc::kRootNumber;
   objects_.At(number) = object;
-  IndexRecord(record);
+  if (record.exists_) IndexRecord(record);
 }
 
-// Derives the parent links, and makes sure that every entry and every id list names an object.
-void CHDBase::CheckLoaded() {
+// What an entry names is there after this.
+void CHDBase::DeriveParents() {
   objects_.ForEach([this](const TRef<CHDBObject>& object) {
     const CHDBEntryList& entries = object->folder.Entries();
     for (auto at = entries.First(); at != ncc::kNoPosition; at = entries.Next(at)) {
-      AddParent(entries.At(at).Object().number, object->folder.number_);
-    }
-    for (const auto& list : object->record.lists_) {
-      if (!list) continue;
-      for (auto at = list->First(); at != ncc::kNoPosition; at = list->Next(at))
-        Object(list->At(at).object);
+      const std::uint32_t child = entries.At(at).Object().number;
+      if (FindObject(child) == nullptr) Damaged(child, "it is missing, and a folder lists it");
+      AddParent(child, object->folder.number_);
     }
   });
 }

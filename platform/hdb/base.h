@@ -93,6 +93,11 @@ class CHDBase {
     }
   }
 
+  template <class Visit>
+  void ForEachObject(Visit visit) const {
+    objects_.ForEach([&](const TRef<CHDBObject>& object) { visit(*object); });
+  }
+
   // Throws when what is stored could not be read again after a failure: nothing works any more
   // then.
   void CheckUsable() const;
@@ -152,7 +157,7 @@ class CHDBase {
   void Commit();
   void Load();
   void LoadRow(ncc::Row&& row);
-  void CheckLoaded();
+  void DeriveParents();
   void Reload() noexcept;
   void DropObjects();
 

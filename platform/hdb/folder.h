@@ -61,6 +61,8 @@ class CHDBFolder {
   std::uint32_t Number() const { return number_; }
 
   const CHDBEntryList& Entries() const { return entries_ ? *entries_ : Empty(); }
+  // Numbers of the folders with an entry for this one or its record, ascending.
+  const std::vector<std::uint32_t>& Parents() const { return parents_; }
   // Position of the first entry that refers to the object; ncc::kNoPosition when there is none.
   std::uint32_t Find(const TDBObjId& object) const { return Entries().Find(ncc::KeyOf(object)); }
   // The name that the entry shows.
@@ -81,7 +83,7 @@ class CHDBFolder {
   CHDBase* base_;  // null once the folder was removed or its base reloaded
   std::uint32_t number_;
   std::unique_ptr<CHDBEntryList> entries_;  // null while none was appended
-  std::vector<std::uint32_t> parents_;      // folders with an entry for this object, ascending
+  std::vector<std::uint32_t> parents_;
 };
 
 class CHDBFolderManager {

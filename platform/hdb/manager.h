@@ -1,11 +1,15 @@
-// What all databases of one owner share: the variables of names, and the maker of storage engines.
+// What all databases of one owner share: the variables of names, the maker of storage engines, and
+// what is asked of a stored database.
 #pragma once
 
 #include "platform/hdb/engine.h"
 
+#include <functional>
 #include <map>
 #include <string>
 #include <utility>
+
+class CHDBase;
 
 // Variables that stand in names as "%name%".
 class CHDBVarMap {
@@ -28,7 +32,16 @@ class CHDBMgr {
   const ncc::EngineFactory& Engines() const { return engines_; }
   void SetEngineFactory(ncc::EngineFactory engines) { engines_ = std::move(engines); }
 
+  // Called with each database that was loaded, when all of it is in memory: throws
+  // ncc::StorageError for one that is not what its owner stores.
+  using Examiner = std::function<void(const CHDBase&)>;
+  void SetExaminer(Examiner examiner) { examiner_ = std::move(examiner); }
+  void Examine(const CHDBase& base) const {
+    if (examiner_) examiner_(base);
+  }
+
  private:
   CHDBVarMap variables_;
   ncc::EngineFactory engines_;
+  Examiner examiner_;
 };

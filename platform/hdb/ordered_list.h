@@ -110,7 +110,9 @@ class OrderedList {
 
   // Adds a stored chunk; chunks come in ascending order and hold an element each.
   void AppendChunk(Chunk chunk) {
-    if (chunk.number >= kNoPosition / kSlotsPerChunk) throw StorageError("a list is too long");
+    if (chunk.number >= kNoPosition / kSlotsPerChunk) {
+      throw StorageError("database is damaged: a list is too long");
+    }
     const std::uint32_t base = chunk.number * kSlotsPerChunk;
     end_ = base + static_cast<std::uint32_t>(chunk.slots.size());
     size_ += static_cast<std::size_t>(std::popcount(chunk.live));

@@ -32,12 +32,12 @@ class PagedTable {
   }
 
   template <class Visit>
-  void ForEach(Visit visit) {
-    for (auto& middle : top_) {
+  void ForEach(Visit visit) const {
+    for (const auto& middle : top_) {
       if (!middle) continue;
-      for (auto& leaf : *middle) {
+      for (const auto& leaf : *middle) {
         if (!leaf) continue;
-        for (T& value : *leaf) {
+        for (const T& value : *leaf) {
           if (value) visit(value);
         }
       }

@@ -77,7 +77,7 @@ class Reader {
   std::uint32_t TakeNumber() {
     std::uint32_t number = 0;
     const auto [ptr, error] = std::from_chars(at_, end_, number);
-    if (error != std::errc() || ptr == at_) Fail();
+    if (error != std::errc() || (*at_ == '0' && ptr - at_ > 1)) Fail();
     at_ = ptr;
     return number;
   }
@@ -95,11 +95,10 @@ class Reader {
       }
     }
     Take('"');
-    const auto name = Cp1251FromUtf8(utf8);
-    if (!name) Fail();
-    return *name;
+    return DecodeName(utf8);
   }
 
+  const char* At() const { return at_; }
   void End() const {
     if (at_ != end_) Fail();
   }
@@ -139,19 +138,45 @@ Chunk DecodeSlots(std::uint32_t number, std::string_view text, TakeElement take)
   return chunk;
 }
 
+void PutEntry(std::string& out, const CHDBFolderEntry& entry) {
+  out += '[';
+  PutNumber(out, entry.Kind());
+  out += ',';
+  PutNumber(out, entry.Object().number);
+  const bool other_space = entry.Object().space != ImpliedSpace(entry.Kind());
+  if (entry.Label() != nullptr) {
+    out += ',';
+    PutString(out, *entry.Label());
+  } else if (other_space) {
+    out += ",null";
+  }
+  if (other_space) {
+    out += ',';
+    PutNumber(out, entry.Object().space);
+  }
+  out += ']';
+}
+
 CHDBFolderEntry TakeEntry(Reader& in) {
+  const char* const start = in.At();
   in.Take('[');
   const std::uint32_t kind = in.TakeNumber();
   if (kind > 0xFF) Reader::Fail();
   in.Take(',');
   TDBObjId object{ImpliedSpace(static_cast<std::uint8_t>(kind)), in.TakeNumber()};
+  if (in.TakeIf(']')) return {object, static_cast<std::uint8_t>(kind)};
+  in.Take(',');
   std::optional<std::string> label;
-  if (in.TakeIf(',') && !in.TakeIf(std::string_view("null"))) label = in.TakeString();
+  if (!in.TakeIf(std::string_view("null"))) label = in.TakeString();
   if (in.TakeIf(',')) object.space = in.TakeNumber();
   if (object.space > 0xFFFF) Reader::Fail();
   in.Take(']');
-  if (label) return {object, static_cast<std::uint8_t>(kind), *label};
-  return {object, static_cast<std::uint8_t>(kind)};
+  CHDBFolderEntry entry = label ? CHDBFolderEntry(object, static_cast<std::uint8_t>(kind), *label)
+                                : CHDBFolderEntry(object, static_cast<std::uint8_t>(kind));
+  std::string again;
+  PutEntry(again, entry);
+  if (again != std::string_view(start, static_cast<std::size_t>(in.At() - start))) Reader::Fail();
+  return entry;
 }
 
 IdListElement TakeId(Reader& in) {
@@ -161,6 +186,7 @@ IdListElement TakeId(Reader& in) {
   in.Take(',');
   element.object.number = in.TakeNumber();
   in.Take(']');
+  if (element.object.space == kFolderSpace) Reader::Fail();
   return element;
 }
 
@@ -180,26 +206,13 @@ PairValue TakePair(Reader& in) {
 
 }  // namespace
 
-std::string EncodeChunk(const CHDBEntryList::Chunk& chunk) {
-  return EncodeSlots(chunk, [](std::string& out, const CHDBFolderEntry& entry) {
-    out += '[';
-    PutNumber(out, entry.Kind());
-    out += ',';
-    PutNumber(out, entry.Object().number);
-    const bool other_space = entry.Object().space != ImpliedSpace(entry.Kind());
-    if (entry.Label() != nullptr) {
-      out += ',';
-      PutString(out, *entry.Label());
-    } else if (other_space) {
-      out += ",null";
-    }
-    if (other_space) {
-      out += ',';
-      PutNumber(out, entry.Object().space);
-    }
-    out += ']';
-  });
+std::string DecodeName(std::string_view utf8) {
+  auto name = Cp1251FromUtf8(utf8);
+  if (!name) throw StorageError("database is damaged: a name cannot be read");
+  return *std::move(name);
 }
+
+std::string EncodeChunk(const CHDBEntryList::Chunk& chunk) { return EncodeSlots(chunk, PutEntry); }
 
 std::string EncodeChunk(const IdList::Chunk& chunk) {
   return EncodeSlots(chunk, [](std::string& out, const IdListElement& element) {

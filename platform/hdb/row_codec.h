@@ -25,7 +25,9 @@ std::string EncodeChunk(const IdList::Chunk& chunk);
 std::string EncodeChunk(const PairList::Chunk& chunk);
 std::string EncodeDefinition(const CHDBDefinition& definition);
 
-// The readers throw StorageError for text that no encoder wrote.
+// The readers throw StorageError for text that no encoder wrote. So a row that was read is written
+// again byte for byte, as the totals over all rows presume.
+std::string DecodeName(std::string_view utf8);
 CHDBEntryList::Chunk DecodeEntryChunk(std::uint32_t number, std::string_view text);
 IdList::Chunk DecodeIdChunk(std::uint32_t number, std::string_view text);
 PairList::Chunk DecodePairChunk(std::uint32_t number, std::string_view text);

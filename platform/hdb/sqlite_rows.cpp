@@ -111,12 +111,15 @@ bool FitsKey(RowKind kind, std::int64_t table_key) {
 void ReadTable(sqlite3* db, RowKind kind, std::string_view sql, RowTotals& totals,
                const std::function<void(Row&&)>& row) {
   Statement statement(db, sql);
+  Row found;  // one for all, whose texts keep their memory
   while (statement.Step()) {
     const std::int64_t table_key = statement.Integer(0);
     const std::int64_t type = statement.Integer(1);
     const bool fits = FitsKey(kind, table_key) && FitsNumber(type);
-    Row found{KeyFromTable(kind, table_key), static_cast<std::uint32_t>(type),
-              std::string(statement.Bytes(2)), std::string(statement.Bytes(3))};
+    found.key = KeyFromTable(kind, table_key);
+    found.type = static_cast<std::uint32_t>(type);
+    found.name = statement.Bytes(2);
+    found.body = statement.Bytes(3);
     const std::uint32_t sum = SumOf(found);
     if (!fits || sum != statement.Integer(4)) {
       ThrowDamaged(db, DescribeRow(kind, table_key) + " does not match its checksum");

@@ -1,6 +1,7 @@
 #include "integrity.h"
 
 #include "core/entity.h"
+#include "core/examination.h"
 #include "net_access.h"
 
 #include <map>
@@ -148,4 +149,12 @@ std::vector<unsigned long> AllObjects(CNCCNet& net) {
   return numbers;
 }
 
-std::string FindFaults(CNCCNet& net) { return Examination(net).Run(); }
+std::string FindFaults(CNCCNet& net) {
+  std::string faults = Examination(net).Run();
+  try {
+    ncc::ExamineNetwork(*NetAccess::HDBase(net));
+  } catch (const ncc::StorageError& error) {
+    faults += std::string("it would not be opened again: ") + error.what() + "\n";
+  }
+  return faults;
+}
