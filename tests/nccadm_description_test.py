@@ -100,7 +100,9 @@ servers:
             ("network: 26\nservers: [&a A, *a]\n", ["F:2:11: anchors are not accepted"]),
             ("network: 26\n---\nnetwork: 26\n", ["F:3:1: a second document"]),
             ("network: 26\nservers: " + "[" * 9 + "]" * 9, ["F:2:17: nested more than 8 deep"]),
-            ("network: 26\nservers: [A\n", ["F:3:1: "]),
+            ("network: 26\nservers: [!!str A]\n", ["F:2:11: tags are not accepted"]),
+            ("network: 26\nservers: [A\n", ["F:3:1: did not find expected ',' or ']'"]),
+            ("network: 26 # \u2028servers: []\n", ["F:1:15: a control character (U+2028)"]),
             (b"network: 26\n# \xd6\n", ["F:2:3: not UTF-8"]),
             ("network: 26\nservers: ['\x1b']\n", ["F:2:12: a control character (U+001B)"]),
             ("network: 26\nservers: [" + "x, " * 30 + "]\n",
@@ -319,12 +321,18 @@ deps: [{name: Office, links: [Store]}]
                          ("North", 0x20001, 9))
         before = self.revision()
         for kind, text, messages in [
-                ("users", "", ["F: the file is empty"]), ("users", "deps,nam\n", [
+                ("users", "", ["F: the file is empty"]),
+                ("users", "Anna;Office\nBoris;Store\n", [
+                    "F:1:1: the first line has to name the columns, such as name,deps,nodes"]),
+                ("users", "name,deps\nA;Office\nB;Store\n", [
+                    "F:2:1: this line and all others have not the number of fields of the first"]),
+                ("users", "deps,nam\n", [
                     'F:1:6: unknown column "nam"; known: name, deps, nodes',
                     'F:1:1: the column "name" is missing']),
                 ("users", 'name\nA\n"B\n\n', ["F:3:1: this quote is never closed"]),
                 ("users", 'name\n"B" C\n', ["F:2:5: text behind a field in quotes"]),
-                ("users", b"name\n\xd6\n", ["F:2:1: the name is not UTF-8"]),
+                ("users", b"name\nA\nB\xd6\n\xd6\n", ["F:3:2: not UTF-8 text; save the file as"]),
+                ("users", 'name\n" \u00a0"\n', ["F:2:1: the name holds nothing but blanks"]),
                 ("users", '"name",deps,nodes\n"a\nb",,\nA,Ofice,\na,Office,North\nB,,,\n', [
                     "F:2:1: the name holds a control", 'F:4:3: no Dep "Ofice" is described or in',
                     'F:5:1: the user "a" stands in line 4', 'F:5:10: "North" is in the node group',
@@ -334,7 +342,8 @@ deps: [{name: Office, links: [Store]}]
                     'F:2:8: "mial" is not an application', "F:2:13: the settings must be a"])]:
             file = self.write("bad.csv", text)
             says = [message.replace("F:", file + ":", 1) for message in messages]
-            self.refused("import-csv", kind, file, says=says + ["nothing was changed"])
+            _, err = self.refused("import-csv", kind, file, says=says + ["nothing was changed"])
+            self.assertEqual(err.count("\n"), len(messages) + 1, err)
         self.assertEqual(self.revision(), before)
 
     def test_show_finds_one_object_of_any_kind(self):

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include "failure.h"
+#include "nearest.h"
 #include "text.h"
 
 namespace ncc::tool {

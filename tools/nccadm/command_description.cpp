@@ -28,7 +28,7 @@ Plan PlanFromDescription(Session& session, std::string_view text, const Argument
     throw Failure(fmt::format("{} has more than {} MiB", arguments.file, kMaxYamlBytes >> 20));
   }
   const Source source{arguments.file, refused};
-  ProblemList problems(text);
+  ProblemList problems;
   const Description description = [&] {
     Progress progress(session.Out(), "Reading", text.size());
     return ReadDescription(text, session.Apps(), problems,

@@ -11,6 +11,7 @@
 #include "command_line.h"
 #include "csv.h"
 #include "files.h"
+#include "nearest.h"
 #include "plan_run.h"
 #include "text.h"
 
@@ -25,8 +26,8 @@ struct Column {
 // A table whose first row says what stands in which column.
 class CsvTable {
  public:
-  CsvTable(std::string_view text, const std::vector<Column>& columns, ProblemList& problems)
-      : rows_(ReadCsv(text, problems)) {
+  CsvTable(std::string_view text, const std::vector<Column>& columns, ProblemList& problems) {
+    if (CheckUtf8(text, problems)) rows_ = ReadCsv(text, problems);
     if (!problems.Empty()) return;
     if (rows_.empty()) {
       problems.Add({}, "the file is empty");
@@ -34,13 +35,7 @@ class CsvTable {
     }
     ReadHeader(columns, problems);
     has_header_ = problems.Empty();
-    const std::size_t width = rows_.front().size();
-    std::erase_if(rows_, [&](const CsvRow& row) {
-      if (row.size() == width) return false;
-      problems.Add(row.front().place,
-                   fmt::format("{} fields where the first line has {}", row.size(), width));
-      return true;
-    });
+    if (has_header_) CheckWidths(problems);
   }
 
   // Without one there is no sense in reading on.
@@ -73,11 +68,38 @@ class CsvTable {
         problems.Add(cell.place, fmt::format("the column \"{}\" is there twice", name));
       }
     }
+    if (positions_.empty()) {
+      problems = {};
+      problems.Add(rows_[0].front().place,
+                   fmt::format("the first line has to name the columns, such as {}, and names none",
+                               fmt::join(known, ",")));
+      return;
+    }
     for (const Column& column : columns) {
       if (!column.required || positions_.contains(column.name)) continue;
       problems.Add(rows_[0].front().place,
                    fmt::format("the column \"{}\" is missing", column.name));
     }
+  }
+
+  // Rows of other widths are faults and dropped.
+  void CheckWidths(ProblemList& problems) {
+    const std::size_t width = rows_.front().size();
+    const auto differs = [width](const CsvRow& row) { return row.size() != width; };
+    if (rows_.size() > 2 && std::all_of(rows_.begin() + 1, rows_.end(), differs)) {
+      problems.Add(rows_[1].front().place,
+                   fmt::format("this line and all others have not the number of fields of the "
+                               "first, {}; one character has to part the fields of all",
+                               width));
+      has_header_ = false;
+      return;
+    }
+    for (const CsvRow& row : rows_) {
+      if (!differs(row)) continue;
+      problems.Add(row.front().place,
+                   fmt::format("{} fields where the first line has {}", row.size(), width));
+    }
+    std::erase_if(rows_, differs);
   }
 
   std::vector<CsvRow> rows_;
@@ -168,11 +190,30 @@ class UserImporter : private Importer {
 
   // Where the users of the Dep can work; nothing for a Dep that does not exist, which the plan
   // tells.
-  const std::vector<std::uint32_t>& NodesOf(const NamePlace& dep) const {
+  const GroupView* GroupOf(const NamePlace& dep) const {
     const auto view = deps_.find(FoldName(dep.name));
-    if (view == deps_.end()) return None();
+    if (view == deps_.end()) return nullptr;
     const auto group = groups_.find(view->second->entry.group);
-    return group == groups_.end() ? None() : group->second->nodes;
+    return group == groups_.end() ? nullptr : group->second;
+  }
+
+  const std::vector<std::uint32_t>& NodesOf(const NamePlace& dep) const {
+    const GroupView* group = GroupOf(dep);
+    return group == nullptr ? None() : group->nodes;
+  }
+
+  // Those of one name, indexed when the first is asked for.
+  const std::vector<std::uint32_t>& NodesOf(const NamePlace& dep, const std::string& folded) {
+    const GroupView* group = GroupOf(dep);
+    if (group == nullptr) return None();
+    const auto [index, added] = nodes_by_name_.try_emplace(group->entry.id);
+    if (added) {
+      for (const std::uint32_t node : group->nodes) {
+        index->second[FoldName(nodes_.at(node)->name)].push_back(node);
+      }
+    }
+    const auto found = index->second.find(folded);
+    return found == index->second.end() ? None() : found->second;
   }
 
   NodeName NameOf(std::uint32_t id, Place place) const {
@@ -187,8 +228,7 @@ class UserImporter : private Importer {
       const std::string wanted = FoldName(BytesFromUtf8(cell.text).value_or(""));
       bool found = all;
       for (const NamePlace& dep : user.deps) {
-        for (const std::uint32_t node : NodesOf(dep)) {
-          if (!all && FoldName(nodes_.at(node)->name) != wanted) continue;
+        for (const std::uint32_t node : all ? NodesOf(dep) : NodesOf(dep, wanted)) {
           found = true;
           if (seen.emplace(FoldName(dep.name), node).second) {
             user.memberships.push_back({dep, NameOf(node, cell.place), 0});
@@ -225,6 +265,8 @@ class UserImporter : private Importer {
   std::unordered_map<std::string, const DepView*> deps_;
   std::unordered_map<std::string, const UserView*> users_;
   std::unordered_map<std::uint32_t, const Node*> nodes_;
+  using ByName = std::unordered_map<std::string, std::vector<std::uint32_t>>;  // folded
+  std::unordered_map<std::uint32_t, ByName> nodes_by_name_;                    // per group
 };
 
 class ApImporter : private Importer {
@@ -253,7 +295,9 @@ class ApImporter : private Importer {
   bool ReadServer(const CsvCell& cell, NamePlace& server) {
     if (!ReadName(cell, "the server's name", server)) return false;
     if (known_.contains(FoldName(server.name))) return true;
-    const std::string closest = Utf8FromBytes(ClosestMatch(server.name, names_));
+    // A search for nothing when the problem is only counted.
+    const std::string closest =
+        problems_.IsFull() ? std::string() : Utf8FromBytes(ClosestMatch(server.name, names_));
     problems_.Add(
         cell.place,
         fmt::format("there is no server \"{}\"{}", cell.text,
@@ -303,7 +347,7 @@ int Import(Session& session, const Arguments& arguments) {
   session.Net();
   const std::string bytes = ReadFile(arguments.file, kMaxYamlBytes);
   const std::string_view text = WithoutByteOrderMark(bytes);
-  ProblemList problems(text);
+  ProblemList problems;
   const CsvTable table(text,
                        users
                            ? std::vector<Column>{{"name", true}, {"deps", false}, {"nodes", false}}

@@ -9,6 +9,7 @@
 #include <fmt/ranges.h>
 
 #include "command_line.h"
+#include "nearest.h"
 #include "network.h"
 #include "nodes.h"
 #include "object_tree.h"

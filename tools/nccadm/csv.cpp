@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "text.h"
+
 namespace ncc::tool {
 namespace {
 
@@ -34,12 +36,18 @@ class CsvReader {
  private:
   bool AtEnd() const { return at_ >= text_.size(); }
   bool AtLineEnd() const { return AtEnd() || text_[at_] == '\n' || text_.substr(at_, 2) == "\r\n"; }
-  Place Here() const { return {line_, static_cast<int>(at_ - line_start_)}; }
+
+  Place Here() {
+    column_ += Width(text_.substr(counted_, at_ - counted_));
+    counted_ = at_;
+    return {line_, static_cast<int>(column_)};
+  }
 
   void Step() {
     if (text_[at_++] != '\n') return;
     ++line_;
-    line_start_ = at_;
+    counted_ = at_;
+    column_ = 0;
   }
 
   void SkipBlanks() {
@@ -94,8 +102,9 @@ class CsvReader {
   char delimiter_;
   ProblemList& problems_;
   std::size_t at_ = 0;
-  std::size_t line_start_ = 0;
   int line_ = 1;
+  std::size_t column_ = 0;   // characters of the line
+  std::size_t counted_ = 0;  // up to here
 };
 
 }  // namespace

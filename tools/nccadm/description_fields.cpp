@@ -1,4 +1,5 @@
 #include "description_fields.h"
+#include "nearest.h"
 
 #include <algorithm>
 

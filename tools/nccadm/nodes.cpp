@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "nearest.h"
 #include "reference.h"
 #include "text.h"
 #include "view.h"
@@ -99,6 +100,7 @@ Node FindNode(Session& session, const std::string& reference) {
 
 std::string RequireName(const std::string& utf8) {
   NameBytes name = BytesFromName(utf8);
+  if (name.reason.empty() && IsBlank(name.bytes)) name.reason = "holds nothing but blanks";
   if (!name.reason.empty()) throw Failure(fmt::format("the name \"{}\" {}", utf8, name.reason));
   return std::move(name.bytes);
 }

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "nearest.h"
 #include "reference.h"
 #include "text.h"
 

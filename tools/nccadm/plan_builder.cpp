@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "nearest.h"
 #include "text.h"
 
 namespace ncc::tool {
@@ -111,6 +112,7 @@ std::optional<PlanBuilder::Described> PlanBuilder::Describe(Item item, const Nam
   const Ref ref = known->second.ref;
   described_.insert(ref);
   if (added) {
+    if (IsBlank(name.name)) Complain(name.place, "the name holds nothing but blanks");
     ++next_new_;
     objects_.emplace(ref, Object{item, &name.name});
   }
@@ -127,22 +129,21 @@ void PlanBuilder::ComplainSeveral(Item item, const NamePlace& name, const Known&
 
 void PlanBuilder::ComplainUnknown(const char* word, const NamePlace& name,
                                   std::vector<Item> items) {
-  // The nearest name costs a walk over all of them, so only problems that are shown get it.
-  std::string closest;
-  if (++suggestions_ <= kMaxProblems) {
-    std::vector<std::string> names;
+  std::string hint;
+  // A walk over all names, for nothing when the problem is only counted.
+  if (!problems_.IsFull()) {
+    Nearest nearest(name.name);
     for (const auto& [ref, object] : objects_) {
       if (std::find(items.begin(), items.end(), object.item) != items.end()) {
-        names.push_back(*object.name);
+        nearest.Offer(*object.name);
       }
     }
-    std::sort(names.begin(), names.end());
-    closest = Utf8FromBytes(ClosestMatch(name.name, names));
+    for (const std::string& found : nearest.Take()) {
+      hint = fmt::format("; did you mean \"{}\"?", Utf8FromBytes(found));
+    }
   }
-  Complain(
-      name.place,
-      fmt::format("no {} \"{}\" is described or in the database{}", word, Utf8FromBytes(name.name),
-                  closest.empty() ? "" : fmt::format("; did you mean \"{}\"?", closest)));
+  Complain(name.place, fmt::format("no {} \"{}\" is described or in the database{}", word,
+                                   Utf8FromBytes(name.name), hint));
 }
 
 const PlanBuilder::Known* PlanBuilder::Find(Item item, const NamePlace& name) {

@@ -99,7 +99,6 @@ class PlanBuilder {
   std::unordered_set<Ref> described_;
   std::array<std::vector<Step>, 6> phases_;
   Ref next_new_ = kFirstNew;
-  std::size_t suggestions_ = 0;
   Plan plan_;
 };
 

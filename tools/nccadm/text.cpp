@@ -68,27 +68,6 @@ bool IsInvisible(std::uint32_t character) {
          (character >= 0x2060 && character <= 0x206F) || character == 0xFEFF;
 }
 
-// Edit distance where neighbours that changed places count once, since that is how people mistype.
-std::size_t Distance(std::string_view a, std::string_view b) {
-  std::vector<std::size_t> before(b.size() + 1);
-  std::vector<std::size_t> last(b.size() + 1);
-  std::vector<std::size_t> row(b.size() + 1);
-  for (std::size_t j = 0; j <= b.size(); ++j) last[j] = j;
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    row[0] = i;
-    for (std::size_t j = 1; j <= b.size(); ++j) {
-      row[j] =
-          std::min({last[j] + 1, row[j - 1] + 1, last[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1)});
-      if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
-        row[j] = std::min(row[j], before[j - 2] + 1);
-      }
-    }
-    before.swap(last);
-    last.swap(row);
-  }
-  return last[b.size()];
-}
-
 bool MatchesGlob(std::string_view pattern, std::string_view text) {
   std::size_t p = 0;
   std::size_t t = 0;
@@ -143,6 +122,10 @@ std::optional<std::uint32_t> NextCharacter(std::string_view utf8, std::size_t& p
 
 bool IsControl(std::uint32_t character) {
   return character < 0x20 || (character >= 0x7F && character < 0xA0);
+}
+
+bool IsBlank(std::string_view bytes) {
+  return bytes.find_first_not_of(" \xA0") == std::string_view::npos;
 }
 
 NameBytes BytesFromName(std::string_view utf8) {
@@ -220,21 +203,6 @@ bool MatchesPattern(std::string_view pattern, std::string_view text) {
     return text.find(pattern) != std::string_view::npos;
   }
   return MatchesGlob(pattern, text);
-}
-
-std::string ClosestMatch(std::string_view text, const std::vector<std::string>& candidates) {
-  const std::string wanted = FoldForSearch(text);
-  std::size_t best = wanted.size() / 3 + 2;
-  const std::string* closest = nullptr;
-  for (const std::string& candidate : candidates) {
-    const std::size_t longer = std::max(candidate.size(), wanted.size());
-    if (longer - std::min(candidate.size(), wanted.size()) >= best) continue;
-    const std::size_t distance = Distance(wanted, FoldForSearch(candidate));
-    if (distance >= best || distance * 2 > longer) continue;
-    best = distance;
-    closest = &candidate;
-  }
-  return closest ? *closest : std::string();
 }
 
 std::optional<std::uint64_t> ParseNumber(std::string_view text, std::uint64_t limit) {

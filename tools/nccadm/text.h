@@ -19,6 +19,9 @@ struct NameBytes {
   std::string reason;  // why the text cannot be a name, for a sentence that starts with "the name"
 };
 
+// Nothing but blanks, which no one could tell from another such name.
+bool IsBlank(std::string_view bytes);
+
 // Tests the text against every rule for names of objects.
 NameBytes BytesFromName(std::string_view utf8);
 
@@ -47,9 +50,6 @@ std::string FoldForSearch(std::string_view bytes);
 // Whether `text` has `pattern` as a part or, when it holds * or ?, matches it whole. Both folded
 // already.
 bool MatchesPattern(std::string_view pattern, std::string_view text);
-
-// The candidate that `text` was probably meant to be; empty when none is close.
-std::string ClosestMatch(std::string_view text, const std::vector<std::string>& candidates);
 
 // A number in decimal or, after 0x, hexadecimal digits; nothing for anything else and above
 // `limit`.

@@ -1,73 +1,86 @@
 #include "yaml_tree.h"
 
 #include <algorithm>
-#include <sstream>
+#include <array>
+#include <cstring>
+#include <new>
 #include <tuple>
 
 #include <fmt/format.h>
-#include <yaml-cpp/eventhandler.h>
-#include <yaml-cpp/exceptions.h>
-#include <yaml-cpp/mark.h>
-#include <yaml-cpp/parser.h>
+#include <yaml.h>
 
 #include "text.h"
 
 namespace ncc::tool {
 namespace {
 
-// Ends the parse from inside a handler.
+// Ends the parse.
 struct Stop {
   Place place;
   std::string what;
 };
 
-Place PlaceOf(const YAML::Mark& mark) { return {mark.line + 1, mark.column}; }
+Place PlaceOf(const yaml_mark_t& mark) {
+  return {static_cast<int>(mark.line) + 1, static_cast<int>(mark.column)};
+}
 
-class TreeBuilder final : public YAML::EventHandler {
+// None, or the one that leaves the kind of a value open.
+bool IsOpenTag(const yaml_char_t* tag) {
+  return tag == nullptr || std::string_view(reinterpret_cast<const char*>(tag)) == "!";
+}
+
+class TreeBuilder {
  public:
-  explicit TreeBuilder(const YamlProgress& progress) : progress_(progress) {}
+  void Take(const yaml_event_t& event) {
+    const Place place = PlaceOf(event.start_mark);
+    switch (event.type) {
+      case YAML_DOCUMENT_START_EVENT:
+        ++documents_;
+        return;
+      case YAML_ALIAS_EVENT:
+        throw Stop{place, "aliases are not accepted here; write the value out"};
+      case YAML_SCALAR_EVENT:
+        return Add(ScalarOf(event, place));
+      case YAML_SEQUENCE_START_EVENT:
+        return Begin(Make(YamlNode::Kind::kSequence, place, event.data.sequence_start));
+      case YAML_MAPPING_START_EVENT:
+        return Begin(Make(YamlNode::Kind::kMap, place, event.data.mapping_start));
+      case YAML_SEQUENCE_END_EVENT:
+      case YAML_MAPPING_END_EVENT:
+        return End();
+      default:
+        return;
+    }
+  }
 
   YamlNode TakeRoot() { return std::move(root_); }
 
-  void OnDocumentStart(const YAML::Mark&) override {}
-  void OnDocumentEnd() override {}
-
-  void OnNull(const YAML::Mark& mark, YAML::anchor_t anchor) override {
-    Add(Make(YamlNode::Kind::kNull, mark, "", anchor));
-  }
-  void OnAlias(const YAML::Mark& mark, YAML::anchor_t) override {
-    throw Stop{PlaceOf(mark), "aliases are not accepted here; write the value out"};
-  }
-  void OnScalar(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
-                const std::string& value) override {
-    YamlNode node = Make(YamlNode::Kind::kScalar, mark, tag, anchor);
-    node.text = value;
-    Add(std::move(node));
-  }
-  void OnSequenceStart(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
-                       YAML::EmitterStyle::value) override {
-    Begin(Make(YamlNode::Kind::kSequence, mark, tag, anchor));
-  }
-  void OnSequenceEnd() override { End(); }
-  void OnMapStart(const YAML::Mark& mark, const std::string& tag, YAML::anchor_t anchor,
-                  YAML::EmitterStyle::value) override {
-    Begin(Make(YamlNode::Kind::kMap, mark, tag, anchor));
-  }
-  void OnMapEnd() override { End(); }
-
  private:
-  YamlNode Make(YamlNode::Kind kind, const YAML::Mark& mark, const std::string& tag,
-                YAML::anchor_t anchor) {
-    const Place place = PlaceOf(mark);
-    progress_(static_cast<std::size_t>(mark.pos));
-    if (anchor != 0) throw Stop{place, "anchors are not accepted here"};
-    if (!tag.empty() && tag != "?" && tag != "!") throw Stop{place, "tags are not accepted here"};
+  template <class Data>
+  YamlNode Make(YamlNode::Kind kind, Place place, const Data& data) {
+    if (documents_ > 1) throw Stop{place, "a second document; one file holds one description"};
+    if (data.anchor != nullptr) throw Stop{place, "anchors are not accepted here"};
+    if (!IsOpenTag(data.tag)) throw Stop{place, "tags are not accepted here"};
     if (++count_ > kMaxYamlNodes) {
       throw Stop{place, fmt::format("the file has more than {} values", kMaxYamlNodes)};
     }
     YamlNode node;
     node.kind = kind;
     node.place = place;
+    return node;
+  }
+
+  YamlNode ScalarOf(const yaml_event_t& event, Place place) {
+    static constexpr std::array<std::string_view, 5> kNulls = {"", "~", "null", "Null", "NULL"};
+    const auto& data = event.data.scalar;
+    YamlNode node = Make(YamlNode::Kind::kScalar, place, data);
+    node.text.assign(reinterpret_cast<const char*>(data.value), data.length);
+    const bool is_null = std::find(kNulls.begin(), kNulls.end(), node.text) != kNulls.end();
+    if (data.style == YAML_PLAIN_SCALAR_STYLE && is_null &&
+        (data.tag == nullptr || node.text.empty())) {
+      node.kind = YamlNode::Kind::kNull;
+      node.text.clear();
+    }
     return node;
   }
 
@@ -95,62 +108,107 @@ class TreeBuilder final : public YAML::EventHandler {
     (key ? parent.keys : parent.items).push_back(std::move(node));
   }
 
-  const YamlProgress& progress_;
   YamlNode root_;
   std::vector<YamlNode> open_;
   std::size_t count_ = 0;
+  int documents_ = 0;
 };
 
-// The parser guesses other encodings and passes control characters on, so the bytes are tested
-// before.
-bool CheckText(std::string_view text, ProblemList& problems) {
-  Place place{1, 0};
+// The library's parser over a text in memory.
+class Parser {
+ public:
+  Parser(std::string_view text, const YamlProgress& progress) : rest_(text), progress_(progress) {
+    if (yaml_parser_initialize(&parser_) == 0) throw std::bad_alloc();
+    yaml_parser_set_encoding(&parser_, YAML_UTF8_ENCODING);
+    yaml_parser_set_input(&parser_, GiveBytes, this);
+  }
+  ~Parser() { yaml_parser_delete(&parser_); }
+  Parser(const Parser&) = delete;
+  Parser& operator=(const Parser&) = delete;
+
+  YamlNode Run() {
+    TreeBuilder builder;
+    for (bool at_end = false; !at_end;) {
+      yaml_event_t event;
+      if (yaml_parser_parse(&parser_, &event) == 0) Fail();
+      const EventGuard guard{event};
+      builder.Take(event);
+      at_end = event.type == YAML_STREAM_END_EVENT;
+    }
+    return builder.TakeRoot();
+  }
+
+ private:
+  struct EventGuard {
+    yaml_event_t& event;
+    ~EventGuard() { yaml_event_delete(&event); }
+  };
+
+  static int GiveBytes(void* self, unsigned char* buffer, std::size_t size, std::size_t* given) {
+    auto& parser = *static_cast<Parser*>(self);
+    *given = std::min(size, parser.rest_.size());
+    std::memcpy(buffer, parser.rest_.data(), *given);
+    parser.rest_.remove_prefix(*given);
+    parser.progress_(parser.given_ += *given);
+    return 1;
+  }
+
+  [[noreturn]] void Fail() const {
+    if (parser_.error == YAML_MEMORY_ERROR) throw std::bad_alloc();
+    std::string what = parser_.problem == nullptr ? "no YAML" : parser_.problem;
+    if (parser_.context != nullptr) what += fmt::format(" {}", parser_.context);
+    throw Stop{PlaceOf(parser_.problem_mark), std::move(what)};
+  }
+
+  std::string_view rest_;
+  const YamlProgress& progress_;
+  std::size_t given_ = 0;
+  yaml_parser_t parser_;
+};
+
+// Passes each character and what follows it to `accept` until that refuses; `place` is the
+// character's. False when the bytes there are not UTF-8.
+template <class Accept>
+bool WalkText(std::string_view text, Place& place, Accept accept) {
+  place = {1, 0};
   for (std::size_t position = 0; position < text.size();) {
-    const std::size_t start = position;
     const auto character = NextCharacter(text, position);
-    if (!character) {
-      problems.Add(place, "not UTF-8 text; save the file as UTF-8");
-      return false;
-    }
-    if (IsControl(*character) && *character != '\t' && *character != '\n' && *character != '\r') {
-      problems.Add(place, fmt::format("a control character (U+{:04X})", *character));
-      return false;
-    }
-    place.column += static_cast<int>(position - start);
+    if (!character) return false;
+    if (!accept(*character, text.substr(position))) return true;
+    ++place.column;
     if (*character == '\n') place = {place.line + 1, 0};
   }
   return true;
 }
 
-YamlNode ParseDocument(std::string_view text, const YamlProgress& progress) {
-  std::istringstream stream{std::string(text)};
-  YAML::Parser parser(stream);
-  TreeBuilder builder(progress);
-  if (!parser.HandleNextDocument(builder)) return {};
-  TreeBuilder second(progress);
-  if (parser.HandleNextDocument(second)) {
-    throw Stop{second.TakeRoot().place, "a second document; one file holds one description"};
-  }
-  return builder.TakeRoot();
+// What the format leaves out, and what some of its readers take for the end of a line.
+bool IsRefused(std::uint32_t character, std::string_view behind) {
+  if (character == '\t' || character == '\n') return false;
+  if (character == '\r') return !behind.starts_with('\n');
+  return IsControl(character) || character == 0x2028 || character == 0x2029 ||
+         character == 0xFEFF || character == 0xFFFE || character == 0xFFFF;
+}
+
+bool CheckText(std::string_view text, ProblemList& problems) {
+  Place place;
+  bool accepted = true;
+  if (!CheckUtf8(text, problems)) return false;
+  WalkText(text, place, [&](std::uint32_t character, std::string_view behind) {
+    accepted = !IsRefused(character, behind);
+    if (!accepted) problems.Add(place, fmt::format("a control character (U+{:04X})", character));
+    return accepted;
+  });
+  return accepted;
 }
 
 }  // namespace
 
 void ProblemList::Add(Place place, std::string what) {
-  if (problems_.size() == kMaxProblems) {
+  if (IsFull()) {
     ++left_out_;
-    return;
+  } else {
+    problems_.push_back({place.line, place.line == 0 ? 0 : place.column + 1, std::move(what)});
   }
-  problems_.push_back({place.line, ColumnOf(place), std::move(what)});
-}
-
-int ProblemList::ColumnOf(Place place) const {
-  if (place.line == 0) return 0;
-  std::size_t start = 0;
-  for (int line = 1; line < place.line && start < text_.size(); ++line) {
-    start = std::min(text_.find('\n', start), text_.size() - 1) + 1;
-  }
-  return static_cast<int>(Width(text_.substr(start, static_cast<std::size_t>(place.column)))) + 1;
 }
 
 std::vector<Problem> ProblemList::Take() {
@@ -161,6 +219,13 @@ std::vector<Problem> ProblemList::Take() {
   return std::move(problems_);
 }
 
+bool CheckUtf8(std::string_view text, ProblemList& problems) {
+  Place place;
+  const bool valid = WalkText(text, place, [](std::uint32_t, std::string_view) { return true; });
+  if (!valid) problems.Add(place, "not UTF-8 text; save the file as UTF-8");
+  return valid;
+}
+
 YamlNode ReadYaml(std::string_view text, ProblemList& problems, const YamlProgress& progress) {
   if (text.size() > kMaxYamlBytes) {
     problems.Add({}, fmt::format("the file has more than {} MiB", kMaxYamlBytes >> 20));
@@ -168,12 +233,9 @@ YamlNode ReadYaml(std::string_view text, ProblemList& problems, const YamlProgre
   }
   if (!CheckText(text, problems)) return {};
   try {
-    return ParseDocument(text, progress);
+    return Parser(text, progress).Run();
   } catch (const Stop& stop) {
     problems.Add(stop.place, stop.what);
-  } catch (const YAML::Exception& error) {
-    const bool known = !error.mark.is_null();
-    problems.Add(known ? PlaceOf(error.mark) : Place{}, error.msg);
   }
   return {};
 }

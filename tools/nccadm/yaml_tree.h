@@ -17,8 +17,8 @@ inline constexpr std::size_t kMaxYamlDepth = 8;
 inline constexpr std::size_t kMaxProblems = 20;
 
 struct Place {
-  int line = 0;    // from 1; 0 means the document as a whole
-  int column = 0;  // bytes before the place
+  int line = 0;    // from 1; 0 means the text as a whole
+  int column = 0;  // characters before the place
 };
 
 struct YamlNode {
@@ -34,22 +34,21 @@ struct YamlNode {
 // Collects the faults of one text. Keeps the first of them and counts the rest.
 class ProblemList {
  public:
-  explicit ProblemList(std::string_view text) : text_(text) {}
-
   void Add(Place place, std::string what);
   bool Empty() const { return problems_.empty(); }
+  // Whether the next one is only counted, so that its words are not worth any trouble.
+  bool IsFull() const { return problems_.size() == kMaxProblems; }
 
-  // In the order of the text, columns as characters from 1, with a last entry when some were left
-  // out.
+  // In the order of the text, with a last entry when some were left out.
   std::vector<Problem> Take();
 
  private:
-  int ColumnOf(Place place) const;
-
-  std::string_view text_;
   std::vector<Problem> problems_;
   std::size_t left_out_ = 0;
 };
+
+// False when the text is not UTF-8, which is then in `problems`.
+bool CheckUtf8(std::string_view text, ProblemList& problems);
 
 // Told how many bytes have been read.
 using YamlProgress = std::function<void(std::size_t)>;
