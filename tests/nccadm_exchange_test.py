@@ -94,8 +94,10 @@ class ExchangeTest(ToolTest):
         self.assertFalse(os.path.exists(self.set))
         self.ok("dep", "delete", "Archive")
         self.ok("server", "link", "Дом 1", "North")
+        self.refused(*arguments, says="--replace-blanks _")
         _, _, err = self.run_tool(*arguments, "--replace-blanks", "_")
         self.assertIn("not carried: links between servers, of 2 servers\n", err)
+        self.refused(*arguments, "--replace-blanks", "x", says=["would be replaced", "--yes"])
         self.assertEqual([one["name"] for one in self.show()["servers"]], ["Дом_1", "North"])
 
     def test_a_damaged_set_is_told_by_file_and_line(self):

@@ -47,7 +47,8 @@ class NodeTest(ToolTest):
                          {**center, "aps": 1, "links": []})
 
     def test_names_that_are_refused_say_why(self):
-        cases = [("", "is empty"), ("a" * 52, "has 52 characters; the limit is 51"),
+        cases = [("", "is empty"), (" \u00a0 ", "nothing but blanks"),
+                 ("a" * 52, "has 52 characters; the limit is 51"),
                  ("я" * 52, "has 52 characters"), ("a\x1b[31m", "control character (U+001B)"),
                  ("a\u0085", "control character (U+0085)"),
                  ("東", "holds \"東\" (U+6771), which code page 1251 lacks"),
@@ -241,7 +242,11 @@ class UserTest(ToolTest):
 class ProcessTest(ToolTest):
     def test_exit_codes_and_what_to_do_next(self):
         self.apply_city()
-        self.refused("frobnicate", code=2, says="--help")
+        self.refused("frobnicate", code=2, says='no command "nccadm frobnicate"')
+        self.refused("servr", "list", code=2, says=['"nccadm servr"', 'mean "nccadm server"?'])
+        self.refused("ap", "lst", code=2, says='mean "nccadm ap list"')
+        self.refused("server", "add", "-foo", code=2, says="'nccadm server add -- -foo'")
+        self.refused("plan", "a.yaml", "--prun", code=2, says='mean "--prune"?')
         self.refused("server", "add", code=2, says="nccadm server add --help")
         self.refused("server", "add", "X", "--value", "65536", code=2)
         self.refused("init", "--network", "0x10000", code=2, says="65535")
@@ -296,7 +301,32 @@ class ProcessTest(ToolTest):
         servers = "".join(f"  - S{i}\n" for i in range(9000))
         self.write("big.yaml", "network: 26\nservers:\n" + servers)
         self.ok("apply", self.path("big.yaml"))
-        self.assertEqual(shell('"$0" tree | head -1; exit ${PIPESTATUS[0]}').returncode, 1)
+        # Who reads on does not have to.
+        head = shell('"$0" tree | head -1; exit ${PIPESTATUS[0]}')
+        self.assertEqual((head.returncode, head.stderr), (0, b""))
+
+    def test_interrupted_commands_say_so_in_one_line_and_one_document(self):
+        self.apply_city()
+        for ask in (["apply", "-"], ["--json", "apply", "-"]):
+            process = subprocess.Popen([tool(), *ask], env=self.environment(), text=True,
+                                       stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                       stderr=subprocess.PIPE)
+            # It waits for its input as soon as it has the database.
+            while not self.is_locked():
+                time.sleep(0.01)
+            process.send_signal(signal.SIGINT)
+            out, err = process.communicate(timeout=60)
+            self.assertEqual((process.returncode, err.count("\n")), (130, 1), err)
+            self.assertEqual([json.loads(part)["error"]["code"] for part in [out] if part],
+                             [130] * ("--json" in ask))
+
+    def is_locked(self):
+        with open(self.db + ".lock", "rb") as lock:
+            try:
+                fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+            except BlockingIOError:
+                return True
+        return False
 
     def test_an_interrupted_apply_changes_all_or_nothing(self):
         aps = "".join(f"    - P{i}\n" for i in range(20000))
@@ -307,11 +337,24 @@ class ProcessTest(ToolTest):
             time.sleep(delay)
             process.send_signal(signal.SIGINT)
             code = process.wait(timeout=60)
-            self.assertIn(code, (0, 130, -signal.SIGINT))
+            self.assertIn(code, (0, 130))
             aps = self.json("info")["objects"]["aps"]
             self.assertIn(aps, (20000,) if code == 0 else (0, 20000))
             if aps != 0:
                 break
+        # What a list holds is written as it is found and not kept.
+        self.ok("apply", file)
+        few, many = (self.memory("--json", *ask) for ask in (("server", "list"), ("ap", "list")))
+        self.assertLess(many - few, 20000 * 1000)
+
+    def memory(self, *arguments):
+        """How many bytes the tool takes at most."""
+        process = subprocess.Popen([tool(), *arguments], env=self.environment(),
+                                   stdout=subprocess.DEVNULL)
+        _, status, used = os.wait4(process.pid, 0)
+        process.returncode = os.waitstatus_to_exitcode(status)
+        self.assertEqual(process.returncode, 0)
+        return used.ru_maxrss * 1024
 
     def on_terminal(self, *arguments, answer="", extra=None):
         """Runs with every stream on one terminal; gives the exit code and all that was shown."""

@@ -101,9 +101,7 @@ int List(Session& session, const Arguments& arguments) {
   NodeWriter writer(session);
   Output& out = session.Out();
   if (out.IsJson()) {
-    Json all = Json::array();
-    for (const Node& ap : aps) all.push_back(writer.Describe(ap));
-    out.Document({{"aps", std::move(all)}});
+    out.List({}, "aps", aps, [&writer](const Node& ap) { return writer.Describe(ap); });
     return kExitDone;
   }
   if (aps.empty()) {

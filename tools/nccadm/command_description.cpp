@@ -57,10 +57,9 @@ int ShowPlan(Session& session, const Arguments& arguments) {
                                         fmt::format("there is no plan for {}", arguments.file));
   Output& out = session.Out();
   if (out.IsJson()) {
-    Json json = {{"network", plan.network}, {"revision", plan.revision}};
-    json["changes"] = ChangesJson(plan);
-    json["summary"] = TalliesJson(plan);
-    out.Document(std::move(json));
+    out.BeginList({{"network", plan.network}, {"revision", plan.revision}}, "changes");
+    for (const Change& change : plan.changes) out.ListItem(JsonOf(change));
+    out.EndList({{"summary", TalliesJson(plan)}});
   } else {
     PrintChanges(out, plan);
     out.Line(SummaryOf(plan));

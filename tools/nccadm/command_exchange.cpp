@@ -1,4 +1,5 @@
 // exchange ...
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 
@@ -59,7 +60,19 @@ Failure Refused(Session& session, const CExchangeReport& report) {
     }
     problems.push_back({0, 0, Utf8FromReport(reason)});
   }
-  return Failure("no set was written", session.DatabaseText(), std::move(problems));
+  const bool has_blanks = std::any_of(
+      report.refused.begin(), report.refused.end(),
+      [](const std::string& reason) { return reason.ends_with("the name holds a blank"); });
+  return Failure("no set was written", session.DatabaseText(), std::move(problems),
+                 has_blanks ? "Blanks in names can be written as another character: "
+                              "--replace-blanks _"
+                            : "");
+}
+
+void ConfirmReplacing(Session& session, const std::string& folder, std::uint32_t network) {
+  const auto present = ListExchangeSets(folder.c_str());
+  if (std::find(present.begin(), present.end(), network) == present.end()) return;
+  session.Confirm(fmt::format("the set of network {} in {} would be replaced", network, folder));
 }
 
 int Write(Session& session, const WriteArguments& arguments) {
@@ -72,10 +85,11 @@ int Write(Session& session, const WriteArguments& arguments) {
   CExchangeReport report;
   const CExchangeOptions options{blank.empty() ? '\0' : blank.front()};
   CNCCNet& net = session.Net();
+  const std::uint32_t network = ReadPreferences(net).net_number;
+  ConfirmReplacing(session, arguments.out, network);
   if (!WriteExchangeSet(net, arguments.out.c_str(), gate, report, options)) {
     throw Refused(session, report);
   }
-  const std::uint32_t network = ReadPreferences(net).net_number;
   Json not_carried = Json::array();
   for (const std::string& what : report.not_carried) {
     not_carried.push_back(Utf8FromReport(what));

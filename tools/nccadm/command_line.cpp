@@ -4,7 +4,11 @@
 #include <sstream>
 #include <utility>
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include "failure.h"
+#include "nearest.h"
 #include "terminal.h"
 
 namespace ncc::tool {
@@ -22,14 +26,75 @@ std::string ExampleFooter(const std::string& examples) {
   return footer;
 }
 
-// The command that the user got to, for the hint to its help.
-std::string PathOf(const CLI::App* app) {
-  std::string path = "nccadm";
-  while (!app->get_subcommands().empty()) {
-    app = app->get_subcommands().front();
-    path += " " + app->get_name();
+// The command that the user got to.
+struct Reached {
+  const CLI::App* app;
+  std::string path;
+};
+
+Reached ReachedFrom(const CLI::App& root) {
+  Reached reached{&root, "nccadm"};
+  while (!reached.app->get_subcommands().empty()) {
+    reached.app = reached.app->get_subcommands().front();
+    reached.path += " " + reached.app->get_name();
   }
-  return path;
+  return reached;
+}
+
+std::string DidYouMean(const std::vector<std::string>& found) {
+  return found.empty() ? "" : fmt::format("Did you mean \"{}\"? ", fmt::join(found, "\" or \""));
+}
+
+Failure UnknownCommand(const CLI::App& root, const Reached& reached, const std::string& word) {
+  constexpr std::size_t kMostNamed = 3;
+  std::map<std::string, std::string> paths;
+  const auto collect = [&paths](const CLI::App& app, const std::string& path) {
+    for (const CLI::App* command : app.get_subcommands({})) {
+      paths.try_emplace(command->get_name(), path + " " + command->get_name());
+    }
+  };
+  collect(*reached.app, reached.path);
+  collect(root, "nccadm");
+  Nearest nearest(word, kMostNamed);
+  for (const auto& [name, path] : paths) nearest.Offer(name);
+  std::vector<std::string> found = nearest.Take();
+  for (std::string& name : found) name = paths[name];
+  return Failure(fmt::format("there is no command \"{} {}\"", reached.path, word),
+                 fmt::format("{}'{} --help' lists the commands.", DidYouMean(found), reached.path),
+                 kExitUsage);
+}
+
+// What is said of a word that looks like an option and is none of the command's.
+std::string HintAbout(const std::string& word, const CLI::App& root, const Reached& reached) {
+  Nearest nearest(word.substr(0, word.find('=')));
+  bool takes_names = false;
+  for (const CLI::App* app : {&root, reached.app}) {
+    for (const CLI::Option* option : app->get_options()) {
+      takes_names = takes_names || option->get_positional();
+      for (const std::string& name : option->get_lnames()) nearest.Offer("--" + name);
+    }
+  }
+  const std::string hint = DidYouMean(nearest.Take());
+  if (!takes_names || !hint.empty()) return hint;
+  return fmt::format("A name that begins with \"-\" stands behind \"--\", at the end: '{} -- {}'. ",
+                     reached.path, word);
+}
+
+// Why the command line was refused, from what the parser could make nothing of.
+Failure UsageFailure(const CLI::App& root, const std::string& what) {
+  const Reached reached = ReachedFrom(root);
+  std::string hint;
+  for (const std::string& word : root.remaining(true)) {
+    const bool is_option = word.size() > 1 && word.front() == '-';
+    if (is_option) {
+      hint = HintAbout(word, root, reached);
+    } else if (!reached.app->get_subcommands({}).empty()) {
+      return UnknownCommand(root, reached, word);
+    }
+    break;
+  }
+  return Failure(what, fmt::format("{}'{} --help' shows the usage.", hint, reached.path),
+                 kExitUsage);
 }
 
 }  // namespace
@@ -83,7 +148,7 @@ int CommandLine::Parse(int argc, char** argv, bool& finished) {
     output_.Finish();
     return kExitDone;
   } catch (const CLI::ParseError& error) {
-    throw Failure(error.what(), "'" + PathOf(&app_) + " --help' shows the usage.", kExitUsage);
+    throw UsageFailure(app_, error.what());
   }
   finished = false;
   return kExitDone;
@@ -99,6 +164,16 @@ int CommandLine::RunAction() {
 int CommandLine::Main(int argc, char** argv) {
   try {
     PrepareStreams();
+    const InterruptWatch watch([this] { return output_.FailInterrupted(); });
+    return Run(argc, argv);
+  } catch (const std::exception& error) {
+    output_.Fail(Failure(error.what()));
+    return kExitFailed;
+  }
+}
+
+int CommandLine::Run(int argc, char** argv) {
+  try {
     bool finished = false;
     const int code = Parse(argc, argv, finished);
     if (finished) return code;
@@ -106,12 +181,7 @@ int CommandLine::Main(int argc, char** argv) {
     return RunAction();
   } catch (const Failure& failure) {
     output_.Fail(failure);
-    std::fflush(stdout);
     return failure.ExitCode();
-  } catch (const std::exception& error) {
-    output_.Fail(Failure(error.what()));
-    std::fflush(stdout);
-    return kExitFailed;
   }
 }
 

@@ -33,6 +33,7 @@ class CommandLine {
   int Main(int argc, char** argv);
 
  private:
+  int Run(int argc, char** argv);
   int Parse(int argc, char** argv, bool& finished);
   int RunAction();
 

@@ -90,9 +90,7 @@ int List(Session& session, const Arguments& arguments) {
   NodeWriter writer(session);
   Output& out = session.Out();
   if (out.IsJson()) {
-    Json all = Json::array();
-    for (const Node& server : servers) all.push_back(writer.Describe(server));
-    out.Document({{"servers", std::move(all)}});
+    out.List({}, "servers", servers, [&writer](const Node& one) { return writer.Describe(one); });
     return kExitDone;
   }
   if (servers.empty()) {

@@ -56,18 +56,16 @@ void PrintTree(Session& session, const std::vector<ServerView>& tree) {
   }
 }
 
-Json TreeJson(Session& session, const std::vector<ServerView>& tree, int depth) {
+void ListTreeJson(Session& session, const std::vector<ServerView>& tree, int depth) {
   NodeWriter writer(session);
-  Json servers = Json::array();
-  for (const ServerView& one : tree) {
+  const auto describe = [&](const ServerView& one) {
     Json server = writer.Describe(one.entry);
-    if (depth > 1) {
-      server["children"] = Json::array();
-      for (const Node& ap : one.aps) server["children"].push_back(writer.Describe(ap));
-    }
-    servers.push_back(std::move(server));
-  }
-  return {{"network", session.Shown().Number()}, {"servers", std::move(servers)}};
+    if (depth < 2) return server;
+    server["children"] = Json::array();
+    for (const Node& ap : one.aps) server["children"].push_back(writer.Describe(ap));
+    return server;
+  };
+  session.Out().List({{"network", session.Shown().Number()}}, "servers", tree, describe);
 }
 
 // Whether the text is the object's id, or its address of four or eight hexadecimal digits.
@@ -86,11 +84,12 @@ void ShowMatches(Session& session, const std::vector<Node>& nodes,
   NodeWriter node_writer(session);
   ObjectWriter object_writer(session);
   View& view = session.Shown();
-  Json all = Json::array();
+  Output& out = session.Out();
   Table table = {{"ID", "ADDRESS", "KIND", "NAME"}};
+  if (session.IsJson()) out.BeginList({}, "matches");
   const auto add = [&](const auto& object, const char* word, auto& writer) {
     if (session.IsJson()) {
-      all.push_back(writer.Describe(object));
+      out.ListItem(writer.Describe(object));
     } else {
       table.push_back({fmt::format("id:{}", object.id), view.AddressOf(object.id), word,
                        PrintableName(object.name)});
@@ -98,9 +97,9 @@ void ShowMatches(Session& session, const std::vector<Node>& nodes,
   };
   for (const Node& node : nodes) add(node, node.is_server ? "server" : "AP", node_writer);
   for (const Object& object : objects) add(object, WordOf(object.kind), object_writer);
-  if (session.IsJson()) return session.Out().Document({{"matches", std::move(all)}});
-  if (table.size() == 1) return session.Out().Say("There are no such objects.");
-  session.Out().PrintTable(table);
+  if (session.IsJson()) return out.EndList();
+  if (table.size() == 1) return out.Say("There are no such objects.");
+  out.PrintTable(table);
 }
 
 Failure NothingNamed(const std::string& text, const std::vector<Node>& nodes,
@@ -134,7 +133,7 @@ int ShowTree(Session& session, const TreeArguments& arguments) {
   }
   const std::vector<ServerView> tree = ListTree(session, arguments);
   if (session.IsJson()) {
-    session.Out().Document(TreeJson(session, tree, arguments.depth));
+    ListTreeJson(session, tree, arguments.depth);
   } else {
     PrintTree(session, tree);
   }

@@ -32,8 +32,12 @@ class Failure : public std::runtime_error {
       : std::runtime_error(what), hint_(std::move(hint)), exit_code_(exit_code) {}
 
   // For faults of a file: each of them is told with its place, `what` ends the list.
-  Failure(const std::string& what, std::string file, std::vector<Problem> problems)
-      : std::runtime_error(what), file_(std::move(file)), problems_(std::move(problems)) {}
+  Failure(const std::string& what, std::string file, std::vector<Problem> problems,
+          std::string hint = {})
+      : std::runtime_error(what),
+        hint_(std::move(hint)),
+        file_(std::move(file)),
+        problems_(std::move(problems)) {}
 
   const std::string& Hint() const { return hint_; }
   int ExitCode() const { return exit_code_; }

@@ -223,20 +223,17 @@ void NodeWriter::Show(const Node& node) {
 
 void NodeWriter::ShowMixed(const std::vector<Node>& nodes, const char* key) {
   Output& out = session_.Out();
-  Json all = Json::array();
+  if (out.IsJson()) {
+    return out.List({}, key, nodes, [this](const Node& node) { return Describe(node); });
+  }
+  if (nodes.empty()) return out.Say("There are no such servers and APs.");
   Table table = {{"ID", "ADDRESS", "KIND", "NAME", "SERVER", "APPLICATIONS"}};
   for (const Node& node : nodes) {
-    if (out.IsJson()) {
-      all.push_back(Describe(node));
-      continue;
-    }
     table.push_back({fmt::format("id:{}", node.id), view_.AddressOf(node.id),
                      node.is_server ? "server" : "AP", PrintableName(node.name),
                      node.is_server ? "" : Printable(ServerName(node.server_id)),
                      ApplicationsOf(node)});
   }
-  if (out.IsJson()) return out.Document({{key, std::move(all)}});
-  if (nodes.empty()) return out.Say("There are no such servers and APs.");
   out.PrintTable(table);
 }
 

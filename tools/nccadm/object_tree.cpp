@@ -71,9 +71,9 @@ void ShowObjectTree(Session& session, Kind kind, int depth) {
   if (depth > 0) objects = view.Objects(kind);
   if (session.IsJson()) {
     ObjectWriter writer(session);
-    Json all = Json::array();
-    for (const Object& object : objects) all.push_back(Describe(view, writer, object, depth));
-    return session.Out().Document({{"network", network}, {KeyOfAll(kind), std::move(all)}});
+    return session.Out().List(
+        {{"network", network}}, KeyOfAll(kind), objects,
+        [&](const Object& object) { return Describe(view, writer, object, depth); });
   }
   std::vector<Branch> branches;
   branches.reserve(objects.size());

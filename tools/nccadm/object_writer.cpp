@@ -181,9 +181,8 @@ void ObjectWriter::Show(const Object& object) {
 void ObjectWriter::ShowAll(Kind kind, const std::vector<Object>& objects) {
   Output& out = session_.Out();
   if (out.IsJson()) {
-    Json all = Json::array();
-    for (const Object& object : objects) all.push_back(Describe(object));
-    return out.Document({{KeyOfAll(kind), std::move(all)}});
+    return out.List({}, KeyOfAll(kind), objects,
+                    [this](const Object& object) { return Describe(object); });
   }
   if (objects.empty()) return out.Say(fmt::format("There are no such {}.", WordOfAll(kind)));
   Table table = {Heading(kind)};

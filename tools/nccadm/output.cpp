@@ -65,6 +65,19 @@ std::string EscapeControls(const std::string& document) {
   return escaped;
 }
 
+// As the whole document has it behind `indent` blanks, without those of the first line.
+std::string TextOf(const Json& json, std::size_t indent) {
+  std::string text = EscapeControls(json.dump(2, ' ', false, Json::error_handler_t::replace));
+  if (indent == 0) return text;
+  const std::string blanks(indent, ' ');
+  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1)) {
+    text.insert(at + 1, blanks);
+  }
+  return text;
+}
+
+constexpr std::string_view kObjectEnd = "\n}";
+
 std::string At(const std::string& file, const Problem& problem) {
   if (problem.line == 0) return fmt::format("{}: {}", Printable(file), Printable(problem.text));
   return fmt::format("{}:{}:{}: {}", Printable(file), problem.line, problem.column,
@@ -92,7 +105,16 @@ void Output::Configure(bool json, bool quiet, ColorMode color) {
   color_err_ = WantsColor(color, Stream::kError);
 }
 
-void Output::Raw(std::string_view bytes) { std::fwrite(bytes.data(), 1, bytes.size(), stdout); }
+void Output::Write(std::string_view bytes) {
+  if (finished_) return;
+  if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size()) return;
+  if (write_error_ == 0) write_error_ = errno;
+}
+
+void Output::Raw(std::string_view bytes) {
+  const std::lock_guard lock(mutex_);
+  Write(bytes);
+}
 
 void Output::Line(std::string_view text) {
   Raw(text);
@@ -116,10 +138,49 @@ void Output::PrintTable(const Table& table) {
   }
 }
 
-void Output::Document(Json document) {
+void Output::WriteDocument(const Json& document) {
   Json whole = {{"schema", 1}};
   whole.update(document);
-  Line(EscapeControls(whole.dump(2, ' ', false, Json::error_handler_t::replace)));
+  Write(TextOf(whole, 0) + "\n");
+}
+
+void Output::Document(const Json& document) {
+  const std::lock_guard lock(mutex_);
+  WriteDocument(document);
+}
+
+void Output::BeginList(const Json& head, const char* key) {
+  Json whole = {{"schema", 1}};
+  if (!head.is_null()) whole.update(head);
+  std::string text = TextOf(whole, 0);
+  text.resize(text.size() - kObjectEnd.size());
+  const std::lock_guard lock(mutex_);
+  Write(fmt::format("{},\n  \"{}\": [", text, key));
+  in_list_ = true;
+  list_is_empty_ = true;
+}
+
+void Output::ListItem(const Json& item) {
+  constexpr std::size_t kIndent = 4;
+  const std::string text = TextOf(item, kIndent);
+  const std::lock_guard lock(mutex_);
+  Write(fmt::format("{}\n{:{}}{}", list_is_empty_ ? "" : ",", "", kIndent, text));
+  list_is_empty_ = false;
+}
+
+void Output::EndList(const Json& tail) {
+  const std::lock_guard lock(mutex_);
+  WriteTail(tail);
+}
+
+void Output::WriteTail(const Json& tail) {
+  Write(list_is_empty_ ? "]" : "\n  ]");
+  if (tail.empty()) {
+    Write(fmt::format("{}\n", kObjectEnd));
+  } else {
+    Write(fmt::format(",{}\n", TextOf(tail, 0).substr(1)));
+  }
+  in_list_ = false;
 }
 
 void Output::Say(std::string_view text) {
@@ -132,22 +193,43 @@ void Output::Warn(std::string_view text) {
   std::fprintf(stderr, "%s %s\n", prefix.c_str(), Printable(text).c_str());
 }
 
+void Output::WriteFailure(const Failure& failure) {
+  if (json_ && !finished_) {
+    const Json document = ErrorDocument(failure);
+    in_list_ ? WriteTail(document) : WriteDocument(document);
+  }
+  finished_ = true;
+  std::fflush(stdout);
+}
+
 void Output::Fail(const Failure& failure) {
   for (const Problem& problem : failure.Problems()) {
     std::fprintf(stderr, "%s\n", At(failure.File(), problem).c_str());
   }
   Warn(failure.what());
   if (!failure.Hint().empty()) std::fprintf(stderr, "%s\n", Printable(failure.Hint()).c_str());
-  if (json_ && !finished_) Document(ErrorDocument(failure));
+  const std::lock_guard lock(mutex_);
+  WriteFailure(failure);
+}
+
+bool Output::FailInterrupted() {
+  // Who holds the lock for long waits for the reader of the results, perhaps for ever.
+  const std::unique_lock lock(mutex_, std::chrono::seconds(1));
+  if (lock && finished_) return false;
+  const Failure failure("interrupted; a change that was being stored is there whole or not at all",
+                        {}, kExitInterrupted);
+  if (ShowsProgress()) std::fputs("\r\x1b[K", stderr);
+  Warn(failure.what());
+  if (lock) WriteFailure(failure);
+  return true;
 }
 
 void Output::Finish() {
+  const std::lock_guard lock(mutex_);
   finished_ = true;
-  const bool failed_before = std::ferror(stdout) != 0;
-  errno = 0;
-  if (std::fflush(stdout) == 0 && !failed_before) return;
-  throw Failure(fmt::format("the results could not be written{}{}", errno != 0 ? ": " : "",
-                            errno != 0 ? std::strerror(errno) : ""),
+  if (std::fflush(stdout) != 0 && write_error_ == 0) write_error_ = errno;
+  if (write_error_ == 0 || write_error_ == EPIPE) return;
+  throw Failure(fmt::format("the results could not be written: {}", std::strerror(write_error_)),
                 "Changes that the command made are stored.");
 }
 
@@ -168,8 +250,9 @@ Progress::~Progress() {
   if (shown_) std::fputs("\r\x1b[K", stderr);
 }
 
-void Progress::Reach(std::size_t done, std::string_view at) {
+void Progress::Reach(std::size_t done, std::string_view at, std::uint64_t bytes) {
   done_ = done;
+  done_bytes_ = bytes;
   if (!enabled_) return;
   const auto now = std::chrono::steady_clock::now();
   if (now < next_) return;
@@ -179,11 +262,13 @@ void Progress::Reach(std::size_t done, std::string_view at) {
 }
 
 std::string Progress::TimeLeft() const {
+  const bool by_bytes = total_bytes_ > 0;
+  const auto total = static_cast<double>(by_bytes ? total_bytes_ : total_);
+  const auto done = static_cast<double>(by_bytes ? done_bytes_ : done_);
   // The first steps tell little about the others.
-  if (done_ < total_ / 50 || done_ == 0 || done_ >= total_) return {};
+  if (done < total / 50 || done == 0 || done >= total) return {};
   const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begun_;
-  const double left =
-      passed.count() * static_cast<double>(total_ - done_) / static_cast<double>(done_);
+  const double left = passed.count() * (total - done) / done;
   if (left < 100) return fmt::format(", {:.0f} s left", left);
   return fmt::format(", {:.0f} min left", left / 60);
 }

@@ -62,17 +62,13 @@ void PrintChanges(Output& out, const Plan& plan) {
   }
 }
 
-Json ChangesJson(const Plan& plan) {
-  Json changes = Json::array();
-  for (const Change& change : plan.changes) {
-    Json json = {{"action", ActionOf(change.sign)},
-                 {"kind", change.item ? KindOf(*change.item) : "preferences"},
-                 {"name", Utf8FromBytes(change.name)},
-                 {"details", Json::array()}};
-    for (const Detail& detail : change.details) json["details"].push_back(JsonOf(detail));
-    changes.push_back(std::move(json));
-  }
-  return changes;
+Json JsonOf(const Change& change) {
+  Json json = {{"action", ActionOf(change.sign)},
+               {"kind", change.item ? KindOf(*change.item) : "preferences"},
+               {"name", Utf8FromBytes(change.name)},
+               {"details", Json::array()}};
+  for (const Detail& detail : change.details) json["details"].push_back(JsonOf(detail));
+  return json;
 }
 
 Json TalliesJson(const Plan& plan) {

@@ -12,7 +12,7 @@ namespace ncc::tool {
 // Like a difference of two files: an entry for each object, a line for each thing about it.
 void PrintChanges(Output& out, const Plan& plan);
 
-Json ChangesJson(const Plan& plan);
+Json JsonOf(const Change& change);
 Json TalliesJson(const Plan& plan);
 
 // What was done, a line for each kind that there is.

@@ -1,7 +1,7 @@
 #include "terminal.h"
 
 #include <array>
-#include <csignal>
+#include <atomic>
 #include <cstdio>
 #include <iostream>
 
@@ -13,14 +13,10 @@
 namespace ncc::tool {
 namespace {
 
-volatile std::sig_atomic_t g_interrupted = 0;
+std::atomic<int> g_guards = 0;
+std::atomic<bool> g_asked = false;
 
-constexpr std::array<int, 2> kSignals = {SIGINT, SIGTERM};
-
-extern "C" void MarkInterrupted(int number) {
-  g_interrupted = 1;
-  std::signal(number, SIG_DFL);
-}
+constexpr int kWakeUp = SIGUSR1;
 
 }  // namespace
 
@@ -46,21 +42,37 @@ bool AskYesNo(const std::string& question) {
   return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-InterruptGuard::InterruptGuard() {
-  for (std::size_t i = 0; i < kSignals.size(); ++i) {
-    previous_[i] = std::signal(kSignals[i], MarkInterrupted);
+InterruptWatch::InterruptWatch(std::function<bool()> end) : end_(std::move(end)) {
+  sigemptyset(&signals_);
+  sigaddset(&signals_, kWakeUp);
+  for (const int number : {SIGINT, SIGTERM}) {
+    struct sigaction present = {};
+    sigaction(number, nullptr, &present);
     // A shell starts background jobs with the key ignored; that stays so.
-    if (previous_[i] == SIG_IGN) std::signal(kSignals[i], SIG_IGN);
+    if (present.sa_handler != SIG_IGN) sigaddset(&signals_, number);
+  }
+  // For this thread and all that it starts: the requests come to the one that waits for them.
+  pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+  thread_ = std::thread([this] { Run(); });
+}
+
+InterruptWatch::~InterruptWatch() {
+  pthread_kill(thread_.native_handle(), kWakeUp);
+  thread_.join();
+}
+
+void InterruptWatch::Run() const {
+  for (int number = 0; sigwait(&signals_, &number) == 0 && number != kWakeUp;) {
+    const bool marks_only = g_guards > 0 && !g_asked.exchange(true);
+    if (!marks_only && end_()) _exit(kExitInterrupted);
   }
 }
 
-InterruptGuard::~InterruptGuard() {
-  for (std::size_t i = 0; i < kSignals.size(); ++i) {
-    if (previous_[i] != SIG_ERR) std::signal(kSignals[i], previous_[i]);
-  }
-}
+InterruptGuard::InterruptGuard() { ++g_guards; }
 
-bool InterruptGuard::IsAsked() const { return g_interrupted != 0; }
+InterruptGuard::~InterruptGuard() { --g_guards; }
+
+bool InterruptGuard::IsAsked() const { return g_asked; }
 
 void InterruptGuard::Check() const {
   if (IsAsked()) {

@@ -1,8 +1,10 @@
 // What the tool needs from the system around it: streams, terminals, the interrupt key.
 #pragma once
 
-#include <array>
+#include <csignal>
+#include <functional>
 #include <string>
+#include <thread>
 
 namespace ncc::tool {
 
@@ -16,8 +18,25 @@ bool IsTerminal(Stream stream);
 // Asks on the terminal. Only y and yes agree.
 bool AskYesNo(const std::string& question);
 
-// While one lives, the interrupt key and a request to terminate only leave a mark the first time,
-// so that work can be ended in order; the second time they end the process.
+// While one lives, the interrupt key and a request to terminate call `end` in a thread of its own;
+// when that gives true, the process ends with exit code 130, whatever it does at the moment.
+class InterruptWatch {
+ public:
+  explicit InterruptWatch(std::function<bool()> end);
+  ~InterruptWatch();
+  InterruptWatch(const InterruptWatch&) = delete;
+  InterruptWatch& operator=(const InterruptWatch&) = delete;
+
+ private:
+  void Run() const;
+
+  std::function<bool()> end_;
+  sigset_t signals_;
+  std::thread thread_;
+};
+
+// While one lives, the first of those requests only leaves a mark, so that work can be ended in
+// order.
 class InterruptGuard {
  public:
   InterruptGuard();
@@ -28,9 +47,6 @@ class InterruptGuard {
   bool IsAsked() const;
   // Throws Failure with exit code 130 once it was asked.
   void Check() const;
-
- private:
-  std::array<void (*)(int), 2> previous_;
 };
 
 }  // namespace ncc::tool
