@@ -119,6 +119,28 @@ servers:
         self.assertEqual(error["problems"][0]["line"], 2)
         self.assertEqual(error["problems"][0]["column"], 14)
 
+    def test_a_name_may_be_written_in_every_form_of_text(self):
+        self.ok("apply", self.write("forms.yaml", r"""%YAML 1.1
+--- # the only document
+{network: 0x1A, "servers": [{name: S, aps: ['12', 13, "1\x34 \u0416", 'it''s', "two
+   lines", "~", null x, a:b, http://x, ! null, -5,
+   plain # comment
+   ]}],
+ ? users
+ : [{name: 0x1F, deps: , primary: ~}, "no\
+   gap"]}
+...
+"""))
+        self.assertEqual([ap["name"] for ap in self.json("ap", "list", "S")["aps"]], [
+            "12", "13", "14 Ж", "it's", "two lines", "~", "null x", "a:b", "http://x", "null",
+            "-5", "plain"])
+        self.assertEqual([user["name"] for user in self.json("user", "list")["users"]],
+                         ["0x1F", "nogap"])
+        self.ok("apply", self.write("blocks.yaml", "network: 26\nservers:\n- name: S\n  aps:\n"
+                                    "  - >-\n    folded\n    text\n  - |-\n    as it is\n"))
+        self.assertEqual([ap["name"] for ap in self.json("ap", "list", "S")["aps"]][-2:],
+                         ["folded text", "as it is"])
+
     def test_dump_describes_the_same_network_again(self):
         names = ["yes", "null", "~", "0x1F", "12", "a: b", "# c", "- d", " lead", "trail ", "'q'",
                  '"q"', "[f]", "{g}", "\u00a0nb", "№ 5", "Ёж", "back\\slash", "*a", "&a", "!a",
