@@ -103,9 +103,9 @@ const DirectoryLines& LinesFor(NetState& net, const CHDBRecord& ap, unsigned cha
 std::string ApDirectory(NetState& net, const CHDBRecord& record, unsigned char mode) {
   const CNNEntry ap = EntryOf<CNNEntry>(record);
   const CNNEntry server = ServerOf(net, ap);
-  static const DirectoryLines kNone;
+  const DirectoryLines none;
   const bool has_lines = (ap.flags & (kFlagDirectory | kFlagTunnel)) != 0;
-  const DirectoryLines& lines = has_lines ? LinesFor(net, record, mode) : kNone;
+  const DirectoryLines& lines = has_lines ? LinesFor(net, record, mode) : none;
   std::string text;
   if ((ap.flags & kFlagDirectory) != 0) AppendMarked(text, lines.aps, ap.id, 'A');
   AppendLine(text, net, "0000 S S ", server, server.id, 0);

@@ -40,7 +40,8 @@ void ReportFailure(const NetState& net, const std::string& path, std::uint32_t n
 }
 
 void RememberStampOf(const OutputFile& file, const StampKey& key) {
-  if (const auto stamp = key.OfBytes(file.Contents())) RememberStamp(file.Identity(), *stamp);
+  if (!file.Identity()) return;
+  if (const auto stamp = key.OfBytes(file.Contents())) RememberStamp(*file.Identity(), *stamp);
 }
 
 void WriteStamped(const NetState& net, const std::string& path, std::uint32_t node,
@@ -62,10 +63,11 @@ void WriteShared(const NetState& net, const std::string& path, std::uint32_t nod
   }
   WriteFile(net, path, node, [&](OutputFile& file) {
     file.CommitBytes(content.bytes);
+    if (!file.Identity()) return;
     if (!content.stamp) content.stamp = StampKey().OfBytes(content.bytes);
-    if (content.stamp) RememberStamp(file.Identity(), *content.stamp);
+    if (content.stamp) RememberStamp(*file.Identity(), *content.stamp);
     content.twin = file.Path();
-    content.twin_identity = file.Identity();
+    content.twin_identity = *file.Identity();
   });
 }
 

@@ -33,21 +33,32 @@ void ReportFile(const NetState& net, const std::string& path, std::uint32_t node
 void ReportFailure(const NetState& net, const std::string& path, std::uint32_t node,
                    const char* reason);
 
+// Runs a step towards a file or folder; what makes it fail goes on after telling the observer.
+template <class Step>
+void ReportingFailure(const NetState& net, const std::string& path, std::uint32_t node, Step step) {
+  try {
+    step();
+  } catch (const FileError& error) {
+    ReportFailure(net, path, node, error.what());
+    throw;
+  } catch (const std::bad_alloc&) {
+    ReportFailure(net, path, node, "out of memory");
+    throw;
+  }
+}
+
 // Remembers the stamp of a file that was put in place; `key` is the one in force.
 void RememberStampOf(const OutputFile& file, const StampKey& key);
 
 // Writes a file: compose(file) appends its contents. Throws FileError after telling the observer.
 template <class Compose>
 void WriteFile(const NetState& net, const std::string& path, std::uint32_t node, Compose compose) {
-  try {
+  ReportingFailure(net, path, node, [&] {
     OutputFile file(path);
     compose(file);
     if (!file.IsInPlace()) file.Commit();
-    ReportFile(net, path, node, file.Identity().size);
-  } catch (const FileError& error) {
-    ReportFailure(net, path, node, error.what());
-    throw;
-  }
+    ReportFile(net, path, node, file.Size());
+  });
 }
 
 // A file that a stamp list will name; the line ends are in the bytes.
@@ -57,7 +68,7 @@ void WriteStamped(const NetState& net, const std::string& path, std::uint32_t no
 void WriteShared(const NetState& net, const std::string& path, std::uint32_t node,
                  SharedBytes& content);
 
-// The stamp of what was appended to a file so far.
+// The stamp of what was appended to a file so far. Throws FileError.
 std::uint32_t StampSoFar(OutputFile& file, const StampKey& key);
 
 }  // namespace ncc

@@ -2,7 +2,7 @@
 // that is there, in the order of the lists below.
 //
 // A record: u32 length, little-endian; "%-12.12s" of the file's name in upper case, and a zero; the
-// contents. A package is written in place: a longer one that is there keeps its end.
+// contents. A longer package that is there keeps its end.
 
 #include "generate/file_names.h"
 #include "generate/forms.h"
@@ -99,16 +99,17 @@ bool BuildPackage(NetState& net, const char* folder, const TDBObjId& node,
     const CNNEntry entry = EntryOf<CNNEntry>(RecordOf(net, node));
     const std::string path =
         root + "AAA\\" + AddressName(net.prefs.net_number, entry.id, extension);
-    try {
-      PackageFile package(path);
-      for (const PackedFile& file : entry.type == kTypeServer ? of_server : of_ap)
-        add(PathOf(net, file, root, entry.id), package);
-      ReportFile(net, path, entry.id, package.Finish());
-    } catch (const FileError& error) {
-      const std::string reason = "package " + path + " is not whole: " + error.what();
-      ReportFailure(net, path, entry.id, reason.c_str());
-      throw FileError(reason);
-    }
+    ReportingFailure(net, path, entry.id, [&] {
+      try {
+        RefuseLinks(root, "AAA\\");
+        PackageFile package(path);
+        for (const PackedFile& file : entry.type == kTypeServer ? of_server : of_ap)
+          add(PathOf(net, file, root, entry.id), package);
+        ReportFile(net, path, entry.id, package.Finish());
+      } catch (const FileError& error) {
+        throw FileError("package " + path + " was not made: " + error.what());
+      }
+    });
     return true;
   });
 }

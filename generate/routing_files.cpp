@@ -133,24 +133,24 @@ void WriteTunnels(const NetState& net, const std::string& folder, std::uint32_t 
   });
 }
 
-// `others` are the files "nodeN.xnw", which somebody else makes.
-void WriteRegistration(NetState& net, const std::string& folder, std::uint32_t server,
-                       const FolderNames& others, FirstFailure& failure) {
-  const std::string path = folder + ServerName(server, ".reg");
+// `names` are those of the files beside the registration: it stamps what the generators before it
+// wrote, and "nodeN.xnw", which somebody else makes.
+void WriteRegistration(NetState& net, const std::string& prefix, std::uint32_t server,
+                       const FolderNames& names, FirstFailure& failure) {
+  const std::string path = prefix + ServerName(server, ".reg");
   const std::string network = Hex4(net.prefs.net_number);
   WriteFile(net, path, server, [&](OutputFile& file) {
     const StampKey key;
-    const auto stamp_of = [&](const std::string& name) {
-      return StampDigits(key.OfFile(folder + name)) + "\n";
+    const auto stamp_of = [&](const char* extension) {
+      const std::string companion = prefix + ServerName(server, extension);
+      return StampDigits(key.OfFile(ReadablePath(companion, names))) + "\n";
     };
     OutputCache& cache = OutputCache::Of(net);
-    const std::string* other = others.Find(ServerName(server, ".xnw"));
     file.AppendText("TCPIP=1\nCCC=" + network + Hex4(cache.Role(net, kFlagNCC).id) +
                     "\nKeyC=" + network + Hex4(cache.Role(net, kFlagKC).id) +
-                    "\nMAPCRC=" + stamp_of(ServerName(server, ".map")) +
-                    "XNWCRC=" + (other != nullptr ? stamp_of(*other) : StampDigits(0) + "\n"));
+                    "\nMAPCRC=" + stamp_of(".map") + "XNWCRC=" + stamp_of(".xnw"));
     file.AppendText("NODCRC=" + StampDigits(StampSoFar(file, key)) +
-                    "\nTUNCRC=" + stamp_of(ServerName(server, ".tun")));
+                    "\nTUNCRC=" + stamp_of(".tun"));
     file.Commit();
     RememberStampOf(file, key);
   });
@@ -236,10 +236,10 @@ bool CNCCNet::GenMAPNodeReg(const char* folder) {
   NetState& net = *state_;
   FirstFailure failure;
   const bool written = Run(net, false, [&] {
-    const FolderNames others(Prefix(folder), ".xnw");
-    ForEachServerItem(net, [&](std::uint32_t server) {
-      WriteRegistration(net, Prefix(folder), server, others, failure);
-    });
+    const std::string prefix = Prefix(folder);
+    const FolderNames names(FolderOf(prefix));
+    ForEachServerItem(
+        net, [&](std::uint32_t server) { WriteRegistration(net, prefix, server, names, failure); });
     return true;
   });
   if (written) failure.Report();
@@ -252,8 +252,8 @@ bool CNCCNet::GenMAPNodeReg(const char* folder, unsigned long id) {
   bool written = false;
   const bool known = ForKnown(net, id, kTypeServer, [&](TDBObjId& server) {
     written = Run(net, false, [&] {
-      const FolderNames others(Prefix(folder), ".xnw");
-      WriteRegistration(net, Prefix(folder), server.number, others, failure);
+      const std::string prefix = Prefix(folder);
+      WriteRegistration(net, prefix, server.number, FolderNames(FolderOf(prefix)), failure);
       return true;
     });
   });

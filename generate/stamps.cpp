@@ -5,6 +5,7 @@
 #include "generate/forms.h"
 #include "generate/output.h"
 
+#include <algorithm>
 #include <vector>
 
 using namespace ncc;
@@ -16,7 +17,8 @@ void WriteStampList(NetState& net, const std::string& path, std::uint32_t node,
                     const std::vector<std::string>& files, FirstFailure& failure) {
   WriteFile(net, path, node, [&](OutputFile& list) {
     const StampKey key;
-    for (const std::string& file : files) list.AppendText(StampLine(file, key.OfFile(file)));
+    for (const std::string& file : files)
+      list.AppendText(StampLine(file, key.OfFile(ReadablePath(file))));
     list.AppendText(StampLine(path, StampSoFar(list, key)));
     list.Commit();
     RememberStampOf(list, key);
@@ -24,25 +26,31 @@ void WriteStampList(NetState& net, const std::string& path, std::uint32_t node,
   failure.Journal(net, path, node);
 }
 
-std::string Line(const char* path) {
-  return StampLine(path, StampKey().OfFile(ReadablePath(path)));
+// 0, and the last error says why, when it cannot be stamped.
+std::uint32_t StampOrZero(const char* path) noexcept {
+  try {
+    const std::uint32_t stamp = StampKey().OfFile(ReadablePath(path));
+    ClearLastError();
+    return stamp;
+  } catch (const std::bad_alloc&) {
+    SetLastError("out of memory");
+  } catch (const std::exception& error) {
+    SetLastError(error.what());
+  }
+  return 0;
 }
 
 }  // namespace
 
 void CNCCNet::GetOnlyImito(const char* path, char* out) {
   if (out == nullptr) return;
-  const std::string digits =
-      StampDigits(path != nullptr ? StampKey().OfFile(ReadablePath(path)) : 0);
-  digits.copy(out, digits.size());
-  out[digits.size()] = '\0';
+  const std::string digits = StampDigits(path != nullptr ? StampOrZero(path) : 0);
+  *std::copy(digits.begin(), digits.end(), out) = '\0';
 }
 
 void CNCCNet::GetImito(const char* path, char* out) {
   if (path == nullptr || out == nullptr) return;
-  const std::string line = Line(path);
-  line.copy(out, line.size());
-  out[line.size()] = '\0';
+  *PutStampLine(path, StampOrZero(path), out) = '\0';
 }
 
 bool CNCCNet::GenApnCrg(const char* folder, TDBObjId& ap) {
@@ -51,8 +59,10 @@ bool CNCCNet::GenApnCrg(const char* folder, TDBObjId& ap) {
   const bool written = Run(net, false, [&] {
     const std::string root = Prefix(folder);
     const std::uint32_t id = RecordOf(net, ap).Number();
+    const std::string path = root + "R\\" + HexName("apn", id, ".crg");
+    ReportingFailure(net, path, id, [&] { RefuseLinks(root, "R\\"); });
     WriteStampList(
-        net, root + "R\\" + HexName("apn", id, ".crg"), id,
+        net, path, id,
         {root + "N\\" + HexName("apn", id, ".txt"), root + "U\\" + HexName("apu", id, ".txt"),
          root + "A\\" + HexName("apa", id, ".txt"), root + "L\\" + HexName("apl", id, ".txt"),
          root + "T\\" + HexName("node", id, ".tun")},

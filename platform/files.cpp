@@ -25,16 +25,33 @@
 namespace ncc {
 namespace {
 
-// Names of the entries of a folder that `wanted` takes; none when it cannot be read.
+[[noreturn]] void ThrowFolderError(const std::string& folder, std::string_view what, int error) {
+  throw FileError("folder " + folder + " " + std::string(what) + ": " + std::strerror(error));
+}
+
+// Names of the entries of a folder that `wanted` takes; none when there is no such folder.
 template <class Wanted>
 std::vector<std::string> ListFolder(const std::string& folder, Wanted wanted) {
   std::vector<std::string> names;
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(opendir(folder.c_str()), &closedir);
-  if (!stream) return names;
-  while (const dirent* entry = readdir(stream.get())) {
+  if (!stream) {
+    if (errno == ENOENT || errno == ENOTDIR) return names;
+    ThrowFolderError(folder, "cannot be read", errno);
+  }
+  for (;;) {
+    errno = 0;
+    const dirent* entry = readdir(stream.get());
+    if (entry == nullptr) break;
     if (wanted(*entry)) names.emplace_back(entry->d_name);
   }
+  if (errno != 0) ThrowFolderError(folder, "cannot be read", errno);
   return names;
+}
+
+bool LessFolded(std::string_view a, std::string_view b) {
+  return std::lexicographical_compare(
+      a.begin(), a.end(), b.begin(), b.end(),
+      [](char one, char other) { return FoldAscii(one) < FoldAscii(other); });
 }
 
 // Whether the file belongs to a database that somebody has open, this process included.
@@ -66,6 +83,11 @@ std::uint64_t CopyByBuffer(int from, int to, std::uint64_t limit, const std::str
     done += static_cast<std::uint64_t>(got);
   }
   return done;
+}
+
+void RequirePlainFile(const struct stat& info, const std::string& path) {
+  if (!S_ISREG(info.st_mode))
+    ThrowFileError(path, "is no plain file", S_ISDIR(info.st_mode) ? EISDIR : EINVAL);
 }
 
 FileIdentity IdentityOf(const struct stat& info) {
@@ -113,12 +135,29 @@ void MakeFolders(std::string_view path) {
     if (!folder.empty() && mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
       const int error = errno;
       struct stat info {};
-      if (stat(folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) {
-        throw FileError("folder " + folder + " cannot be made: " + std::strerror(error));
-      }
+      if (stat(folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
+        ThrowFolderError(folder, "cannot be made", error);
     }
     if (end == std::string::npos) return;
   }
+}
+
+void RefuseLinks(const std::string& root, std::string_view below) {
+  const std::string native = NativePath(root + std::string(below));
+  for (auto end = native.find('/', root.size()); end != std::string::npos;
+       end = native.find('/', end + 1)) {
+    const std::string folder = native.substr(0, end);
+    struct stat info {};
+    if (lstat(folder.c_str(), &info) != 0) return;
+    if (S_ISLNK(info.st_mode))
+      throw FileError("folder " + folder + " is a link, and output goes through none below " +
+                      NativePath(root));
+  }
+}
+
+void MakeFoldersBelow(const std::string& root, std::string_view below) {
+  RefuseLinks(root, below);
+  MakeFolders(root + std::string(below));
 }
 
 void DeleteFiles(std::string_view folder, std::string_view prefix) {
@@ -139,35 +178,50 @@ void DeleteFiles(std::string_view folder, std::string_view prefix) {
   if (first_failure) throw FileError(*first_failure);
 }
 
-FolderNames::FolderNames(std::string_view folder, std::string_view suffix)
-    : names_(ListFolder(folder.empty() ? "." : NativePath(folder), [&](const dirent& entry) {
-        const std::string_view name(entry.d_name);
-        return name.size() >= suffix.size() &&
-               EqualFolded(name.substr(name.size() - suffix.size()), suffix);
-      })) {
-  std::sort(names_.begin(), names_.end());
+FolderNames::FolderNames(std::string_view folder)
+    : names_(ListFolder(folder.empty() ? "." : NativePath(folder),
+                        [](const dirent&) { return true; })) {
+  std::sort(names_.begin(), names_.end(), [](const std::string& a, const std::string& b) {
+    return LessFolded(a, b) || (!LessFolded(b, a) && a < b);
+  });
 }
 
 const std::string* FolderNames::Find(std::string_view wanted) const {
-  const auto exact = std::lower_bound(names_.begin(), names_.end(), wanted);
-  if (exact != names_.end() && *exact == wanted) return &*exact;
-  for (const std::string& name : names_) {
-    if (EqualFolded(name, wanted)) return &name;
-  }
-  return nullptr;
+  const auto [first, last] =
+      std::equal_range(names_.begin(), names_.end(), wanted,
+                       [](std::string_view a, std::string_view b) { return LessFolded(a, b); });
+  if (first == last) return nullptr;
+  const auto exact = std::find(first, last, wanted);
+  return exact != last ? &*exact : &*first;
 }
 
-std::string ReadablePath(std::string_view path) {
+namespace {
+
+// names() gives those of the path's folder.
+template <class Names>
+std::string FindReadable(std::string_view path, Names names) {
   std::string native = NativePath(path);
-  if (access(native.c_str(), F_OK) == 0) return native;
-  const std::string folder = native.substr(0, native.size() - FileName(native).size());
-  const std::string* name = NamesOf(folder).Find(FileName(native));
+  if (access(native.c_str(), F_OK) == 0 || errno != ENOENT) return native;
+  const std::string folder(FolderOf(native));
+  const std::string* name = names(folder).Find(FileName(native));
   return name != nullptr ? folder + *name : native;
+}
+
+}  // namespace
+
+std::string ReadablePath(std::string_view path) { return FindReadable(path, NamesOf); }
+
+std::string ReadablePath(std::string_view path, const FolderNames& names) {
+  return FindReadable(path, [&](const std::string&) -> const FolderNames& { return names; });
 }
 
 std::string_view FileName(std::string_view path) {
   const auto separator = path.find_last_of("\\/");
   return separator == std::string_view::npos ? path : path.substr(separator + 1);
+}
+
+std::string_view FolderOf(std::string_view path) {
+  return path.substr(0, path.size() - FileName(path).size());
 }
 
 std::string WithSeparator(std::string_view path) {
@@ -182,10 +236,30 @@ std::optional<FileIdentity> IdentifyFile(const std::string& native_path) noexcep
   return IdentityOf(info);
 }
 
+std::optional<FileIdentity> FindFile(const std::string& native_path) {
+  struct stat info {};
+  if (stat(native_path.c_str(), &info) != 0) {
+    if (errno == ENOENT) return std::nullopt;
+    ThrowFileError(native_path, "cannot be examined", errno);
+  }
+  RequirePlainFile(info, native_path);
+  return IdentityOf(info);
+}
+
 FileIdentity IdentifyFile(int descriptor, const std::string& path) {
   struct stat info {};
   if (fstat(descriptor, &info) != 0) ThrowFileError(path, "cannot be examined", errno);
   return IdentityOf(info);
+}
+
+std::optional<SourceFile> OpenSource(const std::string& native_path) {
+  Descriptor file(open(native_path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  if (!file.IsValid() && errno == ENOENT) return std::nullopt;
+  struct stat info {};
+  if (!file.IsValid() || fstat(file.Get(), &info) != 0)
+    ThrowFileError(native_path, "cannot be read", errno);
+  RequirePlainFile(info, native_path);
+  return SourceFile{std::move(file), static_cast<std::uint64_t>(info.st_size)};
 }
 
 void WriteAll(int descriptor, std::string_view bytes, const std::string& path) {
@@ -213,14 +287,10 @@ std::uint64_t AppendFile(int from, int to, std::uint64_t limit, const std::strin
 
 bool CopyWholeFile(std::string_view from, std::string_view to) {
   const std::string source = ReadablePath(from);
-  const Descriptor input(open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (!input.IsValid() && (errno == ENOENT || errno == ENOTDIR)) return false;
-  struct stat info {};
-  if (!input.IsValid() || fstat(input.Get(), &info) != 0)
-    ThrowFileError(source, "cannot be read", errno);
-  if (!S_ISREG(info.st_mode)) ThrowFileError(source, "is no plain file", EINVAL);
+  const std::optional<SourceFile> input = OpenSource(source);
+  if (!input) return false;
   OutputFile output(to);
-  AppendFile(input.Get(), output.Handle(), UINT64_MAX, source);
+  AppendFile(input->descriptor.Get(), output.Handle(), UINT64_MAX, source);
   output.Commit();
   return true;
 }
@@ -233,10 +303,14 @@ bool FolderExists(std::string_view path) {
 bool MakeFolder(std::string_view path) { return mkdir(NativePath(path).c_str(), S_IRWXU) == 0; }
 
 std::vector<std::string> FolderEntries(std::string_view folder) {
-  return ListFolder(NativePath(folder), [](const dirent& entry) {
-    const std::string_view name(entry.d_name);
-    return name != "." && name != "..";
-  });
+  try {
+    return ListFolder(NativePath(folder), [](const dirent& entry) {
+      const std::string_view name(entry.d_name);
+      return name != "." && name != "..";
+    });
+  } catch (const FileError&) {
+    return {};
+  }
 }
 
 std::optional<FileText> ReadWholeFile(std::string_view path) {

@@ -2,6 +2,8 @@
 // FileError unless they say otherwise.
 #pragma once
 
+#include "platform/descriptor.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -25,29 +27,37 @@ class FileError : public std::runtime_error {
 // Makes a folder and its missing parents, for their owner alone.
 void MakeFolders(std::string_view path);
 
+// The same of a folder below `root`, which ends in a separator, as `below` does. Links are followed
+// in the root alone: throws when one lies below it.
+void MakeFoldersBelow(const std::string& root, std::string_view below);
+void RefuseLinks(const std::string& root, std::string_view below);
+
 // Deletes the files of a folder whose names begin with `prefix` in any letter case; sub-folders and
 // the files of databases that are in use stay. A missing folder holds none.
 void DeleteFiles(std::string_view folder, std::string_view prefix = "");
 
-// The path of the file for reading: when there is none of this name, one whose name differs in
-// ASCII letter case alone; the path itself when there is neither. Throws nothing but
-// std::bad_alloc.
-std::string ReadablePath(std::string_view path);
-
 // The names in a folder, as they are now, to be found whatever their letter case.
 class FolderNames {
  public:
-  explicit FolderNames(std::string_view folder, std::string_view suffix = "");
+  explicit FolderNames(std::string_view folder);
 
   // The name as it is in the folder; null when there is none.
   const std::string* Find(std::string_view wanted) const;
 
  private:
-  std::vector<std::string> names_;  // ascending
+  std::vector<std::string> names_;  // ascending without regard to case
 };
 
-// The text behind the path's last separator.
+// The path of the file for reading: when there is none of this name, one whose name differs in
+// ASCII letter case alone; the path itself when there is neither. Throws also when the folder
+// cannot be searched.
+std::string ReadablePath(std::string_view path);
+// The same by the names that the folder had.
+std::string ReadablePath(std::string_view path, const FolderNames& names);
+
+// The text behind the path's last separator, and the text up to it.
 std::string_view FileName(std::string_view path);
+std::string_view FolderOf(std::string_view path);
 
 // The path with a separator at its end.
 std::string WithSeparator(std::string_view path);
@@ -65,9 +75,19 @@ struct FileIdentity {
 
 // Nothing when there is no such plain file. Throws nothing.
 std::optional<FileIdentity> IdentifyFile(const std::string& native_path) noexcept;
+// Nothing when there is no such file alone: throws when it is no plain file, or nobody can tell.
+std::optional<FileIdentity> FindFile(const std::string& native_path);
 // Whether its last change lies back so far that another one would show in its time.
 bool IsSettled(const FileIdentity& file) noexcept;
 FileIdentity IdentifyFile(int descriptor, const std::string& path);
+
+// A plain file that is open for reading.
+struct SourceFile {
+  Descriptor descriptor;
+  std::uint64_t size = 0;
+};
+// Nothing when there is no such file alone; never waits for the other end of a pipe.
+std::optional<SourceFile> OpenSource(const std::string& native_path);
 
 // Writes all bytes to a descriptor; `path` is for the message.
 void WriteAll(int descriptor, std::string_view bytes, const std::string& path);
@@ -84,8 +104,8 @@ bool FolderExists(std::string_view path);
 // Makes this folder alone, for its owner; false when that fails.
 bool MakeFolder(std::string_view path);
 
-// Names of all entries of a folder, in the order in which the system lists them; none when there is
-// no such folder.
+// Names of all entries of a folder, in the order in which the system lists them; none when it
+// cannot be read.
 std::vector<std::string> FolderEntries(std::string_view folder);
 
 // The contents of a file.

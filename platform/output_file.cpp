@@ -100,8 +100,12 @@ void OutputFile::PutInPlace() {
   // The system's own times are as coarse as its clock tick: a change within the tick would not
   // show.
   timespec times[2] = {{0, UTIME_OMIT}, {0, 0}};
-  if (clock_gettime(CLOCK_REALTIME, &times[1]) == 0) futimens(file_, times);
-  identity_ = IdentifyFile(file_, path_);
+  const bool timed = clock_gettime(CLOCK_REALTIME, &times[1]) == 0 && futimens(file_, times) == 0;
+  const FileIdentity identity = IdentifyFile(file_, path_);
+  size_ = identity.size;
+  if (timed && identity.modified_seconds == times[1].tv_sec &&
+      identity.modified_nanoseconds == times[1].tv_nsec)
+    identity_ = identity;
   const int file = file_;
   file_ = -1;
   if (close(file) == 0 && rename(temporary_.c_str(), path_.c_str()) == 0) return;

@@ -51,8 +51,10 @@ class OutputFile {
   const std::string& Path() const { return path_; }
   int Handle() const { return file_; }
   bool IsInPlace() const { return file_ < 0; }
-  // Of the file that was put in place.
-  const FileIdentity& Identity() const { return identity_; }
+  // Of the file that was put in place. It has no identity where the file system keeps times too
+  // coarsely for a later change to show.
+  std::uint64_t Size() const { return size_; }
+  const std::optional<FileIdentity>& Identity() const { return identity_; }
 
  private:
   void PutInPlace();
@@ -61,7 +63,8 @@ class OutputFile {
   std::string temporary_;
   std::string contents_;
   std::size_t flushed_ = 0;
-  FileIdentity identity_;
+  std::uint64_t size_ = 0;
+  std::optional<FileIdentity> identity_;
   int file_ = -1;
 };
 

@@ -1,7 +1,5 @@
 #include "platform/package_file.h"
 
-#include "platform/paths.h"
-
 #include <cerrno>
 
 #include <fcntl.h>
@@ -23,32 +21,36 @@ std::string RecordHead(std::uint32_t length, std::string_view name) {
   return head + '\0';
 }
 
-}  // namespace
-
-PackageFile::PackageFile(std::string_view path)
-    : path_(NativePath(path)),
-      file_(open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR)) {
+// Appends what the file at `path` has from `offset` on; a link is as none.
+void AppendTail(const std::string& path, off_t offset, int package) {
+  const Descriptor old(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  if (!old.IsValid() && (errno == ENOENT || errno == ELOOP)) return;
   struct stat info {};
-  if (!file_.IsValid() || fstat(file_.Get(), &info) != 0)
-    ThrowFileError(path_, "cannot be created", errno);
-  // Of other kinds of files, some would keep the writer waiting for ever.
-  if (!S_ISREG(info.st_mode)) throw FileError("file " + path_ + " is no plain file");
+  if (!old.IsValid() || fstat(old.Get(), &info) != 0) ThrowFileError(path, "cannot be read", errno);
+  if (!S_ISREG(info.st_mode)) throw FileError("file " + path + " is no plain file");
+  if (info.st_size <= offset) return;
+  if (lseek(old.Get(), offset, SEEK_SET) < 0) ThrowFileError(path, "cannot be read", errno);
+  AppendFile(old.Get(), package, UINT64_MAX, path);
 }
 
+}  // namespace
+
 std::uint64_t PackageFile::Finish() {
-  const off_t written = lseek(file_.Get(), 0, SEEK_CUR);
-  if (written < 0 || file_.Close() != 0) ThrowFileError(path_, "cannot be written", errno);
+  const off_t written = lseek(Handle(), 0, SEEK_CUR);
+  if (written < 0) ThrowFileError(file_.Path(), "cannot be written", errno);
+  AppendTail(file_.Path(), written, Handle());
+  file_.Commit();
   return static_cast<std::uint64_t>(written);
 }
 
 void AppendPackageRecord(std::string_view path, int package) {
   const std::string source = ReadablePath(path);
-  const Descriptor file(open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  struct stat info {};
-  if (!file.IsValid() || fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode)) return;
-  const auto length = static_cast<std::uint32_t>(info.st_size);
-  WriteAll(package, RecordHead(length, FileName(path)), source);
-  AppendFile(file.Get(), package, static_cast<std::uint64_t>(info.st_size), source);
+  const std::optional<SourceFile> file = OpenSource(source);
+  if (!file) return;
+  if (file->size > UINT32_MAX) ThrowFileError(source, "is too long for a package", EFBIG);
+  WriteAll(package, RecordHead(static_cast<std::uint32_t>(file->size), FileName(path)), source);
+  if (AppendFile(file->descriptor.Get(), package, file->size, source) != file->size)
+    ThrowFileError(source, "became shorter while it was packed", EIO);
 }
 
 }  // namespace ncc

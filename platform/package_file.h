@@ -1,32 +1,30 @@
-// Package files: records of whole files, written in place.
+// Package files: records of whole files.
 #pragma once
 
-#include "platform/descriptor.h"
-#include "platform/files.h"
+#include "platform/output_file.h"
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 
 namespace ncc {
 
-// A package that is open for writing from its start; what it had beyond what is written stays.
-// Made, for its owner alone, when it is missing. Members throw FileError.
+// A package that is being written; destroyed without Finish, it leaves nothing behind. Members
+// throw FileError.
 class PackageFile {
  public:
-  explicit PackageFile(std::string_view path);
+  explicit PackageFile(std::string_view path) : file_(path) {}
 
-  int Handle() const { return file_.Get(); }
-  // Closes it. Returns the number of bytes that were written.
+  int Handle() const { return file_.Handle(); }
+  // Puts it in place: what a package of that name had beyond what was written stays. Returns the
+  // number of bytes that were written.
   std::uint64_t Finish();
 
  private:
-  std::string path_;
-  Descriptor file_;
+  OutputFile file_;
 };
 
-// Appends the record of a file to an open package; nothing when the file cannot be read. Throws
-// FileError when the package cannot be written.
+// Appends the record of a file, letter case aside, to an open package; nothing when there is no
+// such file. Throws FileError.
 void AppendPackageRecord(std::string_view path, int package);
 
 }  // namespace ncc

@@ -12,6 +12,7 @@
 #include <string.h>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -76,22 +77,50 @@ ssize_t ReadBlock(int file, unsigned char* buffer, std::size_t size) {
   return static_cast<ssize_t>(done);
 }
 
+// Why a file cannot be the key; empty when it can.
+std::string ProblemOf(const struct stat& info) {
+  if (!S_ISREG(info.st_mode)) return "is no plain file";
+  if (info.st_uid != geteuid()) return "belongs to another user";
+  if ((info.st_mode & (S_IRWXG | S_IRWXO)) != 0) return "is open to others; chmod 600 closes it";
+  if (info.st_nlink != 1) return "has " + std::to_string(info.st_nlink) + " names; give it one";
+  if (info.st_size != kKeySize)
+    return "has " + std::to_string(info.st_size) + " bytes, not " + std::to_string(kKeySize);
+  return {};
+}
+
+// Why the key could not be read; empty when it was.
+std::string ReadKey(const std::string& path, unsigned char key[kKeySize]) {
+  constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW;
+  const ncc::Descriptor file(open(path.c_str(), kFlags));
+  if (!file.IsValid() && errno == ELOOP) return "is a link; name the file itself";
+  struct stat info {};
+  if (!file.IsValid() || fstat(file.Get(), &info) != 0)
+    return std::string("cannot be read: ") + std::strerror(errno);
+  std::string problem = ProblemOf(info);
+  if (problem.empty() && ReadBlock(file.Get(), key, kKeySize) != kKeySize) {
+    explicit_bzero(key, kKeySize);
+    return "cannot be read";
+  }
+  return problem;
+}
+
 class MacProvider final : public CStampProvider {
  public:
   explicit MacProvider(const char* key_file) : key_file_(key_file != nullptr ? key_file : "") {}
 
   bool GetFixedKey(unsigned char key[32]) override {
+    std::string problem;
+    return FetchKey(key, problem);
+  }
+
+  bool FetchKey(unsigned char key[32], std::string& problem) override {
+    problem.clear();
     const char* name = key_file_.empty() ? std::getenv("NCCNET_STAMP_KEY") : key_file_.c_str();
     if (name == nullptr || *name == '\0') return false;
-    const ncc::Descriptor file(
-        open(ncc::NativePath(name).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    struct stat info {};
-    if (!file.IsValid() || fstat(file.Get(), &info) != 0) return false;
-    const bool private_key = (info.st_mode & (S_IRWXG | S_IRWXO)) == 0;
-    if (!S_ISREG(info.st_mode) || !private_key || info.st_size != kKeySize) return false;
-    if (ReadBlock(file.Get(), key, kKeySize) == kKeySize) return true;
-    explicit_bzero(key, kKeySize);
-    return false;
+    const std::string path = ncc::NativePath(name);
+    const std::string words = ReadKey(path, key);
+    if (!words.empty()) problem = "the stamping key " + path + " " + words;
+    return words.empty();
   }
 
   int FindFileImito(const char* path, const unsigned char key[32], std::uint32_t& stamp) override {
@@ -128,6 +157,10 @@ CStampProvider::~CStampProvider() = default;
 bool CStampProvider::FindImito(const void* /*data*/, std::size_t /*size*/,
                                const unsigned char /*key*/[32], std::uint32_t& /*stamp*/) {
   return false;
+}
+
+bool CStampProvider::FetchKey(unsigned char key[32], std::string& /*problem*/) {
+  return GetFixedKey(key);
 }
 
 std::shared_ptr<CStampProvider> MakeStampProvider(const char* key_file) {

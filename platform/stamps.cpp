@@ -3,7 +3,9 @@
 #include "platform/paths.h"
 
 #include <string.h>
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <mutex>
 #include <unordered_map>
@@ -21,8 +23,10 @@ struct ProviderInForce {
   std::uint32_t changes = 0;
 };
 
+// Neither this nor what is remembered is ever destroyed: threads of a network object that outlives
+// them at the process's end may still stamp.
 ProviderInForce& InForce() {
-  static ProviderInForce in_force;
+  static auto& in_force = *new ProviderInForce;
   return in_force;
 }
 
@@ -54,7 +58,7 @@ class StampMemory {
 };
 
 StampMemory& Remembered() {
-  static StampMemory memory;
+  static auto& memory = *new StampMemory;
   return memory;
 }
 
@@ -70,47 +74,59 @@ StampKey::StampKey() {
     changes = in_force.changes;
   }
   try {
-    has_key_ = provider_->GetFixedKey(key_.bytes);
-    std::uint32_t probe = 0;
-    if (has_key_ && provider_->FindImito(kKeyProbe.data(), kKeyProbe.size(), key_.bytes, probe)) {
-      identity_ = (std::uint64_t{changes} << 32) | probe;
-    }
+    has_key_ = provider_->FetchKey(key_.bytes, problem_);
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (...) {
-    has_key_ = false;
+    problem_ = "the stamp provider gives no key";
   }
+  if (!has_key_) return;
+  problem_.clear();
+  if (const auto probe = Compute(kKeyProbe)) identity_ = (std::uint64_t{changes} << 32) | *probe;
 }
 
 StampKey::Key::~Key() { explicit_bzero(bytes, sizeof(bytes)); }
 
 std::uint32_t StampKey::OfFile(const std::string& path) const {
-  if (!has_key_) return 0;
   const std::string native = NativePath(path);
-  const std::optional<FileIdentity> file = IdentifyFile(native);
+  if (!problem_.empty()) throw FileError("file " + native + " cannot be stamped: " + problem_);
+  if (!has_key_) return 0;
+  const std::optional<FileIdentity> file = FindFile(native);
   if (!file) return 0;
   if (identity_) {
     if (const auto known = Remembered().Find(*file, *identity_)) return *known;
   }
   std::uint32_t stamp = 0;
+  int error = 0;
   try {
-    if (provider_->FindFileImito(native.c_str(), key_.bytes, stamp) != 0) return 0;
+    error = provider_->FindFileImito(native.c_str(), key_.bytes, stamp);
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (...) {
-    return 0;
+    error = EIO;
   }
+  if (error != 0) ThrowFileError(native, "cannot be stamped", error);
   // A change in the same tick of the system's clock would not show.
   if (identity_ && IsSettled(*file) && IdentifyFile(native) == file)
     RememberStamp(*file, {*identity_, stamp});
   return stamp;
 }
 
-std::optional<KnownStamp> StampKey::OfBytes(std::string_view bytes) const {
-  if (!identity_) return std::nullopt;
+std::optional<std::uint32_t> StampKey::Compute(std::string_view bytes) const noexcept {
   std::uint32_t stamp = 0;
   try {
-    if (!provider_->FindImito(bytes.data(), bytes.size(), key_.bytes, stamp)) return std::nullopt;
+    if (provider_->FindImito(bytes.data(), bytes.size(), key_.bytes, stamp)) return stamp;
   } catch (...) {
-    return std::nullopt;
+    // Then files are stamped by their paths.
   }
-  return KnownStamp{*identity_, stamp};
+  return std::nullopt;
+}
+
+std::optional<KnownStamp> StampKey::OfBytes(std::string_view bytes) const {
+  if (!identity_) return std::nullopt;
+  const auto stamp = Compute(bytes);
+  if (!stamp) return std::nullopt;
+  return KnownStamp{*identity_, *stamp};
 }
 
 void RememberStamp(const FileIdentity& file, const KnownStamp& stamp) {
@@ -124,11 +140,20 @@ std::string StampDigits(std::uint32_t stamp) {
 }
 
 std::string StampLine(std::string_view path, std::uint32_t stamp) {
-  std::string line(FileName(path));
-  for (char& c : line) {
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 'a' + 'A');
-  }
-  return line + "=" + StampDigits(stamp) + "\n";
+  constexpr std::size_t kBehindName = 10;
+  std::string line(FileName(path).size() + kBehindName, '\0');
+  PutStampLine(path, stamp, line.data());
+  return line;
+}
+
+char* PutStampLine(std::string_view path, std::uint32_t stamp, char* out) noexcept {
+  for (const char c : FileName(path))
+    *out++ = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  *out++ = '=';
+  const std::string digits = StampDigits(stamp);  // short enough to need no memory
+  out = std::copy(digits.begin(), digits.end(), out);
+  *out++ = '\n';
+  return out;
 }
 
 }  // namespace ncc

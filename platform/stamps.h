@@ -27,8 +27,9 @@ class StampKey {
   StampKey(const StampKey&) = delete;
   StampKey& operator=(const StampKey&) = delete;
 
-  // The stamp of a file (either separator, this letter case): 0 when there is no key or the file
-  // cannot be stamped. A file that was remembered and is untouched is not read again.
+  // The stamp of a file (either separator, this letter case): 0 when no key is configured or there
+  // is no such file. Throws FileError when the key or the file cannot be read. A file that was
+  // remembered and is untouched is not read again.
   std::uint32_t OfFile(const std::string& path) const;
 
   // The stamp of bytes; nothing when the provider stamps files alone.
@@ -40,9 +41,12 @@ class StampKey {
     unsigned char bytes[32] = {};
   };
 
+  std::optional<std::uint32_t> Compute(std::string_view bytes) const noexcept;
+
   std::shared_ptr<CStampProvider> provider_;
   Key key_;
   bool has_key_ = false;
+  std::string problem_;                    // why a key that is configured cannot be had
   std::optional<std::uint64_t> identity_;  // of provider and key; none when bytes have no stamps
 };
 
@@ -54,5 +58,7 @@ std::string StampDigits(std::uint32_t stamp);
 
 // "NAME=STAMP\n": the name behind the path's last separator.
 std::string StampLine(std::string_view path, std::uint32_t stamp);
+// The same into memory, without a zero; needs none itself. Returns the place behind it.
+char* PutStampLine(std::string_view path, std::uint32_t stamp, char* out) noexcept;
 
 }  // namespace ncc

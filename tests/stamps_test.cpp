@@ -1,7 +1,24 @@
 #include "support/outputs.h"
 
 #include <cstdlib>
+#include <functional>
 #include <stdexcept>
+
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+bool whole_seconds = false;  // the file system keeps no finer times
+
+}  // namespace
+
+extern "C" int futimens(int file, const timespec times[2]) noexcept {
+  timespec kept[2] = {times[0], times[1]};
+  if (whole_seconds) kept[1].tv_nsec = 0;
+  return static_cast<int>(::syscall(SYS_utimensat, file, nullptr, kept, 0));
+}
 
 namespace {
 
@@ -14,6 +31,7 @@ class StampTest : public OutputTest {
   ~StampTest() override {
     SetShareIdenticalFiles(true);
     SetTextLineEnd("\r\n");
+    whole_seconds = false;
   }
 
   std::string Stamp(const std::string& path) {
@@ -53,26 +71,56 @@ TEST_F(StampTest, KnownValues) {
   EXPECT_EQ(Stamp("folder"), "00000000");
 }
 
+// A key that is there and cannot be had is not as none: what needs it is not written.
 TEST_F(StampTest, OnlyAPrivateKeyOf32BytesCounts) {
-  WriteFile("file", "hello");
-  for (const std::size_t size : {0U, 31U, 33U, 4096U}) {
-    UseKey(std::string(size, '0'));
-    EXPECT_EQ(Stamp("file"), "00000000") << size;
-  }
-  UseKey(kKey);
   using fs::perms;
-  for (const perms others : {perms::group_read, perms::others_read}) {
-    fs::permissions("stamp.key", perms::owner_read | others);
+  fs::create_directories("out/R");
+  WriteFile("file", "hello");
+  const auto bytes = [](std::size_t size) { return [size] { UseKey(std::string(size, '0')); }; };
+  const auto open_to = [](perms others) {
+    return [others] { fs::permissions("stamp.key", perms::owner_read | others); };
+  };
+  const auto replaced = [](const std::function<void()>& make) {
+    return [make] {
+      fs::rename("stamp.key", "other.key");
+      make();
+    };
+  };
+  const auto link = replaced([] { fs::create_symlink("other.key", "stamp.key"); });
+  const auto hard_link = replaced([] { fs::create_hard_link("other.key", "stamp.key"); });
+  const auto given_away = [] { EXPECT_EQ(::chown("stamp.key", 1, 1), 0); };
+  std::vector<std::pair<std::string, std::function<void()>>> faults = {
+      {"has 0 bytes, not 32", bytes(0)},
+      {"has 31 bytes, not 32", bytes(31)},
+      {"has 33 bytes, not 32", bytes(33)},
+      {"is open to others", open_to(perms::group_read)},
+      {"is open to others", open_to(perms::others_write)},
+      {"cannot be read: No such file", replaced([] {})},
+      {"is no plain file", replaced([] { fs::create_directory("stamp.key"); })},
+      {"is a link", link},
+      {"has 2 names", hard_link}};
+  if (::geteuid() == 0) faults.emplace_back("belongs to another user", given_away);
+  for (const auto& [words, spoil] : faults) {
+    SCOPED_TRACE(words);
+    fs::remove_all("stamp.key");
+    UseKey(kKey);
+    spoil();
     EXPECT_EQ(Stamp("file"), "00000000");
+    const std::string reason = net_.LastError();
+    EXPECT_NE(reason.find("stamp.key " + words), std::string::npos) << reason;
+    EXPECT_TRUE(net_.GenApnCrg("out/") && fs::is_empty("out/R"));
+    EXPECT_STRNE(net_.LastError(), "");
+    EXPECT_FALSE(net_.GenMAPNodeReg("out/") || net_.GenMAPNodeTun("out/"));
   }
+  fs::remove_all("stamp.key");
+  UseKey(kKey);
   fs::permissions("stamp.key", perms::owner_read);
   EXPECT_EQ(Stamp("file"), "583734D0") << "the key is read at each use";
-  fs::remove("stamp.key");
-  EXPECT_EQ(Stamp("file"), "00000000");
+  EXPECT_STREQ(net_.LastError(), "");
 
-  UseKey(kKey);
   SetStampProvider(nullptr);
   EXPECT_EQ(Stamp("file"), "00000000");
+  EXPECT_STREQ(net_.LastError(), "") << "no key is configured";
   ::setenv("NCCNET_STAMP_KEY", "stamp.key", 1);
   EXPECT_EQ(Stamp("file"), "583734D0");
   ::unsetenv("NCCNET_STAMP_KEY");
@@ -119,6 +167,45 @@ TEST_F(StampTest, AFileTouchedAfterItsGeneratorGetsItsNewStamp) {
             std::string::npos);
 }
 
+TEST_F(StampTest, WhereTimesAreCoarseNothingIsRemembered) {
+  UseKey(kKey);
+  whole_seconds = true;
+  fs::create_directories("A");
+  fs::create_directories("R");
+  bool shared = false;
+  net_.SetFileObserver([&](const CFileEvent& event) { shared = shared || event.shared; });
+  std::list<CColAb> many;
+  for (std::uint32_t node = 1; node <= 1700; ++node) many.push_back({{0x18, node}, 0});
+  net_.SetListAvailableColAb(0x1B, 0x18, many, true);
+  ASSERT_TRUE(net_.GenApa("A/"));
+  EXPECT_FALSE(shared);
+  const auto time = fs::last_write_time("A/apa000C.txt");
+  std::string bytes = ReadFile("A/apa000C.txt");
+  bytes.back() = '!';
+  WriteFile("A/apa000C.txt", bytes);
+  fs::last_write_time("A/apa000C.txt", time);
+  WriteFile("copy", bytes);
+  ASSERT_TRUE(net_.GenApnCrg("./", 0xCUL));
+  EXPECT_NE(ReadFile("R/apn000C.crg").find("APA000C.TXT=" + Stamp("copy")), std::string::npos);
+}
+
+// By any prefix, and whatever the case of its letters; not what lies elsewhere.
+TEST_F(StampTest, ARegistrationAndAListFindWhatTheyStamp) {
+  UseKey(kKey);
+  Put({{"out/preNode9.MAP", "hello"},
+       {"out/preNODE9.XNW", "hello wo"},
+       {"out/pre/node9.xnw", "x"}});
+  Put({{"out/preNODE9.tun", std::string(1024, 'q')}, {"N/APN000C.txt", "hello"}, {"R/x", ""}});
+  ASSERT_TRUE(net_.GenMAPNodeReg("out/pre", 9) && net_.GenApnCrg("./", 0xCUL));
+  const std::string lines = ReadFile("out/prenode9.reg");
+  EXPECT_NE(lines.find("MAPCRC=583734D0\r\nXNWCRC=B08C79E0\r\n"), std::string::npos) << lines;
+  EXPECT_NE(lines.find("TUNCRC=10C5640A\r\n"), std::string::npos) << lines;
+  const std::string all = ReadFile("out/prenode9.reg");
+  ASSERT_TRUE(net_.GenMAPNodeReg("out/pre"));
+  EXPECT_EQ(ReadFile("out/prenode9.reg"), all);
+  EXPECT_TRUE(ReadFile("R/apn000C.crg").starts_with("APN000C.TXT=583734D0\r\n"));
+}
+
 TEST_F(StampTest, AProviderOfTheApplication) {
   const auto provider = std::make_shared<LengthStamps>();
   SetStampProvider(provider);
@@ -130,7 +217,9 @@ TEST_F(StampTest, AProviderOfTheApplication) {
   };
   EXPECT_EQ(list(), "APN000C.TXT=000001B8\r\n") << "the form for bytes is not there";
   provider->fails = true;
-  EXPECT_EQ(list(), "APN000C.TXT=00000000\r\n");
+  fs::remove("out/R/apn000C.crg");
+  EXPECT_EQ(list(), "") << "no list of what cannot be stamped";
+  EXPECT_NE(std::string(net_.LastError()).find("cannot be stamped"), std::string::npos);
   provider->has_key = false;
   provider->files = 0;
   EXPECT_EQ(list(), "APN000C.TXT=00000000\r\n");
@@ -186,12 +275,12 @@ class ThrowingStamps : public LengthStamps {
   }
 };
 
-TEST_F(StampTest, WhatAProviderOrAnObserverThrowsIsAFileWithoutStamp) {
+TEST_F(StampTest, WhatAProviderOrAnObserverThrowsGoesNoFurther) {
   SetStampProvider(std::make_shared<ThrowingStamps>());
   net_.SetFileObserver([](const CFileEvent&) { throw std::runtime_error("not interested"); });
   EXPECT_TRUE(net_.GenAPDB("out", 1));
-  EXPECT_STREQ(net_.LastError(), "");
-  EXPECT_EQ(Stamp("out/APDB/R/apn000C.crg"), "00000000");
+  EXPECT_NE(std::string(net_.LastError()).find("cannot be stamped"), std::string::npos);
+  EXPECT_TRUE(fs::exists("out/APDB/R/apn000C.crc") && !fs::exists("out/APDB/R/apn000C.crg"));
 }
 
 // What an observer must not do: the generator that tells it goes on with the database.

@@ -122,7 +122,16 @@ const char* CUpdateManager::GetDBFolder() { return db_folder_; }
 int CUpdateManager::Write(const char* path) {
   if (!write_journal_) return 0;
   RunSilently([&] {
-    if (path != nullptr) WriteImito(GetImito(path), path);
+    if (path == nullptr) return;
+    std::optional<FileError> failure;
+    unsigned long value = 0;
+    try {
+      value = GetImito(path);
+    } catch (const FileError& error) {
+      failure = error;
+    }
+    WriteImito(value, path);  // with 0 the file still counts as changed
+    if (failure) throw FileError(*failure);
   });
   return 1;
 }

@@ -6,13 +6,13 @@
 
 #include <cstdint>
 
-/// What became of one file that a generator had to write.
+/// What became of one file that a generator had to write, or of a folder that it could not use.
 struct CFileEvent {
   const char* path;     ///< as the generator built it; valid during the call
   unsigned long node;   ///< the node or user that the file is for; 0 for one of the whole network
   std::uint64_t bytes;  ///< its length; 0 for a failure
   bool shared;          ///< its bytes are stored together with those of another file
-  const char* failure;  ///< why it could not be written; null when it was
+  const char* failure;  ///< why that could not be done; null when it was
 };
 
 /// Whether generated files with identical bytes, of 64 KiB or more, may share their storage (a

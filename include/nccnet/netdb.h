@@ -425,9 +425,9 @@ class NCC_API CNCCNet {
 
   // Output --------------------------------------------------------------------------------------
   //
-  // Generators only read the network. A file appears whole under its name, or not at all (packages,
-  // which are written in place, apart); texts end their lines in CR LF. `folder` is used as a
-  // prefix: end it in a separator. Where it is said that a folder is made, the separator is added.
+  // Generators only read the network. A file appears whole under its name, or not at all; texts end
+  // their lines in CR LF. `folder` is used as a prefix: end it in a separator. Where it is said
+  // that a folder is made, the separator is added. It may be a link; none below it is followed.
   //
   // The forms of a generator: by identifier for one node, false for an unknown one and true for any
   // other, whether or not its file could be written; without, for all nodes in the order of the
@@ -517,8 +517,8 @@ class NCC_API CNCCNet {
   bool GenMAPNodeReg(const char* folder, unsigned long id);
 
   /// Packages of what was generated before, from the APDB and MAP paths and the database folder:
-  /// "AAA\<address>.aaf" and ".aas". The folder must be there; files that are missing are left out;
-  /// a longer package that is there keeps its end.
+  /// "AAA\<address>.aaf" and ".aas". The folder must be there; files that are missing are left out
+  /// (one that cannot be read fails the package); a longer package that is there keeps its end.
   bool GenFullDistr(const char* folder);
   bool GenFullDistr(const char* folder, unsigned long id);
   bool GenFullDistr(const char* folder, std::list<unsigned long> ids);
@@ -527,7 +527,7 @@ class NCC_API CNCCNet {
   bool GenShortDistr(const char* folder, std::list<unsigned long> ids);
 
   /// Writes the file's stamp, eight hexadecimal digits and a zero, into `out` (9 bytes): zeros when
-  /// it cannot be stamped. Takes no lock.
+  /// it is not there, without a key, and on a failure, which LastError tells. Takes no lock.
   void GetOnlyImito(const char* path, char* out);
   /// Writes the stamp line "NAME=STAMP\n" and a zero, in upper case, the name without its folder
   /// (its length and 11 bytes). Takes no lock.
