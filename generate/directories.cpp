@@ -7,8 +7,6 @@
 #include "generate/forms.h"
 #include "generate/output_cache.h"
 
-#include <functional>
-
 using namespace ncc;
 
 namespace {
@@ -38,36 +36,44 @@ bool CNCCNet::GenApnCrc(const char* folder, TDBObjId& ap) {
 
 bool CNCCNet::GenAPDB(const char* folder, unsigned char mode) {
   NetState& net = *state_;
-  const auto root = OutputRoot(net, folder);
-  if (!root) return true;
-  const std::string all = *root + "APDB\\";
+  const auto all = OutputPath(net, folder, "APDB\\");
+  if (!all) return true;
   FirstFailure failure;
-  failure.Make(all);
-  failure.Make(*root + "NEW\\APDB\\");
-  APDBPath(all.c_str());
-
-  struct Kind {
-    const char* letter;
-    std::function<bool(const char*)> generate;
+  APDBPath(all->c_str());
+  failure.Note();
+  const bool usable = OutputFolder(net, folder, "APDB\\").has_value();
+  failure.Note(usable);
+  failure.Note(OutputFolder(net, folder, "NEW\\APDB\\").has_value());
+  const auto generate = [&](char kind, const char* into) {
+    switch (kind) {
+      case 'A':
+        return GenApa(into);
+      case 'C':
+        return GenApc(into);
+      case 'L':
+        return GenApl(into);
+      case 'N':
+        return GenApn(into, mode);
+      case 'T':
+        return GenTun(into);
+      case 'U':
+        return GenApu(into);
+      case 'R':
+        failure.Note(EmptyFolder(net, *all));
+        failure.Note(GenApnCrg(all->c_str()));
+        return net.StopRequested() || GenApnCrc(into);
+      default:
+        return true;  // nothing is in S
+    }
   };
-  const Kind kinds[] = {{"A", [&](const char* into) { return GenApa(into); }},
-                        {"C", [&](const char* into) { return GenApc(into); }},
-                        {"L", [&](const char* into) { return GenApl(into); }},
-                        {"N", [&](const char* into) { return GenApn(into, mode); }},
-                        {"S", [&](const char*) { return true; }},
-                        {"T", [&](const char* into) { return GenTun(into); }},
-                        {"U", [&](const char* into) { return GenApu(into); }},
-                        {"R", [&](const char* into) {
-                           failure.Empty(all);
-                           failure.Note(GenApnCrg(all.c_str()));
-                           return net.StopRequested() || GenApnCrc(into);
-                         }}};
-  for (const Kind& kind : kinds) {
-    const std::string sub_folder = all + kind.letter + "\\";
-    failure.Make(sub_folder);
-    failure.Empty(sub_folder);
-    ClearLastError();
-    failure.Note(kind.generate(sub_folder.c_str()));
+  for (const char kind : std::string_view(usable ? "ACLNSTUR" : "")) {
+    const char below[] = {'A', 'P', 'D', 'B', '\\', kind, '\\', '\0'};
+    const auto into = OutputFolder(net, folder, below);
+    failure.Note(into.has_value());
+    if (into) {
+      failure.Note(EmptyFolder(net, *into));
+      failure.Note(generate(kind, into->c_str()));
+    }
     if (net.StopRequested()) break;
   }
   ForgetComposed(net);
@@ -77,26 +83,28 @@ bool CNCCNet::GenAPDB(const char* folder, unsigned char mode) {
 
 bool CNCCNet::GenAPDB(const char* folder, unsigned char mode, std::list<unsigned long> ids) {
   NetState& net = *state_;
-  const auto root = OutputRoot(net, folder);
+  const auto root = OutputPath(net, folder, "");
   if (!root) return true;
   FirstFailure failure;
-  failure.Make(*root);
   APDBPath(root->c_str());
-  failure.Make(*root + "T\\");
-  failure.Make(*root + "S\\");
-  const auto make = [&](const char* letter) {
-    std::string sub_folder = *root + letter + "\\";
-    failure.Make(sub_folder);
-    return sub_folder;
+  failure.Note();
+  for (const char* sub_folder : {"T\\", "S\\"})
+    failure.Note(OutputFolder(net, folder, sub_folder).has_value());
+  // Runs generate(sub-folder) when the sub-folder can be used.
+  const auto in = [&](const char* sub_folder, unsigned long id, auto generate) {
+    const auto into = OutputFolder(net, folder, sub_folder, static_cast<std::uint32_t>(id));
+    failure.Note(into.has_value());
+    if (into) failure.Note(generate(into->c_str()));
   };
   return ForList(net, ids, Stop::kAfterEach, failure, [&](unsigned long id) {
-    failure.Note(GenApa(make("A").c_str(), id));
-    failure.Note(GenApc(make("C").c_str(), id));
-    failure.Note(GenApl(make("L").c_str(), id));
-    failure.Note(GenApn(make("N").c_str(), mode, id));
-    failure.Note(GenApu(make("U").c_str(), id));
-    const std::string stamps = make("R");
-    failure.Note(GenApnCrg(root->c_str(), id));
-    failure.Note(GenApnCrc(stamps.c_str(), id));
+    in("A\\", id, [&](const char* into) { return GenApa(into, id); });
+    in("C\\", id, [&](const char* into) { return GenApc(into, id); });
+    in("L\\", id, [&](const char* into) { return GenApl(into, id); });
+    in("N\\", id, [&](const char* into) { return GenApn(into, mode, id); });
+    in("U\\", id, [&](const char* into) { return GenApu(into, id); });
+    in("R\\", id, [&](const char* into) {
+      failure.Note(GenApnCrg(root->c_str(), id));
+      return GenApnCrc(into, id);
+    });
   });
 }

@@ -10,14 +10,11 @@ namespace {
 template <class One>
 bool ForListIn(NetState& net, const char* folder, const char* sub_folder,
                const std::list<unsigned long>& ids, One one) {
-  const auto root = OutputRoot(net, folder);
-  if (!root) return true;
+  const auto into = OutputFolder(net, folder, sub_folder);
+  if (!into) return true;
   FirstFailure failure;
-  failure.Make(*root);
-  const std::string into = *root + sub_folder;
-  failure.Make(into);
   return ForList(net, ids, Stop::kAfterEach, failure,
-                 [&](unsigned long id) { one(into.c_str(), id); });
+                 [&](unsigned long id) { one(into->c_str(), id); });
 }
 
 }  // namespace
@@ -117,15 +114,12 @@ bool CNCCNet::GenApnCrc(const char* folder, unsigned long id) {
 
 bool CNCCNet::GenApnCrc(const char* folder, std::list<unsigned long> ids) {
   NetState& net = *state_;
-  const auto root = OutputRoot(net, folder);
-  if (!root) return true;
+  const auto into = OutputFolder(net, folder, "R\\");
+  if (!into) return true;
   FirstFailure failure;
-  failure.Make(*root);
-  const std::string into = *root + "R\\";
-  failure.Make(into);
-  failure.Note(GenApnCrc(into.c_str()));
+  failure.Note(GenApnCrc(into->c_str()));
   return ForList(net, ids, Stop::kNever, failure,
-                 [&](unsigned long id) { GenApnCrc(into.c_str(), id); });
+                 [&](unsigned long id) { GenApnCrc(into->c_str(), id); });
 }
 
 bool CNCCNet::GenApnCrg(const char* folder) {
@@ -140,11 +134,9 @@ bool CNCCNet::GenApnCrg(const char* folder, unsigned long id) {
 // The folder of the stamp lists is made, but each list is given that of the whole database.
 bool CNCCNet::GenApnCrg(const char* folder, std::list<unsigned long> ids) {
   NetState& net = *state_;
-  const auto root = OutputRoot(net, folder);
-  if (!root) return true;
+  const auto root = OutputPath(net, folder, "");
+  if (!root || !OutputFolder(net, folder, "R\\")) return true;
   FirstFailure failure;
-  failure.Make(*root);
-  failure.Make(*root + "R\\");
   return ForList(net, ids, Stop::kNever, failure,
                  [&](unsigned long id) { GenApnCrg(root->c_str(), id); });
 }
@@ -190,10 +182,9 @@ bool CNCCNet::GenMAPApnCrg(const char* folder, unsigned long id) {
 
 bool CNCCNet::GenMAPApnCrg(const char* folder, std::list<unsigned long> ids) {
   NetState& net = *state_;
-  const auto root = OutputRoot(net, folder);
+  const auto root = OutputFolder(net, folder, "");
   if (!root) return true;
   FirstFailure failure;
-  failure.Make(*root);
   return ForList(net, ids, Stop::kNever, failure,
                  [&](unsigned long id) { GenMAPApnCrg(root->c_str(), id); });
 }

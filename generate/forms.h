@@ -4,6 +4,7 @@
 #include "core/entity.h"
 #include "platform/files.h"
 
+#include <array>
 #include <cstdint>
 #include <list>
 #include <optional>
@@ -12,29 +13,37 @@
 
 namespace ncc {
 
-// Of the steps of a generation whose result is fixed, keeps the first failure.
+// Of the steps of a generation whose result is fixed, keeps the first failure. Needs no memory.
 class FirstFailure {
  public:
   // After each step, with its result: takes up what the step left as the last error.
-  void Note(bool result = true);
-  // Folders: what fails is noted.
-  void Make(const std::string& folder);
-  void Empty(const std::string& folder, std::string_view prefix = "");
+  void Note(bool result = true) noexcept;
   // The same for a step that may well have nothing to do: it counts when nothing else has failed.
-  void NoteMinor(bool result);
+  void NoteMinor(bool result) noexcept;
   // Reports a file that was written to the journal; the observer hears of a failure.
   void Journal(NetState& net, const std::string& path, std::uint32_t node);
   // At the end: leaves the first failure as the last error.
-  void Report() const;
+  void Report() const noexcept;
 
  private:
-  std::string text_;
-  std::string minor_text_;
+  using Text = std::array<char, 512>;
+  static void Keep(Text& text) noexcept;
+
+  Text text_{};
+  Text minor_text_{};
 };
 
-// The folder of a generator that makes folders, with a separator at its end. Nothing, and the last
-// error says why, without a folder or while no database is open.
-std::optional<std::string> OutputRoot(NetState& net, const char* folder);
+// The steps of such a generation that are no generators; each leaves its failure as the last error.
+// They are for a whole network or, with a number, for one node.
+
+// The path of a folder below the one that was named; nothing without that, or while no database is
+// open.
+std::optional<std::string> OutputPath(NetState& net, const char* folder, std::string_view below);
+// Makes that folder too; nothing when it cannot be used, which the observer is told.
+std::optional<std::string> OutputFolder(NetState& net, const char* folder, std::string_view below,
+                                        std::uint32_t node = 0);
+// Deletes the files of a folder whose names begin with `prefix`.
+bool EmptyFolder(NetState& net, const std::string& folder, std::string_view prefix = "");
 
 // The progress callback, called under the lock between two nodes.
 bool CallBetweenNodes(NetState& net);

@@ -33,8 +33,11 @@ template <class Compose>
 bool WriteKeyCentreFile(NetState& net, const char* folder, const char* name, Compose compose) {
   return Run(net, false, [&] {
     const std::string prefix = Prefix(folder);
-    FirstFailure ignored;
-    ignored.Make(prefix);
+    try {
+      MakeFolders(prefix);
+    } catch (const FileError&) {
+      // Where it matters the file fails too.
+    }
     WriteFile(net, prefix + name, 0, compose);
     return true;
   });
@@ -98,26 +101,25 @@ bool CNCCNet::CreateAbn_apFile(const char* folder) {
 
 bool CNCCNet::ExportForKC(bool full, const char* folder) {
   NetState& net = *state_;
-  const auto root = OutputRoot(net, folder);
-  if (!root) return true;
   FirstFailure failure;
-  const auto empty_folder = [&](const std::string& path) {
-    failure.Make(path);
-    failure.Empty(path);
+  const auto empty_folder = [&](const char* below) {
+    auto path = OutputFolder(net, folder, below);
+    failure.Note(path.has_value());
+    if (path) failure.Note(EmptyFolder(net, *path));
     return path;
   };
+  const auto root = empty_folder("");
+  if (!root) return true;
   const char* into = root->c_str();
-  empty_folder(*root);
   failure.Note(CreateAbonameFile(into));
   failure.Note(CreateAbonameeFile(into));
   failure.Note(CreateCcc_kcFile(into));
   failure.Note(CreateAbn_apFile(into));
   failure.Note(CreateNodenameFile(into));
-  failure.Note(GenAB(empty_folder(*root + "AB\\").c_str()));
-  failure.Note(GenAP(empty_folder(*root + "AP\\").c_str()));
+  if (const auto users = empty_folder("AB\\")) failure.Note(GenAB(users->c_str()));
+  if (const auto aps = empty_folder("AP\\")) failure.Note(GenAP(aps->c_str()));
   failure.Note(CreateNmatrixFile(into));
-  empty_folder(*root + "AAA\\");
-  failure.Note(full ? GenFullDistr(into) : GenShortDistr(into));
+  if (empty_folder("AAA\\")) failure.Note(full ? GenFullDistr(into) : GenShortDistr(into));
   ForgetComposed(net);
   failure.Report();
   return true;

@@ -49,16 +49,17 @@ const VisibleNodes& OutputCache::VisibleFrom(const NetState& net, const CHDBReco
 const std::vector<std::uint32_t>& OutputCache::MembersAt(const NetState& net,
                                                          std::uint32_t server) {
   if (!members_) {
-    members_.emplace();
+    std::map<std::uint32_t, std::vector<std::uint32_t>> members_at;
     for (const std::uint32_t user : NumbersOf(net, kTypeAB)) {
       const PairList& pairs = net.base->FindRecord(user)->Pairs();
       for (auto at = pairs.First(); at != kNoPosition; at = pairs.Next(at)) {
         const std::uint32_t node = pairs.At(at).second;
         if (FindObject(net, node, kTypeServer) == nullptr) continue;
-        std::vector<std::uint32_t>& members = (*members_)[node];
+        std::vector<std::uint32_t>& members = members_at[node];
         if (members.empty() || members.back() != user) members.push_back(user);
       }
     }
+    members_ = std::move(members_at);
   }
   return (*members_)[server];
 }

@@ -50,6 +50,7 @@ struct GroupView {
   std::optional<GroupText> placements;
 };
 
+// Each part is there whole or not at all: it is made aside, since making it may fail.
 class OutputCache {
  public:
   // The cache of the network as it is now: emptied when anything has changed since it was filled.
@@ -74,8 +75,9 @@ class OutputCache {
   template <class Compose>
   SharedBytes& UserDirectory(Compose compose) {
     if (!user_directory_) {
-      user_directory_ = std::make_unique<SharedBytes>();
-      user_directory_->bytes = compose();
+      auto made = std::make_unique<SharedBytes>();
+      made->bytes = compose();
+      user_directory_ = std::move(made);
     }
     return *user_directory_;
   }

@@ -7,16 +7,19 @@ using namespace ncc;
 
 bool CNCCNet::GenMAP(const char* folder, unsigned char mode) {
   NetState& net = *state_;
-  const auto root = OutputRoot(net, folder);
-  if (!root) return true;
-  const std::string map = *root + "MAP\\";
+  const auto map = OutputPath(net, folder, "MAP\\");
+  if (!map) return true;
   FirstFailure failure;
-  failure.Make(map);
-  failure.Make(*root + "NEW\\MAP\\");
-  MAPPath(map.c_str());
-  failure.Note(GenMAPApa(map.c_str()));
-  if (!net.StopRequested()) failure.Note(GenMAPApn(map.c_str(), mode));
-  if (!net.StopRequested()) failure.Note(GenMAPApnCrg(map.c_str()));
+  MAPPath(map->c_str());
+  failure.Note();
+  const bool usable = OutputFolder(net, folder, "MAP\\").has_value();
+  failure.Note(usable);
+  failure.Note(OutputFolder(net, folder, "NEW\\MAP\\").has_value());
+  if (usable) {
+    failure.Note(GenMAPApa(map->c_str()));
+    if (!net.StopRequested()) failure.Note(GenMAPApn(map->c_str(), mode));
+    if (!net.StopRequested()) failure.Note(GenMAPApnCrg(map->c_str()));
+  }
   failure.Report();
   return true;
 }
@@ -25,11 +28,12 @@ bool CNCCNet::GenMAP(const char* folder, unsigned char mode) {
 // the stamps of their previous versions.
 bool CNCCNet::GenMAP(const char* folder, unsigned char mode, std::list<unsigned long> ids) {
   NetState& net = *state_;
-  const auto map = OutputRoot(net, folder);
+  const auto map = OutputPath(net, folder, "");
   if (!map) return true;
   FirstFailure failure;
-  failure.Make(*map);
   MAPPath(map->c_str());
+  failure.Note();
+  failure.Note(OutputFolder(net, folder, "").has_value());
   return ForList(net, ids, Stop::kAfterEach, failure, [&](unsigned long id) {
     failure.Note(GenMAPApa(map->c_str(), id));
     failure.Note(GenMAPApn(map->c_str(), mode, id));
@@ -42,15 +46,13 @@ bool CNCCNet::GenMAP(const char* folder, unsigned char mode, std::list<unsigned 
 
 bool CNCCNet::GenRoutingTables(const char* folder) {
   NetState& net = *state_;
-  const auto root = OutputRoot(net, folder);
-  if (!root) return true;
-  const std::string map = *root + "MAP\\";
+  const auto map = OutputFolder(net, folder, "MAP\\");
+  if (!map) return true;
   FirstFailure failure;
-  failure.Make(map);
-  failure.Empty(map, "node");
-  failure.NoteMinor(GenMAPNodeTun(map.c_str()));
-  if (!net.StopRequested()) failure.Note(GenMAPNodeMap(map.c_str()));
-  if (!net.StopRequested()) failure.Note(GenMAPNodeReg(map.c_str()));
+  failure.Note(EmptyFolder(net, *map, "node"));
+  failure.NoteMinor(GenMAPNodeTun(map->c_str()));
+  if (!net.StopRequested()) failure.Note(GenMAPNodeMap(map->c_str()));
+  if (!net.StopRequested()) failure.Note(GenMAPNodeReg(map->c_str()));
   failure.Report();
   return true;
 }

@@ -296,15 +296,49 @@ TEST_F(StampTest, AnObserverCannotCloseOrBatch) {
   EXPECT_NE(net_.AddServer("still open", 0, 0), 0U);
 }
 
-TEST_F(StampTest, EmptyingKeepsLinksToFolders) {
-  fs::create_directories("disk");
-  WriteFile("disk/other", "x");
-  fs::create_directories("out/APDB");
+TEST_F(StampTest, LinksBelowTheNamedFolderAreNotFollowed) {
+  Put({{"disk/other", "x"}, {"real/APDB/old", ""}});
+  fs::create_directory_symlink("real", "out");
   fs::create_directory_symlink("../../disk", "out/APDB/keep");
   fs::create_symlink("../../disk/other", "out/APDB/file");
+  std::vector<std::string> failed;
+  net_.SetFileObserver([&](const CFileEvent& event) {
+    if (event.failure != nullptr) failed.emplace_back(event.path);
+  });
   EXPECT_TRUE(net_.GenAPDB("out", 1));
-  EXPECT_TRUE(fs::is_symlink("out/APDB/keep") && fs::exists("disk/other"));
-  EXPECT_FALSE(fs::exists(fs::symlink_status("out/APDB/file")));
+  EXPECT_STREQ(net_.LastError(), "");
+  EXPECT_TRUE(fs::is_symlink("out/APDB/keep") && fs::exists("real/APDB/A/apa000C.txt"));
+  EXPECT_FALSE(fs::exists(fs::symlink_status("out/APDB/file")) || fs::exists("out/APDB/old"));
+
+  const auto link = [](const std::string& folder) {
+    fs::remove_all(folder);
+    fs::create_directory_symlink(fs::absolute("disk"), folder);
+  };
+  link("real/APDB/A");
+  link("real/APDB/R");
+  link("real/MAP");
+  link("real/NEW");
+  fs::create_directory("kc");
+  link("kc/AB");
+  link("kc/AAA");
+  EXPECT_TRUE(net_.GenAPDB("out", 1));
+  EXPECT_NE(std::string(net_.LastError()).find("folder out/NEW is a link"), std::string::npos);
+  EXPECT_EQ(failed,
+            (std::vector<std::string>{"out\\NEW\\APDB\\", "out\\APDB\\A\\", "out\\APDB\\R\\"}));
+  EXPECT_TRUE(fs::exists("real/APDB/N/apn000C.txt")) << "the others are made";
+  const auto refused = [&](bool ended) { return ended && *net_.LastError() != '\0'; };
+  const std::list<unsigned long> ap = {0xC};
+  EXPECT_TRUE(refused(net_.GenApnCrg("out/APDB/")) && refused(net_.GenApnCrg("out/APDB", ap)));
+  EXPECT_TRUE(refused(net_.GenAPDB("out/APDB", 1, ap)) && refused(net_.GenApa("out/APDB", ap)));
+  EXPECT_TRUE(refused(net_.GenRoutingTables("out")) && refused(net_.GenMAP("out", 1)));
+  EXPECT_TRUE(refused(net_.ExportForKC(true, "kc")) && refused(net_.GenShortDistr("kc", 0xC)));
+  EXPECT_EQ(Differences({{"disk/other", "x"}}, FilesBelow("disk")), "");
+  WriteFile("disk/package", "whole");
+  fs::remove("kc/AAA");
+  fs::create_directory("kc/AAA");
+  fs::create_symlink("../../disk/package", "kc/AAA/001A000C.aaf");
+  EXPECT_TRUE(net_.GenFullDistr("kc", 0xC));
+  EXPECT_EQ(ReadFile("disk/package"), "whole");
 }
 
 }  // namespace
