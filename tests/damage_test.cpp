@@ -12,7 +12,6 @@
 namespace {
 
 using ncc::Row;
-using ncc::RowKey;
 using ncc::RowKind;
 
 constexpr std::uint32_t kRoot = ncc::kRootNumber;

@@ -116,6 +116,7 @@ void ReadTable(sqlite3* db, RowKind kind, std::string_view sql, RowTotals& total
     const std::int64_t table_key = statement.Integer(0);
     const std::int64_t type = statement.Integer(1);
     const bool fits = FitsKey(kind, table_key) && FitsNumber(type);
+    // NOLINTNEXTLINE(bugprone-use-after-move): all of it is set anew
     found.key = KeyFromTable(kind, table_key);
     found.type = static_cast<std::uint32_t>(type);
     found.name = statement.Bytes(2);
