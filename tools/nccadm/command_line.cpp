@@ -74,7 +74,7 @@ std::string HintAbout(const std::string& word, const CLI::App& root, const Reach
       for (const std::string& name : option->get_lnames()) nearest.Offer("--" + name);
     }
   }
-  const std::string hint = DidYouMean(nearest.Take());
+  std::string hint = DidYouMean(nearest.Take());
   if (!takes_names || !hint.empty()) return hint;
   return fmt::format("A name that begins with \"-\" stands behind \"--\", at the end: '{} -- {}'. ",
                      reached.path, word);
