@@ -151,7 +151,7 @@ int CUpdateManager::Read() {
   bool found = false;
   const bool read = RunSilently([&] { found = ReadRecords(); });
   if (read && found) return 1;
-  if (read) SetLastError(std::string("there is no journal ") + kJournal);
+  if (read) SetLastError("there is no journal newfiles.dat");
   return 0;
 }
 
