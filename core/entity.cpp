@@ -1,5 +1,9 @@
 #include "core/entity.h"
 
+#include "nccnet/text.h"
+
+#include <optional>
+
 namespace ncc {
 
 std::string_view KindName(std::uint8_t type) {
@@ -38,16 +42,32 @@ void RefuseUnknown(std::uint8_t type, unsigned long id) {
   throw Refusal("no " + std::string(KindName(type)) + " has the identifier " + std::to_string(id));
 }
 
-void RefuseUnknown(std::uint8_t type, const char* name) {
-  if (name == nullptr) throw Refusal("no name was given");
-  throw Refusal("no " + std::string(KindName(type)) + " has the name \"" + name + "\"");
+void RefuseUnknown(std::uint8_t type, const char* given) {
+  if (given == nullptr) throw Refusal("no name was given");
+  throw Refusal("no " + std::string(KindName(type)) + " has the name \"" + given + "\"");
 }
 
-std::string_view CheckedName(const char* name) {
-  if (name == nullptr) throw Refusal("no name was given");
-  const std::size_t length = strnlen(name, kMaxNameLength + 1);
-  if (length > kMaxNameLength) throw Refusal("name is longer than 51 bytes");
-  return {name, length};
+std::string StoredName(const NetState& net, const char* given) {
+  if (given == nullptr) throw Refusal("no name was given");
+  if (net.encoding == CTextEncoding::kCp1251) return given;
+  std::optional<std::string> bytes = Cp1251FromUtf8(given);
+  if (!bytes)
+    throw Refusal("\"" + std::string(given) + "\" is not UTF-8 text that code page 1251 can hold");
+  return std::move(*bytes);
+}
+
+std::string CheckedName(const NetState& net, const char* given) {
+  // No record's field is read beyond its end, should it have no zero.
+  const std::size_t most =
+      net.encoding == CTextEncoding::kUtf8 ? 3 * kMaxNameLength : kMaxNameLength;
+  const bool fits = given == nullptr || strnlen(given, most + 1) <= most;
+  std::string name = fits ? StoredName(net, given) : std::string();
+  if (!fits || name.size() > kMaxNameLength) throw Refusal("name is longer than 51 bytes");
+  return name;
+}
+
+std::string ShownName(const NetState& net, std::string_view stored) {
+  return net.encoding == CTextEncoding::kUtf8 ? Utf8FromCp1251(stored) : std::string(stored);
 }
 
 void PutName(CNCCEntry& entry, std::string_view name) {
@@ -124,9 +144,10 @@ TDBObjId FindItem(NetState& net, const CHDBFolder& folder, std::uint8_t type, un
 }
 
 TDBObjId FindNamedItem(NetState& net, const CHDBFolder& folder, std::uint8_t type,
-                       const char* name) {
+                       const char* given) {
   TDBObjId found;
-  if (name == nullptr) return found;
+  if (given == nullptr) return found;
+  const std::string name = StoredName(net, given);
   if (net.callback == nullptr) {
     const CHDBRecord* record = FindNamedIn(net, folder, type, name);
     return record != nullptr ? FolderOf(*record) : found;
@@ -196,7 +217,7 @@ void RemoveItems(const NetState& net, const TDBObjId& object) {
 
 void RefuseTakenName(const NetState& net, std::string_view name, std::uint8_t type) {
   if (!NameExists(net, name, type)) return;
-  throw Refusal("the name \"" + std::string(name) + "\" is taken by another " +
+  throw Refusal("the name \"" + ShownName(net, name) + "\" is taken by another " +
                 std::string(KindName(type)) + " or this one");
 }
 

@@ -46,8 +46,14 @@ struct Entity {
 // "server", "AP", ... for messages.
 std::string_view KindName(std::uint8_t type);
 
-// A name that may be stored. Throws Refusal for a null pointer and for more than 51 bytes.
-std::string_view CheckedName(const char* name);
+// What a caller gives as a name is a `const char*` in the encoding that it speaks; everything else
+// is the bytes that the database holds. This is where the one becomes the other. Throws Refusal for
+// a null pointer and for what code page 1251 cannot hold.
+std::string StoredName(const NetState& net, const char* given);
+// One that may be stored: throws Refusal for more than 51 bytes, too.
+std::string CheckedName(const NetState& net, const char* given);
+// The other way, for the text of a failure.
+std::string ShownName(const NetState& net, std::string_view stored);
 
 // Throws Refusal when there is no such object (of this type, where one is given).
 Entity OpenEntity(const NetState& net, const TDBObjId& folder);
@@ -98,7 +104,7 @@ TDBObjId FindItem(NetState& net, const CHDBFolder& folder, std::uint8_t type, un
 // The first of a folder's items of a type that shows this name: with a progress callback a walk
 // over the items, without one by index. Number 0 when there is none.
 TDBObjId FindNamedItem(NetState& net, const CHDBFolder& folder, std::uint8_t type,
-                       const char* name);
+                       const char* given);
 
 // Finding without progress callback: the record of this type, null when there is none.
 const CHDBRecord* FindObject(const NetState& net, unsigned long id, std::uint8_t type);
@@ -182,7 +188,7 @@ void RenameRecord(CHDBRecord& record, std::string_view name) {
 template <class Entry>
 bool RenameRootObject(NetState& net, const TDBObjId& object, std::uint8_t type,
                       const char* new_name) {
-  const std::string_view name = CheckedName(new_name);
+  const std::string name = CheckedName(net, new_name);
   const Entity entity = OpenEntity(net, object, type);
   RefuseTakenName(net, name, type);
   RenameRecord<Entry>(*entity.record, name);
@@ -200,6 +206,6 @@ std::uint32_t TakeId(NetState& net);
 void StorePreferences(NetState& net);
 
 [[noreturn]] void RefuseUnknown(std::uint8_t type, unsigned long id);
-[[noreturn]] void RefuseUnknown(std::uint8_t type, const char* name);
+[[noreturn]] void RefuseUnknown(std::uint8_t type, const char* given);
 
 }  // namespace ncc

@@ -96,6 +96,22 @@ NCCCallback CNCCNet::SetCallback(NCCCallback callback, void* context) {
   return std::exchange(state_->callback, callback);
 }
 
+bool CNCCNet::SetTextEncoding(CTextEncoding encoding) {
+  LockScope lock(state_->lock);
+  if (state_->callback_depth > 0) {
+    SetLastError("a progress callback cannot change the encoding of names");
+    return false;
+  }
+  state_->encoding = encoding;
+  ClearLastError();
+  return true;
+}
+
+CTextEncoding CNCCNet::GetTextEncoding() {
+  LockScope lock(state_->lock);
+  return state_->encoding;
+}
+
 bool CNCCNet::Create(const char* path, const char* name, unsigned long net_number) {
   NetState& net = *state_;
   return OpenDatabase(net, path, name, [&](const std::string& file) {

@@ -31,6 +31,7 @@ struct NetState {
   std::string kc_path;
   std::string apdb_path = ".\\APDB\\";
   std::string map_path = ".\\MAP\\";
+  CTextEncoding encoding = CTextEncoding::kCp1251;  // of the names that the caller gives
   NCCCallback callback = nullptr;
   void* context = nullptr;
   CNetPref prefs;

@@ -258,15 +258,34 @@ void JudgeRequest(const char* folder, const CExchangeGate& gate, const CExchange
     report.refused.emplace_back("what replaces blanks is a blank itself");
 }
 
+// The gateway as the files hold it.
+CExchangeGate StoredGate(const CExchangeGate& gate, CTextEncoding encoding,
+                         CExchangeReport& report) {
+  if (encoding == CTextEncoding::kCp1251) return gate;
+  const std::optional<std::string> name = Cp1251FromUtf8(gate.name);
+  if (!name)
+    report.refused.emplace_back("gateway: the name is not UTF-8 text that code page 1251 can hold");
+  return {gate.first, gate.second, name.value_or("?")};
+}
+
+void ShowInUtf8(CExchangeReport& report) {
+  for (auto* lines : {&report.refused, &report.not_carried}) {
+    for (std::string& line : *lines) line = Utf8FromCp1251(line);
+  }
+}
+
 }  // namespace
 
-bool WriteExchangeSet(CNCCNet& net, const char* folder, const CExchangeGate& gate,
+bool WriteExchangeSet(CNCCNet& net, const char* folder, const CExchangeGate& given_gate,
                       CExchangeReport& report, const CExchangeOptions& options) {
   report = {};
-  JudgeRequest(folder, gate, options, report);
+  const CTextEncoding encoding = net.GetTextEncoding();
   try {
+    const CExchangeGate gate = StoredGate(given_gate, encoding, report);
+    JudgeRequest(folder, gate, options, report);
     const OwnNetwork own = ReadOwnNetwork(net);
     JudgeOwnNetwork(own, options.blank, report);
+    if (encoding == CTextEncoding::kUtf8) ShowInUtf8(report);
     if (report.refused.empty())
       PublishSet(WithSeparator(folder), own.net, ComposeSet(own, gate, options.blank));
   } catch (const std::runtime_error& error) {

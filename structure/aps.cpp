@@ -41,8 +41,7 @@ const CHDBRecord* FirstNamed(const NetState& net, std::string_view name) {
 }
 
 // GetAP by name: with a progress callback a walk over the root folder, without one by index.
-const CHDBRecord* FindAP(NetState& net, const char* name) {
-  if (name == nullptr) RefuseUnknown(kTypeAP, name);
+const CHDBRecord* FindAP(NetState& net, std::string_view name) {
   if (net.callback == nullptr) return FirstNamed(net, name);
   const CHDBRecord* found = nullptr;
   WalkItems(net, *net.root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
@@ -54,9 +53,9 @@ const CHDBRecord* FindAP(NetState& net, const char* name) {
   return found;
 }
 
-const CHDBRecord& KnownAP(NetState& net, const char* name) {
-  const CHDBRecord* record = FindAP(net, name);
-  if (record == nullptr) RefuseUnknown(kTypeAP, name);
+const CHDBRecord& KnownAP(NetState& net, const char* given) {
+  const CHDBRecord* record = FindAP(net, StoredName(net, given));
+  if (record == nullptr) RefuseUnknown(kTypeAP, given);
   return *record;
 }
 
@@ -80,7 +79,7 @@ bool IsNameTaken(NetState& net, std::string_view name) {
 }
 
 bool RenameAP(NetState& net, const TDBObjId& object, const char* new_name) {
-  const std::string_view name = CheckedName(new_name);
+  const std::string name = CheckedName(net, new_name);
   if (IsNameTaken(net, name)) RefuseTakenName(net, name, kTypeAP);
   net.Progress();
   const Entity ap = OpenEntity(net, object, kTypeAP);
@@ -120,7 +119,7 @@ unsigned long CNCCNet::AddAP(TDBObjId& server, const char* name, unsigned long f
 
 unsigned long CNCCNet::AddAPTo(TDBObjId object, const char* name, unsigned long flags) {
   NetState& net = *state_;
-  const std::string_view checked = CheckedName(name);
+  const std::string checked = CheckedName(net, name);
   const Entity server = OpenEntity(net, object, kTypeServer);
   const std::uint32_t id = TakeId(net);
   const std::uint32_t ordinal = ChangeApCount(server, +1);
@@ -135,8 +134,8 @@ unsigned long CNCCNet::AddAPTo(TDBObjId object, const char* name, unsigned long 
   entry.server_id = server.Number();
   entry.settings = net.prefs.node_settings;
   SetData(std::make_shared<CHDBList>(ap.record), &entry, sizeof(entry));
-  server.folder->Append(ap.Id(), kTypeAP, name);
-  server.folder->Append(ap.folder->RecordId(), kRecordItem, name);
+  server.folder->Append(ap.Id(), kTypeAP, checked);
+  server.folder->Append(ap.folder->RecordId(), kRecordItem, checked);
   StorePreferences(net);
   return id;
 }
@@ -258,8 +257,8 @@ bool CNCCNet::GetAP(unsigned long server, unsigned long id, TDBObjId& result) {
 bool CNCCNet::GetAP(const char* server, const char* name, TDBObjId& result) {
   return Run(*state_, false, [&] {
     const TDBObjId object = RootObject(server, kTypeServer);
-    if (name == nullptr) RefuseUnknown(kTypeAP, name);
-    const CHDBRecord* ap = FindNamedIn(*state_, *OpenFolder(*state_, object.number), kTypeAP, name);
+    const CHDBRecord* ap = FindNamedIn(*state_, *OpenFolder(*state_, object.number), kTypeAP,
+                                       StoredName(*state_, name));
     if (ap == nullptr) RefuseUnknown(kTypeAP, name);
     result = FolderOf(*ap);
     return true;
@@ -314,5 +313,5 @@ unsigned long CNCCNet::GetListAP(std::list<CNNEntry>& list) {
 }
 
 bool CNCCNet::CheckAPName(const char* name) {
-  return Run(*state_, false, [&] { return IsNameTaken(*state_, CheckedName(name)); });
+  return Run(*state_, false, [&] { return IsNameTaken(*state_, CheckedName(*state_, name)); });
 }

@@ -57,7 +57,7 @@ unsigned long CNCCNet::CreateDep(const char* name, TDBObjId& result) {
   NetState& net = *state_;
   TDBObjId created;
   const unsigned long id = Run(net, 0UL, [&] {
-    const std::string_view checked = CheckedName(name);
+    const std::string checked = CheckedName(net, name);
     CDepEntry entry;
     std::memset(static_cast<void*>(&entry), 0, sizeof(entry));
     PutName(entry, checked);
@@ -142,7 +142,8 @@ bool CNCCNet::LinkDepToDep(const char* name1, const char* name2) {
     const TDBObjId object2 = RootObject(name2, kTypeDep);
     const Entity dep1 = OpenEntity(*state_, object1, kTypeDep);
     const Entity dep2 = OpenEntity(*state_, object2, kTypeDep);
-    LinkDeps(dep1, dep2, Spelled(*dep1.record, name1), Spelled(*dep2.record, name2));
+    LinkDeps(dep1, dep2, Spelled(*dep1.record, StoredName(*state_, name1)),
+             Spelled(*dep2.record, StoredName(*state_, name2)));
     return true;
   });
 }
@@ -221,5 +222,6 @@ unsigned long CNCCNet::GetListDepFree(std::list<CDepEntry>& list) {
 }
 
 bool CNCCNet::CheckDepName(const char* name) {
-  return Run(*state_, false, [&] { return NameExists(*state_, CheckedName(name), kTypeDep); });
+  return Run(*state_, false,
+             [&] { return NameExists(*state_, CheckedName(*state_, name), kTypeDep); });
 }

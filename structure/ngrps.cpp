@@ -20,7 +20,7 @@ unsigned long CNCCNet::CreateNGrp(const char* name, TDBObjId& result) {
   NetState& net = *state_;
   TDBObjId created;
   const unsigned long id = Run(net, 0UL, [&] {
-    const std::string_view checked = CheckedName(name);
+    const std::string checked = CheckedName(net, name);
     CNGrpEntry entry;
     std::memset(static_cast<void*>(&entry), 0, sizeof(entry));
     PutName(entry, checked);
@@ -105,7 +105,8 @@ unsigned long CNCCNet::GetListNGrp(std::list<CNGrpEntry>& list) {
 }
 
 bool CNCCNet::CheckNGrpName(const char* name) {
-  return Run(*state_, false, [&] { return NameExists(*state_, CheckedName(name), kTypeNGrp); });
+  return Run(*state_, false,
+             [&] { return NameExists(*state_, CheckedName(*state_, name), kTypeNGrp); });
 }
 
 bool CNCCNet::LinkNNToNGrp(unsigned long group, unsigned long node) {

@@ -19,7 +19,7 @@ bool IsServerNameTaken(NetState& net, std::string_view name) {
 }
 
 bool RenameServer(NetState& net, const TDBObjId& server, const char* new_name) {
-  CheckedName(new_name);
+  CheckedName(net, new_name);
   WalkServers(net);
   return RenameRootObject<CNNEntry>(net, server, kTypeServer, new_name);
 }
@@ -37,7 +37,7 @@ void ListLinked(NetState& net, const TDBObjId& object, std::list<CNNEntry>& list
 unsigned long CNCCNet::AddServer(const char* name, unsigned long flags, unsigned short value) {
   NetState& net = *state_;
   return Run(net, 0UL, [&] {
-    const std::string_view checked = CheckedName(name);
+    const std::string checked = CheckedName(net, name);
     if (IsServerNameTaken(net, checked)) RefuseTakenName(net, checked, kTypeServer);
     CNNEntry entry;
     PutName(entry, checked);
@@ -188,5 +188,6 @@ bool CNCCNet::UnlinkServers(TDBObjId server1, TDBObjId server2) {
 }
 
 bool CNCCNet::CheckServerName(const char* name) {
-  return Run(*state_, false, [&] { return IsServerNameTaken(*state_, CheckedName(name)); });
+  return Run(*state_, false,
+             [&] { return IsServerNameTaken(*state_, CheckedName(*state_, name)); });
 }

@@ -30,7 +30,7 @@ unsigned long CNCCNet::CreateAB(const char* name, TDBObjId& result) {
   NetState& net = *state_;
   TDBObjId created;
   const unsigned long id = Run(net, 0UL, [&] {
-    const std::string_view checked = CheckedName(name);
+    const std::string checked = CheckedName(net, name);
     CABEntry entry;
     std::memset(static_cast<void*>(&entry), 0, sizeof(entry));
     PutName(entry, checked);
@@ -76,8 +76,8 @@ bool CNCCNet::DeleteAB(unsigned long id) {
 
 bool CNCCNet::LinkABToDep(const char* dep, const char* user, bool collectives) {
   return Run(*state_, false, [&] {
-    CheckedName(dep);
-    CheckedName(user);
+    CheckedName(*state_, dep);
+    CheckedName(*state_, user);
     TDBObjId dep_object;
     if (!GetRootEntry(dep, kTypeDep, dep_object) && CreateDep(dep, dep_object) == 0) {
       throw Refusal(LastErrorText());
@@ -167,7 +167,8 @@ unsigned long CNCCNet::GetListAB(const char* dep, std::list<CABEntry>& list) {
 }
 
 bool CNCCNet::CheckABName(const char* name) {
-  return Run(*state_, false, [&] { return NameExists(*state_, CheckedName(name), kTypeAB); });
+  return Run(*state_, false,
+             [&] { return NameExists(*state_, CheckedName(*state_, name), kTypeAB); });
 }
 
 bool CNCCNet::CheckAB(unsigned long, unsigned long) { return false; }

@@ -1,5 +1,6 @@
 // What the random operations do not reach of servers and APs (images, names, order, misses), and
 // their addresses, types and applications.
+#include "support/memory_net.h"
 #include "support/network.h"
 
 #include <algorithm>
@@ -66,6 +67,60 @@ TEST_F(Nodes, LookUpsLeaveTheResultOfAMissAlone) {
   filled.resize(3);
   EXPECT_EQ(net_.GetListServer(filled), 3U);
   EXPECT_EQ(Ids(filled), (Numbers{1, 2, 3}));
+}
+
+// A caller that speaks UTF-8 makes the same database as one that speaks code page 1251, finds the
+// same in it, and is understood or refused.
+TEST(Names, InUtf8) {
+  using Call = std::function<unsigned long(CNCCNet&, const char* one, const char* two)>;
+  const std::vector<Call> calls = {
+      [](auto& net, auto one, auto) { return net.AddServer(one, 4, 0); },
+      [](auto& net, auto one, auto two) { return net.ModifyServer(one, two); },
+      [](auto& net, auto, auto two) { return net.GetServer(two); },
+      [](auto& net, auto one, auto two) { return net.AddAP(two, one, 0); },
+      [](auto& net, auto one, auto two) { return net.GetAP(two, one) + net.GetAP(one); },
+      [](auto& net, auto one, auto two) { return net.ModifyAP(one, two); },
+      [](auto& net, auto one, auto two) { return net.LinkABToDep(one, two, false); },
+      [](auto& net, auto, auto two) { return net.CreateDep(two); },
+      [](auto& net, auto one, auto two) { return net.LinkDepToDep(one, two); },
+      [](auto& net, auto one, auto two) { return net.ModifyAB(two, one); },
+      [](auto& net, auto one, auto) { return net.CreateNGrp(one); },
+      [](auto& net, auto one, auto) { return net.CheckNGrpName(one); }};
+  MemoryNet utf8_net, bytes_net;
+  CNCCNet& utf8 = utf8_net.Net();
+  CNCCNet& bytes = bytes_net.Net();
+  ASSERT_TRUE(utf8_net.Create() && bytes_net.Create() &&
+              utf8.SetTextEncoding(CTextEncoding::kUtf8));
+  for (const Call& call : calls) {
+    const unsigned long result = call(utf8, "Новый №1", "Ёлка");
+    EXPECT_NE(result, 0U) << &call - calls.data() << ": " << utf8.LastError();
+    EXPECT_EQ(result, call(bytes, "\xCD\xEE\xE2\xFB\xE9 \xB9\x31", "\xA8\xEB\xEA\xE0"));
+  }
+  CDepEntry dep;
+  ASSERT_TRUE(utf8.GetDepInfo("Ёлка", dep));
+  EXPECT_EQ(Utf8NameOf(dep), "Ёлка");
+  EXPECT_EQ(utf8.AddServer("Ёлка", 0, 0), 0U);
+  EXPECT_STREQ(utf8.LastError(), "the name \"Ёлка\" is taken by another server or this one");
+  CExchangeReport report;
+  EXPECT_FALSE(WriteExchangeSet(utf8, "set", {1, 2, "\xA8"}, report));
+  EXPECT_NE(report.refused.front().find("UTF-8"), std::string::npos);
+  EXPECT_FALSE(WriteExchangeSet(utf8, "set", {1, 2, "Ёлка"}, report));
+  EXPECT_EQ(report.refused.front(), "node group \"Новый №1\" (0006): the name holds a blank");
+
+  const std::uint64_t revision = utf8.GetRevision();
+  for (const char* name : {"Ω", "\xA8\xEB", "\xE0\x90\x90", "\xC0\x80", "\xED\xA0\x80", "\xD0"}) {
+    EXPECT_EQ(utf8.CreateAB(name), 0U);
+    EXPECT_EQ(utf8.GetServer(name), 0U);
+    EXPECT_NE(std::string(utf8.LastError()).find("code page 1251"), std::string::npos);
+  }
+  EXPECT_EQ(utf8.GetRevision(), revision);
+  for (int byte = 0; byte < 256; ++byte) {
+    const std::string name(1, static_cast<char>(byte));
+    EXPECT_EQ(Cp1251FromUtf8(Utf8FromCp1251(name)), name);
+  }
+  EXPECT_EQ(Utf8FromCp1251("\x88\x98\xBF"), "€\xC2\x98ї");
+  ASSERT_TRUE(utf8.SetTextEncoding(CTextEncoding::kCp1251));
+  EXPECT_EQ(Describe(utf8), Describe(bytes));
 }
 
 // Names of 51 bytes are whole; longer ones and null pointers change nothing, wherever they stand.

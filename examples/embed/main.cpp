@@ -1,5 +1,5 @@
-// Who may work where: embed DATABASE, which is named as for nccadm. Names are printed as they are
-// stored, in code page 1251.
+// Who may work where: embed DATABASE [USER]. The database is named as for nccadm, that is without
+// ".db"; what is typed and printed is UTF-8.
 #include <nccnet/nccnet.h>
 
 #include <filesystem>
@@ -11,7 +11,7 @@ namespace {
 void PrintUser(CNCCNet& net, const CABEntry& user) {
   std::list<CColAb> memberships;
   net.GetListAvailableColAb(user.id, memberships);
-  std::cout << user.name << (memberships.empty() ? ": nowhere\n" : "\n");
+  std::cout << Utf8NameOf(user) << (memberships.empty() ? ": nowhere\n" : "\n");
   for (const CColAb& membership : memberships) {
     CNNEntry node;
     CDepEntry dep;
@@ -21,24 +21,28 @@ void PrintUser(CNCCNet& net, const CABEntry& user) {
     if (!is_known) continue;
     const bool is_primary =
         membership.id.dep == user.primary.dep && membership.id.node == user.primary.node;
-    std::cout << "  at " << node.name << " for " << dep.name << (is_primary ? ", primary\n" : "\n");
+    std::cout << "  at " << Utf8NameOf(node) << " for " << Utf8NameOf(dep)
+              << (is_primary ? ", primary\n" : "\n");
   }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::cerr << "usage: embed DATABASE\n";
+  if (argc != 2 && argc != 3) {
+    std::cerr << "usage: embed DATABASE [USER]\n";
     return 2;
   }
   const auto database = std::filesystem::absolute(argv[1]);
   CNCCNet net;
-  if (!net.Open(database.parent_path().c_str(), database.filename().c_str())) {
+  net.SetTextEncoding(CTextEncoding::kUtf8);
+  std::list<CABEntry> users;
+  bool is_done = net.Open(database.parent_path().c_str(), database.filename().c_str());
+  if (is_done && argc == 2) net.GetListAB(users);
+  if (is_done && argc == 3) is_done = net.GetABInfo(argv[2], users.emplace_back());
+  if (!is_done) {
     std::cerr << "embed: " << net.LastError() << '\n';
     return 1;
   }
-  std::list<CABEntry> users;
-  net.GetListAB(users);
   for (const CABEntry& user : users) PrintUser(net, user);
 }

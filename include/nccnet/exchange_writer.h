@@ -13,11 +13,12 @@
 struct CExchangeGate {
   std::uint32_t first = 0;
   std::uint32_t second = 0;
-  std::string name;  ///< 1 to 51 bytes without blanks
+  std::string name;  ///< 1 to 51 characters without blanks, as CNCCNet::SetTextEncoding says
 };
 
 struct CExchangeOptions {
-  /// Stands for each blank in names, which the files cannot hold; 0 to refuse such names.
+  /// Stands for each blank in names, which the files cannot hold: a byte of code page 1251; 0 to
+  /// refuse such names.
   char blank = '\0';
 };
 

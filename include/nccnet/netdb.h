@@ -6,6 +6,7 @@
 #include "nccnet/export.h"
 #include "nccnet/file_output.h"
 #include "nccnet/records.h"
+#include "nccnet/text.h"
 #include "nccnet/thread_pool.h"
 #include "nccnet/update_manager.h"
 
@@ -30,14 +31,14 @@ struct NetAccess;
 /// Every public operation is one durable unit: when it has returned, its changes survive a crash
 /// and a power cut; when the process dies inside it, the database is as before or as after.
 /// Failures show in the result (false, 0, an empty list) and LastError() has the reason; nothing is
-/// printed and nothing is thrown but what a callback throws.
+/// printed and nothing is thrown but what a callback throws. What trips people is told in nccnet.h.
 ///
 /// Thread-safe: every operation holds the object lock, which is re-entrant, from start to end.
 /// Exceptions are said at the member.
 ///
-/// Names are bytes of code page 1251, up to 51 of them and a zero; comparisons fold ASCII letters.
-/// A longer name or a null pointer is refused. Members that name an object exist in twins, by name
-/// and by identifier; an identifier above 0xFFFFFFFF is unknown.
+/// Names are bytes of code page 1251 (or see SetTextEncoding), up to 51 of them and a zero;
+/// comparisons fold ASCII letters. A longer name or a null pointer is refused. Members that name an
+/// object exist in twins, by name and by identifier; an identifier above 0xFFFFFFFF is unknown.
 class NCC_API CNCCNet {
  public:
   /// No database is open afterwards. `callback` may be null.
@@ -50,6 +51,14 @@ class NCC_API CNCCNet {
   CNCCNet(const CNCCNet&) = delete;
   CNCCNet& operator=(const CNCCNet&) = delete;
 
+  /// Tells how the caller writes names; code page 1251 at first. Names that members take, the
+  /// gateway's included, are converted; one that is not UTF-8 or has a character that the code page
+  /// lacks is refused. LastError and CExchangeReport show names in it, too. All else stays as it
+  /// is: records (read their names with Utf8NameOf), paths, the views of neighbouring networks,
+  /// generated files. \return false in a progress callback
+  bool SetTextEncoding(CTextEncoding encoding);
+  CTextEncoding GetTextEncoding();
+
   // Lifecycle -----------------------------------------------------------------------------------
 
   /// Replaces the callback and keeps the context.
@@ -57,36 +66,29 @@ class NCC_API CNCCNet {
   NCCCallback SetCallback(NCCCallback callback);
   /// Replaces both.
   NCCCallback SetCallback(NCCCallback callback, void* context);
-
   /// Creates the database `name` in the folder `path` (made when missing) for network `net_number`
-  /// and opens it. A database that is open already is dropped first, without saving its
-  /// preferences. The three counters of the preferences stay as the object holds them: create each
-  /// network with a fresh object. \return false when the database exists, is in use or cannot be
-  /// written. A failure after the files were
+  /// and opens it: the file is `<path>/<name>.db`, and "" is the root folder. A database that is
+  /// open already is dropped first, without saving its preferences. The three counters of the
+  /// preferences stay as the object holds them: create each network with a fresh object. \return
+  /// false when the database exists, is in use or cannot be written. A failure after the files were
   ///   made leaves the object lock entered by the calling thread.
   bool Create(const char* path, const char* name, unsigned long net_number);
-
   /// Opens an existing database; every row is checked. Drops an open one as Create does.
   /// \return false when it is missing, in use by another owner, damaged or not one of ours; the
   /// file stays as
   ///   it was. A failure in LoadNetInfo leaves the object lock entered by the calling thread.
   bool Open(const char* path, const char* name);
-
   /// Saves the preferences block and lets go of the database. Does nothing when none is open.
   void Close();
-
   /// Stores the preferences block in the network record.
   void SaveNetInfo();
-
   /// Reads the preferences block from the network record: the record of the root folder's first
   /// entry, whatever its name.
   void LoadNetInfo();
-
   /// Folder of the database as given to Create or Open, with a separator at its end, and the base
   /// name of its files. \throws std::bad_alloc
   CString GetDBPath();
   CString GetDBName();
-
   /// The three output folders; texts are stored unchanged. The references stay valid as long as the
   /// object and are read and written under no lock. KCPath with a text also hands it to the update
   /// manager as its export folder.
@@ -96,16 +98,13 @@ class NCC_API CNCCNet {
   CString& APDBPath();
   void MAPPath(const char* path);
   CString& MAPPath();
-
   /// The preferences block of this object; its address never changes. Fields may be changed by the
   /// caller, under no lock; they are stored by the next SaveNetInfo (which Close and every creation
   /// of an object call) and not before.
   CNetPref* Preferences();
-
   /// The update manager, to which generators report the files that they stamp. Belongs to the
   /// object.
   CUpdateManager* GetUpdateManager();
-
   /// The worker pool. Belongs to the object.
   CThreadPool* GetThreadPool();
 
@@ -119,8 +118,8 @@ class NCC_API CNCCNet {
   /// thread, or when the batch could not be stored (it is dropped
   ///   then), also because an operation inside it failed by storage or memory.
   bool EndBatch(bool keep = true);
-  /// Text of the calling thread's last failure, of whichever object; empty after a success. Valid
-  /// until the thread's next call.
+  /// Text of the calling thread's last failure, of whichever object; empty after a success
+  /// (nccnet.h says which members leave it alone). Valid until the thread's next call.
   const char* LastError();
   /// Writes a consistent copy of the open database to `file`, an existing file being replaced
   /// whole. False inside a batch.

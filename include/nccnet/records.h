@@ -1,6 +1,7 @@
 /// \file
 /// The entity records: what the members of CNCCNet take and give, and at the same time the byte
-/// images that the database stores and other programs read. Little-endian, packed, of fixed size.
+/// images that the database stores and other programs read. Little-endian, packed, of fixed size: a
+/// reference to a field is misaligned, so copy the field first.
 #pragma once
 
 #include "nccnet/export.h"

@@ -1,6 +1,6 @@
 #include "platform/hdb/base.h"
 
-#include "platform/code_page.h"
+#include "nccnet/text.h"
 #include "platform/hdb/row_codec.h"
 
 #include <algorithm>
@@ -161,13 +161,13 @@ void CHDBase::TouchChunk(std::uint32_t number, std::uint8_t list, std::uint32_t 
 std::optional<Row> CHDBase::EncodeRow(const RowKey& key) const {
   if (key.kind == RowKind::kDefinition) {
     const CHDBDefinition& definition = definitions_[key.number];
-    return Row{key, static_cast<std::uint32_t>(definition.what),
-               ncc::Utf8FromCp1251(definition.name), ncc::EncodeDefinition(definition)};
+    return Row{key, static_cast<std::uint32_t>(definition.what), Utf8FromCp1251(definition.name),
+               ncc::EncodeDefinition(definition)};
   }
   const CHDBObject* object = FindObject(key.number);
   if (object == nullptr) return std::nullopt;
   if (key.kind == RowKind::kObject) {
-    return Row{key, object->record.type_, ncc::Utf8FromCp1251(object->record.Name()),
+    return Row{key, object->record.type_, Utf8FromCp1251(object->record.Name()),
                std::string(object->record.Data())};
   }
   const auto encode = [&](const auto& list) -> std::optional<Row> {

@@ -1,6 +1,6 @@
 #include "platform/hdb/row_codec.h"
 
-#include "platform/code_page.h"
+#include "nccnet/text.h"
 #include "platform/hdb/base.h"
 
 #include <array>

@@ -1,7 +1,6 @@
 #include "text.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 
 #include <fmt/format.h>
@@ -10,45 +9,6 @@
 
 namespace ncc::tool {
 namespace {
-
-// Code page 1251 from 0x80 to 0xBF; the alphabet from 0xC0 on is regular.
-constexpr std::array<std::uint16_t, 64> kUpperHalf = {
-    0x0402, 0x0403, 0x201A, 0x0453, 0x201E, 0x2026, 0x2020, 0x2021, 0x20AC, 0x2030, 0x0409,
-    0x2039, 0x040A, 0x040C, 0x040B, 0x040F, 0x0452, 0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-    0x2013, 0x2014, 0x0098, 0x2122, 0x0459, 0x203A, 0x045A, 0x045C, 0x045B, 0x045F, 0x00A0,
-    0x040E, 0x045E, 0x0408, 0x00A4, 0x0490, 0x00A6, 0x00A7, 0x0401, 0x00A9, 0x0404, 0x00AB,
-    0x00AC, 0x00AD, 0x00AE, 0x0407, 0x00B0, 0x00B1, 0x0406, 0x0456, 0x0491, 0x00B5, 0x00B6,
-    0x00B7, 0x0451, 0x2116, 0x0454, 0x00BB, 0x0458, 0x0405, 0x0455, 0x0457};
-
-std::uint32_t CharacterOf(unsigned char byte) {
-  if (byte < 0x80) return byte;
-  if (byte < 0xC0) return kUpperHalf[byte - 0x80U];
-  return 0x0410U + (byte - 0xC0U);
-}
-
-std::optional<unsigned char> ByteOf(std::uint32_t character) {
-  if (character < 0x80) return static_cast<unsigned char>(character);
-  if (character >= 0x0410 && character <= 0x044F) {
-    return static_cast<unsigned char>(0xC0U + (character - 0x0410U));
-  }
-  const auto found = std::find(kUpperHalf.begin(), kUpperHalf.end(), character);
-  if (found == kUpperHalf.end()) return std::nullopt;
-  return static_cast<unsigned char>(0x80 + (found - kUpperHalf.begin()));
-}
-
-// The code page reaches three bytes of UTF-8 at most.
-void AppendUtf8(std::string& out, std::uint32_t character) {
-  if (character < 0x80) {
-    out += static_cast<char>(character);
-  } else if (character < 0x800) {
-    out += static_cast<char>(0xC0U | (character >> 6));
-    out += static_cast<char>(0x80U | (character & 0x3FU));
-  } else {
-    out += static_cast<char>(0xE0U | (character >> 12));
-    out += static_cast<char>(0x80U | ((character >> 6) & 0x3FU));
-    out += static_cast<char>(0x80U | (character & 0x3FU));
-  }
-}
 
 std::string Fold(std::string_view bytes, bool both_alphabets) {
   std::string folded(bytes);
@@ -92,13 +52,6 @@ bool MatchesGlob(std::string_view pattern, std::string_view text) {
 
 }  // namespace
 
-std::string Utf8FromBytes(std::string_view bytes) {
-  std::string utf8;
-  utf8.reserve(bytes.size() * 2);
-  for (const char c : bytes) AppendUtf8(utf8, CharacterOf(static_cast<unsigned char>(c)));
-  return utf8;
-}
-
 std::optional<std::uint32_t> NextCharacter(std::string_view utf8, std::size_t& position) {
   const auto lead = static_cast<unsigned char>(utf8[position]);
   const std::size_t length = lead < 0x80                   ? 1
@@ -138,30 +91,20 @@ NameBytes BytesFromName(std::string_view utf8) {
     if (IsControl(*character)) {
       return {{}, fmt::format("holds a control character (U+{:04X})", *character)};
     }
-    const auto byte = ByteOf(*character);
+    const std::string_view shown = utf8.substr(start, position - start);
+    const auto byte = Cp1251FromUtf8(shown);
     if (!byte) {
       return {{},
-              fmt::format("holds \"{}\" (U+{:04X}), which code page 1251 lacks",
-                          utf8.substr(start, position - start), *character)};
+              fmt::format("holds \"{}\" (U+{:04X}), which code page 1251 lacks", shown,
+                          *character)};
     }
-    name.bytes += static_cast<char>(*byte);
+    name.bytes += *byte;
   }
   if (name.bytes.size() > kMaxNameLength) {
     return {{},
             fmt::format("has {} characters; the limit is {}", name.bytes.size(), kMaxNameLength)};
   }
   return name;
-}
-
-std::optional<std::string> BytesFromUtf8(std::string_view utf8) {
-  std::string bytes;
-  for (std::size_t position = 0; position < utf8.size();) {
-    const auto character = NextCharacter(utf8, position);
-    const auto byte = character ? ByteOf(*character) : std::nullopt;
-    if (!byte) return std::nullopt;
-    bytes += static_cast<char>(*byte);
-  }
-  return bytes;
 }
 
 std::string_view WithoutByteOrderMark(std::string_view utf8) {
@@ -187,7 +130,7 @@ std::string Printable(std::string_view utf8) {
   return shown;
 }
 
-std::string PrintableName(std::string_view bytes) { return Printable(Utf8FromBytes(bytes)); }
+std::string PrintableName(std::string_view bytes) { return Printable(Utf8FromCp1251(bytes)); }
 
 std::size_t Width(std::string_view utf8) {
   return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), [](char c) {

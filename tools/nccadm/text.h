@@ -8,11 +8,11 @@
 #include <string_view>
 #include <vector>
 
+#include "nccnet/text.h"
+
 namespace ncc::tool {
 
-// Every byte has a character (0x98, which the code page leaves open, is U+0098), so no name is
-// lost.
-std::string Utf8FromBytes(std::string_view bytes);
+inline std::string Utf8FromBytes(std::string_view bytes) { return Utf8FromCp1251(bytes); }
 
 struct NameBytes {
   std::string bytes;   // code page 1251; meaningful when `reason` is empty
@@ -26,7 +26,9 @@ bool IsBlank(std::string_view bytes);
 NameBytes BytesFromName(std::string_view utf8);
 
 // The same for text that is searched for: no limit of length, any character the code page has.
-std::optional<std::string> BytesFromUtf8(std::string_view utf8);
+inline std::optional<std::string> BytesFromUtf8(std::string_view utf8) {
+  return Cp1251FromUtf8(utf8);
+}
 
 std::string_view WithoutByteOrderMark(std::string_view utf8);
 
