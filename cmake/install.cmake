@@ -9,7 +9,6 @@ set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/nccnet)
 install(EXPORT nccnetTargets NAMESPACE nccnet:: DESTINATION ${package_dir})
 configure_package_config_file(cmake/nccnetConfig.cmake.in nccnetConfig.cmake
                               INSTALL_DESTINATION ${package_dir})
-# Before 1.0 a minor version may change the interface.
 write_basic_package_version_file(nccnetConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/nccnetConfig.cmake
               ${PROJECT_BINARY_DIR}/nccnetConfigVersion.cmake
