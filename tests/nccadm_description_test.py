@@ -337,7 +337,7 @@ deps: [{name: Office, links: [Store]}]
                           ("Zoe", "Petrov", ["Petrov", "Center"])])
         table = ("Server\tname\tapplications\tsettings\n"
                  "North\tRoom, 1\tmail|0x20000\t9\nSouth\tB\t\t")
-        self.ok("import-csv", "aps", self.write("a.csv", table))
+        self.ok("import-csv", "aps", self.write("a.csv", table.encode("utf-16")))
         room = self.json("show", "Room, 1")["ap"]
         self.assertEqual((room["server"]["name"], room["mask"], room["settings"]),
                          ("North", 0x20001, 9))
@@ -353,7 +353,8 @@ deps: [{name: Office, links: [Store]}]
                     'F:1:1: the column "name" is missing']),
                 ("users", 'name\nA\n"B\n\n', ["F:3:1: this quote is never closed"]),
                 ("users", 'name\n"B" C\n', ["F:2:5: text behind a field in quotes"]),
-                ("users", b"name\nA\nB\xd6\n\xd6\n", ["F:3:2: not UTF-8 text; save the file as"]),
+                ("users", b"name\nA\nB\xd6\n\xd6\n", ["F:3:2: not UTF-8 text; say what it"]),
+                ("users", "name\nA".encode("utf-16le"), ["F:1:2: not UTF-8 text; say what it"]),
                 ("users", 'name\n" \u00a0"\n', ["F:2:1: the name holds nothing but blanks"]),
                 ("users", '"name",deps,nodes\n"a\nb",,\nA,Ofice,\na,Office,North\nB,,,\n', [
                     "F:2:1: the name holds a control", 'F:4:3: no Dep "Ofice" is described or in',
@@ -367,6 +368,9 @@ deps: [{name: Office, links: [Store]}]
             _, err = self.refused("import-csv", kind, file, says=says + ["nothing was changed"])
             self.assertEqual(err.count("\n"), len(messages) + 1, err)
         self.assertEqual(self.revision(), before)
+        self.ok("import-csv", "users", self.write("cp.csv", "name\nЯна".encode("cp1251")),
+                "--encoding", "cp1251")
+        self.ok("show", "Яна")
 
     def test_show_finds_one_object_of_any_kind(self):
         for reference, kind, name in [("office", "dep", "Office"), ("id:1", "server", "Center"),

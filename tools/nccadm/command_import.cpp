@@ -10,6 +10,7 @@
 
 #include "command_line.h"
 #include "csv.h"
+#include "encoding.h"
 #include "files.h"
 #include "nearest.h"
 #include "plan_run.h"
@@ -26,8 +27,8 @@ struct Column {
 // A table whose first row says what stands in which column.
 class CsvTable {
  public:
-  CsvTable(std::string_view text, const std::vector<Column>& columns, ProblemList& problems) {
-    if (CheckUtf8(text, problems)) rows_ = ReadCsv(text, problems);
+  CsvTable(std::string_view text, const std::vector<Column>& columns, ProblemList& problems)
+      : rows_(ReadCsv(text, problems)) {
     if (!problems.Empty()) return;
     if (rows_.empty()) {
       problems.Add({}, "the file is empty");
@@ -340,13 +341,14 @@ class ApImporter : private Importer {
 struct Arguments {
   std::string what;
   std::string file;
+  std::string encoding;
 };
 
 int Import(Session& session, const Arguments& arguments) {
   const bool users = arguments.what == "users";
   session.Net();
-  const std::string bytes = ReadFile(arguments.file, kMaxYamlBytes);
-  const std::string_view text = WithoutByteOrderMark(bytes);
+  const std::string text =
+      Utf8FromFile(ReadFile(arguments.file, kMaxYamlBytes), arguments.encoding, arguments.file);
   ProblemList problems;
   const CsvTable table(text,
                        users
@@ -396,6 +398,9 @@ void AddImportCommand(CommandLine& line) {
       ->required()
       ->check(CLI::IsMember({"users", "aps"}).description(""));
   command.add_option("FILE", arguments->file, "The table; - for standard input")->required();
+  command.add_option("--encoding", arguments->encoding,
+                     "What the table was saved in: utf-8, cp1251, utf-16 or another that iconv "
+                     "knows; by default its mark tells, and without one it is UTF-8");
   line.OnRun(command, [arguments](Session& session) { return Import(session, *arguments); });
 }
 

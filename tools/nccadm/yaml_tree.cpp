@@ -189,6 +189,13 @@ bool IsRefused(std::uint32_t character, std::string_view behind) {
          character == 0xFEFF || character == 0xFFFE || character == 0xFFFF;
 }
 
+bool CheckUtf8(std::string_view text, ProblemList& problems) {
+  Place place;
+  const bool valid = WalkText(text, place, [](std::uint32_t, std::string_view) { return true; });
+  if (!valid) problems.Add(place, "not UTF-8 text; save the file as UTF-8");
+  return valid;
+}
+
 bool CheckText(std::string_view text, ProblemList& problems) {
   Place place;
   bool accepted = true;
@@ -217,13 +224,6 @@ std::vector<Problem> ProblemList::Take() {
   });
   if (left_out_ > 0) problems_.push_back({0, 0, fmt::format("{} more problems", left_out_)});
   return std::move(problems_);
-}
-
-bool CheckUtf8(std::string_view text, ProblemList& problems) {
-  Place place;
-  const bool valid = WalkText(text, place, [](std::uint32_t, std::string_view) { return true; });
-  if (!valid) problems.Add(place, "not UTF-8 text; save the file as UTF-8");
-  return valid;
 }
 
 YamlNode ReadYaml(std::string_view text, ProblemList& problems, const YamlProgress& progress) {

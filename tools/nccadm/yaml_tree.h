@@ -47,9 +47,6 @@ class ProblemList {
   std::size_t left_out_ = 0;
 };
 
-// False when the text is not UTF-8, which is then in `problems`.
-bool CheckUtf8(std::string_view text, ProblemList& problems);
-
 // Told how many bytes have been read.
 using YamlProgress = std::function<void(std::size_t)>;
 
