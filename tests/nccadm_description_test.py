@@ -1,6 +1,7 @@
 """Description files, plans and tables of nccadm. Usage: nccadm_description_test.py NCCADM"""
 
 import json
+import os
 import random
 
 from nccadm_tool import CITY, ToolTest, main
@@ -193,7 +194,7 @@ servers:
         again = self.ok("plan", "--prune", self.path("odd.yaml"))
         self.assertEqual(again, "Plan: nothing to do.\n")
         # What names nothing any more is left out, and said.
-        self.ok("ap", "delete", "P1")
+        self.ok("ap", "delete", "P1", "--yes")
         _, out, err = self.run_tool("dump")
         self.assertNotIn("P1", out)
         self.assertRegex(err, r"\d memberships name what does not exist any more: left out")
@@ -203,7 +204,12 @@ servers:
         for part in parts:
             self.assertIn(part, text)
         structure = self.structure()
-        self.ok("dump", self.path("copy.yaml"))
+        # Nobody else reads it, and nothing can be laid in its way.
+        victim = self.write("victim", "mine")
+        os.symlink(victim, self.path("copy.yaml.part"))
+        self.assertEqual(self.run_tool("dump", self.path("copy.yaml"), umask=0)[0], 0)
+        self.assertEqual((os.stat(self.path("copy.yaml")).st_mode & 0o777, os.stat(victim).st_size),
+                         (0o600, 4))
         self.db = self.path("copy")
         self.ok("init", "--network", "26")
         self.ok("apply", self.path("copy.yaml"))

@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -18,6 +19,8 @@
 namespace ncc::tool {
 namespace {
 
+namespace fs = std::filesystem;
+
 struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
@@ -27,13 +30,14 @@ Failure SystemFailure(const std::string& what) {
   return Failure(fmt::format("{}: {}", what, std::strerror(errno)));
 }
 
-void WriteTo(const std::string& file, std::string_view bytes) {
-  FileHandle handle(std::fopen(file.c_str(), "wb"));
-  if (!handle) throw SystemFailure(file + " cannot be written");
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), handle.get()) == bytes.size();
-  if (std::fclose(handle.release()) != 0 || !written) {
-    throw SystemFailure(file + " cannot be written");
-  }
+// Closes the descriptor. Throws Failure.
+void WriteAll(int descriptor, std::string_view bytes, const std::string& file) {
+  FileHandle handle(fdopen(descriptor, "wb"));
+  const bool written = handle &&
+                       std::fwrite(bytes.data(), 1, bytes.size(), handle.get()) == bytes.size() &&
+                       std::fflush(handle.get()) == 0;
+  const bool stored = written && (fsync(descriptor) == 0 || errno == EINVAL || errno == EROFS);
+  if (!stored) throw SystemFailure(file + " cannot be written");
 }
 
 }  // namespace
@@ -55,17 +59,25 @@ std::string ReadFile(const std::string& file, std::size_t limit) {
 }
 
 void WriteFile(const std::string& file, std::string_view bytes) {
-  namespace fs = std::filesystem;
   std::error_code error;
   // Devices and pipes are written as they are; beside them there is nothing to rename.
   const fs::file_status status = fs::status(file, error);
-  if (fs::exists(status) && !fs::is_regular_file(status)) return WriteTo(file, bytes);
-  const std::string part = file + ".part";
+  if (fs::exists(status) && !fs::is_regular_file(status)) {
+    const int descriptor = open(file.c_str(), O_WRONLY | O_CLOEXEC);
+    if (descriptor < 0) throw SystemFailure(file + " cannot be written");
+    return WriteAll(descriptor, bytes, file);
+  }
+  // Of a name that nobody can have laid a file or a link under.
+  std::string part = (fs::path(file).parent_path() / ".nccadm-XXXXXX").string();
+  const int descriptor = mkostemp(part.data(), O_CLOEXEC);
+  if (descriptor < 0) throw SystemFailure(file + " cannot be written");
   try {
-    WriteTo(part, bytes);
-    fs::rename(part, file);
+    WriteAll(descriptor, bytes, file);
+    if (std::rename(part.c_str(), file.c_str()) != 0) {
+      throw SystemFailure(file + " cannot be written");
+    }
   } catch (...) {
-    fs::remove(part, error);
+    unlink(part.c_str());
     throw;
   }
 }
@@ -74,20 +86,18 @@ void CreatePrivateFile(const std::string& file, std::string_view bytes) {
   const int descriptor =
       open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
   if (descriptor < 0) throw SystemFailure(file + " cannot be created");
-  FileHandle handle(fdopen(descriptor, "wb"));
-  const bool written = handle &&
-                       std::fwrite(bytes.data(), 1, bytes.size(), handle.get()) == bytes.size() &&
-                       std::fflush(handle.get()) == 0 && fsync(descriptor) == 0;
-  if (written) return;
-  const Failure failure = SystemFailure(file + " cannot be written");
-  unlink(file.c_str());
-  throw failure;
+  try {
+    WriteAll(descriptor, bytes, file);
+  } catch (...) {
+    unlink(file.c_str());
+    throw;
+  }
 }
 
 void MakePrivateFolder(const std::string& folder) {
   const mode_t before = umask(S_IRWXG | S_IRWXO);
   std::error_code error;
-  std::filesystem::create_directories(folder, error);
+  fs::create_directories(folder, error);
   umask(before);
   if (error) throw Failure(fmt::format("{} cannot be made: {}", folder, error.message()));
 }

@@ -14,7 +14,7 @@ inline constexpr std::size_t kLargestFile = std::size_t{1} << 30;
 // longer.
 std::string ReadFile(const std::string& file, std::size_t limit);
 
-// The file appears whole or stays as it was. Throws Failure.
+// The file appears whole, for its owner alone, or stays as it was. Throws Failure.
 void WriteFile(const std::string& file, std::string_view bytes);
 
 // A new file for its owner alone. Throws Failure, also when there is one of that name.
