@@ -1,5 +1,6 @@
 """Drives nccadm as a process. Usage: nccadm_test.py NCCADM"""
 
+import ctypes
 import fcntl
 import json
 import os
@@ -220,23 +221,58 @@ class UserTest(ToolTest):
         self.ok("user", "join", "Boris", "Office", "--memberships")
         self.ok("group", "add", "Empty")
         self.ok("server", "add", "Alone")
+        for ap in ("Old", "Second"):
+            self.ok("ap", "add", "Center", ap, "--app", "kc")
+        self.ok("group", "add-node", "Region", "Old")
+        self.ok("user", "memberships", "Boris", "Office", "--add", "Old")
+        self.ok("user", "primary", "Boris", "Office", "Old")
+        self.refused("ap", "delete", "Old", says=[
+            'with the AP "Old" would go: the KC ("Old"); places in 1 node group ("Region"); the '
+            "node of 1 membership; the node of 1 primary collective", "--yes"])
+        self.refused("server", "delete", "Center", says=[
+            '4 APs ("Ivanov", "Petrov", "Old", "Second")', 'the KC ("Petrov")',
+            'the NCC ("Center")', 'links (to "North", "South")', "the node of 2 memberships"])
+        self.ok("ap", "delete", "Old", "--yes")
+        self.ok("server", "unlink", "Center", "South")
+        self.ok("server", "delete", "South")  # nothing goes with it
+        self.rename_by_program(b"Boris", b"Bo\nris")
         out, _ = self.refused("check", "--json", code=3)
         document = json.loads(out)
         found = {c["check"]: [o["name"] for o in c["objects"]] for c in document["checks"]}
         self.assertEqual(found, {
-            "servers-unconnected": ["Alone"], "servers-in-no-group": ["North", "South", "Alone"],
-            "servers-without-membership": ["North", "South", "Alone"],
-            "aps-in-no-group": ["Ivanov", "Petrov"],
-            "aps-without-membership": ["Ivanov", "Petrov"], "users-in-no-dep": ["Анна"],
+            "servers-unconnected": ["Alone"], "servers-in-no-group": ["North", "Alone"],
+            "servers-without-membership": ["North", "Alone"],
+            "aps-in-no-group": ["Ivanov", "Petrov", "Second"],
+            "aps-without-membership": ["Ivanov", "Petrov", "Second"], "users-in-no-dep": ["Анна"],
             "users-without-primary": ["Анна"], "users-without-membership": ["Анна"],
             "deps-without-user": ["Archive"], "deps-in-no-group": ["Archive"],
-            "groups-without-node": ["Empty"], "groups-without-dep": ["Empty"]})
-        self.assertEqual(document["found"], 18)
+            "groups-without-node": ["Empty"], "groups-without-dep": ["Empty"],
+            "no-ncc": ["001A"], "several-ncc": [], "no-kc": [], "several-kc": ["Second"],
+            "memberships-of-what-is-gone": ["Bo\nris"], "primaries-of-what-is-gone": ["Bo\nris"],
+            "names-with-control-characters": ["Bo\nris"]})
+        self.assertEqual(document["found"], 23)
+        gone = document["checks"][-2]["objects"][0]
+        self.assertEqual((gone["kind"], gone["dep"]["name"], gone["node"]["name"]),
+                         ("user", "Office", None))
         out, _ = self.refused("check", code=3)
         self.assertIn("1 user is in no Dep:\n  Анна  id:7\n", out)
         self.db = self.path("tidy")
         self.ok("init", "--network", "1")
-        self.assertIn("0 users are in no Dep\n", self.ok("check"))
+        self.assertIn("0 users are in no Dep\n", self.refused("check", code=3)[0])
+        self.ok("apply", self.write("tidy.yaml", """{network: 1, users: [{name: U, deps: [D],
+            memberships: [{dep: D, node: S}, {dep: D, node: A}], primary: {dep: D, node: S}}],
+            deps: [D], groups: [{name: G, nodes: [S, A], deps: [D]}],
+            servers: [{name: S, aps: [{name: A, applications: [ncc, kc]}]}]}"""))
+        self.ok("check")
+
+    def rename_by_program(self, old, new):
+        """As other programs do that use the library: they take any name."""
+        library = ctypes.CDLL(os.path.join(os.path.dirname(tool()), "../../libnccnet.so.0"))
+        net = ctypes.create_string_buffer(4096)
+        library._ZN7CNCCNetC1EPFlPvS0_ES0_(net, None, None)
+        library._ZN7CNCCNet4OpenEPKcS1_(net, f"{self.folder}/".encode(), b"net")
+        library._ZN7CNCCNet8ModifyABEPKcS1_(net, old, new)
+        library._ZN7CNCCNetD1Ev(net)
 
 
 class ProcessTest(ToolTest):

@@ -80,6 +80,7 @@ int Move(Session& session, const Arguments& arguments) {
 
 int Delete(Session& session, const Arguments& arguments) {
   const Node ap = FindAp(session, arguments.ap);
+  if (const std::string loss = LossOf(session.Net(), ap); !loss.empty()) session.Confirm(loss);
   const Json document = {{"deleted", NodeWriter(session).Describe(ap)}};
   Batch batch(session);
   if (!DeleteAp(session, ap)) {
@@ -159,7 +160,7 @@ void AddApCommands(CommandLine& line) {
   add_ap(move);
   add_server(move)->required();
 
-  add_ap(add_action("delete", "Delete an AP with its links", "ap delete Ivanov", Delete));
+  add_ap(add_action("delete", "Delete an AP with its links", "ap delete Ivanov --yes", Delete));
 
   CLI::App& list = add_action("list", "List all APs by id, or those of a server in its order",
                               "ap list\nap list Center --app kc", List);

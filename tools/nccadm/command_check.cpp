@@ -1,5 +1,7 @@
 // check
+#include <algorithm>
 #include <list>
+#include <unordered_set>
 
 #include <fmt/format.h>
 
@@ -7,13 +9,19 @@
 #include "nodes.h"
 #include "object_writer.h"
 #include "text.h"
+#include "view.h"
 
 namespace ncc::tool {
 namespace {
 
+constexpr const char* kNetwork = "network";
+
 struct Loose {
   std::string name;  // bytes
   std::uint32_t id = 0;
+  const char* kind = nullptr;  // as that of the finding when it is null
+  std::string detail = {};     // printable
+  Json members = Json::object();
 };
 
 struct Finding {
@@ -31,7 +39,108 @@ std::vector<Loose> LooseFrom(const std::list<Entry>& entries) {
   return objects;
 }
 
-void CheckUsers(CNCCNet& net, std::vector<Finding>& findings) {
+// Files name one NCC and one KC: the first AP that has the application.
+void CheckRoles(Session& session, std::vector<Finding>& findings) {
+  struct Role {
+    std::uint32_t flag;
+    unsigned long first;
+    Finding missing;
+    Finding more;
+  };
+  CNCCNet& net = session.Net();
+  Role roles[] = {
+      {kFlagNCC,
+       net.GetNCC(),
+       {"no-ncc", kNetwork, "NCC is missing: no AP has that application", "NCCs are missing", {}},
+       {"several-ncc",
+        "ap",
+        "AP has the application NCC beside the first one, which files name",
+        "APs have the application NCC beside the first one, which files name",
+        {}}},
+      {kFlagKC,
+       net.GetKC(),
+       {"no-kc", kNetwork, "KC is missing: no AP has that application", "KCs are missing", {}},
+       {"several-kc",
+        "ap",
+        "AP has the application KC beside the first one, which files name",
+        "APs have the application KC beside the first one, which files name",
+        {}}}};
+  const std::uint32_t network = session.Shown().Number();
+  for (Role& role : roles) {
+    if (role.first == 0) role.missing.objects.push_back({fmt::format("{:04X}", network), network});
+    for (const Node& ap : ListAps(net)) {
+      const bool has_role = (ap.flags & role.flag) != 0;
+      if (has_role && ap.id != role.first) role.more.objects.push_back({ap.name, ap.id});
+    }
+    findings.push_back(std::move(role.missing));
+    findings.push_back(std::move(role.more));
+  }
+}
+
+// What users still name though it was deleted.
+void CheckReferences(Session& session, std::vector<Finding>& findings) {
+  CNCCNet& net = session.Net();
+  std::unordered_set<std::uint32_t> known;
+  for (const Node& node : session.Shown().ServersAndAps()) known.insert(node.id);
+  for (const Object& dep : ListObjects(net, Kind::kDep)) known.insert(dep.id);
+  ObjectWriter writer(session);
+  const auto describe = [&](const Object& user, std::uint32_t dep, std::uint32_t node) {
+    return Loose{user.name,
+                 user.id,
+                 nullptr,
+                 fmt::format("{} at {}", writer.TextOfId(dep, true), writer.TextOfId(node, false)),
+                 {{"dep", writer.DescribeId(dep, true)}, {"node", writer.DescribeId(node, false)}}};
+  };
+  const auto is_gone = [&](std::uint32_t id) { return id != 0 && known.count(id) == 0; };
+  Finding memberships = {"memberships-of-what-is-gone",
+                         "user",
+                         "membership names a Dep or node that is gone",
+                         "memberships name a Dep or node that is gone",
+                         {}};
+  Finding primaries = {"primaries-of-what-is-gone",
+                       "user",
+                       "primary collective names a Dep or node that is gone",
+                       "primary collectives name a Dep or node that is gone",
+                       {}};
+  for (const Object& user : ListObjects(net, Kind::kUser)) {
+    for (const Membership& one : ListMemberships(net, user.id)) {
+      if (is_gone(one.dep) || is_gone(one.node)) {
+        memberships.objects.push_back(describe(user, one.dep, one.node));
+      }
+    }
+    if (is_gone(user.primary_dep) || is_gone(user.primary_node)) {
+      primaries.objects.push_back(describe(user, user.primary_dep, user.primary_node));
+    }
+  }
+  findings.push_back(std::move(memberships));
+  findings.push_back(std::move(primaries));
+}
+
+// The tool gives no such names, other programs may. They forge lines in generated texts.
+void CheckNames(Session& session, std::vector<Finding>& findings) {
+  Finding names = {"names-with-control-characters",
+                   "object",
+                   "name holds control characters",
+                   "names hold control characters",
+                   {}};
+  const auto test = [&](const auto& object, const char* kind) {
+    const std::string text = Utf8FromBytes(object.name);
+    for (std::size_t at = 0; at < text.size();) {
+      const auto character = NextCharacter(text, at);
+      if (character && !IsControl(*character)) continue;
+      names.objects.push_back({object.name, object.id, kind});
+      return;
+    }
+  };
+  for (const Node& node : session.Shown().ServersAndAps()) test(node, NodeWriter::KindOf(node));
+  for (const Kind kind : kObjectKinds) {
+    for (const Object& object : ListObjects(session.Net(), kind)) test(object, KeyOf(kind));
+  }
+  findings.push_back(std::move(names));
+}
+
+void CheckUsers(Session& session, std::vector<Finding>& findings) {
+  CNCCNet& net = session.Net();
   std::list<CABEntry> no_dep;
   std::list<CABEntry> no_primary;
   std::list<CABEntry> no_membership;
@@ -44,7 +153,8 @@ void CheckUsers(CNCCNet& net, std::vector<Finding>& findings) {
                       "users have no membership", LooseFrom(no_membership)});
 }
 
-void CheckServers(CNCCNet& net, std::vector<Finding>& findings) {
+void CheckServers(Session& session, std::vector<Finding>& findings) {
+  CNCCNet& net = session.Net();
   std::list<CNNEntry> unconnected;
   std::list<CNNEntry> no_group;
   std::list<CNNEntry> no_membership;
@@ -57,7 +167,8 @@ void CheckServers(CNCCNet& net, std::vector<Finding>& findings) {
                       "servers are where no user is a member", LooseFrom(no_membership)});
 }
 
-void CheckAps(CNCCNet& net, std::vector<Finding>& findings) {
+void CheckAps(Session& session, std::vector<Finding>& findings) {
+  CNCCNet& net = session.Net();
   std::list<CNNEntry> no_group;
   std::list<CNNEntry> no_membership;
   net.ChechAnomaliesAP(&no_group, &no_membership);
@@ -67,7 +178,8 @@ void CheckAps(CNCCNet& net, std::vector<Finding>& findings) {
                       "APs are where no user is a member", LooseFrom(no_membership)});
 }
 
-void CheckDeps(CNCCNet& net, std::vector<Finding>& findings) {
+void CheckDeps(Session& session, std::vector<Finding>& findings) {
+  CNCCNet& net = session.Net();
   std::list<CDepEntry> no_user;
   std::list<CDepEntry> no_group;
   net.CheckAnomaliesDep(&no_user, &no_group);
@@ -77,7 +189,8 @@ void CheckDeps(CNCCNet& net, std::vector<Finding>& findings) {
                       "Deps are in no node group", LooseFrom(no_group)});
 }
 
-void CheckGroups(CNCCNet& net, std::vector<Finding>& findings) {
+void CheckGroups(Session& session, std::vector<Finding>& findings) {
+  CNCCNet& net = session.Net();
   std::list<CNGrpEntry> no_node;
   std::list<CNGrpEntry> no_dep;
   net.CheckAnomaliesNGrp(&no_node, &no_dep);
@@ -92,7 +205,11 @@ Json Describe(const std::vector<Finding>& findings, std::size_t total) {
   for (const Finding& finding : findings) {
     Json objects = Json::array();
     for (const Loose& object : finding.objects) {
-      objects.push_back({{"id", object.id}, {"name", Utf8FromBytes(object.name)}});
+      Json json = {{"kind", object.kind == nullptr ? finding.kind : object.kind},
+                   {"id", object.id},
+                   {"name", Utf8FromBytes(object.name)}};
+      json.update(object.members);
+      objects.push_back(std::move(json));
     }
     all.push_back({{"check", finding.key},
                    {"kind", finding.kind},
@@ -107,10 +224,13 @@ void Print(Output& out, const std::vector<Finding>& findings) {
   for (const Finding& finding : findings) {
     const std::size_t count = finding.objects.size();
     const std::string line = fmt::format("{} {}", count, count == 1 ? finding.one : finding.many);
-    out.Line(count == 0 ? out.Paint(Style::kFaint, line) : out.Paint(Style::kHeading, line + ":"));
+    const bool is_network = finding.kind == kNetwork;  // its heading says all
+    out.Line(count == 0 ? out.Paint(Style::kFaint, line)
+                        : out.Paint(Style::kHeading, line + (is_network ? "" : ":")));
     for (const Loose& object : finding.objects) {
-      out.Line(fmt::format("  {}  id:{}", out.Paint(Style::kName, PrintableName(object.name)),
-                           object.id));
+      if (is_network) break;
+      out.Line(fmt::format("  {}  id:{}{}{}", out.Paint(Style::kName, PrintableName(object.name)),
+                           object.id, object.detail.empty() ? "" : "  ", object.detail));
     }
   }
 }
@@ -119,9 +239,10 @@ int Check(Session& session) {
   CNCCNet& net = session.Net();
   std::vector<Finding> findings;
   for (const auto run : {CheckServers, CheckAps, CheckUsers, CheckDeps, CheckGroups}) {
-    run(net, findings);
+    run(session, findings);
     if (*net.LastError() != '\0') throw session.Refusal("the check could not be made");
   }
+  for (const auto run : {CheckRoles, CheckReferences, CheckNames}) run(session, findings);
   std::size_t total = 0;
   for (const Finding& finding : findings) total += finding.objects.size();
   Output& out = session.Out();
@@ -138,8 +259,8 @@ int Check(Session& session) {
 void AddCheckCommand(CommandLine& line) {
   CLI::App& check = CommandLine::AddCommand(
       line.Root(), "check",
-      "List what is not tied into the network, such as users in no Dep; exit code 3 when there is "
-      "any",
+      "List what is not tied into the network, such as users in no Dep, and what cannot be meant, "
+      "such as two NCCs; exit code 3 when there is any",
       "check\ncheck --json");
   line.OnRun(check, Check);
 }

@@ -69,10 +69,7 @@ std::string CountAps(const Node& server) {
 
 int Delete(Session& session, const Arguments& arguments) {
   const Node server = FindServer(session, arguments.server);
-  if (server.ap_count > 0) {
-    session.Confirm(fmt::format("the server {} has {}, which would be deleted with it",
-                                Quoted(server), CountAps(server)));
-  }
+  if (const std::string loss = LossOf(session.Net(), server); !loss.empty()) session.Confirm(loss);
   const Json document = {{"deleted", NodeWriter(session).Describe(server)}};
   if (!session.Net().DeleteServer(server.id)) {
     throw session.Refusal(fmt::format("the server {} was not deleted", Quoted(server)));

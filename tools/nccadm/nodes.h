@@ -32,6 +32,9 @@ void RenameAside(Session& session, const Node& node);
 // Deletes this very AP, whichever others have its name. False when the library refuses.
 bool DeleteAp(Session& session, const Node& ap);
 
+// What goes with a server or an AP when it is deleted, for a question; empty when nothing does.
+std::string LossOf(CNCCNet& net, const Node& node);
+
 // The name of a node as text to show, in quotes.
 std::string Quoted(const Node& node);
 // "id:4 (AP at "Center")", to choose by.

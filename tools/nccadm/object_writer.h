@@ -31,10 +31,11 @@ class ObjectWriter {
   Json DescribeMemberships(const std::vector<Membership>& memberships);
   Table MembershipTable(const std::vector<Membership>& memberships);
 
- private:
   // An id that a membership or a primary collective names; the object may be gone since.
   Json DescribeId(std::uint32_t id, bool is_dep);
   std::string TextOfId(std::uint32_t id, bool is_dep);
+
+ private:
   std::string PrimaryOf(const Object& user);
   const std::vector<Object>& DepsOfUser(std::uint32_t user);
 
