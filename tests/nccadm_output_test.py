@@ -2,6 +2,8 @@
 
 import json
 import os
+import resource
+import shutil
 import signal
 import struct
 import subprocess
@@ -47,6 +49,20 @@ class OutputTest(ToolTest):
         with open(os.path.join(self.out, *path), "rb") as file:
             return file.read()
 
+    def tree(self, out=None):
+        """Every file of an output folder with its bytes."""
+        files = {}
+        for folder, _, names in os.walk(out or self.out):
+            for name in names:
+                path = os.path.join(folder, name)
+                files[os.path.relpath(path, out or self.out)] = self.read(path)
+        return files
+
+    def check_expected(self, run):
+        """What was said to come is within a hundredth of what came."""
+        self.assertEqual(run["expected"]["files"], run["files"])
+        self.assertAlmostEqual(run["expected"]["bytes"] / run["bytes"], 1, delta=0.01)
+
     def wrong(self):
         """What is wrong with which file."""
         code, out, _ = self.run_tool("--json", "verify-stamps", self.out)
@@ -59,16 +75,19 @@ class OutputTest(ToolTest):
         self.assertEqual([(s["step"], s["state"], s["files"]) for s in run["steps"]],
                          [("apdb", "done", 24), ("routes", "done", 9), ("map", "done", 9),
                           ("kc", "done", 6 + 1 + 3 + 6)])
-        on_disk = [os.path.join(folder, name) for folder, _, names in os.walk(self.out)
-                   for name in names if name != "newfiles.dat"]
+        on_disk = [os.path.join(self.out, name) for name in self.tree()
+                   if name not in (".nccadm", "newfiles.dat")]
         self.assertEqual((run["files"], run["failed"]), (len(on_disk), []))
         self.assertEqual(run["bytes"], sum(map(os.path.getsize, on_disk)))
+        self.check_expected(run)
         self.assertFalse([path for path in on_disk if os.stat(path).st_mode & 0o077])
         self.assertEqual(self.wrong(), [])
         # Packages hold what stands under the database's folder and the folder of the run.
         self.write("ipkeladr.doc", "keys")
         self.key, self.db = "key", "net"
-        self.run_tool("generate", "all", "--out", "out", "--short", cwd=self.folder)
+        code, out, _ = self.run_tool("--json", "generate", "all", "--out", "out", "--short",
+                                     cwd=self.folder)
+        self.check_expected(json.loads(out))
         self.key, self.db = self.path("key"), self.path("net")
         packed = self.json("package", "list", self.path("out/KC/AAA/001A0001.aas"))["files"]
         self.assertEqual([one["name"] for one in packed],
@@ -93,27 +112,29 @@ class OutputTest(ToolTest):
         for command, name, says in (("apdb", "North", "no AP"), ("map", "Petrov", "no server")):
             self.refused("generate", command, "--out", self.out, "--only", name, says=says)
 
-    def test_without_a_key_the_stamps_are_zero_and_that_is_said(self):
-        self.ok("apply", self.write("net.yaml", NETWORK))
+    def test_without_a_key_nothing_is_made_unless_zeros_are_asked_for(self):
+        self.build()
+        key, before = self.key, self.tree()
         self.write("short", b"x" * 31)
         self.write("open", b"x" * 32)
         os.chmod(self.path("short"), 0o600)
         os.chmod(self.path("open"), 0o644)
         for self.key, why in (("", "is not set"), (self.path("none"), "cannot be found"),
                               (self.path("short"), "31 bytes"), (self.path("open"), "chmod 600")):
-            for command in (["verify-stamps", self.folder], ["stamp", self.db + ".db"]):
-                self.refused(*command, says=[why, "keygen"])
-            code, _, err = self.run_tool("-q", "generate", "routes", "--out", self.out)
-            self.assertEqual((code, why in err), (5 if self.key else 0, True))  # 5: maps alone
-            if not self.key:
-                self.assertIn("ALL STAMPS ARE ZERO", err)
-                self.assertIn(b"MAPCRC=00000000\r\nXNWCRC=", self.read("MAP", "node1.reg"))
-        self.key = ""
-        self.ok("generate", "routes", "--out", self.out)
-        self.use_key()
+            for command in (["verify-stamps", self.folder], ["stamp", self.db + ".db"],
+                            ["generate", "routes", "--out", self.out],
+                            ["generate", "kc", "--out", self.out]):
+                self.refused(*command, says=[why, "keygen", "--key FILE"])
+        self.assertEqual(self.tree(), before)
+        self.ok("generate", "all", "--out", self.out, "--key", key)
+        self.ok("verify-stamps", self.out, "--key", key)
+        self.key = key
+        _, err = self.refused("-q", "generate", "routes", "--out", self.out, "--unstamped", code=0)
+        self.assertIn("ALL STAMPS ARE ZERO", err)
+        self.assertIn(b"MAPCRC=00000000\r\nXNWCRC=00000000", self.read("MAP", "node1.reg"))
         self.assertEqual(os.stat(self.key).st_mode & 0o777, 0o600)
         self.refused("keygen", self.key, says="exists")
-        self.assertEqual(len(self.wrong()), 3 * 4)
+        self.assertGreaterEqual(len(self.wrong()), 3 * 4)
 
     def test_wrong_stamps_are_told_file_by_file(self):
         self.build()
@@ -160,7 +181,14 @@ class OutputTest(ToolTest):
         self.refused("package", "extract", package, "--out", into, says=["exists", "--force"])
         self.ok("package", "extract", package, "--out", into, "--force")
         self.ok("verify-stamps", into)
-        self.ok("package", "check", package)
+        # A list proves what it names; without a key nothing is proved.
+        checked = self.json("package", "check", package)
+        self.assertEqual((checked["files"], checked["proved"], checked["unproved"]),
+                         (8, 6, ["APC0004.TXT", "APN0004.CRC"]))
+        key, self.key = self.key, ""
+        _, err = self.refused("package", "check", package, code=5, says="form right, 0 of 8 files")
+        self.assertNotIn("all right", err)
+        self.key = key
         whole = self.read(package)
         record = lambda name, data=b"x", length=None: struct.pack(
             "<I", len(data) if length is None else length) + name.ljust(12) + b"\0" + data
@@ -221,20 +249,84 @@ class OutputTest(ToolTest):
         self.ok("journal", "clear", "--dir", self.out)
         self.refused("journal", "list", "--dir", self.out, says="no journal")
 
-    def test_what_fails_is_listed_and_the_rest_is_made(self):
+    def test_the_old_files_stay_until_every_new_one_is_there(self):
         self.use_key()
         self.ok("apply", self.write("net.yaml", NETWORK.replace("value: 77", "value: 0")))
-        os.makedirs(os.path.join(self.out, "KC", "ABN_AP.TXT"))
-        out, err = self.refused("--json", "generate", "all", "--out", self.out, code=5,
-                                says="KC/ABN_AP.TXT")
-        failed = json.loads(out)["failed"]
-        self.assertEqual([one["file"] for one in failed], ["KC/ABN_AP.TXT"])
-        self.assertTrue(os.path.exists(os.path.join(self.out, "KC/NODENAME.DOC")))
+        self.ok("generate", "all", "--out", self.out)
+        before = self.tree()
+        self.ok("ap", "add", "Center", "New")
+        with open(self.path("ipkeladr.doc"), "wb") as keys:
+            keys.truncate(8 << 20)
+        done = subprocess.run(  # the packages do not fit
+            [tool(), "--json", "generate", "all", "--out", self.out], env=self.environment(),
+            capture_output=True, restore_signals=False,
+            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4 << 20, 4 << 20)))
+        run = json.loads(done.stdout)
+        self.assertEqual((done.returncode, run["in_place"], len(run["failed"])), (1, False, 7))
+        self.assertIn(b"KC/AAA/001A000A.aaf", done.stderr)
+        self.assertEqual(self.tree(), before)
+        # No disk has this room.
+        os.truncate(self.path("ipkeladr.doc"), 4 << 40)
+        self.refused("generate", "packages", "--out", self.out, says=["no room", "(28672.0 GiB)"])
+        os.remove(self.path("ipkeladr.doc"))
+        os.makedirs(os.path.join(self.out, "KC/NODENAME.DOC.d"))
+        os.rename(os.path.join(self.out, "KC/NODENAME.DOC"), self.path("names"))
+        os.makedirs(os.path.join(self.out, "KC/NODENAME.DOC"))
+        self.refused("generate", "kc", "--out", self.out, says="KC/NODENAME.DOC stands where")
+        os.rmdir(os.path.join(self.out, "KC/NODENAME.DOC"))
+        self.ok("generate", "kc", "--out", self.out)
+        self.assertTrue(os.path.isdir(os.path.join(self.out, "KC/NODENAME.DOC.d")))
         self.refused("generate", "packages", "--out", self.path("none"), says="generate all")
         self.refused("generate", "all", "--mode", "256", code=2)
+
+    def test_only_folders_with_a_marker_are_replaced(self):
+        self.use_key()
+        self.ok("apply", self.write("net.yaml", NETWORK))
+        os.makedirs(os.path.join(self.out, "KC"))
+        os.makedirs(self.path("documents"))
+        for letter in (self.write("out/KC/letter", "mine"), self.write("documents/letter", "mine")):
+            os.symlink(letter, letter + ".link")
+        self.refused("generate", "all", "--out", self.out, says=["/KC holds files", "--force"])
+        self.ok("generate", "apdb", "--out", self.out)
+        self.refused("generate", "kc", "--out", self.out, says="/KC holds files")
+        self.assertEqual(self.read("KC", "letter"), b"mine")
+        self.ok("generate", "kc", "--out", self.out, "--force")
+        self.ok("generate", "kc", "--out", self.out)
+        self.assertFalse(os.path.lexists(os.path.join(self.out, "KC/letter")))
+        shutil.rmtree(os.path.join(self.out, "KC"))
+        os.symlink(self.path("documents"), os.path.join(self.out, "KC"))
+        self.refused("generate", "kc", "--out", self.out, "--force", says="is a link")
+        self.assertEqual(sorted(os.listdir(self.path("documents"))), ["letter", "letter.link"])
         self.ok("--db", self.path("o/KC/net"), "init", "--network", "1")
         self.refused("--db", self.path("o/KC/net"), "generate", "all", "--out", self.path("o"),
-                     says="would be emptied")
+                     says="would be replaced")
+
+    def test_a_run_killed_while_placing_its_files_is_completed_by_the_next(self):
+        self.build()
+        self.ok("ap", "add", "Center", "New")
+        whole = self.path("whole")
+        shutil.copytree(self.out, whole)
+        self.ok("generate", "all", "--out", whole)
+        work = os.path.join(self.out, ".nccadm-new")
+        self.ok("server", "show", "Center")
+        shutil.copytree(whole, os.path.join(work, "set"))
+        os.remove(os.path.join(work, "set/.nccadm"))
+        folders = ("APDB", "KC", "MAP")
+        inodes = [os.stat(os.path.join(work, "set", name)).st_ino for name in folders]
+        live = lambda name: os.path.join(self.out, name)
+        os.rename(live("APDB"), live("moved"))  # exchanged, and the old one not set aside yet
+        os.rename(os.path.join(work, "set/APDB"), live("APDB"))
+        os.rename(live("moved"), os.path.join(work, "set/APDB"))
+        os.makedirs(os.path.join(work, "old"))
+        os.rename(live("KC"), os.path.join(work, "old/1"))  # between two renames
+        self.write(os.path.join(work, "placing"),
+                   "".join(f"{inode} {name}\n" for inode, name in zip(inodes, folders)))
+        _, err = self.refused("generate", "packages", "--out", self.out, "--only", "New", code=0,
+                              says="Completed the run before")
+        self.assertEqual(self.tree(), self.tree(whole))
+        os.makedirs(os.path.join(work, "set/KC"))
+        self.refused("generate", "routes", "--out", self.out, code=0, says="Removed what a run")
+        self.assertFalse(os.path.exists(work))
 
     def test_identical_files_share_storage_and_a_stopped_run_says_what_is_done(self):
         self.use_key()
@@ -247,12 +339,13 @@ class OutputTest(ToolTest):
         apdb = ["generate", "apdb", "--out", self.out, "--only", "P1", "P2"]
         self.assertEqual(self.json(*apdb)["shared"], 1)
         self.assertEqual(self.json(*apdb, "--no-share")["shared"], 0)
-        directories = os.path.join(self.out, "APDB/A")
+        before = self.tree()
+        directories = os.path.join(self.out, ".nccadm-new/set/APDB/A")
         process = subprocess.Popen([tool(), "generate", "all", "--out", self.out, "--json"],
                                    env=self.environment(), stdout=subprocess.PIPE,
                                    stderr=subprocess.DEVNULL)
         deadline = time.monotonic() + 60
-        while "apa0BB8.txt" not in os.listdir(directories) and time.monotonic() < deadline:
+        while not os.path.exists(f"{directories}/apa0BB8.txt") and time.monotonic() < deadline:
             time.sleep(0.002)
         process.send_signal(signal.SIGTERM)
         run = json.loads(process.communicate(timeout=60)[0])
@@ -260,7 +353,7 @@ class OutputTest(ToolTest):
         self.assertEqual([step["state"] for step in run["steps"]],
                          ["stopped"] + ["not begun"] * 3)
         self.assertGreaterEqual(run["files"], 2990)
-        self.assertFalse([name for name in os.listdir(directories) if not name.endswith(".txt")])
+        self.assertEqual(self.tree(), before)
 
 
 if __name__ == "__main__":

@@ -7,9 +7,9 @@
 #include <fmt/format.h>
 
 #include "command_line.h"
-#include "files.h"
 #include "generation.h"
 #include "generation_steps.h"
+#include "output_folder.h"
 #include "stamper.h"
 #include "text.h"
 
@@ -18,35 +18,27 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Generators empty folders: nothing that they need may lie there.
+// These folders are replaced: nothing that the run needs may lie there.
 void RefuseOwnFolders(const fs::path& out, const fs::path& file, const char* what) {
   const fs::path whole = fs::weakly_canonical(file);
-  for (const char* name : {"KC", "APDB", "MAP"}) {
+  for (const char* name : {"KC", "APDB", "MAP", kWorkFolder}) {
     const fs::path folder = fs::weakly_canonical(out / name);
     if (std::mismatch(folder.begin(), folder.end(), whole.begin(), whole.end()).first ==
         folder.end()) {
-      throw Failure(fmt::format("{} lies in the output folder {}, which would be emptied", what,
+      throw Failure(fmt::format("{} lies in the output folder {}, which would be replaced", what,
                                 folder.string()),
                     "Give another folder with --out.");
     }
   }
 }
 
-void EnterFolder(Session& session, const fs::path& out) {
-  RefuseOwnFolders(out, session.DatabaseText(), "the database");
-  if (const char* key = std::getenv(kKeyVariable); key != nullptr && *key != '\0') {
-    RefuseOwnFolders(out, key, "the stamping key");
-  }
-  MakePrivateFolder(out.string());
-  FixKeyPath();
-  std::error_code error;
-  fs::current_path(out, error);
-  if (error) throw Failure(fmt::format("{} cannot be used: {}", out.string(), error.message()));
-}
-
 std::string BytesText(std::uint64_t bytes) {
+  const auto in = [bytes](int shift) {
+    return static_cast<double>(bytes) / static_cast<double>(std::uint64_t{1} << shift);
+  };
   if (bytes < 1U << 20) return fmt::format("{}", bytes);
-  return fmt::format("{} ({:.1f} MiB)", bytes, static_cast<double>(bytes) / (1U << 20));
+  if (bytes < 1U << 30) return fmt::format("{} ({:.1f} MiB)", bytes, in(20));
+  return fmt::format("{} ({:.1f} GiB)", bytes, in(30));
 }
 
 const char* WordOf(StepState state) {
@@ -75,13 +67,25 @@ void PrintReport(Output& out, const Generation& run) {
   out.PrintTable(table);
 }
 
-Json ReportJson(const Generation& run, const std::string& folder, const Stamper& stamper) {
+struct Outcome {
+  std::string folder;
+  GenerationSize expected;
+  bool is_stamped = false;
+  bool in_place = false;
+};
+
+Json ReportJson(const Generation& run, const Outcome& outcome) {
   const auto tally = [](const StepResult& result) {
     return Json{{"files", result.files}, {"shared", result.shared}, {"bytes", result.bytes}};
   };
-  Json document = {{"folder", folder},
-                   {"stamped", stamper.Problem().empty()},
+  Json document = {{"folder", outcome.folder},
+                   {"stamped", outcome.is_stamped},
                    {"interrupted", run.WasStopped()},
+                   {"in_place", outcome.in_place},
+                   {"expected",
+                    {{"files", outcome.expected.files},
+                     {"bytes", outcome.expected.bytes},
+                     {"disk", outcome.expected.disk}}},
                    {"steps", Json::array()}};
   for (const StepResult& result : run.Results()) {
     Json step = {{"step", result.key}, {"state", WordOf(result.state)}};
@@ -109,52 +113,81 @@ void WarnOfFailures(Output& out, const Generation& run) {
   }
 }
 
-int ExitCodeOf(const Generation& run) {
-  if (run.WasStopped()) return kExitInterrupted;
-  if (run.Failures().empty()) return kExitDone;
-  return run.Total().files == 0 ? kExitFailed : kExitPartly;
-}
-
-int Report(Session& session, const Generation& run, const Stamper& stamper) {
+int Report(Session& session, const Generation& run, const Outcome& outcome) {
   Output& out = session.Out();
   WarnOfFailures(out, run);
-  const std::string folder = fs::current_path().string();
   if (session.IsJson()) {
-    out.Document(ReportJson(run, folder, stamper));
+    out.Document(ReportJson(run, outcome));
   } else {
     PrintReport(out, run);
   }
-  if (run.WasStopped()) {
-    out.Warn("interrupted; what is not done has files of the run before, or none");
-  } else {
-    out.Say(fmt::format("Generated into {}.", Printable(folder)));
+  if (outcome.in_place) {
+    out.Say(fmt::format("Generated into {}.", Printable(outcome.folder)));
+    return kExitDone;
   }
-  return ExitCodeOf(run);
+  out.Warn(fmt::format("{}; in {} is what was there before",
+                       run.WasStopped() ? "interrupted" : "not every file could be made",
+                       outcome.folder));
+  return run.WasStopped() ? kExitInterrupted : kExitFailed;
+}
+
+// Says what is to come. Throws Failure when there is no room for it beside what is there.
+GenerationSize Announce(Output& out, const GenerationPlan& plan, const OutputFolder& folder,
+                        const GenerateArguments& arguments) {
+  GenerationSize size;
+  for (const GenerationStep& step : plan.steps) size.Add(step.expected);
+  const OutputFolder::Room room = folder.Free();
+  const std::string text = fmt::format("{} files with {} bytes are to come, {} on the disk",
+                                       size.files, BytesText(size.bytes), BytesText(size.disk));
+  if (!arguments.force && (size.disk > room.bytes || size.files > room.files)) {
+    throw Failure(fmt::format("there is no room in {}: {}; free are {} bytes and {} files",
+                              arguments.out, text, BytesText(room.bytes), room.files),
+                  "Old files stay until the new ones are whole. Make room, give another folder "
+                  "with --out, or try it all the same with --force.");
+  }
+  out.Say(fmt::format("{}; {} are free.", text, BytesText(room.bytes)));
+  return size;
+}
+
+bool ChooseKey(Output& out, const GenerateArguments& arguments, const fs::path& folder) {
+  if (arguments.unstamped) {
+    UseNoKey();
+    out.Warn("ALL STAMPS ARE ZERO: nodes refuse the files");
+    return false;
+  }
+  UseKeyFile(arguments.key);
+  const Stamper stamper;
+  stamper.RequireKey("; --unstamped makes files that nodes refuse");
+  RefuseOwnFolders(folder, std::getenv(kKeyVariable), "the stamping key");
+  return true;
 }
 
 int Generate(Session& session, const std::string& what, const GenerateArguments& arguments) {
   session.FixDatabasePath();
   CNCCNet& net = session.Net();
-  const std::vector<GenerationStep> steps = StepsOf(session, what, arguments);
+  const GenerationPlan plan = PlanGeneration(session, what, arguments);
   const fs::path out = fs::absolute(arguments.out);
   if (what == "packages" && !fs::is_directory(out / "APDB") && !fs::is_directory(out / "MAP")) {
     throw Failure(fmt::format("nothing was generated in {} that could be packed", arguments.out),
                   "Run 'nccadm generate all', or apdb, routes and map first.");
   }
-  EnterFolder(session, out);
-  const Stamper stamper;
-  if (!stamper.Problem().empty()) {
-    session.Out().Warn(
-        fmt::format("{}, so ALL STAMPS ARE ZERO and nodes refuse the files", stamper.Problem()));
-  }
+  RefuseOwnFolders(out, session.DatabaseText(), "the database");
+  Outcome outcome;
+  outcome.is_stamped = ChooseKey(session.Out(), arguments, out);
+  OutputFolder folder(out);
+  if (!folder.Told().empty()) session.Out().Say(folder.Told());
+  folder.RequireOwn(plan.changes, arguments.force);
+  outcome.expected = Announce(session.Out(), plan, folder, arguments);
+  outcome.folder = folder.Begin(plan.changes);
   SetShareIdenticalFiles(!arguments.no_share);
   net.KCPath("./KC/");
   net.APDBPath("./APDB/");
   net.MAPPath("./MAP/");
   Generation run(session);
-  run.Run(steps);
-  run.Flush();
-  return Report(session, run, stamper);
+  run.Run(plan.steps);
+  outcome.in_place = !run.WasStopped() && run.Failures().empty();
+  if (outcome.in_place) folder.Place();
+  return Report(session, run, outcome);
 }
 
 struct GenerateCommand {
@@ -172,9 +205,9 @@ constexpr GenerateCommand kCommands[] = {
      "Ivanov",
      "Only these servers and APs: their directories and maps, the node matrix, their packages",
      true, true},
-    {"apdb", "Make the directory databases of the APs in APDB, which is emptied",
+    {"apdb", "Make the directory databases of the APs in APDB, which is replaced",
      "generate apdb --out /srv/ncc/out\ngenerate apdb --out /srv/ncc/out --only Ivanov id:12",
-     "Only these APs, emptying nothing", true, false},
+     "Only these APs; the files of others stay", true, false},
     {"map", "Make the directories and stamp lists of the servers in MAP, after 'generate routes'",
      "generate map --out /srv/ncc/out\ngenerate map --out /srv/ncc/out --only Center",
      "Only these servers; the maps, tunnels and registrations of all servers with them", true,
@@ -187,7 +220,7 @@ constexpr GenerateCommand kCommands[] = {
      "generate packages --out /srv/ncc/out --short\n"
      "generate packages --out /srv/ncc/out --only Center Ivanov",
      "Only the packages of these servers and APs", false, true},
-    {"kc", "Make the key centre's files in KC, which is emptied, and the packages",
+    {"kc", "Make the key centre's files in KC, which is replaced, and the packages",
      "generate kc --out /srv/ncc/out --short", nullptr, false, true},
 };
 
@@ -196,6 +229,14 @@ void AddGenerateOptions(CLI::App& command, const GenerateCommand& about,
   command.add_option("--out", arguments.out, "The output folder; made when missing")
       ->type_name("DIR")
       ->capture_default_str();
+  CLI::Option* key = CommandLine::AddKeyOption(command, arguments.key);
+  command
+      .add_flag("--unstamped", arguments.unstamped,
+                "Make files with zeros for stamps, which nodes refuse")
+      ->excludes(key);
+  command.add_flag(
+      "--force", arguments.force,
+      "Replace folders that are not marked as nccadm's, and do not ask for room first");
   command.add_flag("--no-share", arguments.no_share,
                    "Give each of several identical files a storage of its own");
   if (about.has_mode) {

@@ -132,6 +132,12 @@ CLI::App& CommandLine::AddCommand(CLI::App& parent, const std::string& name,
   return command;
 }
 
+CLI::Option* CommandLine::AddKeyOption(CLI::App& command, std::string& file) {
+  return command
+      .add_option("--key", file, "The stamping key; the default is the one of NCCNET_STAMP_KEY")
+      ->type_name("FILE");
+}
+
 void CommandLine::OnRun(CLI::App& command, std::function<int(Session&)> action) {
   command.callback([this, action = std::move(action)] { action_ = action; });
 }

@@ -26,6 +26,9 @@ class CommandLine {
   static CLI::App& AddCommand(CLI::App& parent, const std::string& name,
                               const std::string& description, const std::string& examples);
 
+  // "--key FILE", for commands that make or test stamps.
+  static CLI::Option* AddKeyOption(CLI::App& command, std::string& file);
+
   // What the command does; the result is the exit code.
   void OnRun(CLI::App& command, std::function<int(Session&)> action);
 

@@ -20,6 +20,7 @@ namespace fs = std::filesystem;
 struct PackageArguments {
   std::string file;
   std::string out = ".";
+  std::string key;
   bool force = false;
 };
 
@@ -77,10 +78,7 @@ int Extract(Session& session, const PackageArguments& arguments) {
   Json written = Json::array();
   for (const PackedFile& packed : files) {
     const fs::path target = fs::path(arguments.out) / packed.name;
-    const fs::path part = target.string() + ".part";
-    fs::remove(part);
-    CreatePrivateFile(part.string(), packed.contents);
-    fs::rename(part, target);
+    WriteFile(target.string(), packed.contents);
     written.push_back(target.string());
   }
   session.Out().Say(
@@ -96,9 +94,16 @@ struct PackageFault {
   std::string text;
 };
 
+struct PackageReport {
+  std::size_t files = 0;
+  std::vector<PackageFault> faults;
+  std::vector<std::string> unproved;  // files without a stamp that proves them
+};
+
 // The stamps that the package's own lists give for the files in it. Those of others stay unknown.
-void CheckPackedStamps(const std::vector<PackedFile>& files, const Stamper& stamper,
-                       std::vector<PackageFault>& faults) {
+// Returns the folded names of the files that they prove; a list that is wrong itself proves none.
+std::set<std::string> CheckPackedStamps(const std::vector<PackedFile>& files,
+                                        const Stamper& stamper, PackageReport& report) {
   std::unordered_map<std::string, std::uint32_t> stamps;
   for (const PackedFile& packed : files) {
     stamps.emplace(FoldName(packed.name), stamper.OfBytes(packed.contents));
@@ -107,62 +112,86 @@ void CheckPackedStamps(const std::vector<PackedFile>& files, const Stamper& stam
     const auto found = stamps.find(FoldName(name));
     return found == stamps.end() ? std::nullopt : std::optional(found->second);
   };
+  std::set<std::string> proved;
   for (const PackedFile& packed : files) {
     if (!HoldsStamps(packed.name)) continue;
-    std::vector<StampProblem> problems;
-    CheckStamps(packed.name, packed.contents, stamper, stamp_of, problems);
-    for (const StampProblem& problem : problems) {
-      if (problem.fault != StampFault::kMissing) faults.push_back({packed.name, Describe(problem)});
+    const StampFindings found = CheckStamps(packed.name, packed.contents, stamper, stamp_of);
+    for (const StampProblem& problem : found.problems) {
+      if (problem.fault == StampFault::kMissing) continue;
+      report.faults.push_back({packed.name, Describe(problem)});
     }
+    std::set<std::string> right;
+    for (const std::string& name : found.right) right.insert(FoldName(name));
+    if (right.count(FoldName(packed.name)) != 0) proved.merge(right);
   }
+  return proved;
 }
 
-std::vector<PackageFault> FindFaults(const std::string& file, const std::string& bytes,
-                                     const Stamper& stamper, std::size_t& count) {
-  std::vector<PackageFault> faults;
+PackageReport Examine(const std::string& file, const std::string& bytes, const Stamper& stamper) {
+  PackageReport report;
   try {
     const std::vector<PackedFile> files = ReadPackage(file, bytes);
-    count = files.size();
-    if (files.empty()) faults.push_back({"", "the package holds no files"});
+    report.files = files.size();
+    if (files.empty()) report.faults.push_back({"", "the package holds no files"});
     std::set<std::string> names;
     for (const PackedFile& packed : files) {
       if (const std::string why = NameProblem(packed.name); !why.empty()) {
-        faults.push_back({packed.name, "the name " + why});
+        report.faults.push_back({packed.name, "the name " + why});
       }
-      if (!names.insert(packed.name).second) faults.push_back({packed.name, "stands there twice"});
+      if (!names.insert(packed.name).second) {
+        report.faults.push_back({packed.name, "stands there twice"});
+      }
     }
-    if (stamper.Problem().empty()) CheckPackedStamps(files, stamper, faults);
+    std::set<std::string> proved;
+    if (stamper.Problem().empty()) proved = CheckPackedStamps(files, stamper, report);
+    for (const PackedFile& packed : files) {
+      if (proved.count(FoldName(packed.name)) == 0) report.unproved.push_back(packed.name);
+    }
   } catch (const Failure& failure) {
-    faults.push_back({"", failure.what()});
+    report.faults.push_back({"", failure.what()});
   }
-  return faults;
+  return report;
+}
+
+Json ReportJson(const std::string& file, const PackageReport& report, bool stamps_checked) {
+  Json unproved = Json::array();
+  for (const std::string& name : report.unproved) unproved.push_back(Utf8FromBytes(name));
+  Json wrong = Json::array();
+  for (const PackageFault& fault : report.faults) {
+    wrong.push_back({{"name", Utf8FromBytes(fault.name)}, {"text", fault.text}});
+  }
+  return {{"file", file},
+          {"files", report.files},
+          {"stamps_checked", stamps_checked},
+          {"proved", report.files - report.unproved.size()},
+          {"unproved", std::move(unproved)},
+          {"wrong", std::move(wrong)}};
 }
 
 int Check(Session& session, const PackageArguments& arguments) {
+  UseKeyFile(arguments.key);
   const Stamper stamper;
-  const std::string bytes = ReadFile(arguments.file, kLargestFile);
-  std::size_t count = 0;
-  const std::vector<PackageFault> faults = FindFaults(arguments.file, bytes, stamper, count);
+  const bool has_key = stamper.Problem().empty();
+  const PackageReport report =
+      Examine(arguments.file, ReadFile(arguments.file, kLargestFile), stamper);
   Output& out = session.Out();
-  if (!stamper.Problem().empty()) {
-    out.Warn(fmt::format("stamps were not checked: {}", stamper.Problem()));
-  }
   if (session.IsJson()) {
-    Json wrong = Json::array();
-    for (const PackageFault& fault : faults) {
-      wrong.push_back({{"name", fault.name}, {"text", fault.text}});
-    }
-    out.Document({{"file", arguments.file},
-                  {"files", count},
-                  {"stamps_checked", stamper.Problem().empty()},
-                  {"wrong", std::move(wrong)}});
+    out.Document(ReportJson(arguments.file, report, has_key));
   } else {
-    for (const PackageFault& fault : faults) {
-      out.Line(Printable(fault.name.empty() ? fault.text : fault.name + ": " + fault.text));
+    for (const PackageFault& fault : report.faults) {
+      const std::string name = PrintableName(fault.name);
+      out.Line(name.empty() ? Printable(fault.text) : name + ": " + Printable(fault.text));
+    }
+    for (const std::string& name : report.unproved) {
+      if (has_key) out.Line(PrintableName(name) + ": has no stamp in the package");
     }
   }
-  if (faults.empty()) out.Say(fmt::format("The package holds {} files, all right.", count));
-  return faults.empty() ? kExitDone : kExitFound;
+  if (!report.faults.empty()) return kExitFound;
+  out.Say(fmt::format("{}: form right, {} of {} files proved.", Printable(arguments.file),
+                      report.files - report.unproved.size(), report.files));
+  if (has_key) return kExitDone;
+  out.Warn(fmt::format("no stamp was checked: {}", stamper.Problem()));
+  return kExitPartly;
 }
 
 }  // namespace
@@ -184,9 +213,12 @@ void AddPackageCommands(CommandLine& line) {
       ->type_name("DIR")
       ->capture_default_str();
   extract.add_flag("--force", arguments->force, "Replace files that exist");
-  add("check",
-      "Test the form of a package and the stamps in it; exit code 3 when something is wrong",
-      "package check KC/AAA/001A0001.aaf", Check);
+  CLI::App& check =
+      add("check",
+          "Test the form of a package and the stamps in it; exit code 3 when something is wrong, 5 "
+          "when there is no key",
+          "package check KC/AAA/001A0001.aaf --key /etc/ncc/stamp.key", Check);
+  CommandLine::AddKeyOption(check, arguments->key);
 }
 
 }  // namespace ncc::tool

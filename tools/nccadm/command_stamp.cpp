@@ -14,19 +14,27 @@ namespace {
 
 namespace fs = std::filesystem;
 
+struct Arguments {
+  std::string path;
+  std::vector<std::string> files;
+  std::string key;
+};
+
 int MakeKey(Session& session, const std::string& file) {
   MakeKeyFile(file);
   const std::string path = fs::absolute(file).string();
   Output& out = session.Out();
   out.Say(
       fmt::format("Made the stamping key {}. Nobody else can read it; keep a copy apart: nodes "
-                  "know the stamps of this key alone.\nTo use it: export {}={}",
-                  Printable(path), kKeyVariable, Printable(path)));
+                  "know the stamps of this key alone.\nTo use it: --key {}, or export {}={}",
+                  Printable(path), Printable(path), kKeyVariable, Printable(path)));
   if (session.IsJson()) out.Document({{"key_file", path}});
   return kExitDone;
 }
 
-int Stamp(Session& session, const std::vector<std::string>& files) {
+int Stamp(Session& session, const Arguments& arguments) {
+  const std::vector<std::string>& files = arguments.files;
+  UseKeyFile(arguments.key);
   const Stamper stamper;
   stamper.RequireKey();
   std::vector<std::pair<std::string, std::uint32_t>> stamps;
@@ -76,7 +84,9 @@ int ReportFindings(Session& session, const std::string& folder, std::size_t hold
   return findings.empty() ? kExitDone : kExitFound;
 }
 
-int VerifyStamps(Session& session, const std::string& folder) {
+int VerifyStamps(Session& session, const Arguments& arguments) {
+  const std::string& folder = arguments.path;
+  UseKeyFile(arguments.key);
   const Stamper stamper;
   stamper.RequireKey();
   std::error_code error;
@@ -91,9 +101,9 @@ int VerifyStamps(Session& session, const std::string& folder) {
   std::size_t stamps = 0;
   std::vector<Finding> findings;
   for (const fs::path& holder : holders) {
-    std::vector<StampProblem> problems;
-    stamps += tree.CheckHolder(holder, problems);
-    for (StampProblem& problem : problems) {
+    StampFindings found = tree.CheckHolder(holder);
+    stamps += found.stamps;
+    for (StampProblem& problem : found.problems) {
       findings.push_back({holder.lexically_relative(folder).string(), std::move(problem)});
     }
     progress.Step();
@@ -104,27 +114,28 @@ int VerifyStamps(Session& session, const std::string& folder) {
 }  // namespace
 
 void AddStampCommands(CommandLine& line) {
-  auto path = std::make_shared<std::string>();
+  auto arguments = std::make_shared<Arguments>();
   CLI::App& keygen = CommandLine::AddCommand(
       line.Root(), "keygen", "Make a stamping key: a file of 32 random bytes for its owner alone",
       "keygen /etc/ncc/stamp.key");
-  keygen.add_option("FILE", *path, "The new file")->required();
-  line.OnRun(keygen, [path](Session& session) { return MakeKey(session, *path); });
+  keygen.add_option("FILE", arguments->path, "The new file")->required();
+  line.OnRun(keygen, [arguments](Session& session) { return MakeKey(session, arguments->path); });
 
-  auto files = std::make_shared<std::vector<std::string>>();
   CLI::App& stamp =
       CommandLine::AddCommand(line.Root(), "stamp", "Print the stamp line of each file",
-                              "stamp MAP/node1.map MAP/node1.tun");
-  stamp.add_option("FILE", *files, "The files")->required();
-  line.OnRun(stamp, [files](Session& session) { return Stamp(session, *files); });
+                              "stamp MAP/node1.map MAP/node1.tun --key /etc/ncc/stamp.key");
+  stamp.add_option("FILE", arguments->files, "The files")->required();
+  CommandLine::AddKeyOption(stamp, arguments->key);
+  line.OnRun(stamp, [arguments](Session& session) { return Stamp(session, *arguments); });
 
   CLI::App& verify = CommandLine::AddCommand(
       line.Root(), "verify-stamps",
       "Compute anew every stamp in the stamp lists, registrations and tunnels below a folder; "
       "exit code 3 when one is wrong",
       "verify-stamps /srv/ncc/out\nverify-stamps /srv/ncc/out/MAP --json");
-  verify.add_option("DIR", *path, "The folder")->required();
-  line.OnRun(verify, [path](Session& session) { return VerifyStamps(session, *path); });
+  verify.add_option("DIR", arguments->path, "The folder")->required();
+  CommandLine::AddKeyOption(verify, arguments->key);
+  line.OnRun(verify, [arguments](Session& session) { return VerifyStamps(session, *arguments); });
 }
 
 }  // namespace ncc::tool

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "files.h"
 #include "objects.h"
 #include "text.h"
 #include "view.h"
@@ -76,7 +75,7 @@ void Generation::RunStep(const GenerationStep& step, StepResult& result) {
 
 void Generation::Run(const std::vector<GenerationStep>& steps) {
   std::size_t total = 0;
-  for (const GenerationStep& step : steps) total += step.expected_files;
+  for (const GenerationStep& step : steps) total += step.expected.files;
   const InterruptGuard interrupt;
   Progress progress(out_, "Generating", total);
   std::size_t done = 0;
@@ -89,22 +88,14 @@ void Generation::Run(const std::vector<GenerationStep>& steps) {
   });
   results_.reserve(steps.size());
   for (const GenerationStep& step : steps) {
-    current = &results_.emplace_back(
-        StepResult{step.key, step.words, step.expected_files, StepState::kNotBegun, 0, 0, 0});
+    current =
+        &results_.emplace_back(StepResult{step.key, step.words, StepState::kNotBegun, 0, 0, 0});
     if (interrupt.IsAsked()) continue;
     const std::size_t done_before = done;
     RunStep(step, *current);
-    if (interrupt.IsAsked() && done - done_before < step.expected_files) {
+    if (interrupt.IsAsked() && done - done_before < step.expected.files) {
       current->state = StepState::kStopped;
     }
-  }
-}
-
-void Generation::Flush() {
-  try {
-    FlushFileSystem(".");
-  } catch (const Failure& failure) {
-    failures_.push_back({{}, 0, failure.what()});
   }
 }
 

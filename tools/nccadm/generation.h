@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "generation_size.h"
 #include "session.h"
 #include "terminal.h"
 
@@ -16,7 +17,7 @@ namespace ncc::tool {
 struct GenerationStep {
   const char* key;    // of commands and documents
   const char* words;  // for people
-  std::size_t expected_files;
+  GenerationSize expected;
   std::function<void(CNCCNet&)> generate;
 };
 
@@ -25,7 +26,6 @@ enum class StepState { kDone, kStopped, kNotBegun };
 struct StepResult {
   std::string key;
   std::string words;
-  std::size_t expected_files = 0;
   StepState state = StepState::kNotBegun;
   std::size_t files = 0;
   std::size_t shared = 0;  // of the files
@@ -44,9 +44,6 @@ class Generation {
 
   // The interrupt key ends the run after the node in hand.
   void Run(const std::vector<GenerationStep>& steps);
-
-  // Waits until all of it is on the disk; what prevents that becomes a failure of the run.
-  void Flush();
 
   const std::vector<StepResult>& Results() const { return results_; }
   const std::vector<FileFailure>& Failures() const { return failures_; }

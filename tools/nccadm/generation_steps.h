@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "generation.h"
+#include "output_folder.h"
 #include "session.h"
 
 namespace ncc::tool {
@@ -16,11 +17,19 @@ struct GenerateArguments {
   bool is_full = false;
   bool is_short = false;
   bool no_share = false;
+  std::string key;
+  bool unstamped = false;
+  bool force = false;
 };
 
-// The steps of "generate WHAT". Their folders are those of the current directory. Throws Failure
-// for an object that WHAT does not take.
-std::vector<GenerationStep> StepsOf(Session& session, const std::string& what,
-                                    const GenerateArguments& arguments);
+struct GenerationPlan {
+  std::vector<GenerationStep> steps;
+  std::vector<FolderChange> changes;
+};
+
+// What "generate WHAT" does. The folders of the steps are those of the current directory. Throws
+// Failure for an object that WHAT does not take.
+GenerationPlan PlanGeneration(Session& session, const std::string& what,
+                              const GenerateArguments& arguments);
 
 }  // namespace ncc::tool

@@ -32,12 +32,13 @@ std::optional<std::uint32_t> ParseStamp(const std::string& digits) {
 class Check {
  public:
   Check(const std::string& name, std::string_view bytes, const Stamper& stamper,
-        const StampOf& stamp_of, std::vector<StampProblem>& problems)
-      : name_(name), bytes_(bytes), stamper_(stamper), stamp_of_(stamp_of), problems_(problems) {}
+        const StampOf& stamp_of)
+      : name_(name), bytes_(bytes), stamper_(stamper), stamp_of_(stamp_of) {}
 
-  std::size_t CheckList();
-  std::size_t CheckRegistration();
-  std::size_t CheckTunnels();
+  void CheckList();
+  void CheckRegistration();
+  void CheckTunnels();
+  StampFindings TakeFindings() { return std::move(findings_); }
 
  private:
   std::vector<Line> ReadLines(bool all_must_be);
@@ -46,15 +47,14 @@ class Check {
   }
   void Compare(const Line& line, const std::string& file, std::optional<std::uint32_t> found);
   void Malformed(std::string text) {
-    problems_.push_back({name_, StampFault::kMalformed, 0, 0, std::move(text)});
+    findings_.problems.push_back({name_, StampFault::kMalformed, 0, 0, std::move(text)});
   }
 
   const std::string& name_;
   std::string_view bytes_;
   const Stamper& stamper_;
   const StampOf& stamp_of_;
-  std::vector<StampProblem>& problems_;
-  std::size_t stamps_ = 0;
+  StampFindings findings_;
 };
 
 std::vector<Line> Check::ReadLines(bool all_must_be) {
@@ -74,20 +74,22 @@ std::vector<Line> Check::ReadLines(bool all_must_be) {
 }
 
 void Check::Compare(const Line& line, const std::string& file, std::optional<std::uint32_t> found) {
-  ++stamps_;
+  ++findings_.stamps;
   const auto listed = ParseStamp(line.value);
   if (!listed) return Malformed(fmt::format("\"{}={}\" has no stamp", line.key, line.value));
   // What was not there when the stamps were made has zeros.
   if (!found && *listed == 0) return;
   if (!found) {
-    problems_.push_back({file, StampFault::kMissing, *listed, 0, {}});
+    findings_.problems.push_back({file, StampFault::kMissing, *listed, 0, {}});
   } else if (*found != *listed) {
     const StampFault fault = *listed == 0 ? StampFault::kUnstamped : StampFault::kDiffers;
-    problems_.push_back({file, fault, *listed, *found, {}});
+    findings_.problems.push_back({file, fault, *listed, *found, {}});
+  } else {
+    findings_.right.push_back(file);
   }
 }
 
-std::size_t Check::CheckList() {
+void Check::CheckList() {
   const std::vector<Line> lines = ReadLines(true);
   const std::string own = FoldName(name_);
   if (lines.empty() || FoldName(lines.back().key) != own) {
@@ -102,10 +104,9 @@ std::size_t Check::CheckList() {
       Compare(line, line.key, stamp_of_(line.key));
     }
   }
-  return stamps_;
 }
 
-std::size_t Check::CheckRegistration() {
+void Check::CheckRegistration() {
   const std::string stem = name_.substr(0, name_.size() - 4);
   const std::vector<Line> lines = ReadLines(true);
   for (const auto& [key, extension] :
@@ -122,19 +123,17 @@ std::size_t Check::CheckRegistration() {
       Compare(*found, stem + extension, stamp_of_(stem + extension));
     }
   }
-  return stamps_;
 }
 
 // Empty ones, of APs, have no stamp.
-std::size_t Check::CheckTunnels() {
-  if (bytes_.empty()) return 0;
+void Check::CheckTunnels() {
+  if (bytes_.empty()) return;
   const std::vector<Line> lines = ReadLines(false);
   if (lines.empty() || lines.back().key != "TUNNEL.REG") {
     Malformed("the file does not end in the line TUNNEL.REG");
   } else {
     Compare(lines.back(), name_, OfBytesBefore(lines.back()));
   }
-  return stamps_;
 }
 
 }  // namespace
@@ -174,13 +173,18 @@ bool HoldsStamps(const std::string& name) {
           folded.ends_with(FoldName(".tun")));
 }
 
-std::size_t CheckStamps(const std::string& name, std::string_view bytes, const Stamper& stamper,
-                        const StampOf& stamp_of, std::vector<StampProblem>& problems) {
-  Check check(name, bytes, stamper, stamp_of, problems);
+StampFindings CheckStamps(const std::string& name, std::string_view bytes, const Stamper& stamper,
+                          const StampOf& stamp_of) {
+  Check check(name, bytes, stamper, stamp_of);
   const std::string folded = FoldName(name);
-  if (folded.ends_with(FoldName(".reg"))) return check.CheckRegistration();
-  if (folded.ends_with(FoldName(".tun"))) return check.CheckTunnels();
-  return check.CheckList();
+  if (folded.ends_with(FoldName(".reg"))) {
+    check.CheckRegistration();
+  } else if (folded.ends_with(FoldName(".tun"))) {
+    check.CheckTunnels();
+  } else {
+    check.CheckList();
+  }
+  return check.TakeFindings();
 }
 
 }  // namespace ncc::tool

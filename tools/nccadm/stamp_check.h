@@ -33,8 +33,14 @@ bool HoldsStamps(const std::string& name);
 // The stamp of the file that a list names, in whichever letter case; nothing when there is none.
 using StampOf = std::function<std::optional<std::uint32_t>(const std::string& name)>;
 
-// Checks every stamp in a file of this name. Returns how many there are.
-std::size_t CheckStamps(const std::string& name, std::string_view bytes, const Stamper& stamper,
-                        const StampOf& stamp_of, std::vector<StampProblem>& problems);
+struct StampFindings {
+  std::size_t stamps = 0;
+  std::vector<StampProblem> problems;
+  std::vector<std::string> right;  // the files that have the stamps given for them
+};
+
+// Checks every stamp in a file of this name.
+StampFindings CheckStamps(const std::string& name, std::string_view bytes, const Stamper& stamper,
+                          const StampOf& stamp_of);
 
 }  // namespace ncc::tool

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include "files.h"
+#include "output_folder.h"
 #include "text.h"
 
 namespace ncc::tool {
@@ -31,7 +32,9 @@ std::string FolderOf(const std::string& name) {
 
 std::vector<fs::path> StampTree::FindHolders(const fs::path& folder) {
   std::vector<fs::path> holders;
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+  for (auto at = fs::recursive_directory_iterator(folder); at != end(at); ++at) {
+    const fs::directory_entry& entry = *at;
+    if (entry.path().filename() == kWorkFolder) at.disable_recursion_pending();  // unfinished
     if (entry.is_regular_file() && HoldsStamps(entry.path().filename().string())) {
       holders.push_back(entry.path());
     }
@@ -67,7 +70,7 @@ std::optional<std::uint32_t> StampTree::StampIn(const fs::path& folder, const st
   return StampOfFile(found->second);
 }
 
-std::size_t StampTree::CheckHolder(const fs::path& holder, std::vector<StampProblem>& problems) {
+StampFindings StampTree::CheckHolder(const fs::path& holder) {
   const fs::path beside = holder.parent_path();
   const bool in_database = FoldName(beside.filename().string()) == FoldName("R");
   const auto stamp_of = [&](const std::string& name) {
@@ -78,7 +81,7 @@ std::size_t StampTree::CheckHolder(const fs::path& holder, std::vector<StampProb
     return StampIn(beside, name);
   };
   return CheckStamps(holder.filename().string(), ReadFile(holder.string(), kLargestFile), stamper_,
-                     stamp_of, problems);
+                     stamp_of);
 }
 
 }  // namespace ncc::tool

@@ -23,7 +23,7 @@ class StampTree {
   static std::vector<std::filesystem::path> FindHolders(const std::filesystem::path& folder);
 
   // Checks all stamps of such a file; see CheckStamps.
-  std::size_t CheckHolder(const std::filesystem::path& holder, std::vector<StampProblem>& problems);
+  StampFindings CheckHolder(const std::filesystem::path& holder);
 
  private:
   using Names = std::unordered_map<std::string, std::filesystem::path>;  // by folded name

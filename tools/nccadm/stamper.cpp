@@ -23,13 +23,15 @@ std::string KeyFile() {
 }
 
 std::string ProblemOf(const std::string& file, std::size_t size) {
-  if (file.empty()) return fmt::format("there is no stamping key: {} is not set", kKeyVariable);
+  if (file.empty())
+    return fmt::format("there is no stamping key: {} is not set and --key not given", kKeyVariable);
   const auto say = [&](const std::string& what) {
     return fmt::format("the stamping key {} {}", file, what);
   };
   std::error_code error;
   const fs::file_status status = fs::status(file, error);
   if (!fs::exists(status)) return say("cannot be found");
+  if (fs::is_symlink(fs::symlink_status(file, error))) return say("is a link to another file");
   if (!fs::is_regular_file(status)) return say("is no file");
   const auto bytes = fs::file_size(file, error);
   if (!error && bytes != size) return say(fmt::format("has {} bytes, not {}", bytes, size));
@@ -49,10 +51,11 @@ Stamper::Stamper() {
 
 Stamper::~Stamper() { explicit_bzero(key_.data(), key_.size()); }
 
-void Stamper::RequireKey() const {
+void Stamper::RequireKey(const std::string& otherwise) const {
   if (problem_.empty()) return;
-  throw Failure(problem_, fmt::format("'nccadm keygen FILE' makes a key; export {}=FILE names it.",
-                                      kKeyVariable));
+  throw Failure(problem_, fmt::format("'nccadm keygen FILE' makes a key; --key FILE or {}=FILE "
+                                      "names it{}.",
+                                      kKeyVariable, otherwise));
 }
 
 std::uint32_t Stamper::OfFile(const std::string& file) const {
@@ -74,10 +77,12 @@ std::uint32_t Stamper::OfBytes(std::string_view bytes) const {
   return stamp;
 }
 
-void FixKeyPath() {
-  const std::string file = KeyFile();
-  if (!file.empty()) setenv(kKeyVariable, fs::absolute(file).c_str(), 1);
+void UseKeyFile(const std::string& file) {
+  const std::string used = file.empty() ? KeyFile() : file;
+  if (!used.empty()) setenv(kKeyVariable, fs::absolute(used).c_str(), 1);
 }
+
+void UseNoKey() { unsetenv(kKeyVariable); }
 
 void MakeKeyFile(const std::string& file) {
   std::array<unsigned char, 32> key{};

@@ -24,8 +24,8 @@ class Stamper {
   // Why there is no key; empty when there is one.
   const std::string& Problem() const { return problem_; }
 
-  // Throws Failure when there is no key, with what to do about it.
-  void RequireKey() const;
+  // Throws Failure when there is no key, with what to do about it; `otherwise` is another way.
+  void RequireKey(const std::string& otherwise = {}) const;
 
   // Throw Failure when that cannot be stamped.
   std::uint32_t OfFile(const std::string& file) const;
@@ -37,8 +37,11 @@ class Stamper {
   std::array<unsigned char, 32> key_{};
 };
 
-// From here on the current directory may change: the key file is meant as it is named now.
-void FixKeyPath();
+// The key file of this run, in place of the one that the environment names; that one when `file` is
+// empty. From here on the current directory may change.
+void UseKeyFile(const std::string& file);
+// A run whose stamps are zeros.
+void UseNoKey();
 
 // Makes a key file of random bytes. Throws Failure, also when there is such a file.
 void MakeKeyFile(const std::string& file);
