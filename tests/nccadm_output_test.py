@@ -1,5 +1,6 @@
 """What nccadm generates and what it reads back of it. Usage: nccadm_output_test.py NCCADM"""
 
+import fcntl
 import json
 import os
 import resource
@@ -240,7 +241,16 @@ class OutputTest(ToolTest):
         self.write("out/NEW/MAP/node1.map", "staged")
         self.write("out/NEW/ABONAME.TXT", "names")
         self.write("out/newfiles.dat", self.read("newfiles.dat") + b"ABONAME.TXT\0\0\1\0\0\0")
-        self.run_tool("journal", "apply", "--dir", "out", "--export", "out/KC", cwd=self.folder)
+        os.makedirs(os.path.join(self.out, "NEW/MAP/node1.reg"))  # cannot be copied
+        code, out, err = self.run_tool("--json", "journal", "apply", "--dir", "out", "--export",
+                                       "out/KC", cwd=self.folder)
+        told = json.loads(out)
+        self.assertEqual((code, told["copied"]), (5, [f"{self.out}/KC/ABONAME.TXT",
+                                                      "MAP/node1.map"]))
+        self.assertEqual([one["file"] for one in told["failed"]], ["MAP/node1.reg"])
+        self.assertIn("NEW/MAP/node1.tun", told["missing"])
+        self.assertEqual(len(told["missing"]), 6 * 6 + 3 * 3 - 2)  # nobody has to make .xnw
+        self.assertIn("Copied 2 files; 43 were not in NEW, 0 names have no place, 1 failed.", err)
         self.assertEqual(self.read("MAP", "node1.map"), b"staged")
         self.assertEqual(self.read("KC", "ABONAME.TXT"), b"names")
         self.write("out/newfiles.dat", b"cut")
@@ -251,9 +261,15 @@ class OutputTest(ToolTest):
 
     def test_the_old_files_stay_until_every_new_one_is_there(self):
         self.use_key()
-        self.ok("apply", self.write("net.yaml", NETWORK.replace("value: 77", "value: 0")))
-        self.ok("generate", "all", "--out", self.out)
+        network = NETWORK.replace("value: 77", "value: 0").replace("[ncc]", "[ncc]\n    value: 0")
+        self.ok("apply", self.write("net.yaml", network.replace(
+            f"  - {LONG}a", f"  - {{name: {LONG}a, value: 0}}")))
+        self.ok("generate", "all", "--out", self.out)  # no tunnels are no failure
         before = self.tree()
+        folder = os.open(self.out, os.O_RDONLY)
+        fcntl.flock(folder, fcntl.LOCK_EX)
+        self.refused("generate", "all", "--out", self.out, says="another run")
+        os.close(folder)
         self.ok("ap", "add", "Center", "New")
         with open(self.path("ipkeladr.doc"), "wb") as keys:
             keys.truncate(8 << 20)

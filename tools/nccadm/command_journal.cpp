@@ -1,7 +1,8 @@
 // journal ...
+#include <algorithm>
 #include <filesystem>
+#include <list>
 #include <memory>
-#include <set>
 
 #include <fmt/format.h>
 
@@ -36,6 +37,7 @@ std::vector<JournalRecord> ReadRecords(const std::string& folder) {
     throw Failure(fmt::format("there is no journal {}", file),
                   "'nccadm generate' writes it into its output folder; --dir names that.");
   }
+  if (!fs::is_regular_file(file)) throw Failure(fmt::format("{} is no plain file", file));
   const std::string bytes = ReadFile(file, kLargestFile);
   ByteReader reader(file, bytes);
   std::vector<JournalRecord> records;
@@ -70,11 +72,46 @@ std::string Absolute(const std::string& folder) {
   return fs::absolute(folder).string();
 }
 
-// The library says nothing of what it copies, so neither does this.
+std::string NativePath(std::string path) {
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
+// Other programs make these for some servers and for others not.
+bool MayBeMissing(const std::string& file) { return FoldName(file).ends_with(FoldName(".xnw")); }
+
+int ReportCopies(Session& session, const CCopyReport& report, std::size_t records) {
+  Output& out = session.Out();
+  Json document = {{"records", records}};
+  const auto list = [&](const char* word, const std::list<std::string>& files) {
+    Json all = Json::array();
+    for (const std::string& file : files) {
+      all.push_back(Utf8FromBytes(NativePath(file)));
+      if (!out.IsJson()) out.Line(fmt::format("{:<8}  {}", word, PrintableName(NativePath(file))));
+    }
+    document[word] = std::move(all);
+  };
+  std::list<std::string> missing = report.missing;
+  missing.remove_if(MayBeMissing);
+  list("copied", report.copied);
+  list("missing", missing);
+  list("unplaced", report.unplaced);
+  document["failed"] = Json::array();
+  for (const CCopyReport::Failure& failure : report.failed) {
+    document["failed"].push_back(
+        {{"file", Utf8FromBytes(NativePath(failure.file))}, {"reason", failure.reason}});
+    out.Warn(failure.reason);
+  }
+  if (out.IsJson()) out.Document(document);
+  out.Say(fmt::format("Copied {} files; {} were not in NEW, {} names have no place, {} failed.",
+                      report.copied.size(), missing.size(), report.unplaced.size(),
+                      report.failed.size()));
+  const bool all_copied = missing.empty() && report.unplaced.empty() && report.failed.empty();
+  return all_copied ? kExitDone : kExitPartly;
+}
+
 int Apply(Session& session, const JournalArguments& arguments) {
   const std::vector<JournalRecord> records = ReadRecords(arguments.folder);
-  std::set<std::string> names;
-  for (const JournalRecord& record : records) names.insert(record.name);
   const std::string export_folder = Absolute(arguments.export_folder);
   const std::string database_folder = Absolute(arguments.database_folder);
   fs::current_path(arguments.folder);
@@ -84,14 +121,10 @@ int Apply(Session& session, const JournalArguments& arguments) {
   CUpdateManager manager;
   if (!export_folder.empty()) manager.SetExportFolder(export_folder.c_str());
   if (!database_folder.empty()) manager.SetDBFolder(database_folder.c_str());
-  manager.CheckCRC();
+  CCopyReport report;
+  if (!manager.CheckCRC(report) && report.failed.empty()) throw Failure("out of memory");
   FlushFileSystem(".");
-  session.Out().Say(fmt::format("Copied from NEW what belongs to {} names in {} records.",
-                                names.size(), records.size()));
-  if (session.IsJson()) {
-    session.Out().Document({{"records", records.size()}, {"names", names.size()}});
-  }
-  return kExitDone;
+  return ReportCopies(session, report, records.size());
 }
 
 int Clear(Session& session, const JournalArguments& arguments) {
@@ -123,8 +156,11 @@ void AddJournalCommands(CommandLine& line) {
   };
   add("list", "Show the records: file names and stamps, the newest last",
       "journal list --dir /srv/ncc/out", List);
-  CLI::App& apply = add("apply", "Copy the files that the journal names from NEW into their places",
-                        "journal apply --dir /srv/ncc/out --export /srv/ncc/out/KC", Apply);
+  CLI::App& apply =
+      add("apply",
+          "Copy the files that the journal names from NEW into their places; exit code "
+          "5 when not all of them were copied",
+          "journal apply --dir /srv/ncc/out --export /srv/ncc/out/KC", Apply);
   apply
       .add_option("--export", arguments->export_folder,
                   "Where the key centre's files go; nowhere when not given")

@@ -25,7 +25,6 @@ namespace fs = std::filesystem;
 constexpr const char* kMarker = ".nccadm";
 constexpr const char* kMarkerHead = "# 'nccadm generate' replaces these folders:\n";
 constexpr const char* kJournal = "newfiles.dat";
-constexpr const char* kFolders[] = {"APDB", "KC", "MAP"};
 constexpr std::size_t kMostMarkerBytes = 1U << 16;
 
 std::string TopOf(const std::string& folder) { return folder.substr(0, folder.find('/')); }
@@ -162,6 +161,7 @@ void OutputFolder::Recover() {
   if (!Exists(work_)) return;
   if (Exists(work_ / "placing")) {
     FinishPlacing();
+    RemoveWork();
     told_ = "Completed the run before, which was ended while it put its files in place.";
   } else {
     RemoveWork();
@@ -231,6 +231,19 @@ void OutputFolder::SeedJournal() const {
   fs::copy_file(journal, work_ / "set" / kJournal);
 }
 
+// Packages take files of the folders that the run does not make.
+void OutputFolder::LinkWhatIsPacked(const std::set<std::string>& changed) const {
+  for (const std::string name : {"APDB", "MAP"}) {
+    if (changed.count(name) != 0 || !Exists(folder_ / name)) continue;
+    std::error_code error;
+    fs::create_directory_symlink(folder_ / name, work_ / "set" / name, error);
+    if (!error) continue;
+    throw Failure(fmt::format("{} cannot be reached by a link: {}", (folder_ / name).string(),
+                              error.message()),
+                  "Run 'nccadm generate all', which needs none.");
+  }
+}
+
 std::string OutputFolder::Begin(const std::vector<FolderChange>& changes) {
   changes_ = changes;
   const fs::path set = work_ / "set";
@@ -240,11 +253,7 @@ std::string OutputFolder::Begin(const std::vector<FolderChange>& changes) {
     changed.insert(TopOf(change.folder));
     if (change.change == Change::kRevised) Seed(change);
   }
-  for (const char* name : kFolders) {
-    if (changed.count(name) == 0 && Exists(folder_ / name)) {
-      fs::create_directory_symlink(folder_ / name, set / name);
-    }
-  }
+  if (changed.count("KC") != 0) LinkWhatIsPacked(changed);
   if (changed.count("APDB") + changed.count("MAP") > 0) SeedJournal();
   fs::current_path(set);
   return folder_.string();
@@ -320,9 +329,15 @@ void OutputFolder::FinishPlacing() {
   });
   FlushNames(touched);
   fs::remove(work_ / "placing");
-  RemoveWork();
 }
 
-void OutputFolder::RemoveWork() { fs::remove_all(work_); }
+void OutputFolder::RemoveWork() const {
+  std::error_code error;
+  fs::remove_all(work_, error);
+  if (!error) return;
+  throw Failure(fmt::format("{}, with files that are not needed any more, cannot be removed: {}",
+                            work_.string(), error.message()),
+                "The next run tries it again.", kExitPartly);
+}
 
 }  // namespace ncc::tool

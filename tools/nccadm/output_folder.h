@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -65,10 +66,11 @@ class OutputFolder {
   void Recover();
   void Seed(const FolderChange& change) const;
   void SeedJournal() const;
+  void LinkWhatIsPacked(const std::set<std::string>& changed) const;
   void RefuseWhatIsInTheWay() const;
   void WriteMarker() const;
   void FinishPlacing();
-  void RemoveWork();
+  void RemoveWork() const;
 
   std::filesystem::path folder_;
   std::filesystem::path work_;
