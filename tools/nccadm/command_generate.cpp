@@ -174,6 +174,7 @@ int Generate(Session& session, const std::string& what, const GenerateArguments&
   RefuseOwnFolders(out, session.DatabaseText(), "the database");
   Outcome outcome;
   outcome.is_stamped = ChooseKey(session.Out(), arguments, out);
+  const InterruptGuard interrupt;  // what was begun is put in place or removed in order
   OutputFolder folder(out);
   if (!folder.Told().empty()) session.Out().Say(folder.Told());
   folder.RequireOwn(plan.changes, arguments.force);

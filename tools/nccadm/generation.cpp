@@ -74,16 +74,19 @@ void Generation::RunStep(const GenerationStep& step, StepResult& result) {
 }
 
 void Generation::Run(const std::vector<GenerationStep>& steps) {
-  std::size_t total = 0;
-  for (const GenerationStep& step : steps) total += step.expected.files;
+  GenerationSize total;
+  for (const GenerationStep& step : steps) total.Add(step.expected);
   const InterruptGuard interrupt;
-  Progress progress(out_, "Generating", total);
+  Progress progress(out_, "Generating", total.files);
+  progress.ExpectBytes(total.bytes);
   std::size_t done = 0;
+  std::uint64_t bytes = 0;
   StepResult* current = nullptr;
   const ObserverGuard guard(net_);
   net_.SetFileObserver([&](const CFileEvent& event) {
     Take(event, *current);
-    progress.Reach(++done, Label(static_cast<std::uint32_t>(event.node)));
+    bytes += event.bytes;
+    progress.Reach(++done, Label(static_cast<std::uint32_t>(event.node)), bytes);
     if (interrupt.IsAsked()) net_.LockGen();
   });
   results_.reserve(steps.size());
