@@ -1,34 +1,16 @@
-// What the random operations do not reach of servers and APs (images, names, order, misses), and
-// their addresses, types and applications.
+// What the random operations do not reach of the network's objects: misses, order, roles,
+// addresses, the table of applications, and what takes no lock.
 #include "support/memory_net.h"
 #include "support/network.h"
 
 #include <algorithm>
-#include <cstring>
+#include <future>
+#include <thread>
 
 namespace {
 
 using Nodes = SampleTest;
 using Numbers = std::vector<unsigned long>;
-
-TEST_F(Nodes, EntryAsAddServerWritesIt) {
-  net_.Preferences()->node_settings = 0x5A;
-  ASSERT_EQ(net_.AddServer("S", 0x80000001, 0xFFFF), 7U);
-  std::string image("S", 1);
-  image.resize(52, '\0');
-  image += std::string("\x07\0\0\0\x01\x04\0\0\0\x01\0\0\x80\x01", 14);
-  image += std::string("\0\0\0\0\0\0\0\0\x5A\xFF\xFF", 11);
-  EXPECT_EQ(Image(net_, 7), image);
-}
-
-TEST_F(Nodes, OnlyAsciiLettersFold) {
-  const char* upper = "\xC0[";  // capital and small letter of code page 1251; '[' is no letter
-  EXPECT_NE(net_.AddServer(upper, 0, 0), 0U);
-  EXPECT_FALSE(net_.CheckServerName("\xE0["));
-  EXPECT_FALSE(net_.CheckServerName("\xC0{"));
-  EXPECT_NE(net_.AddServer("\xE0[", 0, 0), 0U);
-  EXPECT_EQ(net_.GetServer(upper), 7U);
-}
 
 TEST_F(Nodes, TheOrderIsThatOfAddingNotOfIdentifiers) {
   net_.Preferences()->next_id = 100;
@@ -45,28 +27,36 @@ TEST_F(Nodes, TheOrderIsThatOfAddingNotOfIdentifiers) {
   }
 }
 
-TEST_F(Nodes, LookUpsLeaveTheResultOfAMissAlone) {
+TEST_F(Nodes, AMissLeavesTheResultAlone) {
   TDBObjId id{1, 2};
   CNNEntry entry;
-  EXPECT_FALSE(net_.GetServer("a1", id));
-  EXPECT_FALSE(net_.GetServer(4, id));
-  EXPECT_FALSE(net_.GetServer(0UL, id));
+  EXPECT_FALSE(net_.GetServer("a1", id) || net_.GetServer(4, id) || net_.GetServer(0UL, id));
+  EXPECT_FALSE(net_.GetServerInfo("missing", entry) || net_.GetServerInfo(4, entry));
+  EXPECT_FALSE(net_.GetAP(77, id) || net_.GetNN(0UL, id) || net_.GetAP(0x100000004, id));
+  EXPECT_FALSE(net_.GetAP(0xFFFFFFFFUL, id)) << "the root folder is no node";
+  EXPECT_FALSE(net_.GetNN(0xFFFFFFFEUL, id)) << "the network folder is no node";
+  EXPECT_FALSE(net_.GetAP("A", id) || net_.GetAP(1, 1, id) || net_.GetAP("B", "a1", id));
+  EXPECT_FALSE(net_.GetAP(2, 4, id)) << "under another server";
+  EXPECT_FALSE(net_.GetServer(nullptr, id) || net_.GetAP(nullptr, id) || net_.GetAB(nullptr, id));
+  EXPECT_FALSE(net_.CheckServerName(nullptr) || net_.CheckAPName(nullptr));
+  EXPECT_FALSE(net_.CheckABName(nullptr) || net_.CheckDepName(nullptr));
+  EXPECT_FALSE(net_.GetAPInfo("B", entry) || net_.GetNNInfo(77, entry));
   EXPECT_EQ(id, (TDBObjId{1, 2}));
-  EXPECT_FALSE(net_.GetServerInfo("missing", entry));
-  EXPECT_FALSE(net_.GetServerInfo(4, entry));
   EXPECT_EQ(entry.type, kTypeNone);
-  EXPECT_TRUE(net_.GetServer("b", id));
-  EXPECT_EQ(id, (TDBObjId{200, 2}));
-  EXPECT_TRUE(net_.GetServerInfo(id, entry));
-  EXPECT_STREQ(entry.name, "B");
-  EXPECT_EQ(entry.value, 20U);
+  EXPECT_TRUE(net_.GetAPInfo(3, entry)) << "by identifier a server is found as well";
+  EXPECT_EQ(entry.type, kTypeServer);
+  EXPECT_EQ(net_.GetAPServerID(1) + net_.GetAPServerID(77) + net_.GetAP("A", nullptr), 0U);
 
   std::list<CNNEntry> filled(3);
   EXPECT_EQ(net_.GetListLinkedSrv("missing", filled), 0U);
   EXPECT_TRUE(filled.empty());
-  filled.resize(3);
-  EXPECT_EQ(net_.GetListServer(filled), 3U);
-  EXPECT_EQ(Ids(filled), (Numbers{1, 2, 3}));
+  std::list<CDepEntry> by_value(5);
+  EXPECT_EQ(net_.GetListDep(7, by_value), 5U) << "the size of its copy";
+  EXPECT_EQ(by_value.size(), 5U);
+  TDBObjId nowhere{200, 77}, ap{200, 4}, record{100, 1};
+  for (TDBObjId* wrong : {&nowhere, &ap, &record}) EXPECT_EQ(net_.AddAP(*wrong, "x", 0), 0U);
+  TDBObjId server{200, 2};
+  EXPECT_EQ(net_.AddAP(server, "", 0), 7U) << "only the length of a name is looked at";
 }
 
 // A caller that speaks UTF-8 makes the same database as one that speaks code page 1251, finds the
@@ -123,118 +113,6 @@ TEST(Names, InUtf8) {
   EXPECT_EQ(Describe(utf8), Describe(bytes));
 }
 
-// Names of 51 bytes are whole; longer ones and null pointers change nothing, wherever they stand.
-TEST_F(Nodes, NamesAreAtMostFiftyOneBytes) {
-  const std::string longest(51, 'n');
-  const std::string too_long(52, 'n');
-  const unsigned long server = net_.AddServer(longest.c_str(), 0, 0);
-  const unsigned long ap = net_.AddAP(server, longest.c_str(), 0);
-  ASSERT_TRUE(net_.ModifyServer("C", std::string(51, 'c').c_str()));
-  EXPECT_EQ(Entry(net_, server).name, longest);
-  EXPECT_EQ(net_.GetServer(longest.c_str()), server);
-  EXPECT_EQ(net_.GetAP(longest.c_str()), ap);
-  Reopen();
-  EXPECT_EQ(net_.GetAP(longest.c_str(), longest.c_str()), ap);
-
-  const std::string before = Describe(net_);
-  const auto revision = net_.GetRevision();
-  for (const char* bad : {too_long.c_str(), static_cast<const char*>(nullptr)}) {
-    EXPECT_EQ(net_.AddServer(bad, 0, 0), 0U);
-    EXPECT_STRNE(net_.LastError(), "");
-    EXPECT_EQ(net_.AddAP(1, bad, 0), 0U);
-    EXPECT_EQ(net_.AddAP(bad, "x", 0), 0U);
-    EXPECT_FALSE(net_.ModifyServer(1, bad));
-    EXPECT_FALSE(net_.ModifyServer(bad, "x"));
-    EXPECT_FALSE(net_.ModifyAP(4, bad));
-    EXPECT_FALSE(net_.ModifyAP(bad, "x"));
-    EXPECT_FALSE(net_.ChangeSrv(4, 77) || net_.ChangeSrv("a1", bad) || net_.ChangeSrv(bad, 2));
-    EXPECT_FALSE(net_.DeleteServer(bad) || net_.DeleteAP(1, bad) || net_.DeleteAP(bad, "a1"));
-    EXPECT_FALSE(net_.LinkSrvToSrv(bad, "A") || net_.DeleteLink("A", bad));
-    EXPECT_FALSE(net_.CheckServerName(bad) || net_.CheckAPName(bad));
-    EXPECT_EQ(net_.GetServer(bad), 0U);
-    EXPECT_EQ(net_.GetAP(bad), 0U);
-    EXPECT_EQ(net_.GetAP("A", bad), 0U);
-  }
-  EXPECT_EQ(Describe(net_), before);
-  EXPECT_EQ(net_.GetRevision(), revision);
-}
-
-TEST_F(Nodes, EntryAsAddApWritesIt) {
-  net_.Preferences()->node_settings = 0x5A;
-  ASSERT_EQ(net_.AddAP("a", "p", 0x80000044), 7U);
-  std::string image("p", 1);
-  image.resize(52, '\0');
-  image += std::string("\x07\0\0\0\x02\x03\0\0\0\x44\0\0\x80\0", 14);
-  image += std::string("\0\0\0\0\x01\0\0\0\x5A\0\0", 11);
-  EXPECT_EQ(Image(net_, 7), image);
-  EXPECT_EQ(Entry(net_, 1).ap_count, 3U);
-}
-
-TEST_F(Nodes, AddingUnderAnUnknownServerMovesNoCounter) {
-  const std::string before = Describe(net_);
-  TDBObjId nowhere{200, 77};
-  TDBObjId ap{200, 4};
-  TDBObjId record{100, 1};
-  EXPECT_EQ(net_.AddAP("a1", "x", 0), 0U);
-  EXPECT_EQ(net_.AddAP(77, "x", 0), 0U);
-  EXPECT_EQ(net_.AddAP(4, "x", 0), 0U) << "an AP is no server";
-  EXPECT_EQ(net_.AddAP(0x100000001, "x", 0), 0U);
-  for (TDBObjId* id : {&nowhere, &ap, &record}) EXPECT_EQ(net_.AddAP(*id, "x", 0), 0U);
-  EXPECT_EQ(Describe(net_), before);
-  TDBObjId server{200, 2};
-  EXPECT_EQ(net_.AddAP(server, "", 0), 7U) << "only the length of a name is looked at";
-}
-
-TEST_F(Nodes, DuplicateNamesAreFoundInRootOrder) {
-  ASSERT_EQ(net_.AddAP("C", "Same", 0), 7U);
-  ASSERT_EQ(net_.AddAP("B", "same", 0), 8U);
-  ASSERT_EQ(net_.AddAP("B", "SAME", 0), 9U);
-  TDBObjId id;
-  EXPECT_EQ(net_.GetAP("same"), 8U);
-  EXPECT_TRUE(net_.GetAP("SAME", id));
-  EXPECT_EQ(id, (TDBObjId{200, 8}));
-  EXPECT_EQ(net_.GetAP("c", "sAME"), 7U);
-  EXPECT_EQ(net_.GetAP("A", "same"), 0U);
-  EXPECT_TRUE(net_.ModifyAP("same", "other")) << "the first of them";
-  EXPECT_EQ(net_.GetAP("same"), 9U);
-  EXPECT_TRUE(net_.ChangeSrv("same", "A"));
-  EXPECT_EQ(Entry(net_, 9).server_id, 1U);
-  EXPECT_TRUE(net_.ChangeSrv(8, 3));
-  EXPECT_TRUE(net_.ModifyAP(9, "third") && net_.ModifyAP(8, "SAmE") == false);
-  EXPECT_TRUE(net_.DeleteAP("C", "same"));
-  EXPECT_EQ(net_.GetAP("same"), 0U);
-}
-
-TEST_F(Nodes, LookUpsByIdentifierFindServersToo) {
-  TDBObjId id{1, 2};
-  CNNEntry entry;
-  EXPECT_FALSE(net_.GetAP(77, id));
-  EXPECT_FALSE(net_.GetNN(0UL, id));
-  EXPECT_FALSE(net_.GetAP(0x100000004, id));
-  EXPECT_FALSE(net_.GetAP(0xFFFFFFFFUL, id)) << "the root folder is no node";
-  EXPECT_FALSE(net_.GetNN(0xFFFFFFFEUL, id)) << "the network folder is no node";
-  EXPECT_FALSE(net_.GetAP("A", id));
-  EXPECT_FALSE(net_.GetAP(2, 4, id)) << "under another server";
-  EXPECT_FALSE(net_.GetAP(1, 1, id));
-  EXPECT_FALSE(net_.GetAP("B", "a1", id));
-  EXPECT_EQ(id, (TDBObjId{1, 2}));
-  EXPECT_TRUE(net_.GetAP(1, 5, id));
-  EXPECT_EQ(id, (TDBObjId{200, 5}));
-  EXPECT_TRUE(net_.GetAP(3, id));
-  EXPECT_EQ(id, (TDBObjId{200, 3}));
-  EXPECT_TRUE(net_.GetNN(6, id));
-  EXPECT_EQ(id, (TDBObjId{200, 6}));
-  EXPECT_TRUE(net_.GetAPInfo(3, entry));
-  EXPECT_EQ(entry.type, kTypeServer);
-  EXPECT_TRUE(net_.GetAPInfo("B1", entry));
-  EXPECT_EQ(entry.id, 6U);
-  EXPECT_FALSE(net_.GetAPInfo("B", entry));
-  EXPECT_FALSE(net_.GetNNInfo(77, entry));
-  EXPECT_EQ(entry.id, 6U) << "a miss leaves the entry alone";
-  EXPECT_EQ(net_.GetAPServerID(1), 0U);
-  EXPECT_EQ(net_.GetAPServerID(77), 0U);
-}
-
 TEST(Addresses, HaveFourDigitsOrMore) {
   CNCCNet net;
   char text[32];
@@ -250,8 +128,6 @@ TEST(Addresses, HaveFourDigitsOrMore) {
 }
 
 TEST_F(Nodes, TypesAndRoles) {
-  EXPECT_EQ(net_.GetType(1), kTypeServer);
-  EXPECT_EQ(net_.GetType(4), kTypeAP);
   for (const unsigned long none : {0UL, 7UL, 0xFFFFFFFEUL, 0xFFFFFFFFUL, 0x100000001UL}) {
     EXPECT_EQ(net_.GetType(none), kTypeNone) << none;
   }
@@ -266,25 +142,6 @@ TEST_F(Nodes, TypesAndRoles) {
   EXPECT_EQ(net_.GetNCC(), 6U) << "a server is no NCC";
   EXPECT_TRUE(net_.DeleteServer("B"));
   EXPECT_EQ(net_.GetNCC(), 0U);
-}
-
-TEST_F(Nodes, RegisteringReplacesFlagsAndSettings) {
-  ASSERT_TRUE(net_.RegAPP(4, 0x44, 0x5A));
-  ASSERT_TRUE(net_.RegAPP(4, 0xC0000040, 0x5B));
-  ASSERT_TRUE(net_.RegAPP(2, 0x10, 1)) << "a server is found as well";
-  ASSERT_TRUE(net_.RegSrv(3, 0x20, 2));
-  EXPECT_EQ(Entry(net_, 4).flags, 0xC0000040U);
-  EXPECT_EQ(Entry(net_, 4).settings, 0x5B);
-  EXPECT_EQ(Entry(net_, 2).flags, 0x10U);
-  EXPECT_EQ(Entry(net_, 2).attribute, 1U);
-  EXPECT_EQ(Entry(net_, 3).settings, 2);
-  EXPECT_EQ(net_.GetKC(), 4U);
-  const std::string before = Describe(net_);
-  EXPECT_FALSE(net_.RegSrv(4, 1, 1)) << "an AP is no server";
-  EXPECT_FALSE(net_.RegAPP(77, 1, 1) || net_.RegAPP(0x100000004, 1, 1) || net_.RegSrv(0, 1, 1));
-  EXPECT_FALSE(net_.RegAPP(0xFFFFFFFE, 1, 1)) << "the network record is no node";
-  Reopen();
-  EXPECT_EQ(Describe(net_), before);
 }
 
 TEST_F(Nodes, TheNameTableIsWholeWhateverTheFlags) {
@@ -303,28 +160,24 @@ TEST_F(Nodes, TheNameTableIsWholeWhateverTheFlags) {
   EXPECT_EQ(net_.GetAPP(0x100000005), 0xFFFFFFFFU);
 }
 
-TEST_F(Nodes, SelectionsByMaskKeepTheOrderOfTheLists) {
-  ASSERT_TRUE(net_.RegSrv(1, 0x6, 0) && net_.RegSrv(3, 0x80000001, 0));
-  using Select = int (CNCCNet::*)(unsigned int, std::list<CNNEntry>&);
-  const struct {
-    const char* what;
-    Select select;
-    unsigned int mask;
-    Numbers ids;
-  } cases[] = {{"servers, none asked", &CNCCNet::GetListSrvInApps, 0, {1, 2, 3}},
-               {"servers, all of two", &CNCCNet::GetListSrvInApps, 0x3, {2}},
-               {"servers, top bit", &CNCCNet::GetListSrvInApps, 0x80000000, {3}},
-               {"servers, any of none", &CNCCNet::GetListSrvInApps1, 0, {}},
-               {"servers, any of two", &CNCCNet::GetListSrvInApps1, 0x3, {1, 2, 3}},
-               {"APs, none asked", &CNCCNet::GetListApInApps, 0, {4, 5, 6}},
-               {"APs, all of two", &CNCCNet::GetListApInApps, 0x44, {6}},
-               {"APs, any of two", &CNCCNet::GetListApInApps1, 0x5, {4, 5, 6}},
-               {"APs, any of one", &CNCCNet::GetListApInApps1, 0x40, {6}}};
-  for (const auto& [what, select, mask, ids] : cases) {
-    std::list<CNNEntry> list(2);
-    EXPECT_EQ((net_.*select)(mask, list), static_cast<int>(ids.size())) << what;
-    EXPECT_EQ(Ids(list), ids) << what;
-  }
+TEST_F(Nodes, LinkingAllDepsTakesNoLock) {
+  ASSERT_TRUE(net_.CreateDep("Red") == 7 && net_.CreateDep("Green") == 8);
+  std::promise<void> held, release;
+  std::thread holder([&] {
+    NetAccess::Lock(net_);
+    held.set_value();
+    release.get_future().wait();
+    NetAccess::UnLock(net_);
+  });
+  held.get_future().wait();
+  auto linking = std::async(std::launch::async, [&] { return net_.LinkAllDeps(); });
+  EXPECT_EQ(linking.wait_for(std::chrono::seconds(30)), std::future_status::ready);
+  release.set_value();
+  holder.join();
+  EXPECT_FALSE(linking.get());
+  EXPECT_STREQ(net_.LastError(), "");
+  EXPECT_EQ(LinkedDepIds(net_, 7), Numbers{8});
+  EXPECT_EQ(ReleaseHeldLevels(net_), 0);
 }
 
 }  // namespace

@@ -99,6 +99,9 @@ class Comparison {
   void Compare() {
     EXPECT_EQ(Describe(net_), model_.Describe());
     EXPECT_EQ(FindFaults(net_), "");
+    if (random_() % 8 == 0) {
+      EXPECT_EQ(FindDisagreements(net_), "");
+    }
   }
 
   std::mt19937 random_;

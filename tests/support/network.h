@@ -16,6 +16,10 @@
 // finds, what is loose; and the items of the Deps' folders.
 std::string Describe(CNCCNet& net);
 
+// One line for each query whose forms - by name, by identifier, by folder, for one Dep or for all,
+// one list of a check or several - do not give one answer for an object that there is.
+std::string FindDisagreements(CNCCNet& net);
+
 // The lines that Describe consists of.
 std::string DescribePreferences(const CNetPref& preferences);
 std::string DescribeNode(const std::string& image, unsigned long found_by_name, unsigned long type,

@@ -175,10 +175,11 @@ class Draw {
   std::string NewName() {
     static constexpr std::size_t kLengths[] = {51, 52, 52, Step::kNullName};
     if (random_() % 6 == 0) return std::string(kLengths[random_() % 4], 'w');
-    static constexpr char kLetters[] = "abcABC";
+    static constexpr char kLetters[] = "abcABC[";  // the last one has no other case
     std::string name;
-    for (auto length = 1 + random_() % 2; length > 0; --length) name += kLetters[random_() % 6];
-    if (random_() % 4 == 0) name += "\xC0 tail";
+    for (auto length = 1 + random_() % 2; length > 0; --length) name += kLetters[random_() % 7];
+    // A capital and a small letter, but not of ASCII.
+    if (random_() % 4 == 0) name += random_() % 2 == 0 ? "\xC0 tail" : "\xE0 tail";
     return name;
   }
 
