@@ -1,11 +1,9 @@
 #include "platform/output_file.h"
 
-#include "platform/descriptor.h"
 #include "platform/paths.h"
 
 #include <atomic>
 #include <cerrno>
-#include <cstdlib>
 #include <ctime>
 
 #include <fcntl.h>
@@ -62,22 +60,10 @@ std::string WithLineEnds(std::string_view text) {
   return ended.append(text, from);
 }
 
-OutputFile::OutputFile(std::string_view path)
-    : path_(NativePath(path)), temporary_(path_ + ".XXXXXX") {
-  file_ = mkostemp(temporary_.data(), O_CLOEXEC);  // readable by its owner alone
-  if (file_ < 0) ThrowFileError(path_, "cannot be created", errno);
-}
-
-OutputFile::~OutputFile() {
-  if (file_ < 0) return;
-  close(file_);
-  unlink(temporary_.c_str());
-}
-
 const std::string& OutputFile::Flush() {
-  WriteAll(file_, std::string_view(contents_).substr(flushed_), path_);
+  WriteAll(Handle(), std::string_view(contents_).substr(flushed_), Path());
   flushed_ = contents_.size();
-  return temporary_;
+  return part_.Name();
 }
 
 void OutputFile::FlushAndForget() {
@@ -92,7 +78,7 @@ void OutputFile::Commit() {
 }
 
 void OutputFile::CommitBytes(std::string_view bytes) {
-  WriteAll(file_, bytes, path_);
+  WriteAll(Handle(), bytes, Path());
   PutInPlace();
 }
 
@@ -100,30 +86,20 @@ void OutputFile::PutInPlace() {
   // The system's own times are as coarse as its clock tick: a change within the tick would not
   // show.
   timespec times[2] = {{0, UTIME_OMIT}, {0, 0}};
-  const bool timed = clock_gettime(CLOCK_REALTIME, &times[1]) == 0 && futimens(file_, times) == 0;
-  const FileIdentity identity = IdentifyFile(file_, path_);
+  const bool timed =
+      clock_gettime(CLOCK_REALTIME, &times[1]) == 0 && futimens(Handle(), times) == 0;
+  const FileIdentity identity = IdentifyFile(Handle(), Path());
   size_ = identity.size;
   if (timed && identity.modified_seconds == times[1].tv_sec &&
       identity.modified_nanoseconds == times[1].tv_nsec)
     identity_ = identity;
-  const int file = file_;
-  file_ = -1;
-  if (close(file) == 0 && rename(temporary_.c_str(), path_.c_str()) == 0) return;
-  const int error = errno;
-  unlink(temporary_.c_str());
-  ThrowFileError(path_, "cannot be put in place", error);
+  part_.PutInPlace();
 }
 
 std::optional<FileIdentity> ShareFile(const std::string& twin, const FileIdentity& identity,
                                       std::string_view path) {
   if (const auto clone = CloneFile(twin, identity, path)) return clone;
-  const std::string native = NativePath(path);
-  const std::string temporary = native + ".link" + std::to_string(getpid());
-  if (link(twin.c_str(), temporary.c_str()) != 0) return std::nullopt;
-  const bool shared =
-      IdentifyFile(temporary) == identity && rename(temporary.c_str(), native.c_str()) == 0;
-  unlink(temporary.c_str());  // between two links to one file a rename does nothing
-  if (!shared) return std::nullopt;
+  if (!LinkInPlace(twin, identity, NativePath(path))) return std::nullopt;
   return identity;
 }
 

@@ -2,6 +2,8 @@
 #pragma once
 
 #include "platform/files.h"
+#include "platform/part_file.h"
+#include "platform/paths.h"
 
 #include <optional>
 #include <string>
@@ -23,10 +25,7 @@ std::string WithLineEnds(std::string_view text);
 // Members throw FileError.
 class OutputFile {
  public:
-  explicit OutputFile(std::string_view path);
-  ~OutputFile();
-  OutputFile(const OutputFile&) = delete;
-  OutputFile& operator=(const OutputFile&) = delete;
+  explicit OutputFile(std::string_view path) : part_(NativePath(path)) {}
 
   void Append(std::string_view bytes) { contents_ += bytes; }
   void Append(std::string&& bytes) {
@@ -48,9 +47,9 @@ class OutputFile {
   void Commit();
   void CommitBytes(std::string_view bytes);
 
-  const std::string& Path() const { return path_; }
-  int Handle() const { return file_; }
-  bool IsInPlace() const { return file_ < 0; }
+  const std::string& Path() const { return part_.Path(); }
+  int Handle() const { return part_.Handle(); }
+  bool IsInPlace() const { return part_.IsInPlace(); }
   // Of the file that was put in place. It has no identity where the file system keeps times too
   // coarsely for a later change to show.
   std::uint64_t Size() const { return size_; }
@@ -59,13 +58,11 @@ class OutputFile {
  private:
   void PutInPlace();
 
-  std::string path_;
-  std::string temporary_;
+  PartFile part_;
   std::string contents_;
   std::size_t flushed_ = 0;
   std::uint64_t size_ = 0;
   std::optional<FileIdentity> identity_;
-  int file_ = -1;
 };
 
 // Makes a file that shares the storage of its twin: a copy-on-write clone, else a hard link. It

@@ -1,3 +1,4 @@
+#include "platform/output_file.h"
 #include "support/no_memory.h"
 #include "support/outputs.h"
 
@@ -260,6 +261,25 @@ TEST_F(UpdateManagerTest, OnlyWhatIsNewOrChangedIsCopied) {
   EXPECT_EQ(report.failed.front().file, "MAP\\node2.map");
   EXPECT_EQ(report.failed.front().reason, CNCCNet().LastError());
   EXPECT_TRUE(manager_.CheckCRC(report)) << "known already";
+}
+
+// Who is still writing keeps its place, what dead ones left goes, and what is not theirs stays.
+TEST_F(UpdateManagerTest, WritersOfOneFileLeaveNothingBehind) {
+  const std::string part = "file.nccnet-part";
+  WriteFile(part + "1", "left by a dead one");
+  ncc::OutputFile first("file");
+  first.AppendText("first");
+  first.Flush();
+  fs::create_symlink("elsewhere", part + "2");
+  ASSERT_EQ(mkfifo((part + "3").c_str(), 0600), 0);
+  ncc::OutputFile second("file");
+  second.AppendText("second");
+  second.Commit();
+  EXPECT_EQ(ReadFile("file"), "second");
+  first.Commit();
+  EXPECT_EQ(Names(FilesBelow(".")), (Paths{"file"}));
+  EXPECT_EQ(ReadFile("file"), "first");
+  EXPECT_TRUE(fs::is_symlink(part + "2") && fs::is_fifo(part + "3"));
 }
 
 TEST_F(UpdateManagerTest, TheNetworkHandsItsKeyCentreFolderOn) {
