@@ -1,9 +1,8 @@
 #include "nccnet/exchange_check.h"
 
-#include "exchange/file_names.h"
 #include "exchange/hex.h"
 #include "exchange/readers.h"
-#include "platform/files.h"
+#include "exchange/set_files.h"
 
 #include <utility>
 
@@ -15,7 +14,7 @@ std::string Named(const char* kind, std::uint32_t id) { return kind + Hex4(id); 
 
 class SetChecker {
  public:
-  SetChecker(const char* folder, unsigned long net) : folder_(WithSeparator(folder)), net_(net) {}
+  SetChecker(const std::string& folder, unsigned long net) : folder_(folder), net_(net) {}
 
   std::list<CExchangeFault> Check() {
     ReadFile(ExchangeFile::kGate, [&](auto text) { return ReadGate(text, set_.gate); });
@@ -48,7 +47,7 @@ class SetChecker {
   bool ReadFile(ExchangeFile file, Read read) {
     const std::string name = ExchangeFileName(file, net_);
     try {
-      const std::optional<FileText> text = ReadWholeFile(folder_ + name);
+      const std::optional<FileText> text = ReadSetFile(folder_, file, net_);
       if (!text) {
         faults_.push_back({name, 0, "the file cannot be opened", true});
       } else if (const ReadResult fault = read(text->View())) {
@@ -129,7 +128,7 @@ class SetChecker {
 std::list<unsigned long> ListExchangeSets(const char* folder) {
   std::list<unsigned long> nets;
   if (folder == nullptr) return nets;
-  for (const std::string& name : FolderEntries(folder)) {
+  for (const std::string& name : GateFileNames(folder)) {
     if (const unsigned long net = NetOfGateFile(name); net != 0) nets.push_back(net);
   }
   nets.sort();
@@ -142,5 +141,9 @@ std::list<CExchangeFault> CheckExchangeSet(const char* folder, unsigned long net
     return {{ExchangeFileName(ExchangeFile::kGate, net), 0,
              folder == nullptr ? "no folder was named" : "no network has this number", true}};
   }
-  return SetChecker(*folder != '\0' ? folder : ".\\", net).Check();
+  const std::string set_folder = WithSeparator(*folder != '\0' ? folder : ".");
+  std::list<CExchangeFault> faults;
+  if (ReadOneSet(set_folder, net, [&] { faults = SetChecker(set_folder, net).Check(); }))
+    return faults;
+  return {{ExchangeFileName(ExchangeFile::kGate, net), 0, "the set is being replaced", true}};
 }

@@ -4,19 +4,13 @@
 
 #include "core/last_error.h"
 #include "exchange/application_codes.h"
-#include "exchange/file_names.h"
 #include "exchange/hex.h"
 #include "exchange/line_scanner.h"
 #include "exchange/own_network.h"
-#include "platform/files.h"
-#include "platform/output_file.h"
-#include "platform/paths.h"
+#include "exchange/set_files.h"
 
 #include <array>
-#include <memory>
-#include <optional>
 #include <stdexcept>
-#include <utility>
 
 using namespace ncc;
 
@@ -24,11 +18,6 @@ namespace {
 
 // A letter that no reader looks at.
 constexpr char kNodeFlag = 'F';
-
-struct ExchangeText {
-  ExchangeFile file;
-  std::string text;
-};
 
 class Composer {
  public:
@@ -179,7 +168,6 @@ class Composer {
   char blank_;
 };
 
-// In the order of writing: without its gateway file a set is not seen, so that one is the last.
 std::array<ExchangeText, 8> ComposeSet(const OwnNetwork& own, const CExchangeGate& gate,
                                        char blank) {
   const Composer composer(own, blank);
@@ -191,62 +179,6 @@ std::array<ExchangeText, 8> ComposeSet(const OwnNetwork& own, const CExchangeGat
            {ExchangeFile::kDepLinks, composer.DepLinks()},
            {ExchangeFile::kNodeGroupLinks, composer.GroupLinks()},
            {ExchangeFile::kGate, composer.Gate(gate)}}};
-}
-
-// The files that a new set replaces: out of its way, and back again unless it is complete.
-class OldSet {
- public:
-  OldSet() = default;
-  OldSet(const OldSet&) = delete;
-  OldSet& operator=(const OldSet&) = delete;
-  ~OldSet() {
-    for (auto one = files_.rbegin(); one != files_.rend(); ++one) {
-      if (is_replaced_) {
-        if (one->aside) DiscardFile(*one->aside);
-      } else {
-        PutBack(*one);
-      }
-    }
-  }
-
-  void SetAside(const std::string& path) {
-    files_.reserve(files_.size() + 1);
-    files_.push_back({path, SetFileAside(path)});
-  }
-  void MarkReplaced() { is_replaced_ = true; }
-
- private:
-  struct Place {
-    std::string path;
-    std::optional<std::string> aside;
-  };
-
-  static void PutBack(const Place& place) noexcept {
-    DiscardFile(place.path);
-    try {
-      if (place.aside) RenameFile(*place.aside, place.path);
-    } catch (const std::exception&) {
-      // It stays beside its name, where a person finds it.
-    }
-  }
-
-  std::vector<Place> files_;
-  bool is_replaced_ = false;
-};
-
-void PublishSet(const std::string& folder, std::uint32_t net,
-                const std::array<ExchangeText, 8>& texts) {
-  MakeFolders(folder);
-  std::vector<std::unique_ptr<OutputFile>> files;
-  for (const ExchangeText& text : texts) {
-    files.push_back(std::make_unique<OutputFile>(folder + ExchangeFileName(text.file, net)));
-    files.back()->AppendText(text.text);
-    files.back()->Flush();
-  }
-  OldSet old;
-  for (auto file = files.rbegin(); file != files.rend(); ++file) old.SetAside((*file)->Path());
-  for (const auto& file : files) file->Commit();
-  old.MarkReplaced();
 }
 
 void JudgeRequest(const char* folder, const CExchangeGate& gate, const CExchangeOptions& options,

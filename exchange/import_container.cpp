@@ -1,8 +1,7 @@
 #include "nccnet/import_container.h"
 
 #include "core/last_error.h"
-#include "exchange/file_names.h"
-#include "platform/files.h"
+#include "exchange/set_files.h"
 #include "platform/sync.h"
 
 #include <algorithm>
@@ -41,8 +40,7 @@ int CImportContainer::GetListNets(std::list<unsigned long>* list) {
   const LockScope lock(*lock_);
   try {
     int result = kNothingFound;
-    for (const std::string& name : FolderEntries(".\\DB\\IMPORT\\")) {
-      if (!LooksLikeGateFile(name)) continue;
+    for (const std::string& name : GateFileNames(".\\DB\\IMPORT\\")) {
       result = 0;
       const unsigned long net = NetOfGateFile(name);
       if (list != nullptr && net != 0) list->push_back(net);

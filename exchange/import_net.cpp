@@ -6,7 +6,7 @@
 #include "exchange/file_names.h"
 #include "exchange/imported_net.h"
 #include "exchange/readers.h"
-#include "platform/files.h"
+#include "exchange/set_files.h"
 
 #include <new>
 #include <stdexcept>
@@ -21,7 +21,7 @@ template <class Read>
 int LoadFile(const ImportState& state, ExchangeFile file, unsigned long net, Read read) {
   try {
     const std::string name = ExchangeFileName(file, net);
-    const std::optional<FileText> text = ReadWholeFile(state.folder + name);
+    const std::optional<FileText> text = ReadSetFile(state.folder, file, net);
     if (!text) {
       SetLastError("file " + name + " cannot be opened");
       return kExchangeNoFile;
@@ -61,12 +61,19 @@ int _CImportNet::Load(unsigned long net) {
     SetLastError(net == 0 ? "0 is no network" : "another network is loaded");
     return kExchangeWrongNet;  // with the lock entered, as described
   }
-  UnLoadNet();
-  int result = LoadNet(net);
-  if (result == 0) result = LoadSrvLinks(true);
-  if (result == 0) result = LoadAbLinks(true);
-  if (result == 0) result = LoadDepLinks(true);
-  if (result == 0) result = LoadNGrpLinks(true);
+  int result = 0;
+  const bool is_one_set = ReadOneSet(state.folder, net, [&] {
+    UnLoadNet();
+    result = LoadNet(net);
+    if (result == 0) result = LoadSrvLinks(true);
+    if (result == 0) result = LoadAbLinks(true);
+    if (result == 0) result = LoadDepLinks(true);
+    if (result == 0) result = LoadNGrpLinks(true);
+  });
+  if (!is_one_set) {
+    SetLastError("the files of network " + std::to_string(net) + " are being replaced");
+    result = kExchangeNoFile;
+  }
   if (result == 0) {
     AddRef();
     ClearLastError();

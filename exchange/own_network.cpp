@@ -115,7 +115,7 @@ class Judge {
     const CColId primary = user.entry.primary;
     JudgeHead(user.entry);
     bool has_memberships = false;
-    bool has_primary = false;
+    int primaries = 0;
     bool has_others = false;
     for (const CColAb& membership : user.memberships) {
       if (membership.kind != 0) {
@@ -125,20 +125,21 @@ class Judge {
       JudgeReference(user.entry, membership.id.dep);
       JudgeReference(user.entry, membership.id.node);
       has_memberships = true;
-      has_primary |= membership.id.dep == primary.dep && membership.id.node == primary.node;
+      if (membership.id.dep == primary.dep && membership.id.node == primary.node) ++primaries;
     }
     const bool wants_primary = primary.dep != 0 || primary.node != 0;
-    if (wants_primary && !has_primary) {
+    if (wants_primary && primaries == 0) {
       Refuse(user.entry, "the primary collective is no membership of kind 0");
-    } else if (has_memberships && !has_primary) {
+    } else if (has_memberships && primaries == 0) {
       Refuse(user.entry, "it has memberships and no primary collective");
     }
     memberships_.Count(user.entry, has_others);
+    repeated_.Count(user.entry, primaries > 1);
   }
 
   void ReportOmissions() const {
     for (const Omission* one :
-         {&attributes_, &settings_, &values_, &servers_in_groups_, &memberships_}) {
+         {&attributes_, &settings_, &values_, &servers_in_groups_, &memberships_, &repeated_}) {
       one->Report(report_);
     }
   }
@@ -178,6 +179,7 @@ class Judge {
   Omission values_{"the short value"};
   Omission servers_in_groups_{"in a reader's list of nodes, the servers"};
   Omission memberships_{"memberships of other kinds than 0"};
+  Omission repeated_{"repetitions of the primary membership"};
 };
 
 // The home of a Dep that has left the group it was assigned to: the first that still lists it.

@@ -334,21 +334,14 @@ std::optional<FileText> ReadWholeFile(std::string_view path) {
   return FileText(std::move(bytes), done);
 }
 
-std::optional<std::string> SetFileAside(const std::string& native_path) {
+void RequireReplaceable(const std::string& native_path) {
   struct stat info {};
   if (lstat(native_path.c_str(), &info) != 0) {
-    if (errno == ENOENT) return std::nullopt;
+    if (errno == ENOENT) return;
     ThrowFileError(native_path, "cannot be examined", errno);
   }
   if (!S_ISREG(info.st_mode) && !S_ISLNK(info.st_mode))
     ThrowFileError(native_path, "cannot be replaced", S_ISDIR(info.st_mode) ? EISDIR : EEXIST);
-  std::string aside = native_path + ".XXXXXX";
-  const Descriptor place(mkostemp(aside.data(), O_CLOEXEC));
-  if (!place.IsValid()) ThrowFileError(native_path, "cannot be set aside", errno);
-  if (rename(native_path.c_str(), aside.c_str()) == 0) return aside;
-  const int error = errno;
-  DiscardFile(aside);
-  ThrowFileError(native_path, "cannot be set aside", error);
 }
 
 void RenameFile(const std::string& from, const std::string& to) {

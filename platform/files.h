@@ -124,8 +124,8 @@ class FileText {
 // FileError when the file is longer than 2 GiB.
 std::optional<FileText> ReadWholeFile(std::string_view path);
 
-// Renames a file to a free name beside it and returns that name; nothing when there is no file.
-std::optional<std::string> SetFileAside(const std::string& native_path);
+// Throws when something else than a file, or a link, has the name.
+void RequireReplaceable(const std::string& native_path);
 void RenameFile(const std::string& from, const std::string& to);
 void DiscardFile(const std::string& native_path) noexcept;
 

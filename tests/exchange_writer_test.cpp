@@ -1,12 +1,48 @@
 #include "nccnet/exchange_writer.h"
 
 #include "nccnet/exchange_check.h"
+#include "nccnet/import_container.h"
 #include "support/exchange.h"
 #include "support/memory_net.h"
 #include "support/network.h"
 
 #include <algorithm>
+#include <atomic>
+#include <optional>
 #include <random>
+#include <set>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+// How many more changes of files the process lives to see; without end when it is negative.
+int changes_left = -1;
+
+void BeforeChange() {
+  if (changes_left == 0) _exit(9);
+  if (changes_left > 0) --changes_left;
+}
+
+}  // namespace
+
+// What changes a file goes through here.
+extern "C" int rename(const char* from, const char* to) noexcept {
+  BeforeChange();
+  return static_cast<int>(syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
+}
+extern "C" int unlink(const char* path) noexcept {
+  BeforeChange();
+  return static_cast<int>(syscall(SYS_unlinkat, AT_FDCWD, path, 0));
+}
+extern "C" ssize_t write(int file, const void* bytes, size_t size) {
+  BeforeChange();
+  return syscall(SYS_write, file, bytes, size);
+}
 
 namespace {
 
@@ -268,6 +304,7 @@ TEST_F(Writer, ListsWhatIsInTheWay) {
 TEST_F(Writer, ListsWhatItLeavesOut) {
   BuildSmall(net_);
   net_.SetListAvailableColAb(4, 3, {{{3, 77}, 2}}, false);
+  net_.LinkABToDep(3, 4, true);
   ASSERT_TRUE(net_.BeginBatch());  // of the calling thread: no obstacle
   ASSERT_TRUE(Write());
   EXPECT_TRUE(net_.EndBatch());
@@ -277,7 +314,8 @@ TEST_F(Writer, ListsWhatItLeavesOut) {
                               "the settings byte of server \"S\" (0001) and 1 more",
                               "the short value of server \"S\" (0001)",
                               "in a reader's list of nodes, the servers of node group \"G\" (0002)",
-                              "memberships of other kinds than 0 of user \"u\" (0004)"}));
+                              "memberships of other kinds than 0 of user \"u\" (0004)",
+                              "repetitions of the primary membership of user \"u\" (0004)"}));
   EXPECT_EQ(ReadFile("DB/IMPORT/ul26.txt"), "001A0004 001A0003 001A0001 P M\r\n");
 }
 
@@ -303,6 +341,91 @@ TEST_F(Writer, AllFilesOrNone) {
   EXPECT_TRUE(Write());
   EXPECT_NE(ReadFile("DB/IMPORT/nn26.txt"), before);
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator("DB/IMPORT"), {}), 8);
+}
+
+using Texts = std::map<std::string, std::string>;
+
+// The files of the set under their names; empty while its gateway file, without which nobody looks
+// at it, is missing.
+Texts SetAsNamed() {
+  Texts texts;
+  if (!std::filesystem::exists("DB/IMPORT/gt26.way")) return texts;
+  for (const char* file : {"gt", "an", "nn", "bc", "un", "ul", "uc", "ng"})
+    texts[file] = ReadFile("DB/IMPORT/" + SetFileName(file, 26));
+  return texts;
+}
+
+// As this library reads it; nothing when there is none.
+std::optional<std::string> SetAsRead() {
+  std::list<unsigned long> nets;
+  CImportContainer().GetListNets(&nets);
+  if (nets.empty()) return std::nullopt;
+  EXPECT_EQ(nets, std::list<unsigned long>{26});
+  EXPECT_EQ(ListExchangeSets("DB/IMPORT"), nets);
+  OpenView view;
+  EXPECT_EQ(view.Load(26), 0);
+  EXPECT_TRUE(CheckExchangeSet("DB/IMPORT", 26).empty());
+  return TellView(view);
+}
+
+TEST_F(Writer, AKilledOneLeavesTheOldSetOrTheNewOne) {
+  BuildSmall(net_);
+  ASSERT_TRUE(Write());
+  const Texts old_files = SetAsNamed();
+  const auto old_set = SetAsRead();
+  net_.ModifyAB(4, "v");
+  net_.ModifyDep(3, "E");
+  net_.AddServer("new", 1, 0);
+  ASSERT_TRUE(Write());
+  const Texts new_files = SetAsNamed();
+  const auto new_set = SetAsRead();
+  for (const bool has_old : {true, false}) {
+    bool is_written = false;
+    for (int changes = 0; !is_written; ++changes) {
+      SCOPED_TRACE(changes);
+      std::filesystem::remove_all("DB/IMPORT");
+      std::filesystem::create_directory("DB/IMPORT");
+      if (has_old) PutSet(old_files, 26);
+      const pid_t writer = fork();
+      if (writer == 0) {
+        changes_left = changes;
+        _exit(Write() ? 0 : 1);
+      }
+      int status = 0;
+      waitpid(writer, &status, 0);
+      is_written = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+      const auto seen = SetAsRead();
+      EXPECT_TRUE(seen == new_set || (!is_written && seen == (has_old ? old_set : std::nullopt)));
+      const Texts named = SetAsNamed();
+      EXPECT_TRUE(named == new_files || named.empty() || (!is_written && named == old_files));
+      ASSERT_TRUE(Write());
+      EXPECT_EQ(SetAsNamed(), new_files);
+      EXPECT_EQ(std::distance(std::filesystem::directory_iterator("DB/IMPORT"), {}), 8);
+      ASSERT_LT(changes, 200);
+    }
+  }
+}
+
+TEST_F(Writer, WhoReadsBesideItReadsOneSet) {
+  BuildSmall(net_);
+  net_.CreateAB("even");
+  ASSERT_TRUE(Write());
+  const auto even = SetAsRead();
+  std::atomic<bool> is_done = false;
+  std::thread writer([&] {
+    for (int i = 0; i < 60; ++i) {
+      EXPECT_TRUE(net_.ModifyAB(6, i % 2 != 0 ? "even" : "odd"));
+      EXPECT_TRUE(net_.ModifyDep(3, i % 2 != 0 ? "D" : "F"));
+      EXPECT_TRUE(Write());
+    }
+    is_done = true;
+  });
+  std::set<std::string> seen;
+  while (!is_done) seen.insert(SetAsRead().value_or("none"));
+  writer.join();
+  seen.insert(SetAsRead().value_or("none"));
+  EXPECT_LE(seen.size(), 2U);
+  EXPECT_EQ(SetAsRead(), even);
 }
 
 std::string Faults(unsigned long net) {
