@@ -120,7 +120,7 @@ class OutputTest(ToolTest):
         self.write("open", b"x" * 32)
         os.chmod(self.path("short"), 0o600)
         os.chmod(self.path("open"), 0o644)
-        for self.key, why in (("", "is not set"), (self.path("none"), "cannot be found"),
+        for self.key, why in (("", "is not set"), (self.path("none"), "cannot be read"),
                               (self.path("short"), "31 bytes"), (self.path("open"), "chmod 600")):
             for command in (["verify-stamps", self.folder], ["stamp", self.db + ".db"],
                             ["generate", "routes", "--out", self.out],

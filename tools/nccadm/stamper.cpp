@@ -22,31 +22,16 @@ std::string KeyFile() {
   return file == nullptr ? std::string() : file;
 }
 
-std::string ProblemOf(const std::string& file, std::size_t size) {
-  if (file.empty())
-    return fmt::format("there is no stamping key: {} is not set and --key not given", kKeyVariable);
-  const auto say = [&](const std::string& what) {
-    return fmt::format("the stamping key {} {}", file, what);
-  };
-  std::error_code error;
-  const fs::file_status status = fs::status(file, error);
-  if (!fs::exists(status)) return say("cannot be found");
-  if (fs::is_symlink(fs::symlink_status(file, error))) return say("is a link to another file");
-  if (!fs::is_regular_file(status)) return say("is no file");
-  const auto bytes = fs::file_size(file, error);
-  if (!error && bytes != size) return say(fmt::format("has {} bytes, not {}", bytes, size));
-  if ((status.permissions() & (fs::perms::group_all | fs::perms::others_all)) != fs::perms::none) {
-    return say("is not its owner's alone; 'chmod 600' makes it so");
-  }
-  return say("cannot be read");
-}
-
 }  // namespace
 
 Stamper::Stamper() {
   const std::string file = KeyFile();
   provider_ = MakeStampProvider(file.c_str());
-  if (!provider_->GetFixedKey(key_.data())) problem_ = ProblemOf(file, key_.size());
+  if (provider_->FetchKey(key_.data(), problem_)) return;
+  if (problem_.empty()) {
+    problem_ =
+        fmt::format("there is no stamping key: {} is not set and --key not given", kKeyVariable);
+  }
 }
 
 Stamper::~Stamper() { explicit_bzero(key_.data(), key_.size()); }
