@@ -91,8 +91,8 @@ class CodePage {
 };
 
 const CodePage& Cp1251() {
-  static const CodePage code_page;
-  return code_page;
+  static const CodePage kCodePage;
+  return kCodePage;
 }
 
 }  // namespace
