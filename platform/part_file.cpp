@@ -1,5 +1,7 @@
 #include "platform/part_file.h"
 
+#include "platform/files.h"
+
 #include <cerrno>
 #include <utility>
 

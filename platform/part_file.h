@@ -2,11 +2,12 @@
 #pragma once
 
 #include "platform/descriptor.h"
-#include "platform/files.h"
 
 #include <string>
 
 namespace ncc {
+
+struct FileIdentity;
 
 // Readable by its owner alone. Its name is one that the next writer of the path knows, and it is
 // locked while its writer lives: what a writer that was killed left there goes with the next one,

@@ -219,7 +219,9 @@ TEST_F(Lifecycle, BackupIsAWholeDatabase) {
   BuildSample(net_);
   const std::string before = Describe(net_);
   WriteFile(scratch_.Path("copy.db"), "an older file");
+  WriteFile(scratch_.Path("copy.db.nccnet-part1"), "of a process that was killed");
   ASSERT_TRUE(net_.Backup(scratch_.Path("copy.db").c_str())) << net_.LastError();
+  EXPECT_FALSE(std::filesystem::exists(scratch_.Path("copy.db.nccnet-part1")));
   EXPECT_FALSE(net_.Backup((folder_ + "/net.db").c_str()));
   EXPECT_FALSE(net_.Backup(scratch_.Path("no/such/folder").c_str()));
   EXPECT_FALSE(net_.Backup(nullptr));

@@ -11,6 +11,7 @@
 #include <climits>
 #include <cstdlib>
 #include <memory>
+#include <stdexcept>
 #include <system_error>
 
 namespace ncc {
@@ -168,28 +169,23 @@ DataFileState InspectDataFile(const std::string& file) {
   return DataFileState::kOurs;
 }
 
-PendingFile::PendingFile(const std::string& target) : target_(target), name_(target + ".XXXXXX") {
-  const Descriptor descriptor(::mkostemp(name_.data(), O_CLOEXEC));
-  if (!descriptor.IsValid()) Fail("cannot create a file beside", target_);
-  if (::fchmod(descriptor.Get(), kOwnerOnly) != 0) {
-    const int error = errno;
-    ::unlink(name_.c_str());
-    throw StorageError(DescribeFailure("cannot set the rights of", name_, error));
+PendingFile::PendingFile(const std::string& target) {
+  try {
+    part_.emplace(target);
+  } catch (const std::runtime_error& error) {
+    throw StorageError(error.what());
   }
-}
-
-PendingFile::~PendingFile() {
-  if (!name_.empty()) ::unlink(name_.c_str());
+  if (::fchmod(part_->Handle(), kOwnerOnly) != 0) Fail("cannot set the rights of", Name());
 }
 
 void PendingFile::Publish() {
-  Descriptor descriptor(::open(name_.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC));
-  if (!descriptor.IsValid() || ::fsync(descriptor.Get()) != 0 || descriptor.Close() != 0) {
-    Fail("cannot flush", name_);
+  if (::fsync(part_->Handle()) != 0) Fail("cannot flush", Name());
+  try {
+    part_->PutInPlace();
+  } catch (const std::runtime_error& error) {
+    throw StorageError(error.what());
   }
-  if (::rename(name_.c_str(), target_.c_str()) != 0) Fail("cannot replace", target_);
-  name_.clear();
-  SyncFolder(SplitPath(target_).folder);
+  SyncFolder(SplitPath(part_->Path()).folder);
 }
 
 void WriteWholeFile(const std::string& file, std::string_view contents) {

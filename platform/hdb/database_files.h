@@ -2,7 +2,9 @@
 #pragma once
 
 #include "platform/hdb/engine.h"
+#include "platform/part_file.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -38,18 +40,14 @@ class PendingFile {
  public:
   // Makes it empty, under a name of its own beside `target`.
   explicit PendingFile(const std::string& target);
-  ~PendingFile();
-  PendingFile(const PendingFile&) = delete;
-  PendingFile& operator=(const PendingFile&) = delete;
 
-  const std::string& Name() const { return name_; }
+  const std::string& Name() const { return part_->Name(); }
 
   // Flushes it and renames it over the target, durably.
   void Publish();
 
  private:
-  std::string target_;
-  std::string name_;
+  std::optional<PartFile> part_;
 };
 
 // Gives the contents of `file` to storage anew, also where the system believes them stored.
