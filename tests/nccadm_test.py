@@ -351,7 +351,8 @@ class ProcessTest(ToolTest):
             while not self.is_locked():
                 time.sleep(0.01)
             process.send_signal(signal.SIGINT)
-            out, err = process.communicate(timeout=60)
+            process.wait(timeout=60)  # before its input ends
+            out, err = process.communicate()
             self.assertEqual((process.returncode, err.count("\n")), (130, 1), err)
             self.assertEqual([json.loads(part)["error"]["code"] for part in [out] if part],
                              [130] * ("--json" in ask))
