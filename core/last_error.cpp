@@ -8,10 +8,12 @@ namespace ncc {
 namespace {
 
 constinit thread_local std::array<char, 512> text_of_thread{};
+constinit thread_local NCCFailure kind_of_thread = NCCFailure::kNone;
 
 }  // namespace
 
-void SetLastError(std::string_view text) noexcept {
+void SetLastError(std::string_view text, NCCFailure kind) noexcept {
+  kind_of_thread = kind;
   const std::size_t room = text_of_thread.size() - 1;
   if (text.size() <= room) {
     *std::copy(text.begin(), text.end(), text_of_thread.begin()) = '\0';
@@ -26,8 +28,13 @@ void SetLastError(std::string_view text) noexcept {
   *std::copy(text.end() - static_cast<std::ptrdiff_t>(tail), text.end(), at) = '\0';
 }
 
-void ClearLastError() noexcept { text_of_thread[0] = '\0'; }
+void ClearLastError() noexcept {
+  kind_of_thread = NCCFailure::kNone;
+  text_of_thread[0] = '\0';
+}
 
 const char* LastErrorText() noexcept { return text_of_thread.data(); }
 
 }  // namespace ncc
+
+NCCFailure LastFailure() { return ncc::kind_of_thread; }

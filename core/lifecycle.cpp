@@ -20,27 +20,21 @@ bool OpenDatabase(NetState& net, const char* path, const char* name, OpenBase op
     return false;
   }
   try {
-    net.DropBatch();
-    net.Release();
-    ++net.open_count;
-    if (path == nullptr || name == nullptr || *name == '\0') throw Refusal("no database was named");
-    net.db_name = name;
-    net.db_path = path;
-    if (!net.db_path.ends_with('\\') && !net.db_path.ends_with('/')) net.db_path += '\\';
-    net.manager.VarMap().Set("DBDir", net.db_path);
-    open(NativePath(net.db_path + net.db_name));
-    ClearLastError();
-    return true;
-  } catch (const std::bad_alloc&) {
-    SetLastError("out of memory");
+    const bool opened = Tell([&] {
+      net.DropBatch();
+      net.Release();
+      ++net.open_count;
+      net.db_path = FolderOfDatabase(path, name);
+      net.db_name = name;
+      net.manager.VarMap().Set("DBDir", net.db_path);
+      open(NativePath(net.db_path + net.db_name));
+    });
+    if (!opened) net.Release();
+    return opened;
   } catch (const CallbackFailure& failure) {
     net.Release();
     failure.Rethrow();
-  } catch (const std::exception& error) {
-    SetLastError(error.what());
   }
-  net.Release();
-  return false;
 }
 
 // A new database holds nothing but its definitions, the root folder and the network record.
@@ -124,9 +118,23 @@ bool CNCCNet::Create(const char* path, const char* name, unsigned long net_numbe
 bool CNCCNet::Open(const char* path, const char* name) {
   NetState& net = *state_;
   return OpenDatabase(net, path, name, [&](const std::string& file) {
-    net.base = std::make_shared<CHDBase>(net.manager, file, TDBMode::kOpenExisting);
+    net.base =
+        std::make_shared<CHDBase>(net.manager, file, TDBMode::kOpenExisting, net.accepts_loss);
     ReadNetInfo();
   });
+}
+
+bool CNCCNet::OpenSnapshot(const char* path, const char* name) {
+  NetState& net = *state_;
+  return OpenDatabase(net, path, name, [&](const std::string& file) {
+    net.base = std::make_shared<CHDBase>(net.manager, file, TDBMode::kSnapshot, net.accepts_loss);
+    ReadNetInfo();
+  });
+}
+
+void CNCCNet::AcceptLoss(bool accept) {
+  LockScope lock(state_->lock);
+  state_->accepts_loss = accept;
 }
 
 // Takes the lock by plain calls: a failure leaves it entered.
@@ -155,7 +163,7 @@ void CNCCNet::Close() {
   }
   net.DropBatch();
   if (!net.base) return;
-  SaveNetInfo();
+  if (!net.base->Unit().RefusesChanges()) SaveNetInfo();
   net.Release();
 }
 

@@ -43,6 +43,7 @@ struct NetState {
   std::function<void(const CFileEvent&)> file_observer;
   std::shared_ptr<OutputCache> output_cache;  // what generators composed; null without
   std::uint64_t open_count = 0;               // databases that were opened or created
+  bool accepts_loss = false;                  // see AcceptLoss
 
   CNetPref prefs_before;             // at the beginning of the running unit
   std::unique_ptr<UnitScope> batch;  // the unit that BeginBatch began; null without one

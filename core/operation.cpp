@@ -1,6 +1,19 @@
 #include "core/operation.h"
 
+#include "platform/paths.h"
+
 namespace ncc {
+
+std::string FolderOfDatabase(const char* path, const char* name) {
+  if (path == nullptr || name == nullptr || *name == '\0') throw Refusal("no database was named");
+  std::string folder = path;
+  if (!folder.ends_with('\\') && !folder.ends_with('/')) folder += '\\';
+  return folder;
+}
+
+std::string DatabasePath(const char* path, const char* name) {
+  return NativePath(FolderOfDatabase(path, name) + name);
+}
 
 UnitScope::UnitScope(NetState& net) : net_(net), base_(net.base.get()) {
   // A callback while a database is being opened finds none.

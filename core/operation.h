@@ -31,6 +31,30 @@ class CallbackFailure : public std::exception {
   std::exception_ptr cause_;
 };
 
+// False when `action` failed, with the reason as last error. A CallbackFailure goes on.
+template <class Action>
+bool Tell(Action action) {
+  try {
+    action();
+    ClearLastError();
+    return true;
+  } catch (const std::bad_alloc&) {
+    SetLastError("out of memory");
+  } catch (const StorageError& error) {
+    SetLastError(error.what(), error.Kind());
+  } catch (const CallbackFailure&) {
+    throw;
+  } catch (const std::exception& error) {
+    SetLastError(error.what());
+  }
+  return false;
+}
+
+// The folder as it was given, with a separator at its end. Throws Refusal when either is missing.
+std::string FolderOfDatabase(const char* path, const char* name);
+// What the names of the database's files begin with, as the system writes it.
+std::string DatabasePath(const char* path, const char* name);
+
 // The running operation's share of the unit of work. The outermost one stores the unit in Finish,
 // or undoes it when destroyed without.
 class UnitScope {

@@ -1,6 +1,10 @@
 // The default engine under damage, sudden death, failing writes and a full disk.
+#include "platform/hdb/log_file.h"
+#include "platform/hdb/owner_lock.h"
+#include "platform/hdb/restore.h"
 #include "platform/hdb/sqlite_engine.h"
 #include "tests/support/engine_history.h"
+#include "tests/support/file_faults.h"
 #include "tests/support/scratch.h"
 
 #include <gtest/gtest.h>
@@ -9,49 +13,18 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <limits>
+#include <map>
 #include <random>
+#include <set>
 #include <thread>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
-
-namespace {
-
-// Which of the coming write and flush calls fail: the one that `after` others precede, and with
-// `sticky` all from there on.
-struct Fault {
-  long after = std::numeric_limits<long>::max();
-  bool sticky = false;
-  bool flushes_only = false;
-  long hits = 0;
-};
-Fault fault;
-
-bool FailsNow(bool flush) {
-  if (fault.flushes_only && !flush) return false;
-  const long left = fault.after--;
-  if (left > 0 || (left < 0 && !fault.sticky)) return false;
-  ++fault.hits;
-  errno = EIO;
-  return true;
-}
-
-}  // namespace
-
-// These stand before the C library's own in every library of this process.
-extern "C" {
-__attribute__((visibility("default"))) ssize_t pwrite64(int fd, const void* bytes, size_t size,
-                                                        off64_t offset) {
-  return FailsNow(false) ? -1 : ::syscall(SYS_pwrite64, fd, bytes, size, offset);
-}
-__attribute__((visibility("default"))) int fdatasync(int fd) {
-  return FailsNow(true) ? -1 : static_cast<int>(::syscall(SYS_fdatasync, fd));
-}
-}
 
 namespace ncc {
 namespace {
@@ -277,7 +250,7 @@ TEST(EngineFaultTest, AFailedFlushIsNotRetriedButWrittenAnew) {
   EXPECT_EQ(FileNumber(log), before);
   // Nobody else gets in meanwhile, though the file itself is not open.
   EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }),
-            "database is in use by another process");
+            "database is in use by another object of this process");
   const std::uint64_t revision = LoadAll(*engine).revision;
   fault = Fault();
   EXPECT_NE(FileNumber(log), before);
@@ -311,6 +284,265 @@ TEST(EngineFaultTest, AFullDiskUndoesTheCommitAndNothingElse) {
   });
   EXPECT_EQ(result, 0);
   EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)), (Contents{HistoryRows(3), 3}));
+}
+
+// An owner that is killed after it has brought the database from `from` to `to`.
+void LeaveLog(const std::string& base, std::uint64_t from, std::uint64_t to) {
+  ASSERT_EQ(RunInChild([&] {
+              const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+              engine->Load([](Row&&) {});
+              for (std::uint64_t r = from + 1; r <= to; ++r) engine->Commit(HistoryChanges(r));
+              ::_exit(0);
+              return 1;
+            }),
+            0);
+}
+
+TEST(EngineFaultTest, ALostOrDamagedLogIsSaid) {
+  const ScratchFolder scratch;
+  const std::string base = scratch.Path("net");
+  MakeHistory(base, 20);
+  LeaveLog(base, 20, 26);
+  const std::string data = ReadFile(base + ".db");
+  const std::string log = ReadFile(base + ".db-wal");
+  const std::string lock = ReadFile(base + ".lock");
+  const std::uint64_t end = LogFile(base + ".db-wal").SizeOfCommits();
+  const auto flipped = [&](std::uint64_t at) {
+    std::string bytes = log;
+    bytes[at] = static_cast<char>(bytes[at] ^ 4);
+    return bytes;
+  };
+  const struct {
+    const char* what;
+    std::string log;
+    bool has_lock;
+    bool is_loss;
+  } cases[] = {{"sound", log, true, false},
+               {"sound, without lock file", log, false, false},
+               {"removed", "", true, true},
+               {"removed with the lock file", "", false, true},
+               {"zeros", std::string(log.size(), '\0'), false, true},
+               {"damaged head", flipped(9), false, true},
+               {"damaged first commit", flipped(300), false, true},
+               {"damaged last commit", flipped(end - 300), true, true},
+               {"cut behind a commit", log.substr(0, 32), true, true}};
+  for (const auto& [what, bytes, has_lock, is_loss] : cases) {
+    Overwrite(base + ".db", data);
+    fs::remove(base + ".db-wal");
+    if (!bytes.empty()) WriteFile(base + ".db-wal", bytes);
+    fs::remove(base + ".lock");
+    if (has_lock) WriteFile(base + ".lock", lock);
+    for (const OpenMode mode : {OpenMode::kSnapshot, OpenMode::kOpen}) {
+      try {
+        EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, mode)), (Contents{HistoryRows(26), 26})) << what;
+        EXPECT_FALSE(is_loss) << what;
+      } catch (const StorageError& error) {
+        EXPECT_TRUE(is_loss && error.Kind() == NCCFailure::kLossPossible) << what << error.what();
+        EXPECT_NE(std::string(error.what()).find("last changes after revision 2"),
+                  std::string::npos);
+        EXPECT_TRUE(ReadFile(base + ".db") == data) << what;
+        EXPECT_TRUE(ReadFile(base + ".db-wal") == bytes) << what;
+      }
+    }
+    if (!is_loss) continue;
+    std::uint64_t revision = 0;
+    {
+      const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen, true});
+      revision = LoadAll(*engine).revision;
+      EXPECT_LT(revision, 26U) << what;
+    }
+    LeaveLog(base, revision, revision + 1);
+    EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)),
+              (Contents{HistoryRows(revision + 1), revision + 1}))
+        << what;
+  }
+}
+
+// The files of a recorded run as an end of power at some event leaves them: what was flushed, and
+// of the rest any sectors.
+class PowerCut {
+ public:
+  PowerCut(std::mt19937& random, std::map<std::string, std::string> durable)
+      : random_(random), durable_(std::move(durable)) {}
+
+  std::uint64_t Acknowledged() const { return acknowledged_; }
+
+  void Follow(const Event& event) {
+    auto& waiting = waiting_[event.file];
+    if (event.what == Event::kAcknowledge) acknowledged_ = event.offset;
+    if (event.what == Event::kRemove) removed_.insert(event.file);
+    if (event.what == Event::kWrite) waiting.push_back(event);
+    if (event.what != Event::kFlush) return;
+    removed_.erase(event.file);
+    for (const Event& write : waiting) Put(durable_[event.file], write.bytes, write.offset);
+    waiting.clear();
+  }
+
+  void Leave(const ScratchFolder& folder) {
+    for (const char* name : {"net.db", "net.db-wal", "net.lock"}) fs::remove(folder.Path(name));
+    for (auto [name, bytes] : durable_) {
+      if (removed_.contains(name) && random_() % 2 == 0) continue;
+      for (const Event& write : waiting_[name]) {
+        for (std::size_t at = 0; at < write.bytes.size(); at += 512) {
+          if (random_() % 2 == 0) Put(bytes, write.bytes.substr(at, 512), write.offset + at);
+        }
+      }
+      WriteFile(folder.Path(name), bytes);
+    }
+    OwnerLock lock(folder.Path("net.lock"));
+    lock.Keep();
+    lock.Acknowledge({IdOf(folder.Path("net.db")).inode, acknowledged_, 0});
+  }
+
+ private:
+  static void Put(std::string& bytes, const std::string& part, std::size_t at) {
+    if (bytes.size() < at + part.size()) bytes.resize(at + part.size());
+    bytes.replace(at, part.size(), part);
+  }
+
+  std::mt19937& random_;
+  std::map<std::string, std::string> durable_;
+  std::map<std::string, std::vector<Event>> waiting_;
+  std::set<std::string> removed_;
+  std::uint64_t acknowledged_ = 0;
+};
+
+TEST(EngineFaultTest, AnEndOfPowerLosesNothingAcknowledgedAndRaisesNoQuestion) {
+  const ScratchFolder scratch;
+  const ScratchFolder after;
+  const std::string base = scratch.Path("net");
+  MakeHistory(base, 4);
+  const unsigned seed = std::random_device{}();
+  std::mt19937 random(seed);
+  std::map<std::string, std::string> durable{{"net.db", ReadFile(base + ".db")}};
+  std::vector<Event> events;
+  recording = &events;
+  for (std::uint64_t revision = 4; revision < 8;) {  // two owners, closed cleanly
+    const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+    engine->Load([](Row&&) {});
+    for (int i = 0; i < 2; ++i) {
+      engine->Commit(HistoryChanges(++revision));
+      events.push_back({Event::kAcknowledge, "", "", revision});
+    }
+  }
+  recording = nullptr;
+  PowerCut cut(random, std::move(durable));
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    cut.Follow(events[i]);
+    if (events[i].bytes.size() > 4096) continue;  // zeros, in many equal parts
+    for (int state = 0; state < 2; ++state) {
+      cut.Leave(after);
+      Contents found;
+      const std::string error =
+          ErrorOf([&] { found = LoadAll(*OpenSqliteEngine(after.Path("net"), OpenMode::kOpen)); });
+      ASSERT_EQ(error, "") << "event " << i << ", seed " << seed;
+      ASSERT_GE(found.revision, cut.Acknowledged()) << "event " << i << ", seed " << seed;
+      ASSERT_TRUE(found.rows == HistoryRows(found.revision)) << "event " << i << ", seed " << seed;
+    }
+  }
+  EXPECT_EQ(cut.Acknowledged(), 8U);
+}
+
+TEST(EngineFaultTest, AFileOfAnotherDatabaseNeverPassesAsStored) {
+  const ScratchFolder scratch;
+  const std::string base = scratch.Path("net");
+  const std::string data = base + ".db";
+  MakeHistory(base, 2);
+  MakeHistory(scratch.Path("other"), 3);  // of the revision that the commit below leads to
+  const std::string own = ReadFile(data);
+  ChangeSet changes = HistoryChanges(3);
+  changes.state.unit = 77;
+  const auto replace = [&](bool in_place) {
+    if (in_place) return Overwrite(data, ReadFile(scratch.Path("other.db")));
+    fs::copy(scratch.Path("other.db"), scratch.Path("new"), fs::copy_options::overwrite_existing);
+    fs::rename(scratch.Path("new"), data);
+  };
+  for (const bool in_place : {false, true}) {
+    WriteFile(data, own);
+    const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+    engine->Load([](Row&&) {});
+    fault = {0, true, false, 0};
+    EXPECT_NE(ErrorOf([&] { engine->Commit(changes); }), "");
+    fault = Fault();
+    replace(in_place);
+    const std::string error = ErrorOf([&] { LoadAll(*engine); });
+    EXPECT_NE(error.find(in_place ? "another program" : "removed or replaced"), std::string::npos)
+        << error;
+  }
+  WriteFile(data, own);
+  const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+  engine->Load([](Row&&) {});
+  replace(false);
+  EXPECT_NE(ErrorOf([&] { engine->Commit(changes); }).find("removed or replaced"),
+            std::string::npos);
+  engine->CopyTo(scratch.Path("saved.db"));
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("saved"), OpenMode::kOpen)),
+            (Contents{HistoryRows(2), 2}));
+  // Nor is a database replaced that somebody has open.
+  const auto owner = OpenSqliteEngine(scratch.Path("other"), OpenMode::kOpen);
+  EXPECT_NE(ErrorOf([&] { engine->CopyTo(scratch.Path("other.db")); }).find("is in use"),
+            std::string::npos);
+}
+
+// The commit after `revision` that adds a row of two megabytes.
+ChangeSet LargeCommit(std::uint64_t revision) {
+  const Row row{{RowKind::kChunk, 900, 0, 0}, 0, "", std::string(2 << 20, 'b')};
+  ChangeSet changes{{row}, {}, {revision + 1, TotalsOf(HistoryRows(revision)), 0}};
+  AddTo(changes.state.totals, SumOf(row));
+  return changes;
+}
+
+TEST(EngineFaultTest, TheLogLeavesANearlyFullDiskToTheChanges) {
+  for (const bool admits_it : {true, false}) {
+    const ScratchFolder scratch;
+    disk = {scratch.Path(), 3 << 20, admits_it};
+    MakeHistory(scratch.Path("net"), 1);
+    LeaveLog(scratch.Path("net"), 1, 2);
+    EXPECT_LT(disk.Used(), 1U << 18) << "the log was filled";
+    disk = {};
+  }
+  for (const bool reopened : {false, true}) {
+    const ScratchFolder scratch;
+    const std::string base = scratch.Path("net");
+    MakeHistory(base, 10);
+    LeaveLog(base, 10, reopened ? 90 : 11);
+    const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+    for (std::uint64_t r = LoadAll(*engine).revision; r < 90;) engine->Commit(HistoryChanges(++r));
+    disk = {scratch.Path(), 0, true};
+    disk.room = disk.Used();
+    EXPECT_EQ(ErrorOf([&] { engine->Commit(LargeCommit(90)); }), "") << reopened;
+    EXPECT_EQ(LoadAll(*engine).revision, 91U);
+    disk = {};
+  }
+}
+
+TEST(EngineFaultTest, ARestorationThatIsKilledAnywhereLeavesTheOldOneOrTheNew) {
+  const ScratchFolder made;
+  MakeHistory(made.Path("copy"), 5);
+  MakeHistory(made.Path("net"), 7);
+  LeaveLog(made.Path("net"), 7, 9);
+  int dead = 0;
+  for (bool done = false; !done; ++dead) {
+    const ScratchFolder scratch;
+    for (const char* name : {"net.db", "net.db-wal", "net.lock"}) {
+      fs::copy(made.Path(name), scratch.Path(name));
+    }
+    const int result = RunInChild([&] {
+      calls_to_death = dead;
+      Restoration restoration(scratch.Path("net"), made.Path("copy.db"));
+      const std::string kept = restoration.Publish();
+      calls_to_death = std::numeric_limits<long>::max();
+      const std::string base = kept.substr(0, kept.size() - 3);
+      return LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)).revision == 9 ? 0 : 1;
+    });
+    ASSERT_TRUE(result == 0 || result == 99) << result << " at call " << dead;
+    done = result == 0;
+    const auto found = LoadAll(*OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen));
+    EXPECT_TRUE(found == (Contents{HistoryRows(5), 5}) ||
+                (!done && found == (Contents{HistoryRows(9), 9})))
+        << "call " << dead << ", revision " << found.revision;
+  }
+  EXPECT_GT(dead, 8);
 }
 
 }  // namespace

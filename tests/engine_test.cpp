@@ -10,6 +10,7 @@
 #include <limits>
 #include <set>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -138,8 +139,8 @@ TEST_P(EngineTest, HasOneOwnerAndExistsFromItsFirstCommitOn) {
             std::string::npos);
   {
     const auto engine = Open(OpenMode::kCreate);
-    EXPECT_EQ(ErrorOf([&] { Open(OpenMode::kOpen); }), kInUse);
-    EXPECT_EQ(ErrorOf([&] { Open(OpenMode::kCreate); }), kInUse);
+    EXPECT_NE(ErrorOf([&] { Open(OpenMode::kOpen); }).find("in use"), std::string::npos);
+    EXPECT_NE(ErrorOf([&] { Open(OpenMode::kCreate); }).find("in use"), std::string::npos);
   }
   EXPECT_NE(ErrorOf([&] { Open(OpenMode::kOpen); }).find("there is no database"),
             std::string::npos);
@@ -195,7 +196,9 @@ TEST(SqliteEngineTest, IsOwnedByOneProcessUntilItDies) {
   }
   char byte = 0;
   EXPECT_EQ(::read(ready[0], &byte, 1), 1);
-  EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(base, OpenMode::kOpen); }), kInUse);
+  const std::string error = ErrorOf([&] { OpenSqliteEngine(base, OpenMode::kOpen); });
+  const std::string owner = std::string(kInUse) + ": process " + std::to_string(child) + " (";
+  EXPECT_TRUE(error.starts_with(owner) && error.find("engine_test") != error.npos) << error;
   ::kill(child, SIGKILL);
   ::waitpid(child, nullptr, 0);
   EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)), (Contents{HistoryRows(3), 3}));
@@ -216,8 +219,9 @@ TEST(SqliteEngineTest, IsOfNoUseToAForkedChildAndUnharmedByIt) {
             0);
   engine->Commit(HistoryChanges(2));
   EXPECT_EQ(RunInChild([&] {
-              return ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }) ==
-                             kInUse
+              return ErrorOf([&] {
+                       OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen);
+                     }).starts_with(kInUse)
                          ? 0
                          : 1;
             }),
@@ -316,8 +320,7 @@ TEST(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
     }
     EXPECT_TRUE(ReadFile(file) == bytes) << says;
     EXPECT_EQ(fs::last_write_time(file), time) << says;
-    EXPECT_EQ(Listing(scratch.Path()),
-              (std::set<std::string>{"net.db", "net.lock", "ours.db", "ours.lock"}));
+    EXPECT_EQ(Listing(scratch.Path()), (std::set<std::string>{"net.db", "ours.db", "ours.lock"}));
   }
   WriteFile(file, "");
   EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }), "");
@@ -331,13 +334,15 @@ TEST(SqliteEngineTest, RefusesAliasesAndPathsThatCannotBe) {
   fs::create_hard_link(scratch.Path("net.db"), scratch.Path("hard.db"));
   fs::create_directory(scratch.Path("folder.db"));
   fs::create_directory_symlink(scratch.Path(), scratch.Path("around"));
+  const std::string deep = std::string(240, 'd') + "/" + std::string(240, 'e') + "/net";
   const struct {
     const char* name;
     const char* says;
   } cases[] = {
       {"soft", "soft.db: it is a symbolic link"},  {"hard", "hard.db has a second name"},
       {"folder", "folder.db is not a plain file"}, {"net.db/x", "net.db is a file, not a folder"},
-      {"net.db/x/y", "is a file, not a folder"},   {"folder.db/", "is no name of a database"}};
+      {"net.db/x/y", "is a file, not a folder"},   {"folder.db/", "is no name of a database"},
+      {deep.c_str(), "bytes; the limit is 504"}};
   for (const auto& [name, says] : cases) {
     const std::string error =
         ErrorOf([&, base = scratch.Path(name)] { OpenSqliteEngine(base, OpenMode::kCreate); });
@@ -345,7 +350,8 @@ TEST(SqliteEngineTest, RefusesAliasesAndPathsThatCannotBe) {
   }
   fs::remove(scratch.Path("hard.db"));
   const auto engine = OpenSqliteEngine(scratch.Path("around/net"), OpenMode::kOpen);
-  EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }), kInUse);
+  EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }),
+            "database is in use by another object of this process");
 }
 
 TEST(SqliteEngineTest, SaysWhatIsMissingWithoutRights) {
@@ -371,6 +377,8 @@ TEST(SqliteEngineTest, SaysWhatIsMissingWithoutRights) {
   EXPECT_EQ(try_as_nobody("net.db: the file or its folder is read-only"), 0);
   fs::remove(scratch.Path("net.lock"));
   EXPECT_EQ(try_as_nobody("cannot open or create " + scratch.Path("net.lock") + ": Permission"), 0);
+  fs::permissions(scratch.Path(), read);
+  EXPECT_EQ(try_as_nobody("cannot look at " + scratch.Path("net.db") + ": Permission"), 0);
   fs::permissions(scratch.Path(), fs::perms::owner_all);
   EXPECT_EQ(try_as_nobody(""), 0);
 }
@@ -401,6 +409,46 @@ TEST(SqliteEngineTest, CopiesTheLastCommitWhole) {
   EXPECT_EQ(Listing(scratch.Path()),
             (std::set<std::string>{"net.db", "net.db-wal", "net.lock", "to"}));
   EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(31), 31}));
+}
+
+// More than a log holds is written, so that it begins anew while others look.
+TEST(SqliteEngineTest, ShowsTheLastCommitBesideItsOwner) {
+  const ScratchFolder scratch;
+  const std::string base = scratch.Path("net");
+  MakeHistory(base, 1);
+  int stored[2];
+  ASSERT_EQ(::pipe2(stored, O_NONBLOCK), 0);
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+    engine->Load([](Row&&) {});
+    for (std::uint64_t r = 2; r <= 400; ++r) {
+      engine->Commit(HistoryChanges(r));
+      static_cast<void>(!::write(stored[1], &r, sizeof r));
+    }
+    engine->CopyTo(scratch.Path("last.db"));
+    for (;;) ::pause();
+  }
+  const auto snapshot = OpenSqliteEngine(base, OpenMode::kSnapshot);
+  Rows rows = HistoryRows(1);
+  std::uint64_t revision = 1;
+  std::uint64_t acknowledged = 1;
+  int looks = 0;
+  for (; revision < 400; ++looks) {
+    while (::read(stored[0], &acknowledged, sizeof acknowledged) > 0) continue;
+    const Contents found = LoadAll(*snapshot);
+    ASSERT_GE(found.revision, acknowledged);
+    while (revision < found.revision) Apply(HistoryRowChanges(++revision), rows);
+    ASSERT_EQ(found.revision, revision);
+    ASSERT_TRUE(found.rows == rows) << revision;
+  }
+  EXPECT_GT(looks, 5);
+  EXPECT_NE(ErrorOf([&] { snapshot->Commit(HistoryChanges(401)); }).find("snapshot"),
+            std::string::npos);
+  ::kill(child, SIGKILL);
+  ::waitpid(child, nullptr, 0);
+  EXPECT_EQ(LoadAll(*snapshot).revision, 400U);
+  EXPECT_TRUE(fs::exists(base + ".db-wal"));
 }
 
 }  // namespace

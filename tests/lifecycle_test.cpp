@@ -1,3 +1,4 @@
+#include "nccnet/backup.h"
 #include "support/net_access.h"
 #include "support/network.h"
 
@@ -137,14 +138,23 @@ TEST_F(Lifecycle, OpenRefusesWhatIsNoUsableDatabase) {
 TEST_F(Lifecycle, OneOwnerAtATime) {
   CNCCNet second;
   EXPECT_FALSE(second.Open(folder_.c_str(), "net"));
-  EXPECT_STREQ(second.LastError(), "database is in use by another process");
+  EXPECT_STREQ(second.LastError(), "database is in use by another object of this process");
+  EXPECT_FALSE(second.OpenSnapshot(folder_.c_str(), "net"));
+  EXPECT_EQ(LastFailure(), NCCFailure::kInUse);
   EXPECT_FALSE(second.Create(folder_.c_str(), "net", 1));
   EXPECT_EQ(ReleaseHeldLevels(second), 0);
 
   const pid_t child = fork();
   if (child == 0) {
     CNCCNet third;
-    _exit(third.Open(folder_.c_str(), "net") ? 1 : 0);
+    if (third.Open(folder_.c_str(), "net")) _exit(1);
+    const bool named =
+        CString(third.LastError()).starts_with("database is in use by another process") &&
+        !DatabaseOwner(folder_.c_str(), "net").empty();
+    if (!named || !third.OpenSnapshot(folder_.c_str(), "net")) _exit(2);
+    const bool refused = third.AddServer("no", 0, 0) == 0 && third.GetServersCount() == 0 &&
+                         CString(third.LastError()).empty() && third.GetRevision() == 1;
+    _exit(refused ? 0 : 3);
   }
   int status = -1;
   ASSERT_EQ(waitpid(child, &status, 0), child);

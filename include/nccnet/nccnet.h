@@ -32,6 +32,7 @@
 /// value, and Close when no database is open: ask it right after the call that failed.
 #pragma once
 
+#include "nccnet/backup.h"
 #include "nccnet/exchange_check.h"
 #include "nccnet/exchange_writer.h"
 #include "nccnet/export_manager.h"

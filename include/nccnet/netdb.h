@@ -69,15 +69,18 @@ class NCC_API CNCCNet {
   /// Creates the database `name` in the folder `path` (made when missing) for network `net_number`
   /// and opens it: the file is `<path>/<name>.db`, and "" is the root folder. A database that is
   /// open already is dropped first, without saving its preferences. The three counters of the
-  /// preferences stay as the object holds them: create each network with a fresh object. \return
-  /// false when the database exists, is in use or cannot be written. A failure after the files were
-  ///   made leaves the object lock entered by the calling thread.
+  /// preferences stay as the object holds them: create each network with a fresh object.
+  /// \return false when the database exists, is in use or cannot be written. A failure after the
+  ///   files were made leaves the object lock entered by the calling thread.
   bool Create(const char* path, const char* name, unsigned long net_number);
   /// Opens an existing database; every row is checked. Drops an open one as Create does.
   /// \return false when it is missing, in use by another owner, damaged or not one of ours; the
-  /// file stays as
-  ///   it was. A failure in LoadNetInfo leaves the object lock entered by the calling thread.
+  /// file stays as it was. A failure in LoadNetInfo leaves the object lock entered by the thread.
   bool Open(const char* path, const char* name);
+  /// Reads the last stored state beside any owner; touches no file, refuses changes and Backup.
+  bool OpenSnapshot(const char* path, const char* name);
+  /// Whether the two go on where the last changes may be lost (LastFailure() is kLossPossible).
+  void AcceptLoss(bool accept);
   /// Saves the preferences block and lets go of the database. Does nothing when none is open.
   void Close();
   /// Stores the preferences block in the network record.
@@ -110,19 +113,17 @@ class NCC_API CNCCNet {
 
   // Batches, failures, copies -------------------------------------------------------------------
 
-  /// Makes all operations up to EndBatch one unit, stored together. Holds the object lock until
-  /// then. Not nestable.
+  /// Makes all operations up to EndBatch one unit. Holds the object lock until then. Not nestable.
   bool BeginBatch();
   /// Ends the batch that the calling thread began: stores it durably when `keep`, else drops it
   /// whole, in memory and in the preferences block too. \return false without a batch of this
-  /// thread, or when the batch could not be stored (it is dropped
-  ///   then), also because an operation inside it failed by storage or memory.
+  /// thread, or when the batch was dropped, as an operation in it or storing it has failed.
   bool EndBatch(bool keep = true);
   /// Text of the calling thread's last failure, of whichever object; empty after a success
   /// (nccnet.h says which members leave it alone). Valid until the thread's next call.
   const char* LastError();
   /// Writes a consistent copy of the open database to `file`, an existing file being replaced
-  /// whole. False inside a batch.
+  /// whole. False inside a batch, and when that file is a database that somebody has open.
   bool Backup(const char* file);
   /// The database's revision: raised by every unit that changed something. 0 while no database is
   /// open.

@@ -2,6 +2,7 @@
 
 #include "nccnet/text.h"
 #include "platform/hdb/row_codec.h"
+#include "platform/token.h"
 
 #include <algorithm>
 #include <utility>
@@ -17,13 +18,24 @@ namespace {
   throw StorageError("database is damaged: object " + std::to_string(number) + ": " + fault);
 }
 
+constexpr const char* kSnapshotRefusal =
+    "this is a snapshot of the database: changes need the database itself";
+
 }  // namespace
 
 CHDBase::CHDBase(CHDBMgr& manager, const std::string& path)
     : manager_(manager), engine_(manager.Engines()(path, ncc::OpenMode::kCreate)) {}
 
-CHDBase::CHDBase(CHDBMgr& manager, const std::string& path, TDBMode)
-    : manager_(manager), engine_(manager.Engines()(path, ncc::OpenMode::kOpen)) {
+CHDBase::CHDBase(CHDBMgr& manager, const std::string& path, TDBMode mode, bool accepts_loss)
+    : CHDBase(manager,
+              manager.Engines()(path, {mode == TDBMode::kSnapshot ? ncc::OpenMode::kSnapshot
+                                                                  : ncc::OpenMode::kOpen,
+                                       accepts_loss})) {
+  if (mode == TDBMode::kSnapshot) unit_.RefuseChanges(kSnapshotRefusal);
+}
+
+CHDBase::CHDBase(CHDBMgr& manager, std::unique_ptr<ncc::StorageEngine> engine)
+    : manager_(manager), engine_(std::move(engine)) {
   Load();
 }
 
@@ -190,11 +202,13 @@ void CHDBase::CheckUsable() const {
 
 void CHDBase::Commit() {
   const std::uint64_t next = state_.revision + 1;
+  std::uint64_t unit = 0;
   try {
     if (unit_.HasFailed()) throw StorageError(unit_.Failure());
     ncc::ChangeSet changes =
         unit_.Collect(state_.totals, [this](const RowKey& key) { return EncodeRow(key); });
     changes.state.revision = next;
+    changes.state.unit = unit = ncc::DrawToken();
     if (!changes.put.empty() || !changes.removed.empty()) {
       engine_->Commit(changes);
       state_ = changes.state;
@@ -203,7 +217,7 @@ void CHDBase::Commit() {
   } catch (...) {
     Reload();
     // An engine that reports an error may have stored the unit all the same.
-    if (state_.revision != next) throw;
+    if (state_.revision != next || state_.unit != unit) throw;
   }
 }
 

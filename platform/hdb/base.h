@@ -19,7 +19,7 @@
 #include <string_view>
 #include <vector>
 
-enum class TDBMode { kOpenExisting = 2 };
+enum class TDBMode { kOpenExisting = 2, kSnapshot = 3 };
 
 // What a database is made of beside its objects: kept with it, in the order of creation.
 struct CHDBDefinition {
@@ -56,8 +56,10 @@ class CHDBase {
 
   // Creates an empty database; nothing is stored before the first unit of work ends.
   CHDBase(CHDBMgr& manager, const std::string& path);
-  // Opens and loads an existing one.
-  CHDBase(CHDBMgr& manager, const std::string& path, TDBMode mode);
+  // Opens and loads an existing one; a snapshot refuses every change.
+  CHDBase(CHDBMgr& manager, const std::string& path, TDBMode mode, bool accepts_loss = false);
+  // Loads what the engine has.
+  CHDBase(CHDBMgr& manager, std::unique_ptr<ncc::StorageEngine> engine);
   ~CHDBase();
   CHDBase(const CHDBase&) = delete;
   CHDBase& operator=(const CHDBase&) = delete;

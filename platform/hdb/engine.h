@@ -2,6 +2,7 @@
 // mean.
 #pragma once
 
+#include "nccnet/failure.h"
 #include "platform/hdb/row.h"
 
 #include <cstdint>
@@ -12,13 +13,30 @@
 
 namespace ncc {
 
-// A failure of storage, with a text that a person can act on.
+// A failure of storage, with a text that a person can act on. Damage is told from other failures by
+// the words that each text about it begins with.
 class StorageError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit StorageError(const std::string& text, NCCFailure kind = NCCFailure::kOther)
+      : std::runtime_error(text),
+        kind_(text.starts_with("database is damaged") ? NCCFailure::kDamaged : kind) {}
+  NCCFailure Kind() const { return kind_; }
+
+ private:
+  NCCFailure kind_;
 };
 
-enum class OpenMode { kCreate, kOpen };
+// kSnapshot only reads, beside an owner or without one.
+enum class OpenMode { kCreate, kOpen, kSnapshot };
+
+struct OpenRequest {
+  // Implicit: most callers have nothing to say beside the mode.
+  OpenRequest(OpenMode how, bool accept = false) : mode(how), accepts_loss(accept) {}
+
+  OpenMode mode;
+  // Goes on with what is there where the last changes may be missing.
+  bool accepts_loss;
+};
 
 // An engine owns its database from construction to destruction: a second owner, in this process or
 // another, is refused. Not thread-safe; the caller serialises. Every member throws StorageError.
@@ -42,8 +60,8 @@ class StorageEngine {
 };
 
 // Makes the engine of a database. `base` is the path of the database without a file extension, with
-// '/' as separator. kCreate refuses a database that exists, kOpen one that does not.
+// '/' as separator. kCreate refuses a database that exists, the others one that does not.
 using EngineFactory =
-    std::function<std::unique_ptr<StorageEngine>(const std::string& base, OpenMode)>;
+    std::function<std::unique_ptr<StorageEngine>(const std::string& base, const OpenRequest&)>;
 
 }  // namespace ncc

@@ -120,8 +120,8 @@ class MemoryEngine final : public StorageEngine {
 };
 
 EngineFactory MemoryEngineFactory(std::shared_ptr<MemoryStore> store) {
-  return [store = std::move(store)](const std::string& base, OpenMode mode) {
-    return std::make_unique<MemoryEngine>(store, base, mode);
+  return [store = std::move(store)](const std::string& base, const OpenRequest& request) {
+    return std::make_unique<MemoryEngine>(store, base, request.mode);
   };
 }
 

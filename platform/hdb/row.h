@@ -51,6 +51,7 @@ struct RowTotals {
 struct StoredState {
   std::uint64_t revision = 0;  // 0 when nothing was ever committed
   RowTotals totals;
+  std::uint64_t unit = 0;  // drawn for each commit: no two databases have it in common
 
   friend bool operator==(const StoredState&, const StoredState&) = default;
 };

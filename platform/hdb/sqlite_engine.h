@@ -12,6 +12,7 @@ namespace ncc {
 // ".lock". Throws StorageError; then nothing but the lock file, and folders for kCreate, has
 // changed. A file that never saw a commit is no database: kCreate takes it over and kOpen refuses
 // it.
-std::unique_ptr<StorageEngine> OpenSqliteEngine(const std::string& base, OpenMode mode);
+std::unique_ptr<StorageEngine> OpenSqliteEngine(const std::string& base,
+                                                const OpenRequest& request);
 
 }  // namespace ncc

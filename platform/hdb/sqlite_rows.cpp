@@ -18,7 +18,7 @@ constexpr std::uint8_t kMetaTag = 0xFF;
 
 constexpr std::array kTables = {
     "CREATE TABLE meta(id INTEGER PRIMARY KEY CHECK(id=1), revision INTEGER, row_count INTEGER, "
-    "row_sum INTEGER, sum INTEGER)",
+    "row_sum INTEGER, unit INTEGER, open INTEGER, sum INTEGER)",
     "CREATE TABLE definition(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, body TEXT, sum "
     "INTEGER)",
     "CREATE TABLE object(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, data BLOB, sum INTEGER)",
@@ -45,10 +45,13 @@ constexpr std::array kViews = {
   FROM page JOIN json_each(page.body) AS slot
   WHERE (page.key >> 26 & 7) = 4 AND slot.type = 'array')"};
 
-constexpr const char* kPutMeta = "INSERT OR REPLACE INTO meta VALUES(1, ?1, ?2, ?3, ?4)";
+constexpr const char* kPutMeta = "INSERT OR REPLACE INTO meta VALUES(1, ?1, ?2, ?3, ?4, ?5, ?6)";
 
 [[noreturn]] void ThrowDamaged(sqlite3* db, const std::string& what) {
-  throw StorageError("database is damaged: " + what + " (" + sqlite3_db_filename(db, "main") + ")");
+  const char* const file = sqlite3_db_filename(db, "main");
+  const bool named = file != nullptr && *file != '\0';
+  throw StorageError("database is damaged: " + what +
+                     (named ? std::string(" (") + file + ")" : ""));
 }
 
 std::int64_t TableKey(const RowKey& key) {
@@ -69,20 +72,24 @@ std::string DescribeRow(RowKind kind, std::int64_t table_key) {
          std::to_string(table_key >> (kListBits + kChunkBits)) + ")";
 }
 
-std::int64_t SumState(const StoredState& state) {
+std::int64_t SumMeta(const MetaRow& meta) {
   SumHead head;
   head.Add(kMetaTag, 1);
-  head.Add(state.revision, 8);
-  head.Add(state.totals.rows, 8);
-  head.Add(state.totals.sum, 8);
+  head.Add(meta.state.revision, 8);
+  head.Add(meta.state.totals.rows, 8);
+  head.Add(meta.state.totals.sum, 8);
+  head.Add(meta.state.unit, 8);
+  head.Add(meta.open ? 1 : 0, 1);
   return head.Sum();
 }
 
-void PutState(Statement& put_meta, const StoredState& state) {
-  put_meta.Bind(1, static_cast<std::int64_t>(state.revision))
-      .Bind(2, static_cast<std::int64_t>(state.totals.rows))
-      .Bind(3, static_cast<std::int64_t>(state.totals.sum))
-      .Bind(4, SumState(state))
+void PutMeta(Statement& put_meta, const MetaRow& meta) {
+  put_meta.Bind(1, static_cast<std::int64_t>(meta.state.revision))
+      .Bind(2, static_cast<std::int64_t>(meta.state.totals.rows))
+      .Bind(3, static_cast<std::int64_t>(meta.state.totals.sum))
+      .Bind(4, static_cast<std::int64_t>(meta.state.unit))
+      .Bind(5, meta.open ? 1 : 0)
+      .Bind(6, SumMeta(meta))
       .Run();
 }
 
@@ -142,7 +149,7 @@ std::string MakeEmptyDataFile() {
   for (const char* sql : kTables) Execute(db, sql);
   for (const char* sql : kViews) Execute(db, sql);
   Statement put_meta(db, kPutMeta);
-  PutState(put_meta, {});
+  PutMeta(put_meta, {});
 
   sqlite3_int64 size = 0;
   const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> image(
@@ -167,21 +174,29 @@ void CheckStructure(sqlite3* db) {
   }
 }
 
-StoredState ReadState(sqlite3* db) {
-  Statement statement(db, "SELECT revision, row_count, row_sum, sum FROM meta WHERE id = 1");
+MetaRow ReadMeta(sqlite3* db) {
+  Statement statement(
+      db, "SELECT revision, row_count, row_sum, unit, open, sum FROM meta WHERE id = 1");
   if (!statement.Step()) ThrowDamaged(db, "the revision is missing");
   const auto number = [&](int column) {
     return static_cast<std::uint64_t>(statement.Integer(column));
   };
-  const StoredState state{number(0), {number(1), number(2)}};
-  if (SumState(state) != statement.Integer(3)) {
+  const MetaRow meta{{number(0), {number(1), number(2)}, number(3)}, number(4) != 0};
+  if (SumMeta(meta) != statement.Integer(5)) {
     ThrowDamaged(db, "the revision does not match its checksum");
   }
-  return state;
+  return meta;
+}
+
+void MarkClosed(sqlite3* db) {
+  const MetaRow meta = ReadMeta(db);
+  if (!meta.open) return;
+  Statement put_meta(db, kPutMeta);
+  PutMeta(put_meta, {meta.state, false});
 }
 
 StoredState ReadRows(sqlite3* db, const std::function<void(Row&&)>& row) {
-  const StoredState state = ReadState(db);
+  const StoredState state = ReadMeta(db).state;
   RowTotals found;
   ReadTable(db, RowKind::kDefinition,
             "SELECT id, type, name, body, sum FROM definition ORDER BY id", found, row);
@@ -190,6 +205,26 @@ StoredState ReadRows(sqlite3* db, const std::function<void(Row&&)>& row) {
   ReadTable(db, RowKind::kChunk, "SELECT key, 0, '', body, sum FROM page ORDER BY key", found, row);
   CheckTotals(found, state.totals);
   return state;
+}
+
+DatabaseHandle OpenCopyAndMarkClosed(const std::string& file) {
+  DatabaseHandle copy = OpenDatabase(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW);
+  DistrustContents(copy.get());
+  Execute(copy.get(), "PRAGMA journal_mode = MEMORY");
+  MarkClosed(copy.get());
+  return copy;
+}
+
+DatabaseHandle OpenImage(const std::string& bytes) {
+  DatabaseHandle db = OpenDatabase(":memory:", SQLITE_OPEN_READWRITE);
+  DistrustContents(db.get());
+  const auto size = static_cast<sqlite3_int64>(bytes.size());
+  // The engine only reads it.
+  auto* const image = reinterpret_cast<unsigned char*>(const_cast<char*>(bytes.data()));
+  const int code =
+      sqlite3_deserialize(db.get(), "main", image, size, size, SQLITE_DESERIALIZE_READONLY);
+  if (code != SQLITE_OK) throw SqliteError(db.get(), code);
+  return db;
 }
 
 RowWriter::RowWriter(sqlite3* db)
@@ -230,7 +265,7 @@ void RowWriter::Commit(const ChangeSet& changes) {
   begin_.Run();
   for (const RowKey& key : changes.removed) Remove(key);
   for (const Row& row : changes.put) Put(row);
-  PutState(put_meta_, changes.state);
+  PutMeta(put_meta_, {changes.state, true});
   commit_.Run();
 }
 

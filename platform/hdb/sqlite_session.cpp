@@ -14,11 +14,6 @@ namespace {
 constexpr sqlite3_int64 kLogSize = 4 << 20;
 constexpr const char* kCheckpointPages = "PRAGMA wal_autocheckpoint = 1000";
 
-void Configure(sqlite3* db, int option, int value) {
-  const int code = sqlite3_db_config(db, option, value, nullptr);
-  if (code != SQLITE_OK) throw SqliteError(db, code);
-}
-
 // Sets the journal mode of the data file and says what it is then.
 std::string ChangeJournalMode(sqlite3* db) {
   Statement mode(db, "PRAGMA journal_mode = WAL");
@@ -37,8 +32,10 @@ Session::EmptyLogRemover::~EmptyLogRemover() {
   ::unlink(log_.c_str());
 }
 
-Session::Session(const DatabaseFiles& files)
-    : remover_(files.log),
+Session::Session(const DatabaseFiles& files, bool fills_log)
+    : folder_(files.folder),
+      fills_log_(fills_log),
+      remover_(files.log),
       db_(OpenDatabase(files.data.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW)) {
   if (sqlite3_db_readonly(db_.get(), "main") != 0) throw SqliteError(db_.get(), SQLITE_READONLY);
   SetUp();
@@ -46,13 +43,20 @@ Session::Session(const DatabaseFiles& files)
   writer_.emplace(db_.get());
 }
 
+// The mark goes before the log does: a log that is missing while the mark is there was lost.
+Session::~Session() {
+  if (!closing_finishes_) return;
+  try {
+    MarkClosed(db_.get());
+  } catch (const std::exception&) {
+    sqlite3_db_config(db_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  }
+}
+
 void Session::SetUp() {
   sqlite3* db = db_.get();
   Configure(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1);
-  Configure(db, SQLITE_DBCONFIG_DEFENSIVE, 1);
-  Configure(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0);
-  Configure(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0);
-  Configure(db, SQLITE_DBCONFIG_ENABLE_VIEW, 0);
+  DistrustContents(db);
   // Copying attaches its target.
   sqlite3_limit(db, SQLITE_LIMIT_ATTACHED, 1);
   // Before the first access, so that the index of the log lives in memory and needs no file.
@@ -85,24 +89,35 @@ void Session::PrepareLog() {
     throw StorageError(std::string("cannot keep a log beside ") +
                        sqlite3_db_filename(db_.get(), "main"));
   }
-  FillLog();
+  if (fills_log_ && HasAmpleRoom(folder_, kLogSize)) FillLog();
 }
 
+// Only saves time, and only of a log that holds nothing yet.
 void Session::FillLog() {
   sqlite3_file* log = nullptr;
   sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
   if (log == nullptr || log->pMethods == nullptr) return;
   sqlite3_int64 size = 0;
-  if (log->pMethods->xFileSize(log, &size) != SQLITE_OK || size >= kLogSize) return;
+  if (log->pMethods->xFileSize(log, &size) != SQLITE_OK || size != 0) return;
   static constexpr std::array<char, 1 << 16> kZeros{};
-  while (size < kLogSize) {
-    const auto part = std::min<sqlite3_int64>(kLogSize - size, kZeros.size());
-    // Filling only saves time: where there is no room for it, the log grows as it needs to.
-    if (log->pMethods->xWrite(log, kZeros.data(), static_cast<int>(part), size) != SQLITE_OK) break;
-    size += part;
+  constexpr int kPart = kZeros.size();
+  for (; size < kLogSize; size += kPart) {
+    if (log->pMethods->xWrite(log, kZeros.data(), kPart, size) == SQLITE_OK) continue;
+    // Changes need the room more than zeros do.
+    const int code = log->pMethods->xTruncate(log, 0);
+    if (code != SQLITE_OK) throw SqliteError(db_.get(), code);
+    return;
   }
   const int code = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL);
   if (code != SQLITE_OK) throw SqliteError(db_.get(), code);
+}
+
+bool Session::MoveLogToData() {
+  int frames = 0;
+  int moved = 0;
+  return sqlite3_wal_checkpoint_v2(db_.get(), "main", SQLITE_CHECKPOINT_PASSIVE, &frames, &moved) ==
+             SQLITE_OK &&
+         frames == moved;
 }
 
 void Session::Commit(const ChangeSet& changes) {
@@ -110,6 +125,8 @@ void Session::Commit(const ChangeSet& changes) {
     if (!log_ready_) PrepareLog();
     log_ready_ = true;
     writer_->Commit(changes);
+    // Without room in the data file the mark has to wait for a later commit.
+    if (!marked_) marked_ = MoveLogToData();
     LetClosingFinish(true);
   } catch (...) {
     LetClosingFinish(false);
@@ -118,10 +135,9 @@ void Session::Commit(const ChangeSet& changes) {
 }
 
 void Session::CopyTo(const std::string& file) {
-  const StoredState state = ReadState(db_.get());
+  const StoredState state = Meta().state;
   Statement(db_.get(), "VACUUM INTO ?1").BindText(1, file).Run();
-  const DatabaseHandle copy =
-      OpenDatabase(file.c_str(), SQLITE_OPEN_READONLY | SQLITE_OPEN_NOFOLLOW);
+  const DatabaseHandle copy = OpenCopyAndMarkClosed(file);
   CheckStructure(copy.get());
   if (ReadRows(copy.get(), [](Row&&) {}) != state) {
     throw StorageError("the copy is of another revision");

@@ -55,9 +55,20 @@ std::string Explain(sqlite3* db, int code) {
   }
 }
 
+bool TellsOfFullDisk(sqlite3* db, int code) {
+  if ((code & 0xFF) == SQLITE_FULL) return true;
+  if ((code & 0xFF) != SQLITE_IOERR || db == nullptr) return false;
+  const int error = SystemError(db);
+  return error == ENOSPC || error == EDQUOT;
+}
+
 }  // namespace
 
-SqliteError::SqliteError(sqlite3* db, int code) : StorageError(Explain(db, code)), code_(code) {}
+SqliteError::SqliteError(sqlite3* db, int code)
+    : StorageError(Explain(db, code),
+                   (code & 0xFF) == SQLITE_BUSY ? NCCFailure::kInUse : NCCFailure::kOther),
+      code_(code),
+      is_full_(TellsOfFullDisk(db, code)) {}
 
 DatabaseHandle OpenDatabase(const char* file, int flags) {
   sqlite3* raw = nullptr;
@@ -66,6 +77,18 @@ DatabaseHandle OpenDatabase(const char* file, int flags) {
   DatabaseHandle db(raw);
   if (code != SQLITE_OK) throw SqliteError(raw, code);
   return db;
+}
+
+void Configure(sqlite3* db, int option, int value) {
+  const int code = sqlite3_db_config(db, option, value, nullptr);
+  if (code != SQLITE_OK) throw SqliteError(db, code);
+}
+
+void DistrustContents(sqlite3* db) {
+  Configure(db, SQLITE_DBCONFIG_DEFENSIVE, 1);
+  Configure(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0);
+  Configure(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0);
+  Configure(db, SQLITE_DBCONFIG_ENABLE_VIEW, 0);
 }
 
 void Execute(sqlite3* db, const char* sql) {

@@ -16,9 +16,12 @@ class SqliteError : public StorageError {
  public:
   SqliteError(sqlite3* db, int code);
   int Code() const { return code_; }
+  // The disk, or the share of it that its owner may use.
+  bool IsFull() const { return is_full_; }
 
  private:
   int code_;
+  bool is_full_;
 };
 
 struct CloseDatabase {
@@ -28,6 +31,12 @@ using DatabaseHandle = std::unique_ptr<sqlite3, CloseDatabase>;
 
 // Opens `file` with the given flags, which the engine's own defaults complete.
 DatabaseHandle OpenDatabase(const char* file, int flags);
+
+// Sets one of the engine's switches.
+void Configure(sqlite3* db, int option, int value);
+
+// What a file from elsewhere says must not make the engine do anything but read and write rows.
+void DistrustContents(sqlite3* db);
 
 // Runs statements that give no rows. The text is constant: values are bound, never pasted.
 void Execute(sqlite3* db, const char* sql);

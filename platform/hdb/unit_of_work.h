@@ -33,6 +33,7 @@ class UnitOfWork {
   template <class EncodeBefore>
   void Touch(const RowKey& key, EncodeBefore encode_before) {
     if (depth_ == 0) throw StorageError("a change outside an operation");
+    if (refusal_ != nullptr) throw StorageError(refusal_);
     if (HasFailed())
       throw StorageError(std::string("an earlier failure has stopped this batch: ") + Failure());
     ++touch_count_;
@@ -48,6 +49,10 @@ class UnitOfWork {
   }
 
   std::size_t TouchCount() const { return touch_count_; }
+  // From now on each change is refused with this text, which lives as long as the program.
+  void RefuseChanges(const char* why) { refusal_ = why; }
+  bool RefusesChanges() const { return refusal_ != nullptr; }
+
   bool HasChanges() const { return !before_.empty(); }
 
   // Keeps the beginning of the first reason; needs no memory.
@@ -107,6 +112,7 @@ class UnitOfWork {
 
   std::unordered_map<RowKey, std::unique_ptr<Row>, KeyHash> before_;  // null: not stored yet
   std::array<char, 256> failure_{};                                   // empty: none
+  const char* refusal_ = nullptr;
   std::size_t touch_count_ = 0;
   int depth_ = 0;
 };

@@ -1,0 +1,49 @@
+#include "nccnet/backup.h"
+
+#include "core/examination.h"
+#include "core/operation.h"
+#include "platform/hdb/owner_lock.h"
+#include "platform/hdb/restore.h"
+#include "platform/hdb/snapshot.h"
+#include "platform/paths.h"
+
+using namespace ncc;
+
+namespace {
+
+// Throws StorageError for a copy that could not be opened.
+std::uint64_t Check(const std::string& file) {
+  CHDBMgr manager;
+  manager.SetExaminer(ExamineNetwork);
+  return CHDBase(manager, OpenCopy(file)).Revision();
+}
+
+}  // namespace
+
+CString DatabaseOwner(const char* path, const char* name) {
+  CString owner;
+  Tell([&] {
+    const DatabaseFiles files = LocateDatabase(DatabasePath(path, name), OpenMode::kOpen);
+    owner = DescribeHolder(files.lock).value_or(CString());
+  });
+  return owner;
+}
+
+std::uint64_t CheckBackup(const char* file) {
+  std::uint64_t revision = 0;
+  Tell([&] {
+    if (file == nullptr) throw Refusal("no file was named");
+    revision = Check(NativePath(file));
+  });
+  return revision;
+}
+
+bool RestoreBackup(const char* path, const char* name, const char* backup, CString& kept) {
+  return Tell([&] {
+    if (backup == nullptr) throw Refusal("no file was named");
+    Check(NativePath(backup));
+    Restoration restoration(DatabasePath(path, name), NativePath(backup));
+    Check(restoration.File());
+    kept = restoration.Publish();
+  });
+}
