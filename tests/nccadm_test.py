@@ -1,7 +1,6 @@
 """Drives nccadm as a process. Usage: nccadm_test.py NCCADM"""
 
 import ctypes
-import fcntl
 import json
 import os
 import pty
@@ -297,13 +296,79 @@ class ProcessTest(ToolTest):
         self.assertEqual(error["schema"], 1)
         self.assertEqual(error["error"]["hint"], 'Did you mean "North"?')
 
-    def test_a_second_process_is_told_that_the_database_is_in_use(self):
+    def hold(self, *command):
+        """A command that has stored its change and waits, the database open, for a full pipe."""
+        ends = os.pipe()
+        self.addCleanup(os.close, ends[0])
+        os.set_blocking(ends[1], False)
+        try:
+            while True:
+                os.write(ends[1], b"x" * 512)
+        except BlockingIOError:
+            os.set_blocking(ends[1], True)
+        revision = self.revision()
+        process = subprocess.Popen([tool(), *command], env=self.environment(), stdout=ends[1],
+                                   stderr=subprocess.DEVNULL)
+        os.close(ends[1])
+        while self.revision() == revision:
+            time.sleep(0.01)
+        def end():
+            process.kill()
+            process.wait()
+        self.addCleanup(end)
+        return process.pid, end
+
+    def test_a_database_in_use_is_waited_for_and_read_beside_its_owner(self):
         self.apply_city()
-        with open(self.db + ".lock", "rb") as lock:
-            fcntl.flock(lock, fcntl.LOCK_EX)
-            for arguments in (["info"], ["backup", self.path("copy.db")], ["apply", "-"]):
-                self.refused(*arguments, code=6, says="in use")
-        self.assertEqual(self.json("info")["objects"]["aps"], 3)
+        holder, end = self.hold("server", "add", "Last")
+        for command in (["server", "add", "X"], ["backup", self.path("copy.db")],
+                        ["server", "add", "X", "--wait", "1"]):
+            self.refused(*command, code=6,
+                         says=["in use", f"process {holder} (", "server add Last", "--wait"])
+        for command in ("info", "tree", "dump", "check", "plan"):
+            arguments = [self.path("city.yaml")] if command == "plan" else []
+            _, out, err = self.run_tool(command, *arguments)
+            self.assertIn(f"in use by process {holder}", err)
+            self.assertIn("this is its revision 3.", err)
+        self.assertEqual(len(self.json("server", "list")["servers"]), 4)
+        end()
+        code, _, err = self.run_tool("info")
+        self.assertEqual((code, err), (0, ""))
+        self.ok("server", "add", "X")
+        loop = 'for i in $(seq 20); do "$0" -q user add --wait 60 $1$i || exit 1; done'
+        loops = [subprocess.Popen(["bash", "-c", loop, tool(), name], env=self.environment(),
+                                  stdout=subprocess.DEVNULL) for name in ("A", "B")]
+        self.assertEqual([one.wait(timeout=300) for one in loops], [0, 0])
+        self.assertEqual(len(self.json("user", "list")["users"]), 40)
+
+    def test_what_is_lost_is_said_and_a_copy_brings_it_back(self):
+        self.apply_city()
+        copy = self.path("backup of the city")
+        self.ok("backup", copy)
+        kept = self.ok("dump")
+        _, end = self.hold("server", "add", "Last")
+        end()
+        os.remove(self.db + ".db-wal")
+        for command in (["info"], ["server", "add", "X"]):
+            self.refused(*command, says=["last changes after revision", "may be lost", "--yes",
+                                         "nccadm restore BACKUP"])
+        self.refused("restore", copy, says=["would be replaced by revision", "--yes"])
+        self.assertIn("may be lost", self.run_tool("info", "--yes")[2])
+        self.ok("server", "add", "X", "--yes")
+        self.ok("info")
+        with open(self.db + ".db", "rb") as data:
+            damaged = data.read().replace(b"Ivanov", b"Iwanow")
+        self.write("net.db", damaged)
+        self.refused("tree", says=["database is damaged", f"nccadm --db {self.db} restore BACKUP"])
+        self.refused("restore", self.write("none.db", "no copy"), "--yes", says="cannot be used")
+        restored = self.json("restore", copy, "--yes")
+        self.assertEqual(restored["restored"]["revision"], 2)
+        self.assertEqual(self.ok("dump"), kept)
+        with open(restored["kept"], "rb") as data:
+            self.assertEqual(data.read(), damaged)
+        self.db = self.path("new")
+        self.assertIsNone(self.json("restore", copy)["kept"])
+        self.assertEqual(self.ok("dump"), kept)
 
     def test_files_are_written_whole_and_replaced_only_when_asked(self):
         self.apply_city()
@@ -358,12 +423,7 @@ class ProcessTest(ToolTest):
                              [130] * ("--json" in ask))
 
     def is_locked(self):
-        with open(self.db + ".lock", "rb") as lock:
-            try:
-                fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
-            except BlockingIOError:
-                return True
-        return False
+        return "in use" in self.run_tool("info")[2]
 
     def test_an_interrupted_apply_changes_all_or_nothing(self):
         aps = "".join(f"    - P{i}\n" for i in range(20000))

@@ -1,4 +1,4 @@
-// init, info, backup
+// init, info, backup, restore
 #include <filesystem>
 #include <limits>
 #include <memory>
@@ -99,6 +99,25 @@ int Backup(Session& session, const std::string& file) {
   return kExitDone;
 }
 
+int Restore(Session& session, const std::string& copy) {
+  const std::uint64_t revision = session.CheckCopy(copy);
+  std::error_code error;
+  if (std::filesystem::exists(session.DatabaseText() + ".db", error)) {
+    session.Confirm(fmt::format("the database {} would be replaced by revision {} of {}",
+                                session.DatabaseText(), revision, copy));
+  }
+  const std::string kept = session.Restore(copy);
+  session.Out().Say(fmt::format("Restored revision {} from {}.", revision, Printable(copy)));
+  if (!kept.empty()) {
+    session.Out().Say(fmt::format("What was there before is kept as {}.", Printable(kept)));
+  }
+  if (session.IsJson()) {
+    session.Out().Document({{"restored", {{"file", copy}, {"revision", revision}}},
+                            {"kept", kept.empty() ? Json() : Json(kept)}});
+  }
+  return kExitDone;
+}
+
 }  // namespace
 
 void AddDatabaseCommands(CommandLine& line) {
@@ -119,6 +138,12 @@ void AddDatabaseCommands(CommandLine& line) {
                               "--db /srv/ncc/city backup /var/backups/city.db");
   backup.add_option("FILE", *file, "The file for the copy")->required();
   line.OnRun(backup, [file](Session& session) { return Backup(session, *file); });
+
+  CLI::App& restore = CommandLine::AddCommand(
+      line.Root(), "restore", "Put a copy in the place of the database, which is kept beside it",
+      "--db /srv/ncc/city restore /var/backups/city.db");
+  restore.add_option("BACKUP", *file, "The copy, as backup writes it")->required();
+  line.OnRun(restore, [file](Session& session) { return Restore(session, *file); });
 }
 
 }  // namespace ncc::tool

@@ -1,6 +1,7 @@
 #include "command_line.h"
 
 #include <map>
+#include <set>
 #include <sstream>
 #include <utility>
 
@@ -97,6 +98,22 @@ Failure UsageFailure(const CLI::App& root, const std::string& what) {
                  kExitUsage);
 }
 
+// They show what is stored beside whoever owns the database; all others become its owner.
+bool OnlyReads(const std::string& path) {
+  static const std::set<std::string> kReaders = {"nccadm app nodes",
+                                                 "nccadm check",
+                                                 "nccadm dump",
+                                                 "nccadm exchange write",
+                                                 "nccadm export nodenames",
+                                                 "nccadm find",
+                                                 "nccadm info",
+                                                 "nccadm plan",
+                                                 "nccadm show",
+                                                 "nccadm tree"};
+  return kReaders.contains(path) || path.ends_with(" list") || path.ends_with(" show") ||
+         path.starts_with("nccadm generate ");
+}
+
 }  // namespace
 
 CommandLine::CommandLine() : app_("Administers the database of a network.", "nccadm") {
@@ -111,6 +128,9 @@ CommandLine::CommandLine() : app_("Administers the database of a network.", "ncc
   app_.add_flag("--json", options_.json, "Print the result as one JSON document");
   app_.add_flag("-q,--quiet", options_.quiet, "Print results and errors only");
   app_.add_flag("-y,--yes", options_.yes, "Answer every question with yes");
+  app_.add_option("--wait", options_.wait,
+                  "How long to wait for a database that is in use: 10 on a terminal, else 0")
+      ->type_name("SECONDS");
   const std::map<std::string, ColorMode> modes = {
       {"auto", ColorMode::kAuto}, {"always", ColorMode::kAlways}, {"never", ColorMode::kNever}};
   app_.add_option("--color", options_.color, "Colours: auto, always or never")
@@ -161,6 +181,7 @@ int CommandLine::Parse(int argc, char** argv, bool& finished) {
 }
 
 int CommandLine::RunAction() {
+  options_.only_reads = OnlyReads(ReachedFrom(app_).path);
   Session session(options_, output_);
   const int code = action_(session);
   output_.Finish();

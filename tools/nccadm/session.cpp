@@ -1,12 +1,16 @@
 #include "session.h"
 
+#include <chrono>
 #include <filesystem>
 #include <list>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
 
 #include "terminal.h"
+#include "text.h"
 #include "view.h"
 
 namespace ncc::tool {
@@ -36,27 +40,84 @@ Session::Place Session::Split() const {
   return place;
 }
 
-Failure Session::OpeningFailure(const std::string& reason) const {
-  if (reason.find("in use") != std::string::npos) {
-    return Failure(fmt::format("{}: {}", options_.database, reason),
-                   "Close the program that has it open, then try again.", kExitInUse);
+Failure Session::OpeningFailure() {
+  const std::string& database = options_.database;
+  const std::string reason = net_.LastError();
+  const std::string text = fmt::format("{}: {}", database, reason);
+  switch (LastFailure()) {
+    case NCCFailure::kInUse:
+      return Failure(text, "Let --wait SECONDS wait for it, or close what has it open.",
+                     kExitInUse);
+    case NCCFailure::kMissing:
+      return Failure(reason, fmt::format("To create it, type: nccadm --db {} init --network NUMBER",
+                                         database));
+    case NCCFailure::kDamaged:
+      return Failure(
+          text, fmt::format("To go back to a copy, type: nccadm --db {} restore BACKUP", database));
+    default:
+      return Failure(text);
   }
-  if (reason.find("there is no database") != std::string::npos) {
-    return Failure(reason, fmt::format("To create it, type: nccadm --db {} init --network NUMBER",
-                                       options_.database));
+}
+
+void Session::Obtain(const std::function<bool(const Place&)>& open) {
+  using Clock = std::chrono::steady_clock;
+  const Place place = Split();
+  const unsigned seconds = options_.wait.value_or(IsTerminal(Stream::kError) ? 10 : 0);
+  const auto end = Clock::now() + std::chrono::seconds(seconds);
+  bool told = false;
+  while (!open(place)) {
+    const NCCFailure failure = LastFailure();
+    if (failure == NCCFailure::kLossPossible) {
+      const std::string loss = net_.LastError();
+      Confirm(fmt::format("{}; \"nccadm restore BACKUP\" goes back to a copy", loss));
+      output_.Warn(loss);
+      net_.AcceptLoss(true);
+      continue;
+    }
+    if (failure != NCCFailure::kInUse || Clock::now() >= end) throw OpeningFailure();
+    if (!std::exchange(told, true)) {
+      output_.Say(fmt::format("Waiting up to {} s: {}", seconds, Printable(net_.LastError())));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
-  return Failure(fmt::format("{}: {}", options_.database,
-                             reason.empty() ? "the database cannot be opened" : reason));
+  net_.AcceptLoss(false);
+  open_ = true;
+}
+
+void Session::TellRevision(const Place& place) {
+  const std::string holder = DatabaseOwner(place.folder.c_str(), place.name.c_str());
+  if (holder.empty()) return;
+  output_.Warn(fmt::format("The database is in use by {}; this is its revision {}.",
+                           Printable(holder), net_.GetRevision()));
 }
 
 CNCCNet& Session::Net() {
   if (open_) return net_;
-  const Place place = Split();
-  if (!net_.Open(place.folder.c_str(), place.name.c_str())) {
-    throw OpeningFailure(net_.LastError());
-  }
-  open_ = true;
+  Obtain([this](const Place& place) {
+    const char* const folder = place.folder.c_str();
+    if (!options_.only_reads) return net_.Open(folder, place.name.c_str());
+    return net_.OpenSnapshot(folder, place.name.c_str());
+  });
+  if (options_.only_reads) TellRevision(Split());
   return net_;
+}
+
+std::uint64_t Session::CheckCopy(const std::string& copy) {
+  const std::uint64_t revision = CheckBackup(copy.c_str());
+  if (revision == 0) {
+    throw Failure(fmt::format("{} cannot be used: {}", copy, net_.LastError()),
+                  "Nothing was changed; give another copy.");
+  }
+  return revision;
+}
+
+std::string Session::Restore(const std::string& copy) {
+  std::string kept;
+  Obtain([&](const Place& place) {
+    return RestoreBackup(place.folder.c_str(), place.name.c_str(), copy.c_str(), kept);
+  });
+  open_ = false;
+  return kept;
 }
 
 View& Session::Shown() {
@@ -67,11 +128,9 @@ View& Session::Shown() {
 void Session::SetShown(std::unique_ptr<View> view) { shown_ = std::move(view); }
 
 CNCCNet& Session::Create(std::uint32_t network) {
-  const Place place = Split();
-  if (!net_.Create(place.folder.c_str(), place.name.c_str(), network)) {
-    throw OpeningFailure(net_.LastError());
-  }
-  open_ = true;
+  Obtain([&](const Place& place) {
+    return net_.Create(place.folder.c_str(), place.name.c_str(), network);
+  });
   return net_;
 }
 

@@ -2,11 +2,14 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "applications.h"
+#include "nccnet/backup.h"
 #include "nccnet/netdb.h"
 #include "output.h"
 
@@ -19,6 +22,8 @@ struct Options {
   bool json = false;
   bool quiet = false;
   bool yes = false;
+  bool only_reads = false;       // the command changes nothing in the database
+  std::optional<unsigned> wait;  // seconds for a database that is in use
   ColorMode color = ColorMode::kAuto;
 };
 
@@ -32,7 +37,8 @@ class Session {
   Output& Out() { return output_; }
   bool IsJson() const { return options_.json; }
 
-  // The database of --db, opened by the first call. Throws Failure with what to do about it.
+  // The database of --db, opened by the first call: for a command that only reads as it was stored
+  // last, whoever owns it. Throws Failure with what to do about it.
   CNCCNet& Net();
 
   // The network that is shown: of the database, opened by the first call, or the one set before.
@@ -41,6 +47,12 @@ class Session {
 
   // Makes the database of --db and leaves it open.
   CNCCNet& Create(std::uint32_t network);
+
+  // Puts a copy, which was checked, in the place of the database of --db. Returns the name under
+  // which that is kept now; nothing when there was none.
+  std::string Restore(const std::string& copy);
+  // The revision of a copy that is whole; throws Failure for any other.
+  std::uint64_t CheckCopy(const std::string& copy);
 
   // DIR/NAME as the user gave it; a Failure when there is none.
   const std::string& DatabaseText() const;
@@ -65,7 +77,10 @@ class Session {
     std::string name;
   };
   Place Split() const;
-  Failure OpeningFailure(const std::string& reason) const;
+  Failure OpeningFailure();
+  // Calls `open` until it succeeds, the user has to be asked or it is no use to wait any longer.
+  void Obtain(const std::function<bool(const Place&)>& open);
+  void TellRevision(const Place& place);
 
   Options options_;
   Output& output_;
