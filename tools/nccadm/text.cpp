@@ -94,9 +94,9 @@ NameBytes BytesFromName(std::string_view utf8) {
     const std::string_view shown = utf8.substr(start, position - start);
     const auto byte = Cp1251FromUtf8(shown);
     if (!byte) {
-      return {{},
-              fmt::format("holds \"{}\" (U+{:04X}), which code page 1251 lacks", shown,
-                          *character)};
+      return {
+          {},
+          fmt::format("holds \"{}\" (U+{:04X}), which code page 1251 lacks", shown, *character)};
     }
     name.bytes += *byte;
   }
