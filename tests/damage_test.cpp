@@ -24,7 +24,7 @@ class Damage : public OutputTest {
     const ncc::EngineFactory engines = ncc::MemoryEngineFactory(store);
     ncc::ChangeSet all{{}, {}, {revision, TotalsOf(rows)}};
     for (const auto& [key, row] : rows) all.put.push_back(row);
-    engines("memory", ncc::OpenMode::kCreate)->Commit(all);
+    engines("memory", {ncc::OpenMode::kCreate})->Commit(all);
     NetAccess::UseEngines(net_, engines);
     return net_.Open("memory", "net");
   }

@@ -33,7 +33,7 @@ namespace fs = std::filesystem;
 
 // A database with the history up to `revision`, closed.
 void MakeHistory(const std::string& base, std::uint64_t revision) {
-  const auto engine = OpenSqliteEngine(base, OpenMode::kCreate);
+  const auto engine = OpenSqliteEngine(base, {OpenMode::kCreate});
   engine->Load([](Row&&) {});
   for (std::uint64_t r = 1; r <= revision; ++r) engine->Commit(HistoryChanges(r));
 }
@@ -66,7 +66,7 @@ TEST(EngineFaultTest, DamageIsRefusedOrHarmlessNeverBelieved) {
     Overwrite(base + ".db", damaged);
     Contents loaded;
     const std::string error =
-        ErrorOf([&] { loaded = LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)); });
+        ErrorOf([&] { loaded = LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})); });
     ASSERT_TRUE(!error.empty() || loaded == expected)
         << "other rows after damage: byte " << at << ", bit " << bit << ", case " << i << ", seed "
         << seed;
@@ -94,7 +94,7 @@ TEST(EngineFaultTest, ALostRowIsNoticed) {
     std::string damaged = sound;
     --damaged[page + 4];
     Overwrite(base + ".db", damaged);
-    EXPECT_NE(ErrorOf([&] { LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)); }), "")
+    EXPECT_NE(ErrorOf([&] { LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})); }), "")
         << "page " << page / kPage;
   }
   EXPECT_GE(pages, 3);
@@ -106,7 +106,7 @@ TEST(EngineFaultTest, ADamagedFileKeepsTheLogOfADeadProcess) {
   MakeHistory(base, 20);
   // Its end is sudden: nothing is closed.
   ASSERT_EQ(RunInChild([&] {
-              const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+              const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
               engine->Load([](Row&&) {});
               engine->Commit(HistoryChanges(21));
               ::_exit(0);
@@ -119,11 +119,11 @@ TEST(EngineFaultTest, ADamagedFileKeepsTheLogOfADeadProcess) {
   std::string damaged = sound;
   damaged[damaged.find("row of 19") + 2] = 'u';
   WriteFile(base + ".db", damaged);
-  EXPECT_NE(ErrorOf([&] { LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)); }), "");
+  EXPECT_NE(ErrorOf([&] { LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})); }), "");
   EXPECT_TRUE(ReadFile(base + ".db") == damaged);
   EXPECT_TRUE(ReadFile(base + ".db-wal") == log);
   WriteFile(base + ".db", sound);
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)), (Contents{HistoryRows(21), 21}));
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})), (Contents{HistoryRows(21), 21}));
   EXPECT_FALSE(fs::exists(base + ".db-wal"));
 }
 
@@ -135,7 +135,7 @@ TEST(EngineFaultTest, AChangedRowIsNamed) {
   bytes[bytes.find(row.body) + 10] = '#';
   WriteFile(scratch.Path("net.db"), bytes);
   const std::string error =
-      ErrorOf([&] { LoadAll(*OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen)); });
+      ErrorOf([&] { LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen})); });
   EXPECT_NE(error.find("database is damaged: page "), std::string::npos) << error;
   EXPECT_NE(error.find("list " + std::to_string(row.key.list) + " of object " +
                        std::to_string(row.key.number) + ")"),
@@ -145,7 +145,7 @@ TEST(EngineFaultTest, AChangedRowIsNamed) {
 
 // Commits without end and tells each finished revision through the pipe.
 int CommitUntilKilled(const std::string& base, int acknowledged) {
-  const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+  const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
   for (std::uint64_t r = LoadAll(*engine).revision + 1;; ++r) {
     engine->Commit(HistoryChanges(r));
     if (::write(acknowledged, &r, sizeof r) != sizeof r) return 1;
@@ -176,7 +176,7 @@ TEST(EngineFaultTest, AKilledProcessLosesNothingAcknowledged) {
 
     // Every other round the next child recovers by itself.
     if (round % 2 == 0) continue;
-    const Contents found = LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen));
+    const Contents found = LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen}));
     ASSERT_GE(found.revision, acknowledged) << "seed " << seed;
     ASSERT_GE(found.revision, last) << "seed " << seed;
     while (last < found.revision) Apply(HistoryChanges(++last), expected);
@@ -188,7 +188,7 @@ TEST(EngineFaultTest, AKilledProcessLosesNothingAcknowledged) {
 // Opens the database, lets the given call fail in the next commit and checks what is told
 // afterwards. False when the commit made fewer calls than that.
 bool CommitUnderFault(const std::string& base, const Fault& wanted, std::uint64_t& revision) {
-  const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+  const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
   EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(revision), revision}));
   // Every other time the log has seen a commit before.
   if (wanted.after % 2 == 1) engine->Commit(HistoryChanges(++revision));
@@ -228,7 +228,7 @@ TEST(EngineFaultTest, AFailingWriteOrFlushAnywhereInACommitTellsTheTruth) {
     // A commit of five rows writes at least their pages and flushes.
     EXPECT_GT(points, 5) << "sticky " << sticky;
   }
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)),
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})),
             (Contents{HistoryRows(revision), revision}));
 }
 
@@ -239,7 +239,7 @@ ino_t FileNumber(const std::string& file) {
 
 TEST(EngineFaultTest, AFailedFlushIsNotRetriedButWrittenAnew) {
   const ScratchFolder scratch;
-  const auto engine = OpenSqliteEngine(scratch.Path("net"), OpenMode::kCreate);
+  const auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kCreate});
   engine->Load([](Row&&) {});
   engine->Commit(HistoryChanges(1));
   const std::string log = scratch.Path("net.db-wal");
@@ -249,7 +249,7 @@ TEST(EngineFaultTest, AFailedFlushIsNotRetriedButWrittenAnew) {
   EXPECT_NE(error.find("net.db: Input/output error"), std::string::npos) << error;
   EXPECT_EQ(FileNumber(log), before);
   // Nobody else gets in meanwhile, though the file itself is not open.
-  EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }),
+  EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}); }),
             "database is in use by another object of this process");
   const std::uint64_t revision = LoadAll(*engine).revision;
   fault = Fault();
@@ -266,7 +266,7 @@ TEST(EngineFaultTest, AFullDiskUndoesTheCommitAndNothingElse) {
   };
   const int result = RunInChild([&] {
     ::signal(SIGXFSZ, SIG_IGN);
-    const auto engine = OpenSqliteEngine(base, OpenMode::kCreate);
+    const auto engine = OpenSqliteEngine(base, {OpenMode::kCreate});
     engine->Load([](Row&&) {});
     if (!limit_files(1 << 20)) return 1;
     engine->Commit(HistoryChanges(1));
@@ -283,13 +283,13 @@ TEST(EngineFaultTest, AFullDiskUndoesTheCommitAndNothingElse) {
     return LoadAll(*engine) == Contents{HistoryRows(3), 3} ? 0 : 8;
   });
   EXPECT_EQ(result, 0);
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)), (Contents{HistoryRows(3), 3}));
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})), (Contents{HistoryRows(3), 3}));
 }
 
 // An owner that is killed after it has brought the database from `from` to `to`.
 void LeaveLog(const std::string& base, std::uint64_t from, std::uint64_t to) {
   ASSERT_EQ(RunInChild([&] {
-              const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+              const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
               engine->Load([](Row&&) {});
               for (std::uint64_t r = from + 1; r <= to; ++r) engine->Commit(HistoryChanges(r));
               ::_exit(0);
@@ -334,7 +334,8 @@ TEST(EngineFaultTest, ALostOrDamagedLogIsSaid) {
     if (has_lock) WriteFile(base + ".lock", lock);
     for (const OpenMode mode : {OpenMode::kSnapshot, OpenMode::kOpen}) {
       try {
-        EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, mode)), (Contents{HistoryRows(26), 26})) << what;
+        EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {mode})), (Contents{HistoryRows(26), 26}))
+            << what;
         EXPECT_FALSE(is_loss) << what;
       } catch (const StorageError& error) {
         EXPECT_TRUE(is_loss && error.Kind() == NCCFailure::kLossPossible) << what << error.what();
@@ -352,7 +353,7 @@ TEST(EngineFaultTest, ALostOrDamagedLogIsSaid) {
       EXPECT_LT(revision, 26U) << what;
     }
     LeaveLog(base, revision, revision + 1);
-    EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)),
+    EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})),
               (Contents{HistoryRows(revision + 1), revision + 1}))
         << what;
   }
@@ -418,7 +419,7 @@ TEST(EngineFaultTest, AnEndOfPowerLosesNothingAcknowledgedAndRaisesNoQuestion) {
   std::vector<Event> events;
   recording = &events;
   for (std::uint64_t revision = 4; revision < 8;) {  // two owners, closed cleanly
-    const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+    const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
     engine->Load([](Row&&) {});
     for (int i = 0; i < 2; ++i) {
       engine->Commit(HistoryChanges(++revision));
@@ -433,8 +434,8 @@ TEST(EngineFaultTest, AnEndOfPowerLosesNothingAcknowledgedAndRaisesNoQuestion) {
     for (int state = 0; state < 2; ++state) {
       cut.Leave(after);
       Contents found;
-      const std::string error =
-          ErrorOf([&] { found = LoadAll(*OpenSqliteEngine(after.Path("net"), OpenMode::kOpen)); });
+      const std::string error = ErrorOf(
+          [&] { found = LoadAll(*OpenSqliteEngine(after.Path("net"), {OpenMode::kOpen})); });
       ASSERT_EQ(error, "") << "event " << i << ", seed " << seed;
       ASSERT_GE(found.revision, cut.Acknowledged()) << "event " << i << ", seed " << seed;
       ASSERT_TRUE(found.rows == HistoryRows(found.revision)) << "event " << i << ", seed " << seed;
@@ -459,7 +460,7 @@ TEST(EngineFaultTest, AFileOfAnotherDatabaseNeverPassesAsStored) {
   };
   for (const bool in_place : {false, true}) {
     WriteFile(data, own);
-    const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+    const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
     engine->Load([](Row&&) {});
     fault = {0, true, false, 0};
     EXPECT_NE(ErrorOf([&] { engine->Commit(changes); }), "");
@@ -470,16 +471,16 @@ TEST(EngineFaultTest, AFileOfAnotherDatabaseNeverPassesAsStored) {
         << error;
   }
   WriteFile(data, own);
-  const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+  const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
   engine->Load([](Row&&) {});
   replace(false);
   EXPECT_NE(ErrorOf([&] { engine->Commit(changes); }).find("removed or replaced"),
             std::string::npos);
   engine->CopyTo(scratch.Path("saved.db"));
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("saved"), OpenMode::kOpen)),
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("saved"), {OpenMode::kOpen})),
             (Contents{HistoryRows(2), 2}));
   // Nor is a database replaced that somebody has open.
-  const auto owner = OpenSqliteEngine(scratch.Path("other"), OpenMode::kOpen);
+  const auto owner = OpenSqliteEngine(scratch.Path("other"), {OpenMode::kOpen});
   EXPECT_NE(ErrorOf([&] { engine->CopyTo(scratch.Path("other.db")); }).find("is in use"),
             std::string::npos);
 }
@@ -506,7 +507,7 @@ TEST(EngineFaultTest, TheLogLeavesANearlyFullDiskToTheChanges) {
     const std::string base = scratch.Path("net");
     MakeHistory(base, 10);
     LeaveLog(base, 10, reopened ? 90 : 11);
-    const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+    const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
     for (std::uint64_t r = LoadAll(*engine).revision; r < 90;) engine->Commit(HistoryChanges(++r));
     disk = {scratch.Path(), 0, true};
     disk.room = disk.Used();
@@ -533,11 +534,11 @@ TEST(EngineFaultTest, ARestorationThatIsKilledAnywhereLeavesTheOldOneOrTheNew) {
       const std::string kept = restoration.Publish();
       calls_to_death = std::numeric_limits<long>::max();
       const std::string base = kept.substr(0, kept.size() - 3);
-      return LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)).revision == 9 ? 0 : 1;
+      return LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})).revision == 9 ? 0 : 1;
     });
     ASSERT_TRUE(result == 0 || result == 99) << result << " at call " << dead;
     done = result == 0;
-    const auto found = LoadAll(*OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen));
+    const auto found = LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}));
     EXPECT_TRUE(found == (Contents{HistoryRows(5), 5}) ||
                 (!done && found == (Contents{HistoryRows(9), 9})))
         << "call " << dead << ", revision " << found.revision;

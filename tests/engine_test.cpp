@@ -34,7 +34,7 @@ mode_t ModeOf(const std::string& file) {
 
 // A database with the history up to `revision`, closed.
 void MakeHistory(const std::string& base, std::uint64_t revision) {
-  const auto engine = OpenSqliteEngine(base, OpenMode::kCreate);
+  const auto engine = OpenSqliteEngine(base, {OpenMode::kCreate});
   engine->Load([](Row&&) {});
   for (std::uint64_t r = 1; r <= revision; ++r) engine->Commit(HistoryChanges(r));
 }
@@ -62,7 +62,7 @@ class EngineTest : public ::testing::TestWithParam<const char*> {
  protected:
   std::unique_ptr<StorageEngine> Open(OpenMode mode) {
     static const EngineFactory sqlite = OpenSqliteEngine;
-    return (GetParam() == std::string("memory") ? memory : sqlite)(scratch.Path("net"), mode);
+    return (GetParam() == std::string("memory") ? memory : sqlite)(scratch.Path("net"), {mode});
   }
 
   ScratchFolder scratch;
@@ -157,7 +157,7 @@ TEST_P(EngineTest, HasOneOwnerAndExistsFromItsFirstCommitOn) {
 TEST(MemoryEngineTest, FailsAsTold) {
   const auto store = std::make_shared<MemoryStore>();
   const EngineFactory open = MemoryEngineFactory(store);
-  auto engine = open("net", OpenMode::kCreate);
+  auto engine = open("net", {OpenMode::kCreate});
   engine->Commit(HistoryChanges(1));
   store->FailCommit(2);
   store->FailCommitButKeep(3);
@@ -173,9 +173,9 @@ TEST(MemoryEngineTest, FailsAsTold) {
   engine->Commit(HistoryChanges(3));
   engine.reset();
   store->ForgetLastCommit();
-  engine = open("net", OpenMode::kOpen);
+  engine = open("net", {OpenMode::kOpen});
   EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(2), 2}));
-  EXPECT_EQ(LoadAll(*MemoryEngineFactory(store->Copy("copy"))("copy", OpenMode::kOpen)),
+  EXPECT_EQ(LoadAll(*MemoryEngineFactory(store->Copy("copy"))("copy", {OpenMode::kOpen})),
             (Contents{HistoryRows(2), 2}));
 }
 
@@ -190,23 +190,23 @@ TEST(SqliteEngineTest, IsOwnedByOneProcessUntilItDies) {
   ASSERT_EQ(::pipe(ready), 0);
   const pid_t child = ::fork();
   if (child == 0) {
-    const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+    const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
     static_cast<void>(!::write(ready[1], "x", 1));
     for (;;) ::pause();
   }
   char byte = 0;
   EXPECT_EQ(::read(ready[0], &byte, 1), 1);
-  const std::string error = ErrorOf([&] { OpenSqliteEngine(base, OpenMode::kOpen); });
+  const std::string error = ErrorOf([&] { OpenSqliteEngine(base, {OpenMode::kOpen}); });
   const std::string owner = std::string(kInUse) + ": process " + std::to_string(child) + " (";
   EXPECT_TRUE(error.starts_with(owner) && error.find("engine_test") != error.npos) << error;
   ::kill(child, SIGKILL);
   ::waitpid(child, nullptr, 0);
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, OpenMode::kOpen)), (Contents{HistoryRows(3), 3}));
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})), (Contents{HistoryRows(3), 3}));
 }
 
 TEST(SqliteEngineTest, IsOfNoUseToAForkedChildAndUnharmedByIt) {
   const ScratchFolder scratch;
-  auto engine = OpenSqliteEngine(scratch.Path("net"), OpenMode::kCreate);
+  auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kCreate});
   engine->Load([](Row&&) {});
   engine->Commit(HistoryChanges(1));
   EXPECT_EQ(RunInChild([&] {
@@ -220,24 +220,24 @@ TEST(SqliteEngineTest, IsOfNoUseToAForkedChildAndUnharmedByIt) {
   engine->Commit(HistoryChanges(2));
   EXPECT_EQ(RunInChild([&] {
               return ErrorOf([&] {
-                       OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen);
+                       OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen});
                      }).starts_with(kInUse)
                          ? 0
                          : 1;
             }),
             0);
   engine.reset();
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen)).revision, 2U);
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen})).revision, 2U);
 }
 
 TEST(SqliteEngineTest, MakesFoldersAndPrivateFilesWhateverTheUmask) {
   const ScratchFolder scratch;
-  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("a/net"), OpenMode::kOpen); }), "");
-  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }), "");
+  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("a/net"), {OpenMode::kOpen}); }), "");
+  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}); }), "");
   EXPECT_EQ(Listing(scratch.Path()), std::set<std::string>{});
   const mode_t before = ::umask(0);
   {
-    const auto engine = OpenSqliteEngine(scratch.Path("a/b/net"), OpenMode::kCreate);
+    const auto engine = OpenSqliteEngine(scratch.Path("a/b/net"), {OpenMode::kCreate});
     engine->Load([](Row&&) {});
     engine->Commit(HistoryChanges(1));
     engine->CopyTo(scratch.Path("a/b/copy.db"));
@@ -260,8 +260,8 @@ TEST(SqliteEngineTest, IsNotChangedByReading) {
   const std::string bytes = ReadFile(file);
   const auto time = fs::last_write_time(file);
   const auto names = Listing(scratch.Path());
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen)).revision, 20U);
-  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kCreate); }), "");
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen})).revision, 20U);
+  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kCreate}); }), "");
   EXPECT_TRUE(ReadFile(file) == bytes);
   EXPECT_EQ(fs::last_write_time(file), time);
   EXPECT_EQ(Listing(scratch.Path()), names);
@@ -274,7 +274,7 @@ TEST(SqliteEngineTest, TellsAPageThatIsOlderThanTheOthers) {
   MakeHistory(scratch.Path("net"), 20);
   const std::string older = ReadFile(file);
   for (std::uint64_t r = 21; r <= 23; ++r) {
-    const auto engine = OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen);
+    const auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen});
     engine->Load([](Row&&) {});
     engine->Commit(HistoryChanges(r));
   }
@@ -285,8 +285,8 @@ TEST(SqliteEngineTest, TellsAPageThatIsOlderThanTheOthers) {
     if (mixed.replace(at, 4096, older, at, 4096) == newer) continue;
     WriteFile(file, mixed);
     Contents found;
-    const std::string error =
-        ErrorOf([&] { found = LoadAll(*OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen)); });
+    const std::string error = ErrorOf(
+        [&] { found = LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen})); });
     refused += error.find("database is damaged: ") != std::string::npos ? 1 : 0;
     EXPECT_TRUE(!error.empty() || found == (Contents{HistoryRows(23), 23})) << "page at " << at;
   }
@@ -315,7 +315,7 @@ TEST(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
     WriteFile(file, bytes);
     const auto time = fs::last_write_time(file);
     for (const OpenMode mode : {OpenMode::kOpen, OpenMode::kCreate}) {
-      const std::string error = ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), mode); });
+      const std::string error = ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {mode}); });
       EXPECT_NE(error.find(says), std::string::npos) << error;
     }
     EXPECT_TRUE(ReadFile(file) == bytes) << says;
@@ -323,8 +323,8 @@ TEST(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
     EXPECT_EQ(Listing(scratch.Path()), (std::set<std::string>{"net.db", "ours.db", "ours.lock"}));
   }
   WriteFile(file, "");
-  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }), "");
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), OpenMode::kCreate)), Contents{});
+  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}); }), "");
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kCreate})), Contents{});
 }
 
 TEST(SqliteEngineTest, RefusesAliasesAndPathsThatCannotBe) {
@@ -345,12 +345,12 @@ TEST(SqliteEngineTest, RefusesAliasesAndPathsThatCannotBe) {
       {deep.c_str(), "bytes; the limit is 504"}};
   for (const auto& [name, says] : cases) {
     const std::string error =
-        ErrorOf([&, base = scratch.Path(name)] { OpenSqliteEngine(base, OpenMode::kCreate); });
+        ErrorOf([&, base = scratch.Path(name)] { OpenSqliteEngine(base, {OpenMode::kCreate}); });
     EXPECT_NE(error.find(says), std::string::npos) << name << ": " << error;
   }
   fs::remove(scratch.Path("hard.db"));
-  const auto engine = OpenSqliteEngine(scratch.Path("around/net"), OpenMode::kOpen);
-  EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); }),
+  const auto engine = OpenSqliteEngine(scratch.Path("around/net"), {OpenMode::kOpen});
+  EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}); }),
             "database is in use by another object of this process");
 }
 
@@ -360,7 +360,7 @@ TEST(SqliteEngineTest, SaysWhatIsMissingWithoutRights) {
   const auto try_as_nobody = [&](const std::string& says) {
     return RunInChild([&] {
       if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) return 2;
-      const auto error = ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), OpenMode::kOpen); });
+      const auto error = ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}); });
       return error.find(says) == std::string::npos ? 1 : 0;
     });
   };
@@ -387,17 +387,18 @@ TEST(SqliteEngineTest, CopiesTheLastCommitWhole) {
   const ScratchFolder scratch;
   fs::create_directory(scratch.Path("to"));
   WriteFile(scratch.Path("to/copy.db"), "an older copy");
-  const auto engine = OpenSqliteEngine(scratch.Path("net"), OpenMode::kCreate);
+  const auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kCreate});
   engine->Load([](Row&&) {});
   for (std::uint64_t r = 1; r <= 30; ++r) engine->Commit(HistoryChanges(r));
   engine->CopyTo(scratch.Path("to/copy.db"));
   engine->Commit(HistoryChanges(31));
   {
-    const auto copy = OpenSqliteEngine(scratch.Path("to/copy"), OpenMode::kOpen);
+    const auto copy = OpenSqliteEngine(scratch.Path("to/copy"), {OpenMode::kOpen});
     EXPECT_EQ(LoadAll(*copy), (Contents{HistoryRows(30), 30}));
     copy->Commit(HistoryChanges(31));
   }
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("to/copy"), OpenMode::kOpen)), LoadAll(*engine));
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("to/copy"), {OpenMode::kOpen})),
+            LoadAll(*engine));
   WriteFile(scratch.Path("to/torn.db-wal"), "changes of another file");
   fs::create_directory_symlink(scratch.Path(), scratch.Path("to/around"));
   for (const char* name : {"net.db", "net.db-wal", "net.lock", "to/around/net.db", "to/torn.db",
@@ -420,7 +421,7 @@ TEST(SqliteEngineTest, ShowsTheLastCommitBesideItsOwner) {
   ASSERT_EQ(::pipe2(stored, O_NONBLOCK), 0);
   const pid_t child = ::fork();
   if (child == 0) {
-    const auto engine = OpenSqliteEngine(base, OpenMode::kOpen);
+    const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
     engine->Load([](Row&&) {});
     for (std::uint64_t r = 2; r <= 400; ++r) {
       engine->Commit(HistoryChanges(r));
@@ -429,7 +430,7 @@ TEST(SqliteEngineTest, ShowsTheLastCommitBesideItsOwner) {
     engine->CopyTo(scratch.Path("last.db"));
     for (;;) ::pause();
   }
-  const auto snapshot = OpenSqliteEngine(base, OpenMode::kSnapshot);
+  const auto snapshot = OpenSqliteEngine(base, {OpenMode::kSnapshot});
   Rows rows = HistoryRows(1);
   std::uint64_t revision = 1;
   std::uint64_t acknowledged = 1;

@@ -24,7 +24,7 @@ constexpr const char* kSnapshotRefusal =
 }  // namespace
 
 CHDBase::CHDBase(CHDBMgr& manager, const std::string& path)
-    : manager_(manager), engine_(manager.Engines()(path, ncc::OpenMode::kCreate)) {}
+    : manager_(manager), engine_(manager.Engines()(path, {ncc::OpenMode::kCreate})) {}
 
 CHDBase::CHDBase(CHDBMgr& manager, const std::string& path, TDBMode mode, bool accepts_loss)
     : CHDBase(manager,

@@ -30,12 +30,9 @@ class StorageError : public std::runtime_error {
 enum class OpenMode { kCreate, kOpen, kSnapshot };
 
 struct OpenRequest {
-  // Implicit: most callers have nothing to say beside the mode.
-  OpenRequest(OpenMode how, bool accept = false) : mode(how), accepts_loss(accept) {}
-
   OpenMode mode;
   // Goes on with what is there where the last changes may be missing.
-  bool accepts_loss;
+  bool accepts_loss = false;
 };
 
 // An engine owns its database from construction to destruction: a second owner, in this process or
