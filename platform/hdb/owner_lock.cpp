@@ -54,8 +54,8 @@ std::optional<Acknowledged> ParseLine(const std::string& text) {
 
 // Tells the objects of this process from those of one with the same number in another container.
 std::uint64_t ProcessToken() {
-  static const std::uint64_t token = DrawToken();
-  return token;
+  static const std::uint64_t kToken = DrawToken();
+  return kToken;
 }
 
 std::string CommandOfThisProcess() {
