@@ -95,6 +95,7 @@ CUpdateManager::CUpdateManager(const CUpdateManager& other)
       checked_(other.checked_) {}
 
 CUpdateManager& CUpdateManager::operator=(const CUpdateManager& other) {
+  if (this == &other) return *this;
   records_ = std::list<Record>(other.records_);
   count_ = other.count_;
   write_journal_ = other.write_journal_;
