@@ -141,7 +141,9 @@ OwnerLock::OwnerLock(const std::string& file)
       pid_(::getpid()),
       left_(ParseLine(ReadStart(lock_.Get()))),
       kept_(!lock_.MadeFile()) {
-  std::string text = left_ ? FormatLine(*left_).data() : std::string(kLineSize - 1, ' ') + "\n";
+  std::string text(kLineSize, ' ');
+  text.back() = '\n';
+  if (left_) text = FormatLine(*left_).data();
   text += FormatHolder();
   // On a full disk these words are missing, which takes nothing from the lock.
   static_cast<void>(!::pwrite(lock_.Get(), text.data(), text.size(), 0));
