@@ -94,6 +94,13 @@ TEST(UnitOfWork, ACommitThatFailsButIsKeptHasSucceeded) {
   }
 }
 
+TEST(UnitOfWork, ACommitThatFailsHasNotSucceededForAnothersOfTheSameRevision) {
+  Sample sample;
+  sample.Store().FailCommitForAnother(sample.Store().CommitCount() + 1);
+  EXPECT_EQ(sample.Net().AddServer("lost", 0, 0), 0U);
+  EXPECT_STRNE(sample.Net().LastError(), "");
+}
+
 TEST(UnitOfWork, SavingPreferencesThatFailsKeepsThemInMemory) {
   Sample sample;
   CNCCNet& net = sample.Net();

@@ -98,6 +98,7 @@ class MemoryEngine final : public StorageEngine {
     const bool fails = store_->failing_.contains(number);
     const bool fails_but_kept = store_->failing_but_kept_.contains(number);
     if (!fails) store_->Keep(changes);
+    if (store_->of_another_.contains(number)) ++store_->state_.unit;
     usable_ = !fails && !fails_but_kept;
     if (!usable_) throw StorageError("commit " + std::to_string(number) + " was told to fail");
   }

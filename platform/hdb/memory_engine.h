@@ -24,6 +24,11 @@ class MemoryStore {
   void FailCommit(std::uint64_t number) { failing_.insert(number); }
   // The commit of that number is kept and reported as failed.
   void FailCommitButKeep(std::uint64_t number) { failing_but_kept_.insert(number); }
+  // The commit of that number fails, and what is stored then is another's of the same revision.
+  void FailCommitForAnother(std::uint64_t number) {
+    failing_but_kept_.insert(number);
+    of_another_.insert(number);
+  }
   // The next engine that opens the store finds the last kept commit gone.
   void ForgetLastCommit() { forget_ = true; }
   // Whether loading fails from now on.
@@ -49,6 +54,7 @@ class MemoryStore {
   std::uint64_t commit_count_ = 0;
   std::set<std::uint64_t> failing_;
   std::set<std::uint64_t> failing_but_kept_;
+  std::set<std::uint64_t> of_another_;
   bool forget_ = false;
   bool loads_fail_ = false;
   bool in_use_ = false;
