@@ -266,7 +266,7 @@ class UserTest(ToolTest):
 
     def rename_by_program(self, old, new):
         """As other programs do that use the library: they take any name."""
-        library = ctypes.CDLL(os.path.join(os.path.dirname(tool()), "../../libnccnet.so.0"))
+        library = ctypes.CDLL(os.path.join(os.path.dirname(tool()), "../../libnccnet.so"))
         net = ctypes.create_string_buffer(4096)
         library._ZN7CNCCNetC1EPFlPvS0_ES0_(net, None, None)
         library._ZN7CNCCNet4OpenEPKcS1_(net, f"{self.folder}/".encode(), b"net")
