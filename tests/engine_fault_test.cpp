@@ -496,10 +496,13 @@ ChangeSet LargeCommit(std::uint64_t revision) {
 TEST(EngineFaultTest, TheLogLeavesANearlyFullDiskToTheChanges) {
   for (const bool admits_it : {true, false}) {
     const ScratchFolder scratch;
-    disk = {scratch.Path(), 3 << 20, admits_it};
+    disk = {scratch.Path(), 3 << 20, admits_it, 0};
     MakeHistory(scratch.Path("net"), 1);
     LeaveLog(scratch.Path("net"), 1, 2);
     EXPECT_LT(disk.Used(), 1U << 18) << "the log was filled";
+    if (admits_it) {
+      EXPECT_LT(disk.most_used, 1U << 18) << "the room was not asked for";
+    }
     disk = {};
   }
   for (const bool reopened : {false, true}) {
@@ -509,7 +512,7 @@ TEST(EngineFaultTest, TheLogLeavesANearlyFullDiskToTheChanges) {
     LeaveLog(base, 10, reopened ? 90 : 11);
     const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
     for (std::uint64_t r = LoadAll(*engine).revision; r < 90;) engine->Commit(HistoryChanges(++r));
-    disk = {scratch.Path(), 0, true};
+    disk = {scratch.Path(), 0, true, 0};
     disk.room = disk.Used();
     EXPECT_EQ(ErrorOf([&] { engine->Commit(LargeCommit(90)); }), "") << reopened;
     EXPECT_EQ(LoadAll(*engine).revision, 91U);

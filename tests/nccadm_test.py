@@ -234,7 +234,7 @@ class UserTest(ToolTest):
         self.ok("ap", "delete", "Old", "--yes")
         self.ok("server", "unlink", "Center", "South")
         self.ok("server", "delete", "South")  # nothing goes with it
-        self.rename_by_program(b"Boris", b"Bo\nris")
+        self.change_by_program(b"Boris", b"Bo\nris")
         out, _ = self.refused("check", "--json", code=3)
         document = json.loads(out)
         found = {c["check"]: [o["name"] for o in c["objects"]] for c in document["checks"]}
@@ -248,9 +248,10 @@ class UserTest(ToolTest):
             "groups-without-node": ["Empty"], "groups-without-dep": ["Empty"],
             "no-ncc": ["001A"], "several-ncc": [], "no-kc": [], "several-kc": ["Second"],
             "memberships-of-what-is-gone": ["Bo\nris"], "primaries-of-what-is-gone": ["Bo\nris"],
-            "names-with-control-characters": ["Bo\nris"]})
-        self.assertEqual(document["found"], 23)
-        gone = document["checks"][-2]["objects"][0]
+            "names-with-control-characters": ["Bo\nris"],
+            "identifiers-not-below-the-next": ["Second"]})
+        self.assertEqual(document["found"], 24)
+        gone = document["checks"][-3]["objects"][0]
         self.assertEqual((gone["kind"], gone["dep"]["name"], gone["node"]["name"]),
                          ("user", "Office", None))
         out, _ = self.refused("check", code=3)
@@ -264,12 +265,15 @@ class UserTest(ToolTest):
             servers: [{name: S, aps: [{name: A, applications: [ncc, kc]}]}]}"""))
         self.ok("check")
 
-    def rename_by_program(self, old, new):
-        """As other programs do that use the library: they take any name."""
+    def change_by_program(self, old, new):
+        """As other programs do that use the library: they take any name, and turn counters back."""
         library = ctypes.CDLL(os.path.join(os.path.dirname(tool()), "../../libnccnet.so"))
         net = ctypes.create_string_buffer(4096)
         library._ZN7CNCCNetC1EPFlPvS0_ES0_(net, None, None)
         library._ZN7CNCCNet4OpenEPKcS1_(net, f"{self.folder}/".encode(), b"net")
+        preferences = library._ZN7CNCCNet11PreferencesEv
+        preferences.restype = ctypes.POINTER(ctypes.c_uint32)
+        preferences(net)[1] -= 1  # next_id
         library._ZN7CNCCNet8ModifyABEPKcS1_(net, old, new)
         library._ZN7CNCCNetD1Ev(net)
 

@@ -2,6 +2,7 @@
 // process, or be written down. For one test program each.
 #pragma once
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
@@ -48,17 +49,21 @@ struct Disk {
   std::string folder;  // empty: there is no limit
   std::uint64_t room = 0;
   bool admits_it = true;  // to those who ask for free space
+  std::uint64_t most_used = 0;
 
   std::uint64_t Used() const {
     std::uint64_t used = 0;
     for (const auto& file : std::filesystem::directory_iterator(folder)) used += file.file_size();
     return used;
   }
-  bool HasRoom(int fd, std::uint64_t end) const {
+  bool HasRoom(int fd, std::uint64_t end) {
     struct stat info {};
     if (folder.empty() || ::fstat(fd, &info) != 0) return true;
     const auto size = static_cast<std::uint64_t>(info.st_size);
-    if (end <= size || Used() + end - size <= room) return true;
+    if (end <= size) return true;
+    const std::uint64_t used = Used() + end - size;
+    most_used = std::max(most_used, std::min(used, room));
+    if (used <= room) return true;
     errno = ENOSPC;
     return false;
   }

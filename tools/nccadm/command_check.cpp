@@ -116,14 +116,22 @@ void CheckReferences(Session& session, std::vector<Finding>& findings) {
   findings.push_back(std::move(primaries));
 }
 
-// The tool gives no such names, other programs may. They forge lines in generated texts.
-void CheckNames(Session& session, std::vector<Finding>& findings) {
+// What other programs may store and the tool does not: names that forge lines in generated texts,
+// and a counter that would give an identifier again.
+void CheckObjects(Session& session, std::vector<Finding>& findings) {
   Finding names = {"names-with-control-characters",
                    "object",
                    "name holds control characters",
                    "names hold control characters",
                    {}};
+  Finding ids = {"identifiers-not-below-the-next",
+                 "object",
+                 "identifier is not below the next one to give",
+                 "identifiers are not below the next one to give",
+                 {}};
+  const std::uint32_t next = ReadPreferences(session.Net()).next_id;
   const auto test = [&](const auto& object, const char* kind) {
+    if (object.id >= next) ids.objects.push_back({object.name, object.id, kind});
     const std::string text = Utf8FromBytes(object.name);
     for (std::size_t at = 0; at < text.size();) {
       const auto character = NextCharacter(text, at);
@@ -137,6 +145,7 @@ void CheckNames(Session& session, std::vector<Finding>& findings) {
     for (const Object& object : ListObjects(session.Net(), kind)) test(object, KeyOf(kind));
   }
   findings.push_back(std::move(names));
+  findings.push_back(std::move(ids));
 }
 
 void CheckUsers(Session& session, std::vector<Finding>& findings) {
@@ -242,7 +251,7 @@ int Check(Session& session) {
     run(session, findings);
     if (*net.LastError() != '\0') throw session.Refusal("the check could not be made");
   }
-  for (const auto run : {CheckRoles, CheckReferences, CheckNames}) run(session, findings);
+  for (const auto run : {CheckRoles, CheckReferences, CheckObjects}) run(session, findings);
   std::size_t total = 0;
   for (const Finding& finding : findings) total += finding.objects.size();
   Output& out = session.Out();
