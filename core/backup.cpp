@@ -2,10 +2,10 @@
 
 #include "core/examination.h"
 #include "core/operation.h"
-#include "platform/hdb/owner_lock.h"
-#include "platform/hdb/restore.h"
-#include "platform/hdb/snapshot.h"
-#include "platform/paths.h"
+#include "platform/disk/paths.h"
+#include "platform/storage/owner_lock.h"
+#include "platform/storage/restore.h"
+#include "platform/storage/snapshot.h"
 
 using namespace ncc;
 

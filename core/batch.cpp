@@ -1,7 +1,7 @@
 // Batches, backups, the revision and the text of failures.
 
 #include "core/operation.h"
-#include "platform/paths.h"
+#include "platform/disk/paths.h"
 
 using namespace ncc;
 

@@ -1,7 +1,7 @@
 // Construction, opening and closing of the network database, and its preferences block.
 
 #include "core/entity.h"
-#include "platform/paths.h"
+#include "platform/disk/paths.h"
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
 #include "core/operation.h"
 
-#include "platform/paths.h"
+#include "platform/disk/paths.h"
 
 namespace ncc {
 

@@ -3,7 +3,7 @@
 
 #include "core/last_error.h"
 #include "core/net_state.h"
-#include "platform/files.h"
+#include "platform/disk/files.h"
 
 #include <exception>
 #include <list>

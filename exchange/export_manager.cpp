@@ -1,8 +1,8 @@
 #include "nccnet/export_manager.h"
 
 #include "exchange/imported_net.h"
-#include "platform/files.h"
-#include "platform/paths.h"
+#include "platform/disk/files.h"
+#include "platform/disk/paths.h"
 
 #include <algorithm>
 #include <array>

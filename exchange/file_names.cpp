@@ -1,6 +1,6 @@
 #include "exchange/file_names.h"
 
-#include "platform/ascii_fold.h"
+#include "platform/text/ascii_fold.h"
 
 #include <charconv>
 #include <cstddef>

@@ -1,8 +1,8 @@
 #include "exchange/set_files.h"
 
-#include "platform/folder_lock.h"
-#include "platform/output_file.h"
-#include "platform/paths.h"
+#include "platform/disk/folder_lock.h"
+#include "platform/disk/output_file.h"
+#include "platform/disk/paths.h"
 
 #include <algorithm>
 #include <utility>

@@ -7,7 +7,7 @@
 #pragma once
 
 #include "exchange/file_names.h"
-#include "platform/files.h"
+#include "platform/disk/files.h"
 
 #include <array>
 #include <optional>

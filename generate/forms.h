@@ -2,7 +2,7 @@
 #pragma once
 
 #include "core/entity.h"
-#include "platform/files.h"
+#include "platform/disk/files.h"
 
 #include <array>
 #include <cstdint>

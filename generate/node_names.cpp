@@ -11,7 +11,7 @@
 
 #include "generate/output.h"
 #include "generate/text.h"
-#include "platform/code_page.h"
+#include "platform/text/code_page.h"
 #include "structure/nodes.h"
 
 using namespace ncc;

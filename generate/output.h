@@ -3,8 +3,8 @@
 #pragma once
 
 #include "core/operation.h"
-#include "platform/output_file.h"
-#include "platform/stamps.h"
+#include "platform/disk/output_file.h"
+#include "platform/stamps/stamps.h"
 
 #include <cstdint>
 #include <optional>

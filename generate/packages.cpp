@@ -7,7 +7,7 @@
 #include "generate/file_names.h"
 #include "generate/forms.h"
 #include "generate/output.h"
-#include "platform/package_file.h"
+#include "platform/disk/package_file.h"
 #include "structure/nodes.h"
 
 #include <span>

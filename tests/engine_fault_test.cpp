@@ -1,8 +1,8 @@
 // The default engine under damage, sudden death, failing writes and a full disk.
-#include "platform/hdb/log_file.h"
-#include "platform/hdb/owner_lock.h"
-#include "platform/hdb/restore.h"
-#include "platform/hdb/sqlite_engine.h"
+#include "platform/storage/log_file.h"
+#include "platform/storage/owner_lock.h"
+#include "platform/storage/restore.h"
+#include "platform/storage/sqlite_engine.h"
 #include "tests/support/engine_history.h"
 #include "tests/support/file_faults.h"
 #include "tests/support/scratch.h"

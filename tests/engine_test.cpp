@@ -1,7 +1,7 @@
 #include "platform/crc32c.h"
-#include "platform/hdb/memory_engine.h"
-#include "platform/hdb/sqlite_engine.h"
+#include "platform/storage/sqlite_engine.h"
 #include "tests/support/engine_history.h"
+#include "tests/support/memory_engine.h"
 #include "tests/support/scratch.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "platform/output_file.h"
+#include "platform/disk/output_file.h"
 #include "support/no_memory.h"
 #include "support/outputs.h"
 

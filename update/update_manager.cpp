@@ -6,10 +6,10 @@
 #include "nccnet/update_manager.h"
 
 #include "core/last_error.h"
-#include "platform/ascii_fold.h"
-#include "platform/files.h"
-#include "platform/journal_file.h"
-#include "platform/stamps.h"
+#include "platform/disk/files.h"
+#include "platform/disk/journal_file.h"
+#include "platform/stamps/stamps.h"
+#include "platform/text/ascii_fold.h"
 
 #include <array>
 #include <cstdio>

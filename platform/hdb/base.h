@@ -2,14 +2,14 @@
 // them.
 #pragma once
 
-#include "platform/ascii_fold.h"
-#include "platform/hdb/engine.h"
 #include "platform/hdb/folder.h"
 #include "platform/hdb/id_set.h"
 #include "platform/hdb/manager.h"
 #include "platform/hdb/paged_table.h"
 #include "platform/hdb/record.h"
 #include "platform/hdb/unit_of_work.h"
+#include "platform/storage/engine.h"
+#include "platform/text/ascii_fold.h"
 
 #include <cstdint>
 #include <map>

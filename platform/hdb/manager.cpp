@@ -1,6 +1,6 @@
 #include "platform/hdb/manager.h"
 
-#include "platform/hdb/sqlite_engine.h"
+#include "platform/storage/sqlite_engine.h"
 
 CHDBMgr::CHDBMgr() : engines_(ncc::OpenSqliteEngine) {}
 

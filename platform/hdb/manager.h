@@ -2,7 +2,7 @@
 // what is asked of a stored database.
 #pragma once
 
-#include "platform/hdb/engine.h"
+#include "platform/storage/engine.h"
 
 #include <functional>
 #include <map>

@@ -2,8 +2,8 @@
 // are each an OrderedList.
 #pragma once
 
-#include "platform/hdb/engine.h"
 #include "platform/hdb/flat_index.h"
+#include "platform/storage/engine.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,8 +1,8 @@
 // What changed since the outermost operation began, by the rows that it will be stored in.
 #pragma once
 
-#include "platform/hdb/engine.h"
-#include "platform/hdb/row_sum.h"
+#include "platform/storage/engine.h"
+#include "platform/storage/row_sum.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 // A made-up history of commits, and what an engine must hold after each of them.
 #pragma once
 
-#include "platform/hdb/engine.h"
-#include "platform/hdb/row_sum.h"
+#include "platform/storage/engine.h"
+#include "platform/storage/row_sum.h"
 
 #include <cstdint>
 #include <map>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "net_access.h"
-#include "platform/hdb/memory_engine.h"
+#include "tests/support/memory_engine.h"
 
 #include <memory>
 #include <string>

@@ -1,0 +1,56 @@
+#include "platform/disk/package_file.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace ncc {
+namespace {
+
+constexpr std::size_t kNameColumns = 12;
+
+// The length, and the name in upper case, cut or padded to 12 columns, with its zero.
+std::string RecordHead(std::uint32_t length, std::string_view name) {
+  std::string head;
+  for (int shift = 0; shift < 32; shift += 8) head += static_cast<char>(length >> shift & 0xFF);
+  std::string column(name.substr(0, kNameColumns));
+  column.resize(kNameColumns, ' ');
+  for (const char c : column) head += c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  return head + '\0';
+}
+
+// Appends what the file at `path` has from `offset` on; a link is as none.
+void AppendTail(const std::string& path, off_t offset, int package) {
+  const Descriptor old(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  if (!old.IsValid() && (errno == ENOENT || errno == ELOOP)) return;
+  struct stat info {};
+  if (!old.IsValid() || fstat(old.Get(), &info) != 0) ThrowFileError(path, "cannot be read", errno);
+  if (!S_ISREG(info.st_mode)) throw FileError("file " + path + " is no plain file");
+  if (info.st_size <= offset) return;
+  if (lseek(old.Get(), offset, SEEK_SET) < 0) ThrowFileError(path, "cannot be read", errno);
+  AppendFile(old.Get(), package, UINT64_MAX, path);
+}
+
+}  // namespace
+
+std::uint64_t PackageFile::Finish() {
+  const off_t written = lseek(Handle(), 0, SEEK_CUR);
+  if (written < 0) ThrowFileError(file_.Path(), "cannot be written", errno);
+  AppendTail(file_.Path(), written, Handle());
+  file_.Commit();
+  return static_cast<std::uint64_t>(written);
+}
+
+void AppendPackageRecord(std::string_view path, int package) {
+  const std::string source = ReadablePath(path);
+  const std::optional<SourceFile> file = OpenSource(source);
+  if (!file) return;
+  if (file->size > UINT32_MAX) ThrowFileError(source, "is too long for a package", EFBIG);
+  WriteAll(package, RecordHead(static_cast<std::uint32_t>(file->size), FileName(path)), source);
+  if (AppendFile(file->descriptor.Get(), package, file->size, source) != file->size)
+    ThrowFileError(source, "became shorter while it was packed", EIO);
+}
+
+}  // namespace ncc

@@ -1,0 +1,64 @@
+// Authentication stamps: of files and of bytes, under the key of the provider in force.
+#pragma once
+
+#include "nccnet/stamp_provider.h"
+#include "platform/disk/files.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace ncc {
+
+// A stamp and the key that it was made under, by a value that tells keys apart and tells nothing
+// else about them.
+struct KnownStamp {
+  std::uint64_t key = 0;
+  std::uint32_t stamp = 0;
+};
+
+// The stamping key, fetched when constructed and wiped when destroyed: keep it for one file, or for
+// the few of one node. Thread-safe among several.
+class StampKey {
+ public:
+  StampKey();
+  StampKey(const StampKey&) = delete;
+  StampKey& operator=(const StampKey&) = delete;
+
+  // The stamp of a file (either separator, this letter case): 0 when no key is configured or there
+  // is no such file. Throws FileError when the key or the file cannot be read. A file that was
+  // remembered and is untouched is not read again.
+  std::uint32_t OfFile(const std::string& path) const;
+
+  // The stamp of bytes; nothing when the provider stamps files alone.
+  std::optional<KnownStamp> OfBytes(std::string_view bytes) const;
+
+ private:
+  struct Key {
+    ~Key();  // wipes it, also when a provider throws
+    unsigned char bytes[32] = {};
+  };
+
+  std::optional<std::uint32_t> Compute(std::string_view bytes) const noexcept;
+
+  std::shared_ptr<CStampProvider> provider_;
+  Key key_;
+  bool has_key_ = false;
+  std::string problem_;                    // why a key that is configured cannot be had
+  std::optional<std::uint64_t> identity_;  // of provider and key; none when bytes have no stamps
+};
+
+// Remembers the stamp of a file that was just written, until somebody touches it.
+void RememberStamp(const FileIdentity& file, const KnownStamp& stamp);
+
+// Upper-case digits, the most significant first.
+std::string StampDigits(std::uint32_t stamp);
+
+// "NAME=STAMP\n": the name behind the path's last separator.
+std::string StampLine(std::string_view path, std::uint32_t stamp);
+// The same into memory, without a zero; needs none itself. Returns the place behind it.
+char* PutStampLine(std::string_view path, std::uint32_t stamp, char* out) noexcept;
+
+}  // namespace ncc

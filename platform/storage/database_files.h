@@ -1,0 +1,101 @@
+// The files of a database on disk, up to the point where the engine opens them.
+#pragma once
+
+#include "platform/disk/part_file.h"
+#include "platform/storage/engine.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace ncc {
+
+struct DatabaseFiles {
+  std::string folder;   // canonical and absolute, so that two names of it cannot hide one database
+  std::string stem;     // what all their names begin with
+  std::string data;     // the database itself
+  std::string log;      // commits that are not in it yet
+  std::string journal;  // left by other tools
+  std::string lock;
+};
+
+// Where the files of the database `base` are. kCreate makes missing folders, kOpen touches nothing.
+// All functions here throw StorageError.
+DatabaseFiles LocateDatabase(const std::string& base, OpenMode mode);
+
+// The files of a copy, which may have any name; no lock where it cannot be opened by that name.
+DatabaseFiles LocateDataFile(const std::string& file);
+
+enum class DataFileState { kMissing, kEmpty, kOurs };
+
+// Looks at the head of the data file; refuses what another program wrote or a newer version of this
+// one. Only while no engine has the file open: closing it would drop the engine's locks.
+DataFileState InspectDataFile(const std::string& file);
+
+// Refuses, in the same words, a file that begins like this.
+void CheckDataHead(const std::string& file, std::string_view head);
+// Takes the mark of a file that is written through a log from its head.
+void MarkAsPlain(std::string& data);
+
+// The marks that InspectDataFile looks for in the head of a data file.
+constexpr std::int32_t kApplicationId = 0x4E434344;
+constexpr std::int32_t kFormatVersion = 1;
+
+// Makes `file` appear whole and durable with these contents, readable by its owner alone.
+void WriteWholeFile(const std::string& file, std::string_view contents);
+
+// A new file, owner's rights only, that vanishes again unless it takes the name of its target; what
+// a process leaves that dies meanwhile goes with the next one.
+class PendingFile {
+ public:
+  // Makes it empty, under a name of its own beside `target`.
+  explicit PendingFile(const std::string& target);
+
+  const std::string& Name() const { return part_->Name(); }
+  void Write(std::string_view bytes);
+
+  // Flushes it and renames it over the target, durably.
+  void Publish();
+
+ private:
+  std::optional<PartFile> part_;
+};
+
+// Shortens the file.
+void CutFile(const std::string& file, std::uint64_t size);
+
+// The contents, or so many bytes of them; nothing when there is no such file.
+std::string ReadContents(const std::string& file);
+std::string ReadStart(const std::string& file, std::size_t size);
+
+// The same for a copy of the open database `files` that is to be made: refuses one of its own files
+// and what is no plain file.
+DatabaseFiles LocateCopy(const DatabaseFiles& files, const std::string& target);
+// Side files would be taken for changes of the copy. To be asked while the target's lock is held.
+void CheckNoSideFiles(const std::string& target);
+
+// Which file it is that has this name; all zeros when there is none.
+struct FileId {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  friend bool operator==(const FileId&, const FileId&) = default;
+};
+FileId IdOf(const std::string& file);
+
+// Whether new files may take so many bytes of the folder's file system and leave it room enough.
+bool HasAmpleRoom(const std::string& folder, std::uint64_t bytes);
+
+// Makes the names in a folder durable.
+void SyncFolder(const std::string& folder);
+
+// False when there is no such file; throws when that cannot be told.
+bool FileExists(const std::string& file);
+void RemoveFile(const std::string& file);
+void MoveFile(const std::string& from, const std::string& to);
+// Lets two files change their names at one moment.
+void ExchangeFiles(const std::string& one, const std::string& other);
+
+// "cannot open x.db: Permission denied"
+std::string DescribeFailure(std::string_view doing, const std::string& file, int error);
+
+}  // namespace ncc

@@ -1,0 +1,107 @@
+#include "platform/storage/snapshot.h"
+
+#include "platform/disk/files.h"
+#include "platform/storage/loss.h"
+#include "platform/storage/sqlite_rows.h"
+
+#include <chrono>
+#include <optional>
+#include <thread>
+#include <utility>
+
+namespace ncc {
+namespace {
+
+constexpr int kTries = 50;
+
+// A data file with the pages of its log put in.
+struct Image {
+  std::string bytes;
+  LogFile log;
+};
+
+void PutPagesIn(std::string& data, const LogFile& log) {
+  if (log.PagesOfDatabase() == 0) return;
+  const std::size_t size = log.PageSize();
+  data.resize(log.PagesOfDatabase() * size);
+  log.ForEachPage([&](std::uint32_t number, std::string_view page) {
+    if (number <= log.PagesOfDatabase()) data.replace((number - 1) * size, size, page);
+  });
+}
+
+// Nothing when the log was begun anew or the file replaced meanwhile. Otherwise all that an owner
+// has written to the data file since the first look are pages that the log holds, and they replace
+// what was read of them.
+std::optional<Image> TryTake(const DatabaseFiles& files) {
+  const std::string head = ReadStart(files.log, LogFile::kHeadSize);
+  const auto before = IdentifyFile(files.data);
+  if (!before) {
+    throw StorageError("there is no database " + files.data, NCCFailure::kMissing);
+  }
+  std::string data = ReadContents(files.data);
+  LogFile log(files.log);
+  const auto after = IdentifyFile(files.data);
+  if (log.Head() != head || ReadStart(files.log, LogFile::kHeadSize) != head) return std::nullopt;
+  const bool same = after && before->device == after->device && before->inode == after->inode;
+  if (log.HasHead() ? !same : before != after) return std::nullopt;
+  CheckDataHead(files.data, data);
+  PutPagesIn(data, log);
+  MarkAsPlain(data);
+  return Image{std::move(data), std::move(log)};
+}
+
+Image Take(const DatabaseFiles& files) {
+  for (int i = 0; i < kTries; ++i) {
+    if (auto image = TryTake(files)) return std::move(*image);
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  throw StorageError("database is in use by another process, which changes it too fast to be read",
+                     NCCFailure::kInUse);
+}
+
+class SnapshotEngine final : public StorageEngine {
+ public:
+  SnapshotEngine(DatabaseFiles files, bool accepts_loss)
+      : files_(std::move(files)), accepts_loss_(accepts_loss) {}
+
+  StoredState Load(const std::function<void(Row&&)>& row) override {
+    RefuseOwnedHere(files_.lock);
+    const std::optional<Acknowledged> left = ReadAcknowledged(files_.lock);
+    const Image image = Take(files_);
+    const DatabaseHandle db = OpenImage(image.bytes);
+    CheckStructure(db.get());
+    const MetaRow meta = ReadMeta(db.get());
+    if (meta.state.revision == 0) {
+      throw StorageError("there is no database " + files_.data + ": it was never completed",
+                         NCCFailure::kMissing);
+    }
+    const std::string loss = FindLoss(files_, image.log, meta, left);
+    if (!loss.empty() && !accepts_loss_) throw StorageError(loss, NCCFailure::kLossPossible);
+    return ReadRows(db.get(), row);
+  }
+
+  void Commit(const ChangeSet&) override { Refuse("changed"); }
+  void CopyTo(const std::string&) override { Refuse("copied"); }
+
+ private:
+  [[noreturn]] static void Refuse(const std::string& what) {
+    throw StorageError("this is a snapshot of the database: it cannot be " + what);
+  }
+
+  const DatabaseFiles files_;
+  const bool accepts_loss_;
+};
+
+}  // namespace
+
+std::unique_ptr<StorageEngine> OpenSnapshot(DatabaseFiles files, bool accepts_loss) {
+  return std::make_unique<SnapshotEngine>(std::move(files), accepts_loss);
+}
+
+std::unique_ptr<StorageEngine> OpenCopy(const std::string& file) {
+  return OpenSnapshot(LocateDataFile(file), false);
+}
+
+std::string TakeImage(const DatabaseFiles& files) { return Take(files).bytes; }
+
+}  // namespace ncc

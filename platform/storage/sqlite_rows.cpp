@@ -1,0 +1,272 @@
+#include "platform/storage/sqlite_rows.h"
+
+#include "platform/storage/database_files.h"
+#include "platform/storage/row_sum.h"
+
+#include <array>
+#include <limits>
+#include <utility>
+
+namespace ncc {
+namespace {
+
+constexpr int kListBits = 3;
+constexpr int kChunkBits = 26;
+constexpr std::uint32_t kMaxList = (1U << kListBits) - 1;
+constexpr std::uint32_t kMaxChunk = (1U << kChunkBits) - 1;
+constexpr std::uint8_t kMetaTag = 0xFF;
+
+constexpr std::array kTables = {
+    "CREATE TABLE meta(id INTEGER PRIMARY KEY CHECK(id=1), revision INTEGER, row_count INTEGER, "
+    "row_sum INTEGER, unit INTEGER, open INTEGER, sum INTEGER)",
+    "CREATE TABLE definition(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, body TEXT, sum "
+    "INTEGER)",
+    "CREATE TABLE object(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, data BLOB, sum INTEGER)",
+    "CREATE TABLE page(key INTEGER PRIMARY KEY, body TEXT, sum INTEGER)"};
+
+// An element of an id list is a number, or [space, number] outside the usual space.
+constexpr std::array kViews = {
+    R"(CREATE VIEW item AS
+  SELECT page.key >> 29 AS folder, (page.key & 0x3FFFFFF) * 64 + slot.key AS position,
+         slot.value ->> 0 AS kind, slot.value ->> 1 AS number,
+         coalesce(slot.value ->> 2, object.name) AS name
+  FROM page JOIN json_each(page.body) AS slot
+       LEFT JOIN object ON object.id = (slot.value ->> 1)
+  WHERE (page.key >> 26 & 7) = 0 AND slot.type = 'array')",
+    R"(CREATE VIEW link AS
+  SELECT page.key >> 29 AS owner, (page.key >> 26 & 7) + 3 AS list,
+         (page.key & 0x3FFFFFF) * 64 + slot.key AS position,
+         CASE slot.type WHEN 'array' THEN slot.value ->> 1 ELSE slot.value END AS number
+  FROM page JOIN json_each(page.body) AS slot
+  WHERE (page.key >> 26 & 7) BETWEEN 1 AND 3 AND slot.type <> 'null')",
+    R"(CREATE VIEW membership AS
+  SELECT page.key >> 29 AS user, (page.key & 0x3FFFFFF) * 64 + slot.key AS position,
+         slot.value ->> 0 AS dep, slot.value ->> 1 AS node, slot.value ->> 2 AS kind
+  FROM page JOIN json_each(page.body) AS slot
+  WHERE (page.key >> 26 & 7) = 4 AND slot.type = 'array')"};
+
+constexpr const char* kPutMeta = "INSERT OR REPLACE INTO meta VALUES(1, ?1, ?2, ?3, ?4, ?5, ?6)";
+
+[[noreturn]] void ThrowDamaged(sqlite3* db, const std::string& what) {
+  const char* const file = sqlite3_db_filename(db, "main");
+  const bool named = file != nullptr && *file != '\0';
+  throw StorageError("database is damaged: " + what +
+                     (named ? std::string(" (") + file + ")" : ""));
+}
+
+std::int64_t TableKey(const RowKey& key) {
+  if (key.kind != RowKind::kChunk) return key.number;
+  if (key.list > kMaxList || key.chunk > kMaxChunk) {
+    throw StorageError("list " + std::to_string(key.list) + " of object " +
+                       std::to_string(key.number) + " is too long to be stored");
+  }
+  return static_cast<std::int64_t>((std::uint64_t{key.number} << (kListBits + kChunkBits)) |
+                                   (std::uint64_t{key.list} << kChunkBits) | key.chunk);
+}
+
+std::string DescribeRow(RowKind kind, std::int64_t table_key) {
+  if (kind == RowKind::kDefinition) return "definition " + std::to_string(table_key);
+  if (kind == RowKind::kObject) return "object " + std::to_string(table_key);
+  return "page " + std::to_string(table_key) + " (list " +
+         std::to_string(table_key >> kChunkBits & kMaxList) + " of object " +
+         std::to_string(table_key >> (kListBits + kChunkBits)) + ")";
+}
+
+std::int64_t SumMeta(const MetaRow& meta) {
+  SumHead head;
+  head.Add(kMetaTag, 1);
+  head.Add(meta.state.revision, 8);
+  head.Add(meta.state.totals.rows, 8);
+  head.Add(meta.state.totals.sum, 8);
+  head.Add(meta.state.unit, 8);
+  head.Add(meta.open ? 1 : 0, 1);
+  return head.Sum();
+}
+
+void PutMeta(Statement& put_meta, const MetaRow& meta) {
+  put_meta.Bind(1, static_cast<std::int64_t>(meta.state.revision))
+      .Bind(2, static_cast<std::int64_t>(meta.state.totals.rows))
+      .Bind(3, static_cast<std::int64_t>(meta.state.totals.sum))
+      .Bind(4, static_cast<std::int64_t>(meta.state.unit))
+      .Bind(5, meta.open ? 1 : 0)
+      .Bind(6, SumMeta(meta))
+      .Run();
+}
+
+bool FitsNumber(std::int64_t value) {
+  return value >= 0 && value <= std::numeric_limits<std::uint32_t>::max();
+}
+
+RowKey KeyFromTable(RowKind kind, std::int64_t table_key) {
+  RowKey key;
+  key.kind = kind;
+  if (kind != RowKind::kChunk) {
+    key.number = static_cast<std::uint32_t>(table_key);
+    return key;
+  }
+  key.number = static_cast<std::uint32_t>(table_key >> (kListBits + kChunkBits));
+  key.list = static_cast<std::uint8_t>(table_key >> kChunkBits & kMaxList);
+  key.chunk = static_cast<std::uint32_t>(table_key & kMaxChunk);
+  return key;
+}
+
+bool FitsKey(RowKind kind, std::int64_t table_key) {
+  return FitsNumber(kind == RowKind::kChunk ? table_key >> (kListBits + kChunkBits) : table_key);
+}
+
+// Adds the table's rows to the totals.
+void ReadTable(sqlite3* db, RowKind kind, std::string_view sql, RowTotals& totals,
+               const std::function<void(Row&&)>& row) {
+  Statement statement(db, sql);
+  Row found;  // one for all, whose texts keep their memory
+  while (statement.Step()) {
+    const std::int64_t table_key = statement.Integer(0);
+    const std::int64_t type = statement.Integer(1);
+    const bool fits = FitsKey(kind, table_key) && FitsNumber(type);
+    // NOLINTNEXTLINE(bugprone-use-after-move): all of it is set anew
+    found.key = KeyFromTable(kind, table_key);
+    found.type = static_cast<std::uint32_t>(type);
+    found.name = statement.Bytes(2);
+    found.body = statement.Bytes(3);
+    const std::uint32_t sum = SumOf(found);
+    if (!fits || sum != statement.Integer(4)) {
+      ThrowDamaged(db, DescribeRow(kind, table_key) + " does not match its checksum");
+    }
+    AddTo(totals, sum);
+    row(std::move(found));
+  }
+}
+
+}  // namespace
+
+std::string MakeEmptyDataFile() {
+  const DatabaseHandle memory =
+      OpenDatabase(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  sqlite3* db = memory.get();
+  Execute(db, "PRAGMA page_size = 4096");
+  Execute(db, ("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
+  Execute(db, ("PRAGMA user_version = " + std::to_string(kFormatVersion)).c_str());
+  for (const char* sql : kTables) Execute(db, sql);
+  for (const char* sql : kViews) Execute(db, sql);
+  Statement put_meta(db, kPutMeta);
+  PutMeta(put_meta, {});
+
+  sqlite3_int64 size = 0;
+  const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> image(
+      sqlite3_serialize(db, "main", &size, 0), &sqlite3_free);
+  if (!image) throw std::bad_alloc();
+  std::string file(reinterpret_cast<const char*>(image.get()), static_cast<std::size_t>(size));
+  // The documented marks of a file that is written through a log, so that it need not be converted.
+  file[18] = file[19] = 2;
+  return file;
+}
+
+void CheckStructure(sqlite3* db) {
+  Statement check(db, "PRAGMA integrity_check(1)");
+  if (!check.Step()) ThrowDamaged(db, "the integrity check gives no result");
+  if (check.Bytes(0) != "ok") ThrowDamaged(db, std::string(check.Bytes(0)));
+  check.Reset();
+  Statement table(db, "SELECT 1 FROM sqlite_schema WHERE type = 'table' AND sql = ?1");
+  for (const char* sql : kTables) {
+    table.BindText(1, sql);
+    if (!table.Step()) ThrowDamaged(db, std::string("missing or changed: ") + sql);
+    table.Reset();
+  }
+}
+
+MetaRow ReadMeta(sqlite3* db) {
+  Statement statement(
+      db, "SELECT revision, row_count, row_sum, unit, open, sum FROM meta WHERE id = 1");
+  if (!statement.Step()) ThrowDamaged(db, "the revision is missing");
+  const auto number = [&](int column) {
+    return static_cast<std::uint64_t>(statement.Integer(column));
+  };
+  const MetaRow meta{{number(0), {number(1), number(2)}, number(3)}, number(4) != 0};
+  if (SumMeta(meta) != statement.Integer(5)) {
+    ThrowDamaged(db, "the revision does not match its checksum");
+  }
+  return meta;
+}
+
+void MarkClosed(sqlite3* db) {
+  const MetaRow meta = ReadMeta(db);
+  if (!meta.open) return;
+  Statement put_meta(db, kPutMeta);
+  PutMeta(put_meta, {meta.state, false});
+}
+
+StoredState ReadRows(sqlite3* db, const std::function<void(Row&&)>& row) {
+  const StoredState state = ReadMeta(db).state;
+  RowTotals found;
+  ReadTable(db, RowKind::kDefinition,
+            "SELECT id, type, name, body, sum FROM definition ORDER BY id", found, row);
+  ReadTable(db, RowKind::kObject, "SELECT id, type, name, data, sum FROM object ORDER BY id", found,
+            row);
+  ReadTable(db, RowKind::kChunk, "SELECT key, 0, '', body, sum FROM page ORDER BY key", found, row);
+  CheckTotals(found, state.totals);
+  return state;
+}
+
+DatabaseHandle OpenCopyAndMarkClosed(const std::string& file) {
+  DatabaseHandle copy = OpenDatabase(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW);
+  DistrustContents(copy.get());
+  Execute(copy.get(), "PRAGMA journal_mode = MEMORY");
+  MarkClosed(copy.get());
+  return copy;
+}
+
+DatabaseHandle OpenImage(const std::string& bytes) {
+  DatabaseHandle db = OpenDatabase(":memory:", SQLITE_OPEN_READWRITE);
+  DistrustContents(db.get());
+  const auto size = static_cast<sqlite3_int64>(bytes.size());
+  // The engine only reads it.
+  auto* const image = reinterpret_cast<unsigned char*>(const_cast<char*>(bytes.data()));
+  const int code =
+      sqlite3_deserialize(db.get(), "main", image, size, size, SQLITE_DESERIALIZE_READONLY);
+  if (code != SQLITE_OK) throw SqliteError(db.get(), code);
+  return db;
+}
+
+RowWriter::RowWriter(sqlite3* db)
+    : begin_(db, "BEGIN IMMEDIATE"),
+      commit_(db, "COMMIT"),
+      put_definition_(db, "INSERT OR REPLACE INTO definition VALUES(?1, ?2, ?3, ?4, ?5)"),
+      put_object_(db, "INSERT OR REPLACE INTO object VALUES(?1, ?2, ?3, ?4, ?5)"),
+      put_page_(db, "INSERT OR REPLACE INTO page VALUES(?1, ?2, ?3)"),
+      remove_definition_(db, "DELETE FROM definition WHERE id = ?1"),
+      remove_object_(db, "DELETE FROM object WHERE id = ?1"),
+      remove_page_(db, "DELETE FROM page WHERE key = ?1"),
+      put_meta_(db, kPutMeta) {}
+
+void RowWriter::Put(const Row& row) {
+  const std::int64_t key = TableKey(row.key);
+  const std::int64_t sum = SumOf(row);
+  if (row.key.kind == RowKind::kChunk) {
+    put_page_.Bind(1, key).BindText(2, row.body).Bind(3, sum).Run();
+    return;
+  }
+  if (row.key.kind == RowKind::kObject) {
+    put_object_.Bind(1, key).Bind(2, row.type).BindText(3, row.name);
+    put_object_.BindBlob(4, row.body).Bind(5, sum).Run();
+    return;
+  }
+  put_definition_.Bind(1, key).Bind(2, row.type).BindText(3, row.name);
+  put_definition_.BindText(4, row.body).Bind(5, sum).Run();
+}
+
+void RowWriter::Remove(const RowKey& key) {
+  Statement& statement = key.kind == RowKind::kDefinition ? remove_definition_
+                         : key.kind == RowKind::kObject   ? remove_object_
+                                                          : remove_page_;
+  statement.Bind(1, TableKey(key)).Run();
+}
+
+void RowWriter::Commit(const ChangeSet& changes) {
+  begin_.Run();
+  for (const RowKey& key : changes.removed) Remove(key);
+  for (const Row& row : changes.put) Put(row);
+  PutMeta(put_meta_, {changes.state, true});
+  commit_.Run();
+}
+
+}  // namespace ncc

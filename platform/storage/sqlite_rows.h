@@ -1,0 +1,68 @@
+// How rows stand in the tables of the data file.
+//
+//   meta(id, revision, row_count, row_sum, unit, open, sum)
+//                                           one row: the number of the last commit, how many rows
+//                                           it left with which sum over all their sums, and what
+//                                           was drawn for it; open is 1 from the first commit of an
+//                                           owner to its clean close
+//   definition(id, type, name, body, sum)   body is JSON
+//   object(id, type, name, data, sum)       data is the image of the fixed values
+//   page(key, body, sum)                    64 positions of a list as JSON, null for a removed one;
+//                                           key = owner << 29 | list << 26 | chunk
+//
+// sum is the CRC-32C of the row's table, key and columns with their lengths. Views join the pages
+// for people: item (contents of folders), link (ties between objects), membership (users in Deps).
+#pragma once
+
+#include "platform/storage/sqlite_statement.h"
+
+#include <functional>
+#include <string>
+
+namespace ncc {
+
+// The whole contents of a data file that nothing was committed to.
+std::string MakeEmptyDataFile();
+
+struct MetaRow {
+  StoredState state;
+  bool open = false;
+};
+
+// These three throw StorageError "database is damaged: ..." for what this system did not write.
+void CheckStructure(sqlite3* db);
+MetaRow ReadMeta(sqlite3* db);
+StoredState ReadRows(sqlite3* db, const std::function<void(Row&&)>& row);
+
+// Takes the mark away that each commit makes.
+void MarkClosed(sqlite3* db);
+// The same in a copy that nobody knows yet, so that it needs no journal.
+DatabaseHandle OpenCopyAndMarkClosed(const std::string& file);
+
+// Opens what a data file without a log holds, for reading; `bytes` must outlive the handle.
+DatabaseHandle OpenImage(const std::string& bytes);
+
+// Writes change sets with statements that are prepared once.
+class RowWriter {
+ public:
+  explicit RowWriter(sqlite3* db);
+
+  // One transaction. After an exception it is still open, or its end is unknown.
+  void Commit(const ChangeSet& changes);
+
+ private:
+  void Put(const Row& row);
+  void Remove(const RowKey& key);
+
+  Statement begin_;
+  Statement commit_;
+  Statement put_definition_;
+  Statement put_object_;
+  Statement put_page_;
+  Statement remove_definition_;
+  Statement remove_object_;
+  Statement remove_page_;
+  Statement put_meta_;
+};
+
+}  // namespace ncc

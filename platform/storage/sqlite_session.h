@@ -1,0 +1,70 @@
+// One connection to the data file, from opening and checking to closing.
+#pragma once
+
+#include "platform/storage/database_files.h"
+#include "platform/storage/sqlite_rows.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace ncc {
+
+// The owner's lock must be held. Until the rows were found sound, by Load or by an earlier session,
+// nothing changes the data file, not even closing.
+class Session {
+ public:
+  // Opens an existing file of ours and checks its structure. `fills_log`: a log that this session
+  // begins is filled ahead where there is room for it.
+  Session(const DatabaseFiles& files, bool fills_log);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  MetaRow Meta() { return ReadMeta(db_.get()); }
+
+  StoredState Load(const std::function<void(Row&&)>& row);
+  // The rows are what an earlier session has found sound and written since.
+  void TrustRows() { LetClosingFinish(true); }
+
+  // After an exception this object is good for nothing but its destruction, which leaves the files
+  // as they are: only a new session can tell what is stored.
+  void Commit(const ChangeSet& changes);
+
+  // Brings the log's commits into the data file, durably. False when not all of them got there;
+  // none is lost then.
+  bool MoveLogToData();
+
+  // Into `file`, which exists and is empty; checked, but not flushed.
+  void CopyTo(const std::string& file);
+
+ private:
+  // Takes away a log that opening made and nothing was written to.
+  class EmptyLogRemover {
+   public:
+    explicit EmptyLogRemover(std::string log);
+    ~EmptyLogRemover();
+    EmptyLogRemover(const EmptyLogRemover&) = delete;
+    EmptyLogRemover& operator=(const EmptyLogRemover&) = delete;
+
+   private:
+    std::string log_;
+    bool existed_;
+  };
+
+  void SetUp();
+  void PrepareLog();
+  void FillLog();
+  void LetClosingFinish(bool finish);
+
+  const std::string folder_;
+  const bool fills_log_;
+  EmptyLogRemover remover_;
+  DatabaseHandle db_;
+  std::optional<RowWriter> writer_;
+  bool log_ready_ = false;
+  bool marked_ = false;  // the data file itself says that it is open, also without its log
+  bool closing_finishes_ = false;
+};
+
+}  // namespace ncc

@@ -1,0 +1,146 @@
+#include "platform/storage/sqlite_statement.h"
+
+#include "platform/storage/database_files.h"
+
+#include <cerrno>
+#include <string>
+
+namespace ncc {
+namespace {
+
+int LastErrno(sqlite3_file* file) {
+  int error = 0;
+  if (file == nullptr || file->pMethods == nullptr) return 0;
+  return file->pMethods->xFileControl(file, SQLITE_FCNTL_LAST_ERRNO, &error) == SQLITE_OK ? error
+                                                                                          : 0;
+}
+
+// The error of the system behind the last failure. The connection does not hear of all of them:
+// those of a commit stay with the file that they befell.
+int SystemError(sqlite3* db) {
+  if (const int error = sqlite3_system_errno(db); error != 0) return error;
+  for (const int which : {SQLITE_FCNTL_JOURNAL_POINTER, SQLITE_FCNTL_FILE_POINTER}) {
+    sqlite3_file* file = nullptr;
+    if (sqlite3_file_control(db, "main", which, &file) != SQLITE_OK) continue;
+    if (const int error = LastErrno(file); error != 0) return error;
+  }
+  return EIO;
+}
+
+std::string Explain(sqlite3* db, int code) {
+  const char* name = db == nullptr ? nullptr : sqlite3_db_filename(db, "main");
+  const std::string file = name == nullptr ? std::string() : std::string(name);
+  switch (code & 0xFF) {
+    case SQLITE_FULL:
+      return "the disk is full";
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return "database is in use by another process";
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      return "database is damaged: " + file + ": " + sqlite3_errmsg(db);
+    case SQLITE_READONLY:
+      return "cannot write " + file + ": the file or its folder is read-only";
+    case SQLITE_NOMEM:
+      return "there is not enough memory";
+    case SQLITE_CANTOPEN:
+      return DescribeFailure("cannot open or create the files of", file, SystemError(db));
+    case SQLITE_IOERR:
+      if (code == SQLITE_IOERR_FSYNC || code == SQLITE_IOERR_DIR_FSYNC) {
+        return DescribeFailure("cannot flush to storage", file, SystemError(db));
+      }
+      return DescribeFailure("cannot read or write", file, SystemError(db));
+    default:
+      return "storage failed in " + file + ": " + sqlite3_errmsg(db);
+  }
+}
+
+bool TellsOfFullDisk(sqlite3* db, int code) {
+  if ((code & 0xFF) == SQLITE_FULL) return true;
+  if ((code & 0xFF) != SQLITE_IOERR || db == nullptr) return false;
+  const int error = SystemError(db);
+  return error == ENOSPC || error == EDQUOT;
+}
+
+}  // namespace
+
+SqliteError::SqliteError(sqlite3* db, int code)
+    : StorageError(Explain(db, code),
+                   (code & 0xFF) == SQLITE_BUSY ? NCCFailure::kInUse : NCCFailure::kOther),
+      code_(code),
+      is_full_(TellsOfFullDisk(db, code)) {}
+
+DatabaseHandle OpenDatabase(const char* file, int flags) {
+  sqlite3* raw = nullptr;
+  const int code =
+      sqlite3_open_v2(file, &raw, flags | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_NOMUTEX, nullptr);
+  DatabaseHandle db(raw);
+  if (code != SQLITE_OK) throw SqliteError(raw, code);
+  return db;
+}
+
+void Configure(sqlite3* db, int option, int value) {
+  const int code = sqlite3_db_config(db, option, value, nullptr);
+  if (code != SQLITE_OK) throw SqliteError(db, code);
+}
+
+void DistrustContents(sqlite3* db) {
+  Configure(db, SQLITE_DBCONFIG_DEFENSIVE, 1);
+  Configure(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0);
+  Configure(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0);
+  Configure(db, SQLITE_DBCONFIG_ENABLE_VIEW, 0);
+}
+
+void Execute(sqlite3* db, const char* sql) {
+  const int code = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
+  if (code != SQLITE_OK) throw SqliteError(db, code);
+}
+
+Statement::Statement(sqlite3* db, std::string_view sql) {
+  sqlite3_stmt* raw = nullptr;
+  const int code = sqlite3_prepare_v3(db, sql.data(), static_cast<int>(sql.size()),
+                                      SQLITE_PREPARE_PERSISTENT, &raw, nullptr);
+  handle_.reset(raw);
+  if (code != SQLITE_OK) throw SqliteError(db, code);
+}
+
+void Statement::Check(int code) const {
+  if (code != SQLITE_OK) throw SqliteError(sqlite3_db_handle(handle_.get()), code);
+}
+
+Statement& Statement::Bind(int parameter, std::int64_t value) {
+  Check(sqlite3_bind_int64(handle_.get(), parameter, value));
+  return *this;
+}
+
+Statement& Statement::BindText(int parameter, std::string_view text) {
+  Check(sqlite3_bind_text64(handle_.get(), parameter, text.data(), text.size(), SQLITE_STATIC,
+                            SQLITE_UTF8));
+  return *this;
+}
+
+Statement& Statement::BindBlob(int parameter, std::string_view bytes) {
+  Check(sqlite3_bind_blob64(handle_.get(), parameter, bytes.data(), bytes.size(), SQLITE_STATIC));
+  return *this;
+}
+
+bool Statement::Step() {
+  const int code = sqlite3_step(handle_.get());
+  if (code == SQLITE_ROW) return true;
+  if (code != SQLITE_DONE) Check(code);
+  return false;
+}
+
+void Statement::Run() {
+  while (Step()) {
+  }
+  Reset();
+}
+
+std::string_view Statement::Bytes(int column) const {
+  const auto* bytes = static_cast<const char*>(sqlite3_column_blob(handle_.get(), column));
+  if (bytes == nullptr) return {};
+  return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(handle_.get(), column))};
+}
+
+}  // namespace ncc
