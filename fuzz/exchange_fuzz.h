@@ -1,7 +1,7 @@
 // What the fuzz targets of the exchange files share.
 #pragma once
 
-#include "exchange/readers.h"
+#include "exchange/read/readers.h"
 
 #include <cstddef>
 #include <cstdint>

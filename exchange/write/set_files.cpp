@@ -1,4 +1,4 @@
-#include "exchange/set_files.h"
+#include "exchange/write/set_files.h"
 
 #include "platform/disk/folder_lock.h"
 #include "platform/disk/output_file.h"

@@ -1,9 +1,9 @@
-#include "exchange/own_network.h"
+#include "exchange/write/own_network.h"
 
 #include "core/entity.h"
 #include "exchange/application_codes.h"
 #include "exchange/hex.h"
-#include "exchange/line_scanner.h"
+#include "exchange/read/line_scanner.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "exchange/record_table.h"
+#include "exchange/read/record_table.h"
 
 #include <random>
 

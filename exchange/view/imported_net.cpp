@@ -1,4 +1,4 @@
-#include "exchange/imported_net.h"
+#include "exchange/view/imported_net.h"
 
 namespace ncc {
 

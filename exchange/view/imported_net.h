@@ -1,7 +1,7 @@
 // One network as its exchange files describe it.
 #pragma once
 
-#include "exchange/record_table.h"
+#include "exchange/read/record_table.h"
 #include "nccnet/records.h"
 #include "platform/sync.h"
 

@@ -5,9 +5,9 @@
 #include "core/last_error.h"
 #include "exchange/application_codes.h"
 #include "exchange/hex.h"
-#include "exchange/line_scanner.h"
-#include "exchange/own_network.h"
-#include "exchange/set_files.h"
+#include "exchange/read/line_scanner.h"
+#include "exchange/write/own_network.h"
+#include "exchange/write/set_files.h"
 
 #include <array>
 #include <stdexcept>

@@ -10,10 +10,10 @@
 //   uc   Dep Dep
 //   ng   group member kind ("A" node, "G" Dep) and a 1
 
-#include "exchange/readers.h"
+#include "exchange/read/readers.h"
 
 #include "exchange/application_codes.h"
-#include "exchange/line_scanner.h"
+#include "exchange/read/line_scanner.h"
 
 #include <algorithm>
 #include <cstring>
