@@ -4,8 +4,7 @@ find_package(Python3 REQUIRED COMPONENTS Interpreter)
 find_program(CLANG_FORMAT NAMES clang-format-14 clang-format)
 find_program(RUN_CLANG_TIDY NAMES run-clang-tidy-14 run-clang-tidy)
 
-set(code_dirs bench core examples exchange fuzz generate include platform structure tests tools
-              update)
+set(code_dirs bench core examples exchange fuzz generate include platform structure tests tools)
 set(code_patterns)
 foreach(dir IN LISTS code_dirs)
     list(APPEND code_patterns ${PROJECT_SOURCE_DIR}/${dir}/*.h ${PROJECT_SOURCE_DIR}/${dir}/*.cpp)
@@ -33,7 +32,7 @@ function(nccnet_add_tidy target folders)
                 -extra-arg=-Wno-unknown-warning-option "^${source_pattern}/(${folders})/"
         COMMENT "clang-tidy: ${folders}" VERBATIM)
 endfunction()
-nccnet_add_tidy(check_tidy "core|structure|generate|exchange|update|platform")
+nccnet_add_tidy(check_tidy "core|structure|generate|exchange|platform")
 nccnet_add_tidy(check_tools "tools")
 
 add_custom_target(check_style

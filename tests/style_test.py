@@ -6,20 +6,41 @@ from pathlib import Path
 
 MAX_COLUMNS, MAX_FILE_LINES, MAX_FUNCTION_LINES = 100, 600, 70
 
-# Which folders each folder may include from; include/nccnet is written "nccnet/...".
+# Which rooms each room may include from, itself and the rooms within it apart. A room inside
+# another is held to its own line. include/nccnet is written "nccnet", the tool's rooms as they are.
+PLATFORM = "nccnet platform "
 LAYERS = {
-    "include": {"nccnet"},
-    "platform": {"nccnet", "platform"},
-    "core": {"nccnet", "platform", "core"},
-    "structure": {"nccnet", "platform", "core", "structure"},
-    "generate": {"nccnet", "platform", "core", "structure", "generate"},
-    "exchange": {"nccnet", "platform", "core", "structure", "exchange"},
-    "update": {"nccnet", "platform", "core", "structure", "update"},
-    "tools": {"nccnet"},
-    "examples": {"nccnet"},
+    "include": "nccnet",
+    "platform": "nccnet",
+    "platform/disk": "nccnet platform/text",
+    "platform/text": "nccnet",
+    "platform/stamps": "nccnet platform/disk",
+    "platform/storage": PLATFORM + "platform/disk platform/text",
+    "platform/hdb": PLATFORM + "platform/storage platform/text",
+    "core": PLATFORM,
+    "structure": PLATFORM + "core",
+    "generate": PLATFORM + "core structure",
+    "exchange": PLATFORM + "core structure",
+    "exchange/read": PLATFORM + "core exchange/*",
+    "exchange/view": PLATFORM + "core exchange/* exchange/read",
+    "exchange/write": PLATFORM + "core structure exchange/* exchange/read exchange/view",
+    "tools": "nccnet",
+    "examples": "nccnet",
 }
-LIBRARY = set(LAYERS) - {"tools", "examples"}
-CODE = set(LAYERS) | {"tests", "bench", "fuzz"}
+TOOL = "tools/nccadm"
+TOOL_LAYERS = {
+    "": "commands console description files network plan",
+    "console": "",
+    "network": "console",
+    "description": "console network",
+    "plan": "console network description",
+    "files": "console network",
+    "commands": "console network description plan files",
+}
+LAYERS |= {f"{TOOL}/{room}".rstrip("/"): "nccnet " + " ".join(f"{TOOL}/{r}" for r in below.split())
+           for room, below in TOOL_LAYERS.items()}
+LIBRARY = {"include", "platform", "core", "structure", "generate", "exchange"}
+CODE = LIBRARY | {"tools", "examples", "tests", "bench", "fuzz"}
 
 ENGINE_HEADERS = {"sqlite3.h", "gcrypt.h"}
 ENGINE_FOLDERS = {"platform", "bench"}
@@ -66,6 +87,19 @@ def find_functions(code):
                 head, head_line = "", line
             head += character
         line += character == "\n"
+
+
+def room_of(path):
+    """The innermost room of the plan that the file is in; its first folder when it is in none."""
+    folders = path.split("/")[:-1]
+    while len(folders) > 1 and "/".join(folders) not in LAYERS:
+        folders.pop()
+    return "/".join(folders)
+
+
+def may_see(allowed, room):
+    """A room stands for all that is in it, "room/*" for itself alone."""
+    return room == allowed.removesuffix("/*") or room.startswith(allowed + "/")
 
 
 class Checker:
@@ -123,11 +157,15 @@ class Checker:
             return
         if folder in LIBRARY - {"platform", "include"} and SYSTEM_HEADERS.match(header):
             self.report(path, number, f"files belong to platform/: {header}")
-        root = header.split("/")[0]
-        beside = kind == '"' and (path.parent / header).is_file()
-        is_ours = root == "nccnet" or root in CODE
-        if is_ours and not beside and root not in LAYERS[folder]:
-            self.report(path, number, f"{folder}/ may not include {header}")
+        if kind == "<" or (path.parent / header).is_file():
+            return
+        within = path.relative_to(self.tree).as_posix()
+        if within.startswith(TOOL) and (self.tree / TOOL / header).is_file():
+            header = f"{TOOL}/{header}"
+        room = room_of(within)
+        target = room_of(header)
+        if not any(may_see(allowed, target) for allowed in [room + "/*", *LAYERS[room].split()]):
+            self.report(path, number, f"{room}/ may not include {header}")
 
     def check_lists(self, files):
         """A source that no list names would be neither built nor run."""

@@ -2,7 +2,7 @@
 // and leaves what it read before.
 #pragma once
 
-#include "exchange/view/imported_net.h"
+#include "exchange/read/imported_net.h"
 
 #include <cstddef>
 #include <optional>

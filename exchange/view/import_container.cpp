@@ -1,7 +1,7 @@
 #include "nccnet/import_container.h"
 
 #include "core/last_error.h"
-#include "exchange/write/set_files.h"
+#include "exchange/set_files.h"
 #include "platform/sync.h"
 
 #include <algorithm>

@@ -4,9 +4,9 @@
 
 #include "core/last_error.h"
 #include "exchange/file_names.h"
+#include "exchange/read/imported_net.h"
 #include "exchange/read/readers.h"
-#include "exchange/view/imported_net.h"
-#include "exchange/write/set_files.h"
+#include "exchange/set_files.h"
 
 #include <new>
 #include <stdexcept>

@@ -2,7 +2,7 @@
 
 #include "nccnet/import_net.h"
 
-#include "exchange/view/imported_net.h"
+#include "exchange/read/imported_net.h"
 
 #include <algorithm>
 #include <cstring>

@@ -2,7 +2,7 @@
 
 #include "exchange/hex.h"
 #include "exchange/read/readers.h"
-#include "exchange/write/set_files.h"
+#include "exchange/set_files.h"
 
 #include <utility>
 

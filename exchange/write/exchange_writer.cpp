@@ -6,8 +6,8 @@
 #include "exchange/application_codes.h"
 #include "exchange/hex.h"
 #include "exchange/read/line_scanner.h"
+#include "exchange/set_files.h"
 #include "exchange/write/own_network.h"
-#include "exchange/write/set_files.h"
 
 #include <array>
 #include <stdexcept>

@@ -1,6 +1,6 @@
 #include "nccnet/export_manager.h"
 
-#include "exchange/view/imported_net.h"
+#include "exchange/read/imported_net.h"
 #include "platform/disk/files.h"
 #include "platform/disk/paths.h"
 

@@ -1,0 +1,149 @@
+// app list, set, nodes
+#include <memory>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "commands/command_line.h"
+#include "console/text.h"
+#include "network/nodes.h"
+#include "network/view.h"
+
+namespace ncc::tool {
+namespace {
+
+struct Arguments {
+  std::string node;
+  std::vector<std::string> applications;
+  std::vector<std::string> added;
+  std::vector<std::string> removed;
+  bool none = false;
+  bool any = false;
+  bool all = false;
+  int settings = -1;
+};
+
+int ListNames(Session& session) {
+  const std::vector<std::string>& names = session.Apps().Names();
+  Output& out = session.Out();
+  Json all = Json::array();
+  Table table = {{"NUMBER", "MASK", "NAME"}};
+  for (std::size_t bit = 0; bit < names.size(); ++bit) {
+    all.push_back({{"number", bit + 1}, {"mask", 1U << bit}, {"name", names[bit]}});
+    table.push_back({std::to_string(bit + 1), fmt::format("0x{:X}", 1U << bit), names[bit]});
+  }
+  if (out.IsJson()) {
+    out.Document({{"applications", std::move(all)}});
+  } else {
+    out.PrintTable(table);
+  }
+  return kExitDone;
+}
+
+int List(Session& session, const Arguments& arguments) {
+  if (arguments.node.empty()) return ListNames(session);
+  const Node node = FindNode(session, arguments.node);
+  if (session.IsJson()) {
+    NodeWriter(session).Show(node);
+    return kExitDone;
+  }
+  const std::vector<std::string> names = session.Apps().Describe(node.flags);
+  for (const std::string& name : names) session.Out().Line(name);
+  if (names.empty()) session.Out().Say(fmt::format("{} has no applications.", Quoted(node)));
+  return kExitDone;
+}
+
+void CheckSetUsage(const Arguments& arguments) {
+  const bool replaces = arguments.none || !arguments.applications.empty();
+  const bool edits = !arguments.added.empty() || !arguments.removed.empty();
+  if (replaces && edits) {
+    throw Failure("a whole set of applications and --add or --remove exclude each other",
+                  "'nccadm app set --help' shows the forms.", kExitUsage);
+  }
+  if (arguments.none && !arguments.applications.empty()) {
+    throw Failure("--none and names of applications exclude each other", {}, kExitUsage);
+  }
+  if (!replaces && !edits && arguments.settings < 0) {
+    throw Failure("nothing is said about the applications",
+                  "Name them, or give --none, --add, --remove or --settings.", kExitUsage);
+  }
+}
+
+int Set(Session& session, const Arguments& arguments) {
+  CheckSetUsage(arguments);
+  const Applications& known = session.Apps();
+  const std::uint32_t named = known.ParseAll(arguments.applications);
+  const std::uint32_t added = known.ParseAll(arguments.added);
+  const std::uint32_t removed = known.ParseAll(arguments.removed);
+  Node node = FindNode(session, arguments.node);
+  const bool replaces = arguments.none || !arguments.applications.empty();
+  const std::uint32_t mask = replaces ? named : (node.flags | added) & ~removed;
+  const auto settings =
+      static_cast<std::uint8_t>(arguments.settings < 0 ? node.settings : arguments.settings);
+  CNCCNet& net = session.Net();
+  const bool done =
+      node.is_server ? net.RegSrv(node.id, mask, settings) : net.RegAPP(node.id, mask, settings);
+  if (!done)
+    throw session.Refusal(fmt::format("the applications of {} were not set", Quoted(node)));
+  node.flags = mask;
+  node.settings = settings;
+  const std::vector<std::string> now = known.Describe(node.flags);
+  session.Out().Say(
+      fmt::format("{} has {}.", Quoted(node),
+                  now.empty() ? "no applications" : fmt::format("{}", fmt::join(now, ", "))));
+  if (session.IsJson()) NodeWriter(session).Show(node);
+  return kExitDone;
+}
+
+int ListNodes(Session& session, const Arguments& arguments) {
+  const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
+  std::vector<Node> nodes = session.Shown().ServersAndAps();
+  std::erase_if(nodes, [&](const Node& node) {
+    return arguments.any ? (node.flags & mask) == 0 : (node.flags & mask) != mask;
+  });
+  NodeWriter(session).ShowMixed(nodes, "nodes");
+  return kExitDone;
+}
+
+}  // namespace
+
+void AddApplicationCommands(CommandLine& line) {
+  CLI::App& group = line.AddGroup("app", "Applications of servers and APs");
+  auto arguments = std::make_shared<Arguments>();
+
+  CLI::App& list = CommandLine::AddCommand(
+      group, "list", "List all applications with their bits, or those of one server or AP",
+      "app list\napp list Center");
+  list.add_option("NODE", arguments->node, "The server or AP: its name or id:NUMBER");
+  line.OnRun(list, [arguments](Session& session) { return List(session, *arguments); });
+
+  CLI::App& set = CommandLine::AddCommand(
+      group, "set", "Give a server or AP exactly these applications, or change single ones",
+      "app set Center ncc mail 0x20000\napp set Center --add kc --remove mail\napp set Center "
+      "--none");
+  set.add_option("NODE", arguments->node, "The server or AP: its name or id:NUMBER")->required();
+  set.add_option("APP", arguments->applications, "Names of applications, or masks as numbers");
+  set.add_option("--add", arguments->added, "Add these, keep the others")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+  set.add_option("--remove", arguments->removed, "Remove these, keep the others")
+      ->delimiter(',')
+      ->allow_extra_args(false);
+  set.add_flag("--none", arguments->none, "Remove all");
+  set.add_option("--settings", arguments->settings, "Set the settings byte too")
+      ->check(CLI::Range(0, 255));
+  line.OnRun(set, [arguments](Session& session) { return Set(session, *arguments); });
+
+  CLI::App& nodes =
+      CommandLine::AddCommand(group, "nodes", "List the servers and APs that have applications",
+                              "app nodes kc\napp nodes ncc kc --any");
+  nodes.add_option("APP", arguments->applications, "Names of applications, or masks as numbers")
+      ->required();
+  CLI::Option* any =
+      nodes.add_flag("--any", arguments->any, "Those that have at least one of them");
+  nodes.add_flag("--all", arguments->all, "Those that have all of them; this is the default")
+      ->excludes(any);
+  line.OnRun(nodes, [arguments](Session& session) { return ListNodes(session, *arguments); });
+}
+
+}  // namespace ncc::tool

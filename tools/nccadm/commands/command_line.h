@@ -1,0 +1,70 @@
+// The tree of commands: each family adds its own, this class parses and runs one of them.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "network/session.h"
+
+namespace ncc::tool {
+
+class CommandLine {
+ public:
+  CommandLine();
+  CommandLine(const CommandLine&) = delete;
+  CommandLine& operator=(const CommandLine&) = delete;
+
+  CLI::App& Root() { return app_; }
+
+  // A family of commands, such as "server".
+  CLI::App& AddGroup(const std::string& name, const std::string& description);
+
+  // A command of a family or of the root. Examples are lines without the tool's name.
+  static CLI::App& AddCommand(CLI::App& parent, const std::string& name,
+                              const std::string& description, const std::string& examples);
+
+  // "--key FILE", for commands that make or test stamps.
+  static CLI::Option* AddKeyOption(CLI::App& command, std::string& file);
+
+  // What the command does; the result is the exit code.
+  void OnRun(CLI::App& command, std::function<int(Session&)> action);
+
+  // Parses and runs. Never throws.
+  int Main(int argc, char** argv);
+
+ private:
+  int Run(int argc, char** argv);
+  int Parse(int argc, char** argv, bool& finished);
+  int RunAction();
+
+  CLI::App app_;
+  Options options_;
+  Output output_;
+  std::function<int(Session&)> action_;
+};
+
+// The families. A new one gets a file, a function here and a call in main.cpp.
+void AddDatabaseCommands(CommandLine& line);     // init, info, backup, restore
+void AddServerCommands(CommandLine& line);       // server ...
+void AddApCommands(CommandLine& line);           // ap ...
+void AddUserCommands(CommandLine& line);         // user ...
+void AddDepCommands(CommandLine& line);          // dep ...
+void AddGroupCommands(CommandLine& line);        // group ...
+void AddApplicationCommands(CommandLine& line);  // app ...
+void AddViewCommands(CommandLine& line);         // tree, find, show
+void AddCheckCommand(CommandLine& line);         // check
+void AddDescriptionCommands(CommandLine& line);  // plan, apply, dump
+void AddImportCommand(CommandLine& line);        // import-csv
+void AddExportCommands(CommandLine& line);       // export ...
+void AddExchangeCommands(CommandLine& line);     // exchange ...
+void AddGenerateCommands(CommandLine& line);     // generate ...
+void AddStampCommands(CommandLine& line);        // keygen, stamp, verify-stamps
+void AddPackageCommands(CommandLine& line);      // package ...
+void AddJournalCommands(CommandLine& line);      // journal ...
+void AddMapCommand(CommandLine& line);           // show-map
+void AddCompletionCommand(CommandLine& line);    // completion
+
+}  // namespace ncc::tool

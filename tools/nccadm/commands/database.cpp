@@ -1,0 +1,149 @@
+// init, info, backup, restore
+#include <filesystem>
+#include <limits>
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "commands/command_line.h"
+#include "console/text.h"
+#include "network/network.h"
+#include "network/objects.h"
+
+namespace ncc::tool {
+namespace {
+
+// An address has four hexadecimal digits for the network.
+constexpr std::uint64_t kLastNetwork = 0xFFFF;
+
+Json PreferencesJson(const Preferences& p) {
+  return {{"byte_12", p.byte_12},   {"node_settings", p.node_settings},
+          {"value_14", p.value_14}, {"byte_18", p.byte_18},
+          {"byte_19", p.byte_19},   {"value_20", p.value_20}};
+}
+
+Json InfoJson(Session& session, const Network& network) {
+  CNCCNet& net = session.Net();
+  const Preferences& p = network.preferences;
+  std::size_t link_ends = 0;
+  for (const ServerView& server : network.servers) link_ends += server.linked.size();
+  return {{"database", {{"folder", net.GetDBPath()}, {"name", net.GetDBName()}}},
+          {"network", p.net_number},
+          {"revision", net.GetRevision()},
+          {"objects",
+           {{"servers", network.servers.size()},
+            {"aps", network.ApCount()},
+            {"links", link_ends / 2},
+            {"users", ListObjects(net, Kind::kUser).size()},
+            {"deps", ListObjects(net, Kind::kDep).size()},
+            {"groups", ListObjects(net, Kind::kGroup).size()}}},
+          {"counters",
+           {{"next_id", p.next_id},
+            {"server_counter", p.server_counter},
+            {"ngrp_counter", p.ngrp_counter}}},
+          {"preferences", PreferencesJson(p)}};
+}
+
+void PrintSection(Output& out, const Json& section) {
+  for (const auto& [key, value] : section.items()) {
+    out.Line(fmt::format("{:<16}{}", key, value.dump()));
+  }
+}
+
+int ShowInfo(Session& session) {
+  const Network network = LoadNetwork(session.Net());
+  const Json info = InfoJson(session, network);
+  Output& out = session.Out();
+  if (out.IsJson()) {
+    out.Document(info);
+    return kExitDone;
+  }
+  out.Line(fmt::format("{:<16}{}{}", "database", Printable(session.Net().GetDBPath()),
+                       Printable(session.Net().GetDBName())));
+  out.Line(fmt::format("{:<16}0x{:04X}", "network", network.preferences.net_number));
+  out.Line(fmt::format("{:<16}{}", "revision", session.Net().GetRevision()));
+  for (const char* section : {"objects", "counters", "preferences"}) {
+    out.Line(out.Paint(Style::kHeading, section));
+    PrintSection(out, info[section]);
+  }
+  return kExitDone;
+}
+
+int Init(Session& session, const std::string& number) {
+  const auto network = ParseNumber(number, kLastNetwork);
+  if (!network || *network == 0) {
+    throw Failure(fmt::format("\"{}\" is not a network number", number),
+                  "It is a number from 1 to 65535, also as 0x1A.", kExitUsage);
+  }
+  CNCCNet& net = session.Create(static_cast<std::uint32_t>(*network));
+  session.Out().Say(fmt::format("Created the database {} for network 0x{:04X}.",
+                                Printable(session.DatabaseText()), *network));
+  if (session.IsJson()) session.Out().Document(InfoJson(session, LoadNetwork(net)));
+  return kExitDone;
+}
+
+int Backup(Session& session, const std::string& file) {
+  CNCCNet& net = session.Net();
+  session.ConfirmReplacing(file);
+  if (!net.Backup(file.c_str())) {
+    throw session.Refusal(fmt::format("the copy {} could not be made", file));
+  }
+  std::error_code error;
+  const auto bytes = std::filesystem::file_size(file, error);
+  session.Out().Say(fmt::format("Copied revision {} to {} ({} bytes).", net.GetRevision(),
+                                Printable(file), bytes));
+  if (session.IsJson()) {
+    session.Out().Document(
+        {{"backup", {{"file", file}, {"bytes", bytes}, {"revision", net.GetRevision()}}}});
+  }
+  return kExitDone;
+}
+
+int Restore(Session& session, const std::string& copy) {
+  const std::uint64_t revision = session.CheckCopy(copy);
+  std::error_code error;
+  if (std::filesystem::exists(session.DatabaseText() + ".db", error)) {
+    session.Confirm(fmt::format("the database {} would be replaced by revision {} of {}",
+                                session.DatabaseText(), revision, copy));
+  }
+  const std::string kept = session.Restore(copy);
+  session.Out().Say(fmt::format("Restored revision {} from {}.", revision, Printable(copy)));
+  if (!kept.empty()) {
+    session.Out().Say(fmt::format("What was there before is kept as {}.", Printable(kept)));
+  }
+  if (session.IsJson()) {
+    session.Out().Document({{"restored", {{"file", copy}, {"revision", revision}}},
+                            {"kept", kept.empty() ? Json() : Json(kept)}});
+  }
+  return kExitDone;
+}
+
+}  // namespace
+
+void AddDatabaseCommands(CommandLine& line) {
+  auto network = std::make_shared<std::string>();
+  CLI::App& init = CommandLine::AddCommand(line.Root(), "init", "Create a database",
+                                           "--db /srv/ncc/city init --network 0x1A");
+  init.add_option("--network", *network, "The number of the network")->required()->type_name("N");
+  line.OnRun(init, [network](Session& session) { return Init(session, *network); });
+
+  CLI::App& info = CommandLine::AddCommand(
+      line.Root(), "info", "Show the network number, the counters and the numbers of objects",
+      "--db /srv/ncc/city info\n--db /srv/ncc/city info --json");
+  line.OnRun(info, ShowInfo);
+
+  auto file = std::make_shared<std::string>();
+  CLI::App& backup =
+      CommandLine::AddCommand(line.Root(), "backup", "Write a consistent copy of the database",
+                              "--db /srv/ncc/city backup /var/backups/city.db");
+  backup.add_option("FILE", *file, "The file for the copy")->required();
+  line.OnRun(backup, [file](Session& session) { return Backup(session, *file); });
+
+  CLI::App& restore = CommandLine::AddCommand(
+      line.Root(), "restore", "Put a copy in the place of the database, which is kept beside it",
+      "--db /srv/ncc/city restore /var/backups/city.db");
+  restore.add_option("BACKUP", *file, "The copy, as backup writes it")->required();
+  line.OnRun(restore, [file](Session& session) { return Restore(session, *file); });
+}
+
+}  // namespace ncc::tool

@@ -1,0 +1,44 @@
+// export nodenames
+#include <filesystem>
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "commands/command_line.h"
+#include "console/text.h"
+
+namespace ncc::tool {
+namespace {
+
+int ExportNodeNames(Session& session, const std::string& folder) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(folder, error)) {
+    throw Failure(fmt::format("there is no folder {}", folder),
+                  "Create it, or give another one with --out.");
+  }
+  const std::string prefix = folder.ends_with('/') ? folder : folder + "/";
+  const std::string file = prefix + "NODENAME.DOC";
+  if (!session.Net().CreateNodenameFile(prefix.c_str())) {
+    throw session.Refusal(fmt::format("{} was not written", file));
+  }
+  const auto bytes = std::filesystem::file_size(file, error);
+  session.Out().Say(fmt::format("Wrote {} ({} bytes).", Printable(file), bytes));
+  if (session.IsJson()) session.Out().Document({{"file", file}, {"bytes", bytes}});
+  return kExitDone;
+}
+
+}  // namespace
+
+void AddExportCommands(CommandLine& line) {
+  CLI::App& group = line.AddGroup("export", "Single files made from the network");
+  auto folder = std::make_shared<std::string>(".");
+  CLI::App& names =
+      CommandLine::AddCommand(group, "nodenames", "Write the node name file NODENAME.DOC",
+                              "export nodenames --out /srv/ncc/kc");
+  names.add_option("--out", *folder, "The folder for the file")
+      ->type_name("DIR")
+      ->capture_default_str();
+  line.OnRun(names, [folder](Session& session) { return ExportNodeNames(session, *folder); });
+}
+
+}  // namespace ncc::tool

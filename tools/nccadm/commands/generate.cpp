@@ -1,0 +1,274 @@
+// generate ...
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+
+#include <fmt/format.h>
+
+#include "commands/command_line.h"
+#include "console/text.h"
+#include "files/generation.h"
+#include "files/generation_steps.h"
+#include "files/output_folder.h"
+#include "files/stamper.h"
+
+namespace ncc::tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// These folders are replaced: nothing that the run needs may lie there.
+void RefuseOwnFolders(const fs::path& out, const fs::path& file, const char* what) {
+  const fs::path whole = fs::weakly_canonical(file);
+  for (const char* name : {"KC", "APDB", "MAP", kWorkFolder}) {
+    const fs::path folder = fs::weakly_canonical(out / name);
+    if (std::mismatch(folder.begin(), folder.end(), whole.begin(), whole.end()).first ==
+        folder.end()) {
+      throw Failure(fmt::format("{} lies in the output folder {}, which would be replaced", what,
+                                folder.string()),
+                    "Give another folder with --out.");
+    }
+  }
+}
+
+std::string BytesText(std::uint64_t bytes) {
+  const auto in = [bytes](int shift) {
+    return static_cast<double>(bytes) / static_cast<double>(std::uint64_t{1} << shift);
+  };
+  if (bytes < 1U << 20) return fmt::format("{}", bytes);
+  if (bytes < 1U << 30) return fmt::format("{} ({:.1f} MiB)", bytes, in(20));
+  return fmt::format("{} ({:.1f} GiB)", bytes, in(30));
+}
+
+const char* WordOf(StepState state) {
+  switch (state) {
+    case StepState::kDone:
+      return "done";
+    case StepState::kStopped:
+      return "stopped";
+    case StepState::kNotBegun:
+      return "not begun";
+  }
+  return "";
+}
+
+void PrintReport(Output& out, const Generation& run) {
+  Table table = {{"", "FILES", "SHARED", "BYTES"}};
+  const auto add = [&](const StepResult& result, const std::string& words) {
+    table.push_back({words, std::to_string(result.files), std::to_string(result.shared),
+                     BytesText(result.bytes)});
+  };
+  for (const StepResult& result : run.Results()) {
+    add(result, result.words);
+    if (run.WasStopped()) table.back().push_back(WordOf(result.state));
+  }
+  add(run.Total(), "total");
+  out.PrintTable(table);
+}
+
+struct Outcome {
+  std::string folder;
+  GenerationSize expected;
+  bool is_stamped = false;
+  bool in_place = false;
+};
+
+Json ReportJson(const Generation& run, const Outcome& outcome) {
+  const auto tally = [](const StepResult& result) {
+    return Json{{"files", result.files}, {"shared", result.shared}, {"bytes", result.bytes}};
+  };
+  Json document = {{"folder", outcome.folder},
+                   {"stamped", outcome.is_stamped},
+                   {"interrupted", run.WasStopped()},
+                   {"in_place", outcome.in_place},
+                   {"expected",
+                    {{"files", outcome.expected.files},
+                     {"bytes", outcome.expected.bytes},
+                     {"disk", outcome.expected.disk}}},
+                   {"steps", Json::array()}};
+  for (const StepResult& result : run.Results()) {
+    Json step = {{"step", result.key}, {"state", WordOf(result.state)}};
+    step.update(tally(result));
+    document["steps"].push_back(step);
+  }
+  document.update(tally(run.Total()));
+  document["failed"] = Json::array();
+  for (const FileFailure& failure : run.Failures()) {
+    document["failed"].push_back({{"file", failure.file.empty() ? Json() : Json(failure.file)},
+                                  {"node", failure.node == 0 ? Json() : Json(failure.node)},
+                                  {"reason", failure.reason}});
+  }
+  return document;
+}
+
+void WarnOfFailures(Output& out, const Generation& run) {
+  constexpr std::size_t kMostShown = 20;
+  const auto& failures = run.Failures();
+  for (std::size_t i = 0; i < std::min(failures.size(), kMostShown); ++i) {
+    out.Warn(failures[i].reason);
+  }
+  if (failures.size() > kMostShown) {
+    out.Warn(fmt::format("{} more files failed; --json lists all", failures.size() - kMostShown));
+  }
+}
+
+int Report(Session& session, const Generation& run, const Outcome& outcome) {
+  Output& out = session.Out();
+  WarnOfFailures(out, run);
+  if (session.IsJson()) {
+    out.Document(ReportJson(run, outcome));
+  } else {
+    PrintReport(out, run);
+  }
+  if (outcome.in_place) {
+    out.Say(fmt::format("Generated into {}.", Printable(outcome.folder)));
+    return kExitDone;
+  }
+  out.Warn(fmt::format("{}; in {} is what was there before",
+                       run.WasStopped() ? "interrupted" : "not every file could be made",
+                       outcome.folder));
+  return run.WasStopped() ? kExitInterrupted : kExitFailed;
+}
+
+// Says what is to come. Throws Failure when there is no room for it beside what is there.
+GenerationSize Announce(Output& out, const GenerationPlan& plan, const OutputFolder& folder,
+                        const GenerateArguments& arguments) {
+  GenerationSize size;
+  for (const GenerationStep& step : plan.steps) size.Add(step.expected);
+  const OutputFolder::Room room = folder.Free();
+  const std::string text = fmt::format("{} files with {} bytes are to come, {} on the disk",
+                                       size.files, BytesText(size.bytes), BytesText(size.disk));
+  if (!arguments.force && (size.disk > room.bytes || size.files > room.files)) {
+    throw Failure(fmt::format("there is no room in {}: {}; free are {} bytes and {} files",
+                              arguments.out, text, BytesText(room.bytes), room.files),
+                  "Old files stay until the new ones are whole. Make room, give another folder "
+                  "with --out, or try it all the same with --force.");
+  }
+  out.Say(fmt::format("{}; {} are free.", text, BytesText(room.bytes)));
+  return size;
+}
+
+bool ChooseKey(Output& out, const GenerateArguments& arguments, const fs::path& folder) {
+  if (arguments.unstamped) {
+    UseNoKey();
+    out.Warn("ALL STAMPS ARE ZERO: nodes refuse the files");
+    return false;
+  }
+  UseKeyFile(arguments.key);
+  const Stamper stamper;
+  stamper.RequireKey("; --unstamped makes files that nodes refuse");
+  RefuseOwnFolders(folder, std::getenv(kKeyVariable), "the stamping key");
+  return true;
+}
+
+int Generate(Session& session, const std::string& what, const GenerateArguments& arguments) {
+  session.FixDatabasePath();
+  CNCCNet& net = session.Net();
+  const GenerationPlan plan = PlanGeneration(session, what, arguments);
+  const fs::path out = fs::absolute(arguments.out);
+  if (what == "packages" && !fs::is_directory(out / "APDB") && !fs::is_directory(out / "MAP")) {
+    throw Failure(fmt::format("nothing was generated in {} that could be packed", arguments.out),
+                  "Run 'nccadm generate all', or apdb, routes and map first.");
+  }
+  RefuseOwnFolders(out, session.DatabaseText(), "the database");
+  Outcome outcome;
+  outcome.is_stamped = ChooseKey(session.Out(), arguments, out);
+  const InterruptGuard interrupt;  // what was begun is put in place or removed in order
+  OutputFolder folder(out);
+  if (!folder.Told().empty()) session.Out().Say(folder.Told());
+  folder.RequireOwn(plan.changes, arguments.force);
+  outcome.expected = Announce(session.Out(), plan, folder, arguments);
+  outcome.folder = folder.Begin(plan.changes);
+  SetShareIdenticalFiles(!arguments.no_share);
+  net.KCPath("./KC/");
+  net.APDBPath("./APDB/");
+  net.MAPPath("./MAP/");
+  Generation run(session);
+  run.Run(plan.steps);
+  outcome.in_place = !run.WasStopped() && run.Failures().empty();
+  if (outcome.in_place) folder.Place();
+  return Report(session, run, outcome);
+}
+
+struct GenerateCommand {
+  const char* name;
+  const char* description;
+  const char* examples;
+  const char* only;  // which objects --only takes; null where it takes none
+  bool has_mode;
+  bool has_packages;
+};
+
+constexpr GenerateCommand kCommands[] = {
+    {"all", "Make all files: directories, routing tables, maps, the key centre's with the packages",
+     "generate all --out /srv/ncc/out --mode 1\ngenerate all --out /srv/ncc/out --only Center "
+     "Ivanov",
+     "Only these servers and APs: their directories and maps, the node matrix, their packages",
+     true, true},
+    {"apdb", "Make the directory databases of the APs in APDB, which is replaced",
+     "generate apdb --out /srv/ncc/out\ngenerate apdb --out /srv/ncc/out --only Ivanov id:12",
+     "Only these APs; the files of others stay", true, false},
+    {"map", "Make the directories and stamp lists of the servers in MAP, after 'generate routes'",
+     "generate map --out /srv/ncc/out\ngenerate map --out /srv/ncc/out --only Center",
+     "Only these servers; the maps, tunnels and registrations of all servers with them", true,
+     false},
+    {"routes",
+     "Make the maps, tunnels and registrations of the servers in MAP; 'generate map' "
+     "stamps them",
+     "generate routes --out /srv/ncc/out", nullptr, false, false},
+    {"packages", "Make the node matrix and pack what was generated before, in KC/AAA",
+     "generate packages --out /srv/ncc/out --short\n"
+     "generate packages --out /srv/ncc/out --only Center Ivanov",
+     "Only the packages of these servers and APs", false, true},
+    {"kc", "Make the key centre's files in KC, which is replaced, and the packages",
+     "generate kc --out /srv/ncc/out --short", nullptr, false, true},
+};
+
+void AddGenerateOptions(CLI::App& command, const GenerateCommand& about,
+                        GenerateArguments& arguments) {
+  command.add_option("--out", arguments.out, "The output folder; made when missing")
+      ->type_name("DIR")
+      ->capture_default_str();
+  CLI::Option* key = CommandLine::AddKeyOption(command, arguments.key);
+  command
+      .add_flag("--unstamped", arguments.unstamped,
+                "Make files with zeros for stamps, which nodes refuse")
+      ->excludes(key);
+  command.add_flag(
+      "--force", arguments.force,
+      "Replace folders that are not marked as nccadm's, and do not ask for room first");
+  command.add_flag("--no-share", arguments.no_share,
+                   "Give each of several identical files a storage of its own");
+  if (about.has_mode) {
+    command.add_option("--mode", arguments.mode, "The number in the lines of kind 0017")
+        ->type_name("N")
+        ->check(CLI::Range(0, 255))
+        ->capture_default_str();
+  }
+  if (about.only != nullptr) {
+    command.add_option("--only", arguments.only, about.only)->type_name("NAME|id:N");
+  }
+  if (about.has_packages) {
+    CLI::Option* full =
+        command.add_flag("--full", arguments.is_full, "Full packages (.aaf), as without an option");
+    command.add_flag("--short", arguments.is_short, "Short packages (.aas)")->excludes(full);
+  }
+}
+
+}  // namespace
+
+void AddGenerateCommands(CommandLine& line) {
+  CLI::App& group = line.AddGroup("generate", "The files for nodes and for the key centre");
+  for (const GenerateCommand& about : kCommands) {
+    auto arguments = std::make_shared<GenerateArguments>();
+    CLI::App& command =
+        CommandLine::AddCommand(group, about.name, about.description, about.examples);
+    AddGenerateOptions(command, about, *arguments);
+    line.OnRun(command, [arguments, name = std::string(about.name)](Session& session) {
+      return Generate(session, name, *arguments);
+    });
+  }
+}
+
+}  // namespace ncc::tool

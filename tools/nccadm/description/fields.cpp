@@ -1,0 +1,137 @@
+#include "description/fields.h"
+#include "console/nearest.h"
+
+#include <algorithm>
+
+#include <fmt/ranges.h>
+
+namespace ncc::tool {
+namespace {
+
+using Form = YamlNode::Kind;
+
+const char* WordFor(Form kind) {
+  switch (kind) {
+    case Form::kNull:
+      return "nothing";
+    case Form::kScalar:
+      return "a single value";
+    case Form::kSequence:
+      return "a list";
+    case Form::kMap:
+      return "a mapping";
+  }
+  return "";
+}
+
+}  // namespace
+
+bool FieldReader::Expect(const YamlNode& node, Form kind, std::string_view what) {
+  if (node.kind == kind) return true;
+  Complain(node.place,
+           fmt::format("{} must be {}, not {}", what, WordFor(kind), WordFor(node.kind)));
+  return false;
+}
+
+void FieldReader::ReadMap(const YamlNode& map, const std::vector<Field>& fields) {
+  std::vector<bool> seen(fields.size());
+  for (std::size_t i = 0; i < map.keys.size(); ++i) {
+    const YamlNode& key = map.keys[i];
+    if (!Expect(key, Form::kScalar, "a key")) continue;
+    const auto field = std::find_if(fields.begin(), fields.end(),
+                                    [&key](const Field& f) { return key.text == f.key; });
+    if (field == fields.end()) {
+      ComplainAboutKey(key, fields);
+      continue;
+    }
+    const auto index = static_cast<std::size_t>(field - fields.begin());
+    if (seen[index]) {
+      Complain(key.place, fmt::format("the key \"{}\" is given twice", key.text));
+      continue;
+    }
+    seen[index] = true;
+    field->read(map.items[i]);
+  }
+}
+
+void FieldReader::ComplainAboutKey(const YamlNode& key, const std::vector<Field>& fields) {
+  std::vector<std::string> known;
+  known.reserve(fields.size());
+  for (const Field& field : fields) known.emplace_back(field.key);
+  const std::string closest = ClosestMatch(key.text, known);
+  Complain(key.place,
+           closest.empty()
+               ? fmt::format("unknown key \"{}\"; known: {}", key.text, fmt::join(known, ", "))
+               : fmt::format("unknown key \"{}\"; did you mean \"{}\"?", key.text, closest));
+}
+
+void FieldReader::ReadList(const YamlNode& node, const char* what,
+                           const std::function<void(const YamlNode&)>& read) {
+  if (node.kind == Form::kNull || !Expect(node, Form::kSequence, what)) return;
+  for (const YamlNode& item : node.items) read(item);
+}
+
+void FieldReader::ReadObject(const YamlNode& node, const char* what, NamePlace& object,
+                             std::vector<Field> fields) {
+  object.place = node.place;
+  if (node.kind == Form::kScalar) {
+    if (ReadName(node, fmt::format("the {}'s name", what), object)) CheckUnique(object, what);
+    return;
+  }
+  if (!Expect(node, Form::kMap, fmt::format("{} {}", *what == 'A' ? "an" : "a", what))) return;
+  bool named = false;
+  fields.insert(fields.begin(), {"name", [&](const YamlNode& n) {
+                                   named = true;
+                                   if (ReadName(n, "the name", object)) CheckUnique(object, what);
+                                 }});
+  ReadMap(node, fields);
+  if (!named) Complain(node.place, fmt::format("the {} has no name", what));
+}
+
+void FieldReader::CheckUnique(const NamePlace& object, const char* what) {
+  const auto [first, added] = seen_[what].emplace(FoldName(object.name), object.place.line);
+  if (added) return;
+  Complain(object.place, fmt::format("the {} \"{}\" stands in line {} already", what,
+                                     Utf8FromBytes(object.name), first->second));
+}
+
+bool FieldReader::ReadName(const YamlNode& node, const std::string& what, NamePlace& result) {
+  result.place = node.place;
+  if (node.kind == Form::kNull) {
+    Complain(node.place,
+             fmt::format("{} is missing; put it in quotes if it is \"null\" or \"~\"", what));
+    return false;
+  }
+  if (!Expect(node, Form::kScalar, what)) return false;
+  NameBytes name = BytesFromName(node.text);
+  if (!name.reason.empty()) {
+    Complain(node.place, fmt::format("{} {}", what, name.reason));
+    return false;
+  }
+  result.name = std::move(name.bytes);
+  return true;
+}
+
+bool FieldReader::ReadNodeName(const YamlNode& node, NodeName& result) {
+  if (node.kind != Form::kMap) return ReadName(node, "the node's name", result);
+  bool read = false;
+  const auto take = [&](const YamlNode& n, NodeName::Sort sort) {
+    result.sort = sort;
+    read = ReadName(n, "the node's name", result);
+  };
+  ReadMap(node, {{"server", [&](const YamlNode& n) { take(n, NodeName::Sort::kServer); }},
+                 {"ap", [&](const YamlNode& n) { take(n, NodeName::Sort::kAp); }}});
+  if (node.keys.size() == 1) return read;
+  Complain(node.place, "a node is its name, or {server: NAME} or {ap: NAME}");
+  return false;
+}
+
+void FieldReader::ReadNames(const YamlNode& node, const char* list, const char* what,
+                            std::vector<NamePlace>& names) {
+  ReadList(node, list, [&](const YamlNode& item) {
+    NamePlace name;
+    if (ReadName(item, what, name)) names.push_back(std::move(name));
+  });
+}
+
+}  // namespace ncc::tool

@@ -1,0 +1,163 @@
+#include "files/generation_steps.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <list>
+#include <set>
+#include <utility>
+
+#include "files/files.h"
+#include "network/nodes.h"
+
+namespace ncc::tool {
+namespace {
+
+struct Chosen {
+  std::list<unsigned long> servers;
+  std::list<unsigned long> aps;
+};
+
+void AddOnce(std::list<unsigned long>& ids, unsigned long id) {
+  if (std::find(ids.begin(), ids.end(), id) == ids.end()) ids.push_back(id);
+}
+
+// "apdb" takes APs, "map" servers, the others both.
+Chosen Choose(Session& session, const std::string& what, const std::vector<std::string>& only) {
+  Chosen chosen;
+  for (const std::string& reference : only) {
+    const Node node = what == "apdb"  ? FindAp(session, reference)
+                      : what == "map" ? FindServer(session, reference)
+                                      : FindNode(session, reference);
+    AddOnce(node.is_server ? chosen.servers : chosen.aps, node.id);
+  }
+  return chosen;
+}
+
+// The steps of a run, in the order in which each finds what it needs: a stamp list is made after
+// all that it stamps, a package after all that goes into it. The folders are those of the current
+// directory.
+class StepList {
+ public:
+  StepList(const GenerateArguments& arguments, CNCCNet& net, const std::string& database_folder)
+      : mode_(static_cast<unsigned char>(arguments.mode)),
+        is_short_(arguments.is_short),
+        sizes_(LoadWholeNetwork(net), database_folder, !arguments.no_share) {}
+
+  void AddDirectories() {
+    Touch({"APDB", Change::kRenewed});
+    Add("apdb", "directories", sizes_.Directories(IsAny),
+        [mode = mode_](CNCCNet& net) { net.GenAPDB("./", mode); });
+  }
+  void AddRoutes() {
+    Touch({"MAP", Change::kRevised});
+    Add("routes", "routing tables", sizes_.Routes(),
+        [](CNCCNet& net) { net.GenRoutingTables("./"); });
+  }
+  void AddMaps() {
+    Touch({"MAP", Change::kRevised});
+    Add("map", "maps", sizes_.Maps(IsAny),
+        [mode = mode_](CNCCNet& net) { net.GenMAP("./", mode); });
+  }
+  void AddKeyCentre() {
+    Touch({"KC", Change::kRenewed});
+    GenerationSize size = sizes_.KeyCentre();
+    size.Add(sizes_.Packages(is_short_, IsAny));
+    Add("kc", "key centre", size,
+        [full = !is_short_](CNCCNet& net) { net.ExportForKC(full, "./KC/"); });
+  }
+  void AddPackages() {
+    // Packages of the other kind stay.
+    Touch({"KC/AAA", Change::kRevised, is_short_ ? ".aas" : ".aaf"});
+    Touch({"KC", Change::kAdded});
+    AddPackingOf(IsAny, [is_short = is_short_](CNCCNet& net) {
+      MakePrivateFolder("KC/AAA");
+      net.CreateNmatrixFile("./KC/");
+      is_short ? net.GenShortDistr("./KC/") : net.GenFullDistr("./KC/");
+    });
+  }
+
+  // The same for some nodes.
+  void AddDirectories(const std::list<unsigned long>& aps) {
+    Touch({"APDB", Change::kAdded});
+    Add("apdb", "directories", sizes_.Directories(Among(aps)), [mode = mode_, aps](CNCCNet& net) {
+      net.GenTun("./APDB/", aps);
+      net.GenAPDB("./APDB/", mode, aps);
+    });
+  }
+  // The library stamps before it rewrites the maps; the second pass stamps what is there then.
+  void AddMaps(const std::list<unsigned long>& servers) {
+    Touch({"MAP", Change::kRevised});
+    GenerationSize size = sizes_.Maps(Among(servers));
+    size.files += servers.size();  // the second stamp lists
+    size.Add(sizes_.Routes().Times(servers.size()));
+    Add("map", "maps", size, [mode = mode_, servers](CNCCNet& net) {
+      net.GenMAP("./MAP/", mode, servers);
+      net.GenMAPApnCrg("./MAP/", servers);
+    });
+  }
+  void AddPackages(const std::list<unsigned long>& nodes) {
+    Touch({"KC", Change::kAdded});
+    AddPackingOf(Among(nodes), [is_short = is_short_, nodes](CNCCNet& net) {
+      MakePrivateFolder("KC/AAA");
+      net.CreateNmatrixFile("./KC/");
+      is_short ? net.GenShortDistr("./KC/", nodes) : net.GenFullDistr("./KC/", nodes);
+    });
+  }
+
+  GenerationPlan TakePlan() { return std::move(plan_); }
+
+ private:
+  static bool IsAny(std::uint32_t) { return true; }
+  static GenerationSizes::Choice Among(const std::list<unsigned long>& ids) {
+    return [chosen = std::set<unsigned long>(ids.begin(), ids.end())](std::uint32_t id) {
+      return chosen.count(id) != 0;
+    };
+  }
+
+  void AddPackingOf(const GenerationSizes::Choice& is_chosen,
+                    std::function<void(CNCCNet&)> generate) {
+    GenerationSize size = sizes_.Packages(is_short_, is_chosen);
+    size.Add(sizes_.NodeMatrix());
+    Add("packages", "packages", size, std::move(generate));
+  }
+  void Add(const char* key, const char* words, const GenerationSize& size,
+           std::function<void(CNCCNet&)> generate) {
+    plan_.steps.push_back({key, words, size, std::move(generate)});
+  }
+  void Touch(FolderChange change) {
+    for (const FolderChange& other : plan_.changes) {
+      if (other.folder == change.folder) return;
+    }
+    plan_.changes.push_back(std::move(change));
+  }
+
+  unsigned char mode_;
+  bool is_short_;
+  GenerationSizes sizes_;
+  GenerationPlan plan_;
+};
+
+}  // namespace
+
+GenerationPlan PlanGeneration(Session& session, const std::string& what,
+                              const GenerateArguments& arguments) {
+  const auto database = std::filesystem::absolute(session.DatabaseText());
+  StepList steps(arguments, session.Net(), database.parent_path().string());
+  const bool all = what == "all";
+  if (arguments.only.empty()) {
+    if (all || what == "apdb") steps.AddDirectories();
+    if (all || what == "routes") steps.AddRoutes();
+    if (all || what == "map") steps.AddMaps();
+    if (all || what == "kc") steps.AddKeyCentre();
+    if (what == "packages") steps.AddPackages();
+    return steps.TakePlan();
+  }
+  Chosen chosen = Choose(session, what, arguments.only);
+  if (what != "packages" && !chosen.aps.empty()) steps.AddDirectories(chosen.aps);
+  if (what != "packages" && !chosen.servers.empty()) steps.AddMaps(chosen.servers);
+  chosen.servers.splice(chosen.servers.end(), chosen.aps);
+  if (all || what == "packages") steps.AddPackages(chosen.servers);
+  return steps.TakePlan();
+}
+
+}  // namespace ncc::tool

@@ -1,0 +1,35 @@
+// Which generators a run takes, and in which order.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "files/generation.h"
+#include "files/output_folder.h"
+#include "network/session.h"
+
+namespace ncc::tool {
+
+struct GenerateArguments {
+  std::string out = ".";
+  unsigned mode = 0;
+  std::vector<std::string> only;
+  bool is_full = false;
+  bool is_short = false;
+  bool no_share = false;
+  std::string key;
+  bool unstamped = false;
+  bool force = false;
+};
+
+struct GenerationPlan {
+  std::vector<GenerationStep> steps;
+  std::vector<FolderChange> changes;
+};
+
+// What "generate WHAT" does. The folders of the steps are those of the current directory. Throws
+// Failure for an object that WHAT does not take.
+GenerationPlan PlanGeneration(Session& session, const std::string& what,
+                              const GenerateArguments& arguments);
+
+}  // namespace ncc::tool

@@ -1,0 +1,191 @@
+#include "network/session.h"
+
+#include <chrono>
+#include <filesystem>
+#include <list>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "console/terminal.h"
+#include "console/text.h"
+#include "network/view.h"
+
+namespace ncc::tool {
+
+Session::Session(const Options& options, Output& output) : options_(options), output_(output) {}
+
+Session::~Session() = default;
+
+const std::string& Session::DatabaseText() const {
+  if (options_.database.empty()) {
+    throw Failure("no database is given", "Add --db DIR/NAME or set NCCADM_DB to DIR/NAME.",
+                  kExitUsage);
+  }
+  return options_.database;
+}
+
+Session::Place Session::Split() const {
+  const std::string& text = DatabaseText();
+  const std::size_t slash = text.rfind('/');
+  const bool bare = slash == std::string::npos;
+  Place place{bare ? "./" : text.substr(0, slash + 1), bare ? text : text.substr(slash + 1)};
+  if (place.name.empty()) {
+    throw Failure(fmt::format("\"{}\" is a folder and no database", text),
+                  fmt::format("Add the name of the database: --db {}NAME", place.folder),
+                  kExitUsage);
+  }
+  return place;
+}
+
+Failure Session::OpeningFailure() {
+  const std::string& database = options_.database;
+  const std::string reason = net_.LastError();
+  const std::string text = fmt::format("{}: {}", database, reason);
+  switch (LastFailure()) {
+    case NCCFailure::kInUse:
+      return Failure(text, "Let --wait SECONDS wait for it, or close what has it open.",
+                     kExitInUse);
+    case NCCFailure::kMissing:
+      return Failure(reason, fmt::format("To create it, type: nccadm --db {} init --network NUMBER",
+                                         database));
+    case NCCFailure::kDamaged:
+      return Failure(
+          text, fmt::format("To go back to a copy, type: nccadm --db {} restore BACKUP", database));
+    default:
+      return Failure(text);
+  }
+}
+
+void Session::Obtain(const std::function<bool(const Place&)>& open) {
+  using Clock = std::chrono::steady_clock;
+  const Place place = Split();
+  const unsigned seconds = options_.wait.value_or(IsTerminal(Stream::kError) ? 10 : 0);
+  const auto end = Clock::now() + std::chrono::seconds(seconds);
+  bool told = false;
+  while (!open(place)) {
+    const NCCFailure failure = LastFailure();
+    if (failure == NCCFailure::kLossPossible) {
+      const std::string loss = net_.LastError();
+      Confirm(fmt::format("{}; \"nccadm restore BACKUP\" goes back to a copy", loss));
+      output_.Warn(loss);
+      net_.AcceptLoss(true);
+      continue;
+    }
+    if (failure != NCCFailure::kInUse || Clock::now() >= end) throw OpeningFailure();
+    if (!std::exchange(told, true)) {
+      output_.Say(fmt::format("Waiting up to {} s: {}", seconds, Printable(net_.LastError())));
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  net_.AcceptLoss(false);
+  open_ = true;
+}
+
+void Session::TellRevision(const Place& place) {
+  const std::string holder = DatabaseOwner(place.folder.c_str(), place.name.c_str());
+  if (holder.empty()) return;
+  output_.Warn(fmt::format("The database is in use by {}; this is its revision {}.",
+                           Printable(holder), net_.GetRevision()));
+}
+
+CNCCNet& Session::Net() {
+  if (open_) return net_;
+  Obtain([this](const Place& place) {
+    const char* const folder = place.folder.c_str();
+    if (!options_.only_reads) return net_.Open(folder, place.name.c_str());
+    return net_.OpenSnapshot(folder, place.name.c_str());
+  });
+  if (options_.only_reads) TellRevision(Split());
+  return net_;
+}
+
+std::uint64_t Session::CheckCopy(const std::string& copy) {
+  const std::uint64_t revision = CheckBackup(copy.c_str());
+  if (revision == 0) {
+    throw Failure(fmt::format("{} cannot be used: {}", copy, net_.LastError()),
+                  "Nothing was changed; give another copy.");
+  }
+  return revision;
+}
+
+std::string Session::Restore(const std::string& copy) {
+  std::string kept;
+  Obtain([&](const Place& place) {
+    return RestoreBackup(place.folder.c_str(), place.name.c_str(), copy.c_str(), kept);
+  });
+  open_ = false;
+  return kept;
+}
+
+View& Session::Shown() {
+  if (!shown_) shown_ = std::make_unique<OwnView>(Net());
+  return *shown_;
+}
+
+void Session::SetShown(std::unique_ptr<View> view) { shown_ = std::move(view); }
+
+CNCCNet& Session::Create(std::uint32_t network) {
+  Obtain([&](const Place& place) {
+    return net_.Create(place.folder.c_str(), place.name.c_str(), network);
+  });
+  return net_;
+}
+
+void Session::FixDatabasePath() {
+  options_.database = std::filesystem::absolute(DatabaseText()).string();
+}
+
+const Applications& Session::Apps() {
+  if (!applications_) {
+    std::list<std::string> names;
+    net_.GetAPP(0, names);
+    applications_ =
+        std::make_unique<Applications>(std::vector<std::string>(names.begin(), names.end()));
+  }
+  return *applications_;
+}
+
+Failure Session::Refusal(std::string_view what) {
+  const std::string reason = net_.LastError();
+  return Failure(reason.empty() ? std::string(what) : fmt::format("{}: {}", what, reason));
+}
+
+void Session::Confirm(const std::string& question) {
+  if (options_.yes) return;
+  if (!IsTerminal(Stream::kInput) || !IsTerminal(Stream::kError)) {
+    throw Failure(question, "Add --yes if that is meant; nothing was changed.");
+  }
+  if (!AskYesNo(question + ". Go on?")) throw Failure("not confirmed; nothing was changed");
+}
+
+void Session::ConfirmReplacing(const std::string& file) {
+  std::error_code error;
+  for (const char* suffix : {".db", ".db-wal", ".db-journal", ".lock"}) {
+    if (std::filesystem::equivalent(options_.database + suffix, file, error)) {
+      throw Failure(fmt::format("{} belongs to the database itself", file), "Give another file.");
+    }
+  }
+  if (std::filesystem::is_regular_file(file, error)) {
+    Confirm(fmt::format("the file {} exists and would be replaced", file));
+  }
+}
+
+Batch::Batch(Session& session) : session_(session) {
+  if (!session.Net().BeginBatch()) throw session.Refusal("the changes cannot begin");
+}
+
+Batch::~Batch() {
+  if (running_) session_.Net().EndBatch(false);
+}
+
+void Batch::Keep() {
+  running_ = false;
+  if (!session_.Net().EndBatch(true)) {
+    throw session_.Refusal("the changes could not be stored, nothing was changed");
+  }
+}
+
+}  // namespace ncc::tool

@@ -1,0 +1,108 @@
+// One run of the tool: its options, its output and the database that it works on.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "console/output.h"
+#include "nccnet/backup.h"
+#include "nccnet/netdb.h"
+#include "network/applications.h"
+
+namespace ncc::tool {
+
+class View;
+
+struct Options {
+  std::string database;  // DIR/NAME
+  bool json = false;
+  bool quiet = false;
+  bool yes = false;
+  bool only_reads = false;       // the command changes nothing in the database
+  std::optional<unsigned> wait;  // seconds for a database that is in use
+  ColorMode color = ColorMode::kAuto;
+};
+
+class Session {
+ public:
+  Session(const Options& options, Output& output);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
+  Output& Out() { return output_; }
+  bool IsJson() const { return options_.json; }
+
+  // The database of --db, opened by the first call: for a command that only reads as it was stored
+  // last, whoever owns it. Throws Failure with what to do about it.
+  CNCCNet& Net();
+
+  // The network that is shown: of the database, opened by the first call, or the one set before.
+  View& Shown();
+  void SetShown(std::unique_ptr<View> view);
+
+  // Makes the database of --db and leaves it open.
+  CNCCNet& Create(std::uint32_t network);
+
+  // Puts a copy, which was checked, in the place of the database of --db. Returns the name under
+  // which that is kept now; nothing when there was none.
+  std::string Restore(const std::string& copy);
+  // The revision of a copy that is whole; throws Failure for any other.
+  std::uint64_t CheckCopy(const std::string& copy);
+
+  // DIR/NAME as the user gave it; a Failure when there is none.
+  const std::string& DatabaseText() const;
+
+  // From here on the current directory may change. To be called before Net().
+  void FixDatabasePath();
+
+  const Applications& Apps();
+
+  // For an operation that the library refused: its reason behind `what`.
+  Failure Refusal(std::string_view what);
+
+  // Returns when the user agrees; throws Failure otherwise. `question` ends without a mark.
+  void Confirm(const std::string& question);
+  // The same for a file that is about to be replaced; does nothing when there is none. The files of
+  // the database itself are refused.
+  void ConfirmReplacing(const std::string& file);
+
+ private:
+  struct Place {
+    std::string folder;
+    std::string name;
+  };
+  Place Split() const;
+  Failure OpeningFailure();
+  // Calls `open` until it succeeds, the user has to be asked or it is no use to wait any longer.
+  void Obtain(const std::function<bool(const Place&)>& open);
+  void TellRevision(const Place& place);
+
+  Options options_;
+  Output& output_;
+  CNCCNet net_;
+  bool open_ = false;
+  std::unique_ptr<Applications> applications_;
+  std::unique_ptr<View> shown_;
+};
+
+// All changes made while one lives are stored together by Keep, or dropped.
+class Batch {
+ public:
+  explicit Batch(Session& session);
+  ~Batch();
+  Batch(const Batch&) = delete;
+  Batch& operator=(const Batch&) = delete;
+
+  void Keep();
+
+ private:
+  Session& session_;
+  bool running_ = true;
+};
+
+}  // namespace ncc::tool

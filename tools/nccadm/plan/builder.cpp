@@ -1,0 +1,319 @@
+#include "plan/builder.h"
+
+#include <algorithm>
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include "console/nearest.h"
+#include "console/text.h"
+
+namespace ncc::tool {
+namespace {
+
+struct Words {
+  const char* key;
+  const char* kind;
+  const char* one;
+  const char* many;
+  const char* field;  // of a relation, in the entry of its first object
+};
+
+const Words& WordsOf(Item item) {
+  static constexpr std::array<Words, kItems> kWords = {{
+      {"servers", "server", "server", "servers", ""},
+      {"aps", "ap", "AP", "APs", ""},
+      {"groups", "group", "node group", "node groups", ""},
+      {"deps", "dep", "Dep", "Deps", ""},
+      {"users", "user", "user", "users", ""},
+      {"links", "", "link", "links", "link"},
+      {"group_nodes", "", "node in a group", "nodes in groups", "node"},
+      {"group_deps", "", "Dep in a group", "Deps in groups", "Dep"},
+      {"dep_links", "", "link of Deps", "links of Deps", "link"},
+      {"user_deps", "", "user in a Dep", "users in Deps", "Dep"},
+      {"memberships", "", "membership", "memberships", "membership"},
+  }};
+  return kWords[static_cast<std::size_t>(item)];
+}
+
+struct HashPair {
+  std::size_t operator()(const RefPair& pair) const {
+    return std::hash<Ref>()(pair.first * 0x9E3779B97F4A7C15U ^ pair.second);
+  }
+};
+using PairCounts = std::unordered_map<RefPair, std::size_t, HashPair>;
+
+// A user can stand in a Dep more than once; every other relation is there or not.
+bool IsRepeatable(Item item) { return item == Item::kUserDep; }
+
+RefPair KeyOfPair(Item item, const RefPair& pair) {
+  const bool symmetric = item == Item::kLink || item == Item::kDepLink;
+  return symmetric ? RefPair(std::minmax(pair.first, pair.second)) : pair;
+}
+
+PairCounts Count(Item item, const RefPairs& pairs) {
+  PairCounts counts;
+  counts.reserve(pairs.size());
+  for (const RefPair& pair : pairs) {
+    std::size_t& count = counts[KeyOfPair(item, pair)];
+    if (count == 0 || IsRepeatable(item)) ++count;
+  }
+  return counts;
+}
+
+std::size_t CountIn(const PairCounts& counts, const RefPair& key) {
+  const auto found = counts.find(key);
+  return found == counts.end() ? 0 : found->second;
+}
+
+}  // namespace
+
+const char* KeyOf(Item item) { return WordsOf(item).key; }
+const char* KindOf(Item item) { return WordsOf(item).kind; }
+const char* WordOf(Item item) { return WordsOf(item).one; }
+const char* WordOfAll(Item item) { return WordsOf(item).many; }
+
+std::string CountOf(std::size_t count, Item item) {
+  return fmt::format("{} {}", count, count == 1 ? WordOf(item) : WordOfAll(item));
+}
+
+PlanBuilder::PlanBuilder(const Description& description, const Network& network,
+                         const Applications& applications, bool prune, ProblemList& problems)
+    : description_(description),
+      network_(network),
+      applications_(applications),
+      prune_(prune),
+      problems_(problems) {
+  plan_.network = network.preferences.net_number;
+  plan_.preferences = network.preferences;
+  for (const ServerView& server : network.servers) {
+    AddPresent(Item::kServer, server.entry.name, server.entry.id);
+    for (const Node& ap : server.aps) AddPresent(Item::kAp, ap.name, ap.id);
+  }
+  for (const GroupView& one : network.groups) {
+    AddPresent(Item::kGroup, one.entry.name, one.entry.id);
+  }
+  for (const DepView& one : network.deps) AddPresent(Item::kDep, one.entry.name, one.entry.id);
+  for (const UserView& one : network.users) AddPresent(Item::kUser, one.entry.name, one.entry.id);
+}
+
+void PlanBuilder::AddPresent(Item item, const std::string& name, std::uint32_t id) {
+  IndexOf(item).try_emplace(FoldName(name), Known{id, {}}).first->second.ids.push_back(id);
+  objects_.emplace(id, Object{item, &name});
+  ++Of(item).before;
+}
+
+std::optional<PlanBuilder::Described> PlanBuilder::Describe(Item item, const NamePlace& name) {
+  const auto [known, added] = IndexOf(item).try_emplace(FoldName(name.name), Known{next_new_, {}});
+  if (known->second.ids.size() > 1) {
+    ComplainSeveral(item, name, known->second);
+    return std::nullopt;
+  }
+  const Ref ref = known->second.ref;
+  described_.insert(ref);
+  if (added) {
+    if (IsBlank(name.name)) Complain(name.place, "the name holds nothing but blanks");
+    ++next_new_;
+    objects_.emplace(ref, Object{item, &name.name});
+  }
+  return Described{ref, added};
+}
+
+void PlanBuilder::ComplainSeveral(Item item, const NamePlace& name, const Known& known) {
+  std::vector<std::string> ids;
+  for (const std::uint32_t id : known.ids) ids.push_back(fmt::format("id:{}", id));
+  Complain(name.place,
+           fmt::format("several {} of the database are named {} ({}); rename all but one",
+                       WordOfAll(item), Quote(known.ref), fmt::join(ids, ", ")));
+}
+
+void PlanBuilder::ComplainUnknown(const char* word, const NamePlace& name,
+                                  std::vector<Item> items) {
+  std::string hint;
+  // A walk over all names, for nothing when the problem is only counted.
+  if (!problems_.IsFull()) {
+    Nearest nearest(name.name);
+    for (const auto& [ref, object] : objects_) {
+      if (std::find(items.begin(), items.end(), object.item) != items.end()) {
+        nearest.Offer(*object.name);
+      }
+    }
+    for (const std::string& found : nearest.Take()) {
+      hint = fmt::format("; did you mean \"{}\"?", Utf8FromBytes(found));
+    }
+  }
+  Complain(name.place, fmt::format("no {} \"{}\" is described or in the database{}", word,
+                                   Utf8FromBytes(name.name), hint));
+}
+
+const PlanBuilder::Known* PlanBuilder::Find(Item item, const NamePlace& name) {
+  const auto known = IndexOf(item).find(FoldName(name.name));
+  return known == IndexOf(item).end() ? nullptr : &known->second;
+}
+
+bool PlanBuilder::Stays(const Known& known) const { return !prune_ || IsDescribed(known.ref); }
+
+bool PlanBuilder::Accept(Item item, const NamePlace& name, const Known& known) {
+  if (known.ids.size() > 1) {
+    ComplainSeveral(item, name, known);
+    return false;
+  }
+  if (Stays(known)) return true;
+  Complain(name.place, fmt::format("the {} {} is not in the file and would be removed",
+                                   WordOf(item), Quote(known.ref)));
+  return false;
+}
+
+std::optional<Ref> PlanBuilder::Resolve(Item item, const NamePlace& name) {
+  const Known* known = Find(item, name);
+  if (known == nullptr) {
+    ComplainUnknown(WordOf(item), name, {item});
+    return std::nullopt;
+  }
+  if (!Accept(item, name, *known)) return std::nullopt;
+  return known->ref;
+}
+
+std::optional<Ref> PlanBuilder::ResolveNode(const NodeName& name) {
+  if (name.sort == NodeName::Sort::kServer) return Resolve(Item::kServer, name);
+  if (name.sort == NodeName::Sort::kAp) return Resolve(Item::kAp, name);
+  const Known* server = Find(Item::kServer, name);
+  const Known* ap = Find(Item::kAp, name);
+  const bool both = server != nullptr && ap != nullptr;
+  if (both && Stays(*server) && Stays(*ap)) {
+    const auto id = [](const Known& known) {
+      return known.ids.empty() ? std::string() : fmt::format(" (id:{})", known.ids.front());
+    };
+    const std::string utf8 = Utf8FromBytes(name.name);
+    Complain(name.place,
+             fmt::format("both a server{} and an AP{} are named \"{}\"; write {{server: {}}} or "
+                         "{{ap: {}}}",
+                         id(*server), id(*ap), utf8, utf8, utf8));
+    return std::nullopt;
+  }
+  if (server == nullptr && ap == nullptr) {
+    ComplainUnknown("server or AP", name, {Item::kServer, Item::kAp});
+    return std::nullopt;
+  }
+  const bool is_server = server != nullptr && (ap == nullptr || Stays(*server));
+  return Resolve(is_server ? Item::kServer : Item::kAp, name);
+}
+
+std::string PlanBuilder::Quote(Ref ref) const {
+  const auto object = objects_.find(ref);
+  if (object == objects_.end()) return fmt::format("id:{} (does not exist)", ref);
+  return fmt::format("\"{}\"", PrintableName(*object->second.name));
+}
+
+void PlanBuilder::AddStep(Phase phase, Step step) {
+  phases_[static_cast<std::size_t>(phase)].push_back(std::move(step));
+}
+
+Change& PlanBuilder::ChangeOf(Ref ref) {
+  const auto [known, added] = changes_.try_emplace(ref, plan_.changes.size());
+  if (added) {
+    const Object& object = objects_.at(ref);
+    plan_.changes.push_back({'~', object.item, *object.name});
+  }
+  return plan_.changes[known->second];
+}
+
+void PlanBuilder::AddDetail(Ref ref, Detail detail) {
+  ChangeOf(ref).details.push_back(std::move(detail));
+}
+
+void PlanBuilder::AddDetail(Ref ref, char sign, const char* field, Ref from, Ref to) {
+  const auto name = [this](Ref other) {
+    return other == 0 ? std::string() : Utf8FromBytes(*objects_.at(other).name);
+  };
+  AddDetail(ref, {sign, field, name(from), name(to), true});
+}
+
+void PlanBuilder::PlanNew(Item item, Ref ref, Step step) {
+  step.name = *objects_.at(ref).name;
+  AddStep(Phase::kObjects, std::move(step));
+  SetSign(ref, '+');
+  ++Of(item).added;
+}
+
+void PlanBuilder::PlanSurplus(Item item, std::uint32_t id) {
+  if (!prune_) {
+    ++Of(item).kept;
+    return;
+  }
+  AddStep(Phase::kDelete, {Step::Kind::kDelete, item, id});
+  SetSign(id, '-');
+  ++Of(item).removed;
+}
+
+PlanBuilder::PairChanges PlanBuilder::PlanPairs(Item item, const RefPairs& wanted,
+                                                const RefPairs& present) {
+  const PairCounts had = Count(item, present);
+  const PairCounts wants = Count(item, wanted);
+  const char* const field = WordsOf(item).field;
+  Tally& tally = Of(item);
+  PairChanges result;
+  PairCounts seen;
+  for (const RefPair& pair : wanted) {
+    const RefPair key = KeyOfPair(item, pair);
+    const std::size_t place = seen[key]++;
+    if (place >= CountIn(wants, key)) continue;  // from its other end
+    if (place < CountIn(had, key)) {
+      ++tally.unchanged;
+      continue;
+    }
+    AddStep(Phase::kLink, {Step::Kind::kLink, item, pair.first, pair.second});
+    AddDetail(pair.first, '+', field, 0, pair.second);
+    result.added.push_back(pair);
+    ++tally.added;
+  }
+  seen.clear();
+  for (const RefPair& pair : present) {
+    const RefPair key = KeyOfPair(item, pair);
+    const std::size_t place = seen[key]++;
+    if (place >= CountIn(had, key)) continue;
+    ++tally.before;
+    // What goes with an object that goes is no change of its own.
+    if (place < CountIn(wants, key) || !IsDescribed(pair.first) || !IsDescribed(pair.second)) {
+      continue;
+    }
+    if (!prune_) {
+      ++tally.kept;
+      continue;
+    }
+    AddStep(Phase::kUnlink, {Step::Kind::kUnlink, item, pair.first, pair.second});
+    AddDetail(pair.first, '-', field, pair.second, 0);
+    result.removed.push_back(pair);
+    ++tally.removed;
+  }
+  return result;
+}
+
+Plan PlanBuilder::Take() {
+  if (plan_.preferences_changed != 0) {
+    plan_.steps.push_back({Step::Kind::kPreferences, Item::kServer});
+  }
+  for (auto& phase : phases_) {
+    std::move(phase.begin(), phase.end(), std::back_inserter(plan_.steps));
+  }
+  std::stable_sort(plan_.changes.begin(), plan_.changes.end(),
+                   [](const Change& a, const Change& b) { return a.item < b.item; });
+  return std::move(plan_);
+}
+
+Plan MakePlan(const Description& description, const Network& network,
+              const Applications& applications, bool prune, ProblemList& problems) {
+  const std::uint32_t number = network.preferences.net_number;
+  if (description.network != number) {
+    problems.Add(description.network_place,
+                 fmt::format("this describes network 0x{:04X}, the database holds 0x{:04X}",
+                             description.network, number));
+    return {};
+  }
+  PlanBuilder builder(description, network, applications, prune, problems);
+  PlanNodes(builder);
+  PlanPopulation(builder);
+  return builder.Take();
+}
+
+}  // namespace ncc::tool

@@ -1,0 +1,192 @@
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include <fmt/format.h>
+
+#include "console/text.h"
+#include "network/nodes.h"
+#include "plan/plan.h"
+
+namespace ncc::tool {
+namespace {
+
+class Executor {
+ public:
+  Executor(const Plan& plan, Session& session)
+      : plan_(plan), session_(session), net_(session.Net()) {}
+
+  void Do(const Step& step) {
+    bool done = false;
+    switch (step.kind) {
+      case Step::Kind::kPreferences:
+        done = SavePreferences();
+        break;
+      case Step::Kind::kAdd:
+        done = Add(step);
+        break;
+      case Step::Kind::kSet:
+        done = Set(step.item, IdOf(step.object), step);
+        break;
+      case Step::Kind::kMove:
+        done = net_.ChangeSrv(IdOf(step.object), IdOf(step.other));
+        break;
+      case Step::Kind::kDelete:
+        done = Delete(step);
+        break;
+      case Step::Kind::kLink:
+        done = Link(step.item, IdOf(step.object), IdOf(step.other));
+        break;
+      case Step::Kind::kUnlink:
+        done = Unlink(step.item, IdOf(step.object), IdOf(step.other));
+        break;
+      case Step::Kind::kClearGroup:
+        done = ClearGroup(IdOf(step.object));
+        break;
+      case Step::Kind::kPrimary:
+        done = MakePrimary(step);
+        break;
+      case Step::Kind::kMemberships:
+        done = MakeMemberships(step);
+        break;
+    }
+    if (!done) throw Refused(step);
+  }
+
+ private:
+  // The library's overloads tell an identifier from a name by the wider type.
+  using Id = unsigned long;
+
+  Id IdOf(Ref ref) const {
+    if (ref < kFirstNew) return ref;
+    const auto added = added_.find(ref);
+    if (added == added_.end()) throw Failure("the plan uses an object before it adds it");
+    return added->second;
+  }
+  std::uint32_t NarrowIdOf(Ref ref) const { return static_cast<std::uint32_t>(IdOf(ref)); }
+
+  bool SavePreferences() {
+    SetPreferences(net_, plan_.preferences);
+    net_.SaveNetInfo();
+    return *net_.LastError() == '\0';
+  }
+
+  bool Add(const Step& step) {
+    const char* name = step.name.c_str();
+    Id id = 0;
+    if (step.item == Item::kServer) id = net_.AddServer(name, step.mask, step.value);
+    if (step.item == Item::kAp) id = net_.AddAP(IdOf(step.other), name, step.mask);
+    if (step.item == Item::kGroup) id = net_.CreateNGrp(name);
+    if (step.item == Item::kDep) id = net_.CreateDep(name);
+    if (step.item == Item::kUser) id = net_.CreateAB(name);
+    added_[step.object] = id;
+    return id != 0 && (!step.settings || Set(step.item, id, step));
+  }
+
+  bool Set(Item item, Id id, const Step& step) {
+    const std::uint8_t settings = step.settings.value_or(0);
+    return item == Item::kServer ? net_.RegSrv(id, step.mask, settings)
+                                 : net_.RegAPP(id, step.mask, settings);
+  }
+
+  bool Delete(const Step& step) {
+    const Id id = IdOf(step.object);
+    if (step.item == Item::kServer) return net_.DeleteServer(id);
+    if (step.item == Item::kGroup) return net_.DeleteNGrp(id);
+    if (step.item == Item::kDep) return net_.DeleteDep(id);
+    if (step.item == Item::kUser) return net_.DeleteAB(id);
+    return DeleteAp(session_, Reload(net_, id));
+  }
+
+  bool Link(Item item, Id one, Id other) {
+    if (item == Item::kLink) return net_.LinkSrvToSrv(one, other);
+    if (item == Item::kGroupNode) return net_.LinkNNToNGrp(one, other);
+    if (item == Item::kGroupDep) return net_.LinkDepToNGrp(one, other);
+    if (item == Item::kDepLink) return net_.LinkDepToDep(one, other);
+    return net_.LinkABToDep(other, one, false);
+  }
+
+  bool Unlink(Item item, Id one, Id other) {
+    if (item == Item::kLink) return net_.DeleteLink(one, other);
+    if (item == Item::kGroupNode) return net_.DeleteNNFromNGrp(one, other);
+    if (item == Item::kGroupDep) return net_.DeleteDepFromNGrp(one, other);
+    if (item == Item::kDepLink) return net_.DeleteLinkDepToDep(one, other);
+    net_.DeleteABFromDep(other, one);
+    return *net_.LastError() == '\0';
+  }
+
+  // A Dep that groups list but of which none counts comes about when one that counted goes.
+  bool ClearGroup(Id dep) {
+    const std::string name = fmt::format("\x01{}", dep);
+    const Id group = net_.CreateNGrp(name.c_str());
+    return group != 0 && net_.LinkDepToNGrp(group, dep) && net_.DeleteNGrp(group);
+  }
+
+  bool MakePrimary(const Step& step) {
+    if (step.memberships.empty()) return false;
+    const PlannedMembership& one = step.memberships.front();
+    return SetPrimary(net_, NarrowIdOf(step.object), NarrowIdOf(one.dep), NarrowIdOf(one.node));
+  }
+
+  // Removes what is not in the step, then gives the rest in runs of one Dep: the library takes
+  // memberships Dep by Dep, and they are kept in one order over all Deps.
+  bool MakeMemberships(const Step& step) {
+    const std::uint32_t user = NarrowIdOf(step.object);
+    std::vector<Membership> wanted;
+    for (const PlannedMembership& one : step.memberships) {
+      wanted.push_back({NarrowIdOf(one.dep), NarrowIdOf(one.node), one.kind});
+    }
+    if (!RemoveOthers(user, wanted)) return false;
+    for (auto at = wanted.begin(); at != wanted.end();) {
+      const auto end = std::find_if(at, wanted.end(),
+                                    [&at](const Membership& one) { return one.dep != at->dep; });
+      if (!SetMemberships(net_, user, at->dep, {at, end}, false)) return false;
+      at = end;
+    }
+    return true;
+  }
+
+  bool RemoveOthers(std::uint32_t user, const std::vector<Membership>& wanted) {
+    std::map<std::uint32_t, std::map<std::uint32_t, Membership>> kept;  // by Dep, by node
+    for (const Membership& one : wanted) kept[one.dep].emplace(one.node, one);
+    std::set<std::uint32_t> crowded;  // Deps of which the user has others
+    for (const Membership& one : ListMemberships(net_, user)) {
+      if (!kept[one.dep].contains(one.node)) crowded.insert(one.dep);
+    }
+    for (const std::uint32_t dep : crowded) {
+      // Only what is stored, as anything else would come to stand before its place.
+      std::vector<Membership> rest;
+      for (const Membership& one : ListMemberships(net_, user)) {
+        const auto found = kept[dep].find(one.node);
+        if (one.dep == dep && found != kept[dep].end()) rest.push_back(found->second);
+      }
+      if (!SetMemberships(net_, user, dep, rest, true)) return false;
+    }
+    return true;
+  }
+
+  Failure Refused(const Step& step) {
+    const bool has_name = !step.name.empty();
+    const std::string what = has_name           ? fmt::format("\"{}\"", PrintableName(step.name))
+                             : step.object != 0 ? fmt::format("id:{}", IdOf(step.object))
+                                                : "the preferences";
+    return session_.Refusal(fmt::format("the database refused a change of {}", what));
+  }
+
+  const Plan& plan_;
+  Session& session_;
+  CNCCNet& net_;
+  std::unordered_map<Ref, Id> added_;
+};
+
+}  // namespace
+
+void Execute(const Plan& plan, Session& session, const std::function<void()>& after_each) {
+  Executor executor(plan, session);
+  for (const Step& step : plan.steps) {
+    executor.Do(step);
+    after_each();
+  }
+}
+
+}  // namespace ncc::tool
