@@ -224,7 +224,13 @@ TEST_F(Manager, PublishesWhatTheStepsWrote) {
   EXPECT_EQ(manager.CreateExport(), 0);
   EXPECT_FALSE(std::filesystem::exists("EXPORT/26/old"));
   EXPECT_FALSE(std::filesystem::exists("EXPORT/26/folder"));
-  std::filesystem::remove_all("EXPORT");
+  std::filesystem::rename("EXPORT", "documents");
+  std::filesystem::create_directory_symlink("documents", "EXPORT");
+  WriteFile("documents/26/an26.txt", "not ours");
+  EXPECT_EQ(manager.CreateExport(), 4);
+  EXPECT_NE(std::string(memory.Net().LastError()).find("EXPORT is a link"), std::string::npos);
+  EXPECT_EQ(ReadFile("documents/26/an26.txt"), "not ours");
+  std::filesystem::remove("EXPORT");
   WriteFile("EXPORT", "");
   EXPECT_EQ(manager.CreateExport(), 4);
 }

@@ -261,6 +261,18 @@ TEST_F(UpdateManagerTest, OnlyWhatIsNewOrChangedIsCopied) {
   EXPECT_EQ(report.failed.front().file, "MAP\\node2.map");
   EXPECT_EQ(report.failed.front().reason, CNCCNet().LastError());
   EXPECT_TRUE(manager_.CheckCRC(report)) << "known already";
+
+  fs::rename("MAP", "documents");
+  fs::create_directory_symlink("documents", "MAP");
+  WriteFile("documents/node2.reg", "not ours");
+  Journal(Record("node2.reg", 1));
+  EXPECT_FALSE(manager_.CheckCRC(report)) << "the caller has named no link";
+  EXPECT_EQ(report.failed.size(), 4U);
+  EXPECT_EQ(ReadFile("documents/node2.reg"), "not ours");
+  Put({{"NEW/NMATRIX.DAT", "NMATRIX.DAT"}});
+  manager_.SetExportFolder("MAP");
+  Journal(Record("NMATRIX.DAT", 2));
+  EXPECT_TRUE(manager_.CheckCRC(report)) << "the caller has named the link";
 }
 
 // Who is still writing keeps its place, what dead ones left goes, and what is not theirs stays.

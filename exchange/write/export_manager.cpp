@@ -1,5 +1,6 @@
 #include "nccnet/export_manager.h"
 
+#include "core/last_error.h"
 #include "exchange/read/imported_net.h"
 #include "platform/disk/files.h"
 #include "platform/disk/paths.h"
@@ -19,9 +20,13 @@ void MakeExportFolder(const std::string& path) {
     throw std::runtime_error("Export dir doesn't exist and cannot be created");
 }
 
-// Makes the folder, or empties it, and copies the files of another one into it.
-void PublishFiles(const std::string& from, const std::string& to) {
+// Makes the folder below the current one, or empties it, and copies the files of another one into
+// it.
+void PublishFiles(const std::string& from, const std::string& below) {
+  constexpr char kHere[] = ".\\";
+  const std::string to = kHere + below;
   if (!FolderExists(from)) throw FileError("folder " + from + " is gone");
+  RefuseLinks(kHere, below);
   if (FolderExists(to)) {
     DeleteFiles(to);
   } else {
@@ -102,10 +107,13 @@ int _CExportManager::CreateExport() {
   }
   try {
     const std::uint32_t own = net_->Preferences()->net_number;
-    PublishFiles(path_, ".\\EXPORT\\" + std::to_string(static_cast<std::int32_t>(own)) + "\\");
+    PublishFiles(path_, "EXPORT\\" + std::to_string(static_cast<std::int32_t>(own)) + "\\");
+    ClearLastError();
   } catch (const std::bad_alloc&) {
+    SetLastError("out of memory");
     return kExchangeNoMemory;
-  } catch (const FileError&) {
+  } catch (const FileError& error) {
+    SetLastError(error.what());
     return kExchangeNoFile;
   }
   return 0;

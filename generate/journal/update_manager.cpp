@@ -33,6 +33,7 @@ constexpr const char* kDirectoryFormats[] = {"%sapn%s.txt", "%sapn%s.crg", "%sap
 constexpr const char* kMapFormats[] = {"%snode%d.map", "%snode%d.reg", "%snode%d.xnw",
                                        "%snode%d.tun"};
 
+constexpr char kSingleFilesFolder[] = "NEW\\";
 enum class SingleFileFolder { kExport, kDatabase };
 struct SingleFile {
   const char* name;
@@ -237,7 +238,7 @@ void CUpdateManager::CopyFileA(const char* name) {
     const char* folder =
         file.folder == SingleFileFolder::kExport ? GetExportFolder() : GetDBFolder();
     if (folder != nullptr && *folder != '\0') {
-      CopyOneFile("%s%s", "NEW\\", WithSeparator(folder).c_str(), file.name);
+      CopyOneFile("%s%s", kSingleFilesFolder, WithSeparator(folder).c_str(), file.name);
     } else {
       report_->unplaced.emplace_back(name);
     }
@@ -256,6 +257,8 @@ void CUpdateManager::CopyOneFile(const char* format, const char* from, const cha
   const std::string source = Fill(format, from, x);
   const std::string target = Fill(format, to, x);
   try {
+    // The folders of single files are named by the caller, who may name a link.
+    if (from != std::string_view(kSingleFilesFolder)) RefuseLinks(".\\", target);
     if (CopyWholeFile(source, target)) {
       report_->copied.push_back(target);
     } else {
