@@ -1,5 +1,6 @@
 #include "platform/crc32c.h"
 #include "platform/storage/sqlite_engine.h"
+#include "platform/storage/sqlite_statement.h"
 #include "tests/support/engine_history.h"
 #include "tests/support/memory_engine.h"
 #include "tests/support/scratch.h"
@@ -325,6 +326,28 @@ TEST(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
   WriteFile(file, "");
   EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}); }), "");
   EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kCreate})), Contents{});
+}
+
+// A unique index would let a change of one row remove another.
+TEST(SqliteEngineTest, RefusesWhatSomebodyHasAddedToTheTables) {
+  const ScratchFolder scratch;
+  const std::string file = scratch.Path("net.db");
+  MakeHistory(scratch.Path("net"), 3);
+  const std::string ours = ReadFile(file);
+  for (const char* what :
+       {"UNIQUE INDEX mine ON object(sum)", "TABLE mine(x)", "VIEW mine AS SELECT 1",
+        "TRIGGER mine AFTER INSERT ON page BEGIN SELECT 1; END"}) {
+    WriteFile(file, ours);
+    Connection(file.c_str(), SQLITE_OPEN_READWRITE, "")
+        .Execute(("CREATE " + std::string(what)).c_str());
+    for (const OpenMode mode : {OpenMode::kOpen, OpenMode::kSnapshot}) {
+      const std::string error =
+          ErrorOf([&] { LoadAll(*OpenSqliteEngine(scratch.Path("net"), {mode})); });
+      EXPECT_TRUE(error.starts_with("database is damaged: foreign or changed: ") &&
+                  error.ends_with(" mine (" + file + ")"))
+          << error;
+    }
+  }
 }
 
 TEST(SqliteEngineTest, RefusesAliasesAndPathsThatCannotBe) {

@@ -68,16 +68,16 @@ class SnapshotEngine final : public StorageEngine {
     RefuseOwnedHere(files_.lock);
     const std::optional<Acknowledged> left = ReadAcknowledged(files_.lock);
     const Image image = Take(files_);
-    const DatabaseHandle db = OpenImage(image.bytes);
-    CheckStructure(db.get());
-    const MetaRow meta = ReadMeta(db.get());
+    const Connection db = OpenImage(image.bytes, files_.data);
+    CheckStructure(db);
+    const MetaRow meta = ReadMeta(db);
     if (meta.state.revision == 0) {
       throw StorageError("there is no database " + files_.data + ": it was never completed",
                          NCCFailure::kMissing);
     }
     const std::string loss = FindLoss(files_, image.log, meta, left);
     if (!loss.empty() && !accepts_loss_) throw StorageError(loss, NCCFailure::kLossPossible);
-    return ReadRows(db.get(), row);
+    return ReadRows(db, row);
   }
 
   void Commit(const ChangeSet&) override { Refuse("changed"); }

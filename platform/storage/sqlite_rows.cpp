@@ -3,8 +3,10 @@
 #include "platform/storage/database_files.h"
 #include "platform/storage/row_sum.h"
 
+#include <algorithm>
 #include <array>
 #include <limits>
+#include <set>
 #include <utility>
 
 namespace ncc {
@@ -45,13 +47,12 @@ constexpr std::array kViews = {
   FROM page JOIN json_each(page.body) AS slot
   WHERE (page.key >> 26 & 7) = 4 AND slot.type = 'array')"};
 
-constexpr const char* kPutMeta = "INSERT OR REPLACE INTO meta VALUES(1, ?1, ?2, ?3, ?4, ?5, ?6)";
+constexpr const char* kPutMeta =
+    "INSERT INTO meta VALUES(1, ?1, ?2, ?3, ?4, ?5, ?6) ON CONFLICT(id) DO UPDATE SET "
+    "revision = ?1, row_count = ?2, row_sum = ?3, unit = ?4, open = ?5, sum = ?6";
 
-[[noreturn]] void ThrowDamaged(sqlite3* db, const std::string& what) {
-  const char* const file = sqlite3_db_filename(db, "main");
-  const bool named = file != nullptr && *file != '\0';
-  throw StorageError("database is damaged: " + what +
-                     (named ? std::string(" (") + file + ")" : ""));
+[[noreturn]] void ThrowDamaged(const Connection& db, const std::string& what) {
+  throw StorageError("database is damaged: " + what + " (" + db.Name() + ")");
 }
 
 std::int64_t TableKey(const RowKey& key) {
@@ -115,7 +116,7 @@ bool FitsKey(RowKind kind, std::int64_t table_key) {
 }
 
 // Adds the table's rows to the totals.
-void ReadTable(sqlite3* db, RowKind kind, std::string_view sql, RowTotals& totals,
+void ReadTable(const Connection& db, RowKind kind, std::string_view sql, RowTotals& totals,
                const std::function<void(Row&&)>& row) {
   Statement statement(db, sql);
   Row found;  // one for all, whose texts keep their memory
@@ -140,20 +141,18 @@ void ReadTable(sqlite3* db, RowKind kind, std::string_view sql, RowTotals& total
 }  // namespace
 
 std::string MakeEmptyDataFile() {
-  const DatabaseHandle memory =
-      OpenDatabase(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-  sqlite3* db = memory.get();
-  Execute(db, "PRAGMA page_size = 4096");
-  Execute(db, ("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
-  Execute(db, ("PRAGMA user_version = " + std::to_string(kFormatVersion)).c_str());
-  for (const char* sql : kTables) Execute(db, sql);
-  for (const char* sql : kViews) Execute(db, sql);
+  const Connection db(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, "memory");
+  db.Execute("PRAGMA page_size = 4096");
+  db.Execute(("PRAGMA application_id = " + std::to_string(kApplicationId)).c_str());
+  db.Execute(("PRAGMA user_version = " + std::to_string(kFormatVersion)).c_str());
+  for (const char* sql : kTables) db.Execute(sql);
+  for (const char* sql : kViews) db.Execute(sql);
   Statement put_meta(db, kPutMeta);
   PutMeta(put_meta, {});
 
   sqlite3_int64 size = 0;
   const std::unique_ptr<unsigned char, decltype(&sqlite3_free)> image(
-      sqlite3_serialize(db, "main", &size, 0), &sqlite3_free);
+      sqlite3_serialize(db.Handle(), "main", &size, 0), &sqlite3_free);
   if (!image) throw std::bad_alloc();
   std::string file(reinterpret_cast<const char*>(image.get()), static_cast<std::size_t>(size));
   // The documented marks of a file that is written through a log, so that it need not be converted.
@@ -161,20 +160,25 @@ std::string MakeEmptyDataFile() {
   return file;
 }
 
-void CheckStructure(sqlite3* db) {
+void CheckStructure(const Connection& db) {
   Statement check(db, "PRAGMA integrity_check(1)");
   if (!check.Step()) ThrowDamaged(db, "the integrity check gives no result");
   if (check.Bytes(0) != "ok") ThrowDamaged(db, std::string(check.Bytes(0)));
   check.Reset();
-  Statement table(db, "SELECT 1 FROM sqlite_schema WHERE type = 'table' AND sql = ?1");
-  for (const char* sql : kTables) {
-    table.BindText(1, sql);
-    if (!table.Step()) ThrowDamaged(db, std::string("missing or changed: ") + sql);
-    table.Reset();
+  std::set<std::string_view> missing(kTables.begin(), kTables.end());
+  // An index, a trigger or a table of somebody else would change what a commit does.
+  Statement schema(db, "SELECT sql, type, name FROM sqlite_schema");
+  while (schema.Step()) {
+    const std::string_view sql = schema.Bytes(0);
+    if (missing.erase(sql) != 0 || std::find(kViews.begin(), kViews.end(), sql) != kViews.end())
+      continue;
+    ThrowDamaged(db, "foreign or changed: " + std::string(schema.Bytes(1)) + " " +
+                         std::string(schema.Bytes(2)));
   }
+  if (!missing.empty()) ThrowDamaged(db, "missing or changed: " + std::string(*missing.begin()));
 }
 
-MetaRow ReadMeta(sqlite3* db) {
+MetaRow ReadMeta(const Connection& db) {
   Statement statement(
       db, "SELECT revision, row_count, row_sum, unit, open, sum FROM meta WHERE id = 1");
   if (!statement.Step()) ThrowDamaged(db, "the revision is missing");
@@ -188,14 +192,14 @@ MetaRow ReadMeta(sqlite3* db) {
   return meta;
 }
 
-void MarkClosed(sqlite3* db) {
+void MarkClosed(const Connection& db) {
   const MetaRow meta = ReadMeta(db);
   if (!meta.open) return;
   Statement put_meta(db, kPutMeta);
   PutMeta(put_meta, {meta.state, false});
 }
 
-StoredState ReadRows(sqlite3* db, const std::function<void(Row&&)>& row) {
+StoredState ReadRows(const Connection& db, const std::function<void(Row&&)>& row) {
   const StoredState state = ReadMeta(db).state;
   RowTotals found;
   ReadTable(db, RowKind::kDefinition,
@@ -207,32 +211,38 @@ StoredState ReadRows(sqlite3* db, const std::function<void(Row&&)>& row) {
   return state;
 }
 
-DatabaseHandle OpenCopyAndMarkClosed(const std::string& file) {
-  DatabaseHandle copy = OpenDatabase(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW);
-  DistrustContents(copy.get());
-  Execute(copy.get(), "PRAGMA journal_mode = MEMORY");
-  MarkClosed(copy.get());
+Connection OpenCopyAndMarkClosed(const std::string& file) {
+  Connection copy(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, file);
+  copy.DistrustContents();
+  copy.Execute("PRAGMA journal_mode = MEMORY");
+  MarkClosed(copy);
   return copy;
 }
 
-DatabaseHandle OpenImage(const std::string& bytes) {
-  DatabaseHandle db = OpenDatabase(":memory:", SQLITE_OPEN_READWRITE);
-  DistrustContents(db.get());
+Connection OpenImage(const std::string& bytes, const std::string& name) {
+  Connection db(":memory:", SQLITE_OPEN_READWRITE, name);
+  db.DistrustContents();
   const auto size = static_cast<sqlite3_int64>(bytes.size());
   // The engine only reads it.
   auto* const image = reinterpret_cast<unsigned char*>(const_cast<char*>(bytes.data()));
   const int code =
-      sqlite3_deserialize(db.get(), "main", image, size, size, SQLITE_DESERIALIZE_READONLY);
-  if (code != SQLITE_OK) throw SqliteError(db.get(), code);
+      sqlite3_deserialize(db.Handle(), "main", image, size, size, SQLITE_DESERIALIZE_READONLY);
+  if (code != SQLITE_OK) throw SqliteError(db, code);
   return db;
 }
 
-RowWriter::RowWriter(sqlite3* db)
+RowWriter::RowWriter(const Connection& db)
     : begin_(db, "BEGIN IMMEDIATE"),
       commit_(db, "COMMIT"),
-      put_definition_(db, "INSERT OR REPLACE INTO definition VALUES(?1, ?2, ?3, ?4, ?5)"),
-      put_object_(db, "INSERT OR REPLACE INTO object VALUES(?1, ?2, ?3, ?4, ?5)"),
-      put_page_(db, "INSERT OR REPLACE INTO page VALUES(?1, ?2, ?3)"),
+      put_definition_(db,
+                      "INSERT INTO definition VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(id) DO UPDATE "
+                      "SET type = ?2, name = ?3, body = ?4, sum = ?5"),
+      put_object_(db,
+                  "INSERT INTO object VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(id) DO UPDATE SET "
+                  "type = ?2, name = ?3, data = ?4, sum = ?5"),
+      put_page_(
+          db,
+          "INSERT INTO page VALUES(?1, ?2, ?3) ON CONFLICT(key) DO UPDATE SET body = ?2, sum = ?3"),
       remove_definition_(db, "DELETE FROM definition WHERE id = ?1"),
       remove_object_(db, "DELETE FROM object WHERE id = ?1"),
       remove_page_(db, "DELETE FROM page WHERE key = ?1"),

@@ -30,22 +30,22 @@ struct MetaRow {
 };
 
 // These three throw StorageError "database is damaged: ..." for what this system did not write.
-void CheckStructure(sqlite3* db);
-MetaRow ReadMeta(sqlite3* db);
-StoredState ReadRows(sqlite3* db, const std::function<void(Row&&)>& row);
+void CheckStructure(const Connection& db);
+MetaRow ReadMeta(const Connection& db);
+StoredState ReadRows(const Connection& db, const std::function<void(Row&&)>& row);
 
 // Takes the mark away that each commit makes.
-void MarkClosed(sqlite3* db);
+void MarkClosed(const Connection& db);
 // The same in a copy that nobody knows yet, so that it needs no journal.
-DatabaseHandle OpenCopyAndMarkClosed(const std::string& file);
+Connection OpenCopyAndMarkClosed(const std::string& file);
 
-// Opens what a data file without a log holds, for reading; `bytes` must outlive the handle.
-DatabaseHandle OpenImage(const std::string& bytes);
+// Opens what the data file `name` holds without its log, for reading; `bytes` must outlive it.
+Connection OpenImage(const std::string& bytes, const std::string& name);
 
 // Writes change sets with statements that are prepared once.
 class RowWriter {
  public:
-  explicit RowWriter(sqlite3* db);
+  explicit RowWriter(const Connection& db);
 
   // One transaction. After an exception it is still open, or its end is unknown.
   void Commit(const ChangeSet& changes);

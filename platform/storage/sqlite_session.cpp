@@ -15,7 +15,7 @@ constexpr sqlite3_int64 kLogSize = 4 << 20;
 constexpr const char* kCheckpointPages = "PRAGMA wal_autocheckpoint = 1000";
 
 // Sets the journal mode of the data file and says what it is then.
-std::string ChangeJournalMode(sqlite3* db) {
+std::string ChangeJournalMode(const Connection& db) {
   Statement mode(db, "PRAGMA journal_mode = WAL");
   mode.Step();
   return std::string(mode.Bytes(0));
@@ -36,58 +36,56 @@ Session::Session(const DatabaseFiles& files, bool fills_log)
     : folder_(files.folder),
       fills_log_(fills_log),
       remover_(files.log),
-      db_(OpenDatabase(files.data.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW)) {
-  if (sqlite3_db_readonly(db_.get(), "main") != 0) throw SqliteError(db_.get(), SQLITE_READONLY);
+      db_(files.data.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, files.data) {
+  if (sqlite3_db_readonly(db_.Handle(), "main") != 0) throw SqliteError(db_, SQLITE_READONLY);
   SetUp();
-  CheckStructure(db_.get());
-  writer_.emplace(db_.get());
+  CheckStructure(db_);
+  writer_.emplace(db_);
 }
 
 // The mark goes before the log does: a log that is missing while the mark is there was lost.
 Session::~Session() {
   if (!closing_finishes_) return;
   try {
-    MarkClosed(db_.get());
+    MarkClosed(db_);
   } catch (const std::exception&) {
-    sqlite3_db_config(db_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    sqlite3_db_config(db_.Handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   }
 }
 
 void Session::SetUp() {
-  sqlite3* db = db_.get();
-  Configure(db, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1);
-  DistrustContents(db);
+  db_.Configure(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1);
+  db_.DistrustContents();
   // Copying attaches its target.
-  sqlite3_limit(db, SQLITE_LIMIT_ATTACHED, 1);
+  sqlite3_limit(db_.Handle(), SQLITE_LIMIT_ATTACHED, 1);
   // Before the first access, so that the index of the log lives in memory and needs no file.
-  Execute(db, "PRAGMA locking_mode = EXCLUSIVE");
+  db_.Execute("PRAGMA locking_mode = EXCLUSIVE");
   // Exclusive mode locks nothing until it is used.
-  Execute(db, "BEGIN EXCLUSIVE; COMMIT");
-  Execute(db, "PRAGMA synchronous = FULL");
-  Execute(db, "PRAGMA cell_size_check = ON");
-  Execute(db, "PRAGMA mmap_size = 0");
-  Execute(db, "PRAGMA temp_store = MEMORY");
-  Execute(db, kCheckpointPages);
+  db_.Execute("BEGIN EXCLUSIVE; COMMIT");
+  db_.Execute("PRAGMA synchronous = FULL");
+  db_.Execute("PRAGMA cell_size_check = ON");
+  db_.Execute("PRAGMA mmap_size = 0");
+  db_.Execute("PRAGMA temp_store = MEMORY");
+  db_.Execute(kCheckpointPages);
 }
 
 // Each change of the setting costs all prepared statements.
 void Session::LetClosingFinish(bool finish) {
   if (finish == closing_finishes_) return;
   closing_finishes_ = finish;
-  Configure(db_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, finish ? 0 : 1);
+  db_.Configure(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, finish ? 0 : 1);
 }
 
 StoredState Session::Load(const std::function<void(Row&&)>& row) {
-  const StoredState state = ReadRows(db_.get(), row);
+  const StoredState state = ReadRows(db_, row);
   LetClosingFinish(true);
   return state;
 }
 
 void Session::PrepareLog() {
   // A file that an administrator has converted or restored may be in another mode.
-  if (ChangeJournalMode(db_.get()) != "wal") {
-    throw StorageError(std::string("cannot keep a log beside ") +
-                       sqlite3_db_filename(db_.get(), "main"));
+  if (ChangeJournalMode(db_) != "wal") {
+    throw StorageError("cannot keep a log beside " + db_.Name());
   }
   if (fills_log_ && HasAmpleRoom(folder_, kLogSize)) FillLog();
 }
@@ -95,7 +93,7 @@ void Session::PrepareLog() {
 // Only saves time, and only of a log that holds nothing yet.
 void Session::FillLog() {
   sqlite3_file* log = nullptr;
-  sqlite3_file_control(db_.get(), "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
+  sqlite3_file_control(db_.Handle(), "main", SQLITE_FCNTL_JOURNAL_POINTER, &log);
   if (log == nullptr || log->pMethods == nullptr) return;
   sqlite3_int64 size = 0;
   if (log->pMethods->xFileSize(log, &size) != SQLITE_OK || size != 0) return;
@@ -105,18 +103,18 @@ void Session::FillLog() {
     if (log->pMethods->xWrite(log, kZeros.data(), kPart, size) == SQLITE_OK) continue;
     // Changes need the room more than zeros do.
     const int code = log->pMethods->xTruncate(log, 0);
-    if (code != SQLITE_OK) throw SqliteError(db_.get(), code);
+    if (code != SQLITE_OK) throw SqliteError(db_, code);
     return;
   }
   const int code = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL);
-  if (code != SQLITE_OK) throw SqliteError(db_.get(), code);
+  if (code != SQLITE_OK) throw SqliteError(db_, code);
 }
 
 bool Session::MoveLogToData() {
   int frames = 0;
   int moved = 0;
-  return sqlite3_wal_checkpoint_v2(db_.get(), "main", SQLITE_CHECKPOINT_PASSIVE, &frames, &moved) ==
-             SQLITE_OK &&
+  return sqlite3_wal_checkpoint_v2(db_.Handle(), "main", SQLITE_CHECKPOINT_PASSIVE, &frames,
+                                   &moved) == SQLITE_OK &&
          frames == moved;
 }
 
@@ -136,10 +134,10 @@ void Session::Commit(const ChangeSet& changes) {
 
 void Session::CopyTo(const std::string& file) {
   const StoredState state = Meta().state;
-  Statement(db_.get(), "VACUUM INTO ?1").BindText(1, file).Run();
-  const DatabaseHandle copy = OpenCopyAndMarkClosed(file);
-  CheckStructure(copy.get());
-  if (ReadRows(copy.get(), [](Row&&) {}) != state) {
+  Statement(db_, "VACUUM INTO ?1").BindText(1, file).Run();
+  const Connection copy = OpenCopyAndMarkClosed(file);
+  CheckStructure(copy);
+  if (ReadRows(copy, [](Row&&) {}) != state) {
     throw StorageError("the copy is of another revision");
   }
 }

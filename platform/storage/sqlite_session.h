@@ -21,7 +21,7 @@ class Session {
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  MetaRow Meta() { return ReadMeta(db_.get()); }
+  MetaRow Meta() { return ReadMeta(db_); }
 
   StoredState Load(const std::function<void(Row&&)>& row);
   // The rows are what an earlier session has found sound and written since.
@@ -60,7 +60,7 @@ class Session {
   const std::string folder_;
   const bool fills_log_;
   EmptyLogRemover remover_;
-  DatabaseHandle db_;
+  Connection db_;
   std::optional<RowWriter> writer_;
   bool log_ready_ = false;
   bool marked_ = false;  // the data file itself says that it is open, also without its log

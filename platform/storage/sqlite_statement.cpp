@@ -3,7 +3,7 @@
 #include "platform/storage/database_files.h"
 
 #include <cerrno>
-#include <string>
+#include <utility>
 
 namespace ncc {
 namespace {
@@ -27,9 +27,9 @@ int SystemError(sqlite3* db) {
   return EIO;
 }
 
-std::string Explain(sqlite3* db, int code) {
-  const char* name = db == nullptr ? nullptr : sqlite3_db_filename(db, "main");
-  const std::string file = name == nullptr ? std::string() : std::string(name);
+std::string Explain(const Connection& connection, int code) {
+  sqlite3* const db = connection.Handle();
+  const std::string& file = connection.Name();
   switch (code & 0xFF) {
     case SQLITE_FULL:
       return "the disk is full";
@@ -64,48 +64,47 @@ bool TellsOfFullDisk(sqlite3* db, int code) {
 
 }  // namespace
 
-SqliteError::SqliteError(sqlite3* db, int code)
+SqliteError::SqliteError(const Connection& db, int code)
     : StorageError(Explain(db, code),
                    (code & 0xFF) == SQLITE_BUSY ? NCCFailure::kInUse : NCCFailure::kOther),
       code_(code),
-      is_full_(TellsOfFullDisk(db, code)) {}
+      is_full_(TellsOfFullDisk(db.Handle(), code)) {}
 
-DatabaseHandle OpenDatabase(const char* file, int flags) {
+Connection::Connection(const char* file, int flags, std::string name) : name_(std::move(name)) {
   sqlite3* raw = nullptr;
   const int code =
       sqlite3_open_v2(file, &raw, flags | SQLITE_OPEN_EXRESCODE | SQLITE_OPEN_NOMUTEX, nullptr);
-  DatabaseHandle db(raw);
-  if (code != SQLITE_OK) throw SqliteError(raw, code);
-  return db;
+  handle_.reset(raw);
+  if (code != SQLITE_OK) throw SqliteError(*this, code);
 }
 
-void Configure(sqlite3* db, int option, int value) {
-  const int code = sqlite3_db_config(db, option, value, nullptr);
-  if (code != SQLITE_OK) throw SqliteError(db, code);
+void Connection::Configure(int option, int value) const {
+  const int code = sqlite3_db_config(Handle(), option, value, nullptr);
+  if (code != SQLITE_OK) throw SqliteError(*this, code);
 }
 
-void DistrustContents(sqlite3* db) {
-  Configure(db, SQLITE_DBCONFIG_DEFENSIVE, 1);
-  Configure(db, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0);
-  Configure(db, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0);
-  Configure(db, SQLITE_DBCONFIG_ENABLE_VIEW, 0);
+void Connection::DistrustContents() const {
+  Configure(SQLITE_DBCONFIG_DEFENSIVE, 1);
+  Configure(SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0);
+  Configure(SQLITE_DBCONFIG_ENABLE_TRIGGER, 0);
+  Configure(SQLITE_DBCONFIG_ENABLE_VIEW, 0);
 }
 
-void Execute(sqlite3* db, const char* sql) {
-  const int code = sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
-  if (code != SQLITE_OK) throw SqliteError(db, code);
+void Connection::Execute(const char* sql) const {
+  const int code = sqlite3_exec(Handle(), sql, nullptr, nullptr, nullptr);
+  if (code != SQLITE_OK) throw SqliteError(*this, code);
 }
 
-Statement::Statement(sqlite3* db, std::string_view sql) {
+Statement::Statement(const Connection& db, std::string_view sql) : db_(db) {
   sqlite3_stmt* raw = nullptr;
-  const int code = sqlite3_prepare_v3(db, sql.data(), static_cast<int>(sql.size()),
+  const int code = sqlite3_prepare_v3(db.Handle(), sql.data(), static_cast<int>(sql.size()),
                                       SQLITE_PREPARE_PERSISTENT, &raw, nullptr);
   handle_.reset(raw);
   if (code != SQLITE_OK) throw SqliteError(db, code);
 }
 
 void Statement::Check(int code) const {
-  if (code != SQLITE_OK) throw SqliteError(sqlite3_db_handle(handle_.get()), code);
+  if (code != SQLITE_OK) throw SqliteError(db_, code);
 }
 
 Statement& Statement::Bind(int parameter, std::int64_t value) {

@@ -7,14 +7,41 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <string_view>
 
 namespace ncc {
 
+// One connection to the embedded SQL engine.
+class Connection {
+ public:
+  // Opens `file` with the given flags, which the engine's own defaults complete. Messages call it
+  // `name`.
+  Connection(const char* file, int flags, std::string name);
+
+  sqlite3* Handle() const { return handle_.get(); }
+  const std::string& Name() const { return name_; }
+
+  // Sets one of the engine's switches.
+  void Configure(int option, int value) const;
+  // What a file from elsewhere says must not make the engine do anything but read and write rows.
+  void DistrustContents() const;
+  // Runs statements that give no rows. The text is constant: values are bound, never pasted.
+  void Execute(const char* sql) const;
+
+ private:
+  struct Close {
+    void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
+  };
+
+  std::string name_;
+  std::unique_ptr<sqlite3, Close> handle_;
+};
+
 // A StorageError that remembers the engine's own code.
 class SqliteError : public StorageError {
  public:
-  SqliteError(sqlite3* db, int code);
+  SqliteError(const Connection& db, int code);
   int Code() const { return code_; }
   // The disk, or the share of it that its owner may use.
   bool IsFull() const { return is_full_; }
@@ -24,28 +51,11 @@ class SqliteError : public StorageError {
   bool is_full_;
 };
 
-struct CloseDatabase {
-  void operator()(sqlite3* db) const { sqlite3_close_v2(db); }
-};
-using DatabaseHandle = std::unique_ptr<sqlite3, CloseDatabase>;
-
-// Opens `file` with the given flags, which the engine's own defaults complete.
-DatabaseHandle OpenDatabase(const char* file, int flags);
-
-// Sets one of the engine's switches.
-void Configure(sqlite3* db, int option, int value);
-
-// What a file from elsewhere says must not make the engine do anything but read and write rows.
-void DistrustContents(sqlite3* db);
-
-// Runs statements that give no rows. The text is constant: values are bound, never pasted.
-void Execute(sqlite3* db, const char* sql);
-
-// A prepared statement, to be run any number of times. Text given to Bind must live until Run or
-// Reset.
+// A prepared statement of a connection that outlives it, to be run any number of times. Text given
+// to Bind must live until Run or Reset.
 class Statement {
  public:
-  Statement(sqlite3* db, std::string_view sql);
+  Statement(const Connection& db, std::string_view sql);
 
   Statement& Bind(int parameter, std::int64_t value);
   Statement& BindText(int parameter, std::string_view text);
@@ -68,6 +78,7 @@ class Statement {
 
   void Check(int code) const;
 
+  const Connection& db_;
   std::unique_ptr<sqlite3_stmt, Finalize> handle_;
 };
 
