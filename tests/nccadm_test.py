@@ -335,6 +335,7 @@ class ProcessTest(ToolTest):
             self.assertIn(f"in use by process {holder}", err)
             self.assertIn("this is its revision 3.", err)
         self.assertEqual(len(self.json("server", "list")["servers"]), 4)
+        self.refused("user", "memberships", "Nobody", says="no user")
         end()
         code, _, err = self.run_tool("info")
         self.assertEqual((code, err), (0, ""))
@@ -447,6 +448,21 @@ class ProcessTest(ToolTest):
         self.ok("apply", file)
         few, many = (self.memory("--json", *ask) for ask in (("server", "list"), ("ap", "list")))
         self.assertLess(many - few, 20000 * 1000)
+        # An interrupted list is whole however slow its reader is, unless it is interrupted again.
+        for again in (False, True):
+            process = subprocess.Popen([tool(), "--json", "ap", "list"], env=self.environment(),
+                                       stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+            start = process.stdout.read(1)
+            time.sleep(0.5)  # until it waits for room
+            process.send_signal(signal.SIGINT)
+            time.sleep(1.5)
+            if again:
+                process.send_signal(signal.SIGINT)
+                process.wait(timeout=60)
+            out = start + process.communicate()[0]
+            self.assertEqual(process.returncode, 130)
+            if not again:
+                self.assertEqual(json.loads(out)["error"]["code"], 130)
 
     def memory(self, *arguments):
         """How many bytes the tool takes at most."""

@@ -181,8 +181,8 @@ int CommandLine::Parse(int argc, char** argv, bool& finished) {
 }
 
 int CommandLine::RunAction() {
-  options_.only_reads = OnlyReads(ReachedFrom(app_).path);
   Session session(options_, output_);
+  if (OnlyReads(ReachedFrom(app_).path)) session.OnlyRead();
   const int code = action_(session);
   output_.Finish();
   return code;

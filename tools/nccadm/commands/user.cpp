@@ -150,6 +150,7 @@ int Memberships(Session& session, const ObjectArguments& arguments) {
     throw Failure("a Dep is needed to change memberships",
                   "'nccadm user memberships --help' shows the usage.", kExitUsage);
   }
+  if (!changes) session.OnlyRead();
   const Object user = FindObject(session, Kind::kUser, arguments.object);
   CNCCNet& net = session.Net();
   if (arguments.other.empty()) return ShowMemberships(session, user, ListMemberships(net, user.id));

@@ -214,7 +214,11 @@ void Output::Fail(const Failure& failure) {
 
 bool Output::FailInterrupted() {
   // Who holds the lock for long waits for the reader of the results, perhaps for ever.
-  const std::unique_lock lock(mutex_, std::chrono::seconds(1));
+  std::unique_lock lock(mutex_, std::chrono::seconds(1));
+  if (!lock && !waits_briefly_) {
+    if (ShowsProgress()) Warn("waiting for the reader of the results; interrupt again to end now");
+    lock.lock();
+  }
   if (lock && finished_) return false;
   const Failure failure("interrupted; a change that was being stored is there whole or not at all",
                         {}, kExitInterrupted);

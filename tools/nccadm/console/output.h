@@ -1,6 +1,7 @@
 // Everything that the tool says: results to standard output, words to standard error.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -61,8 +62,10 @@ class Output {
   void Fail(const Failure& failure);
 
   // The same from another thread, once the command was interrupted; false when it had come to its
-  // end already.
+  // end already. Waits until the reader of the results has room for the end of them.
   bool FailInterrupted();
+  // For a command that others have to wait for: an interrupted one gives its reader a second.
+  void LimitWaiting() { waits_briefly_ = true; }
 
   // Nothing more is written. Throws Failure when any result could not be written; a reader that
   // wants no more is no failure.
@@ -81,6 +84,7 @@ class Output {
   bool quiet_ = false;
   bool color_out_ = false;
   bool color_err_ = false;
+  std::atomic<bool> waits_briefly_ = false;
 
   std::timed_mutex mutex_;  // of what follows: an interrupt ends the document in another thread
   bool finished_ = false;

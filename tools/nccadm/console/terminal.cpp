@@ -2,7 +2,9 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <future>
 #include <iostream>
 
 #include <fcntl.h>
@@ -43,15 +45,16 @@ bool AskYesNo(const std::string& question) {
 }
 
 InterruptWatch::InterruptWatch(std::function<bool()> end) : end_(std::move(end)) {
-  sigemptyset(&signals_);
-  sigaddset(&signals_, kWakeUp);
+  sigemptyset(&requests_);
   for (const int number : {SIGINT, SIGTERM}) {
     struct sigaction present = {};
     sigaction(number, nullptr, &present);
     // A shell starts background jobs with the key ignored; that stays so.
-    if (present.sa_handler != SIG_IGN) sigaddset(&signals_, number);
+    if (present.sa_handler != SIG_IGN) sigaddset(&requests_, number);
   }
   // For this thread and all that it starts: the requests come to the one that waits for them.
+  signals_ = requests_;
+  sigaddset(&signals_, kWakeUp);
   pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
   thread_ = std::thread([this] { Run(); });
 }
@@ -64,8 +67,25 @@ InterruptWatch::~InterruptWatch() {
 void InterruptWatch::Run() const {
   for (int number = 0; sigwait(&signals_, &number) == 0 && number != kWakeUp;) {
     const bool marks_only = g_guards > 0 && !g_asked.exchange(true);
-    if (!marks_only && end_()) _exit(kExitInterrupted);
+    if (!marks_only && End()) _exit(kExitInterrupted);
   }
+}
+
+bool InterruptWatch::End() const {
+  const auto is_asked_again = [this] {
+    const timespec no_time = {};
+    return sigtimedwait(&requests_, nullptr, &no_time) > 0;
+  };
+  std::future<bool> end = std::async(std::launch::async, end_);
+  auto state = end.wait_for(std::chrono::seconds(1));
+  while (is_asked_again()) {
+    // Some send one request twice: to the process and to its group.
+  }
+  while (state != std::future_status::ready) {
+    if (is_asked_again()) _exit(kExitInterrupted);
+    state = end.wait_for(std::chrono::milliseconds(50));
+  }
+  return end.get();
 }
 
 InterruptGuard::InterruptGuard() { ++g_guards; }

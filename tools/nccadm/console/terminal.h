@@ -19,7 +19,8 @@ bool IsTerminal(Stream stream);
 bool AskYesNo(const std::string& question);
 
 // While one lives, the interrupt key and a request to terminate call `end` in a thread of its own;
-// when that gives true, the process ends with exit code 130, whatever it does at the moment.
+// when that gives true, the process ends with exit code 130, whatever it does at the moment. Where
+// `end` takes longer than a second, another request ends the process at once.
 class InterruptWatch {
  public:
   explicit InterruptWatch(std::function<bool()> end);
@@ -29,9 +30,11 @@ class InterruptWatch {
 
  private:
   void Run() const;
+  bool End() const;
 
   std::function<bool()> end_;
-  sigset_t signals_;
+  sigset_t requests_;
+  sigset_t signals_;  // the requests and what ends the thread
   std::thread thread_;
 };
 

@@ -61,6 +61,7 @@ Failure Session::OpeningFailure() {
 
 void Session::Obtain(const std::function<bool(const Place&)>& open) {
   using Clock = std::chrono::steady_clock;
+  if (!only_reads_) output_.LimitWaiting();
   const Place place = Split();
   const unsigned seconds = options_.wait.value_or(IsTerminal(Stream::kError) ? 10 : 0);
   const auto end = Clock::now() + std::chrono::seconds(seconds);
@@ -95,10 +96,10 @@ CNCCNet& Session::Net() {
   if (open_) return net_;
   Obtain([this](const Place& place) {
     const char* const folder = place.folder.c_str();
-    if (!options_.only_reads) return net_.Open(folder, place.name.c_str());
+    if (!only_reads_) return net_.Open(folder, place.name.c_str());
     return net_.OpenSnapshot(folder, place.name.c_str());
   });
-  if (options_.only_reads) TellRevision(Split());
+  if (only_reads_) TellRevision(Split());
   return net_;
 }
 

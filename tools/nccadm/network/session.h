@@ -22,7 +22,6 @@ struct Options {
   bool json = false;
   bool quiet = false;
   bool yes = false;
-  bool only_reads = false;       // the command changes nothing in the database
   std::optional<unsigned> wait;  // seconds for a database that is in use
   ColorMode color = ColorMode::kAuto;
 };
@@ -36,6 +35,9 @@ class Session {
 
   Output& Out() { return output_; }
   bool IsJson() const { return options_.json; }
+
+  // To be called before Net() by a command that changes nothing in the database.
+  void OnlyRead() { only_reads_ = true; }
 
   // The database of --db, opened by the first call: for a command that only reads as it was stored
   // last, whoever owns it. Throws Failure with what to do about it.
@@ -86,6 +88,7 @@ class Session {
   Output& output_;
   CNCCNet net_;
   bool open_ = false;
+  bool only_reads_ = false;
   std::unique_ptr<Applications> applications_;
   std::unique_ptr<View> shown_;
 };
