@@ -1,6 +1,6 @@
 #include "generate/output_cache.h"
 
-#include "generate/directories/visible_nodes.h"
+#include "generate/visible_nodes.h"
 #include "structure/nodes.h"
 
 namespace ncc {

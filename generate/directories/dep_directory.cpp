@@ -10,7 +10,7 @@
 //
 //   0000 %4.4X%4.4X0 %4.4X %s\n        network, node, Dep, name of the Dep
 
-#include "generate/directories/visible_nodes.h"
+#include "generate/visible_nodes.h"
 #include "generate/file_names.h"
 #include "generate/output_cache.h"
 

@@ -1,4 +1,4 @@
-#include "generate/directories/visible_nodes.h"
+#include "generate/visible_nodes.h"
 
 #include <set>
 
