@@ -359,6 +359,28 @@ TEST(EngineFaultTest, ALostOrDamagedLogIsSaid) {
   }
 }
 
+TEST(EngineFaultTest, ALogThatGrowsWhileItIsReadRaisesNoQuestion) {
+  const ScratchFolder scratch;
+  const std::string log = scratch.Path("net.db-wal");
+  MakeHistory(scratch.Path("net"), 20);
+  LeaveLog(scratch.Path("net"), 20, 26);
+  const std::string grown = ReadFile(log);
+  const std::size_t written = LogFile(log).SizeOfCommits() / 3;
+  const std::size_t read = written + (1U << 14);
+  Overwrite(log, grown.substr(0, written) + std::string(grown.size() - written, '\0'));
+  before_read = [&](std::size_t size) {
+    if (size == grown.size() - read) Overwrite(log, grown);
+    return size == grown.size() ? read : size;
+  };
+  Contents found;
+  EXPECT_EQ(ErrorOf([&] {
+              found = LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kSnapshot}));
+            }),
+            "");
+  before_read = nullptr;
+  EXPECT_EQ(found, (Contents{HistoryRows(26), 26}));
+}
+
 // The files of a recorded run as an end of power at some event leaves them: what was flushed, and
 // of the rest any sectors.
 class PowerCut {

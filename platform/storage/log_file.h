@@ -21,6 +21,11 @@ class LogFile {
   // Reads the file whole, if there is one. Throws StorageError.
   explicit LogFile(const std::string& file);
 
+  // Whether two looks at a log found the same bytes.
+  friend bool operator==(const LogFile& one, const LogFile& other) {
+    return one.bytes_ == other.bytes_;
+  }
+
   bool IsEmpty() const { return bytes_.empty(); }
   // Without a head nothing was ever committed to the log, unless it is damaged.
   bool HasHead() const { return page_size_ != 0; }

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <limits>
 #include <string>
 #include <utility>
@@ -85,6 +86,9 @@ void Record(Event event, int fd) {
   recording->push_back(std::move(event));
 }
 
+// Says how many of so many bytes a read gives, and may do something before.
+std::function<std::size_t(std::size_t size)> before_read;
+
 }  // namespace
 
 // These stand before the C library's own in every library of this process.
@@ -96,6 +100,9 @@ NCCNET_INSTEAD ssize_t pwrite64(int fd, const void* bytes, size_t size, off64_t 
   if (FailsNow(false) || !disk.HasRoom(fd, at + size)) return -1;
   Record({Event::kWrite, "", std::string(static_cast<const char*>(bytes), size), at}, fd);
   return ::syscall(SYS_pwrite64, fd, bytes, size, offset);
+}
+NCCNET_INSTEAD ssize_t read(int fd, void* bytes, size_t size) {
+  return ::syscall(SYS_read, fd, bytes, before_read ? before_read(size) : size);
 }
 NCCNET_INSTEAD int fdatasync(int fd) {
   LiveOn();
