@@ -22,7 +22,7 @@ std::uint64_t Check(const std::string& file) {
 
 CString DatabaseOwner(const char* path, const char* name) {
   CString owner;
-  Tell([&] {
+  Attempt([&] {
     const DatabaseFiles files = LocateDatabase(DatabasePath(path, name), OpenMode::kOpen);
     owner = DescribeHolder(files.lock).value_or(CString());
   });
@@ -31,7 +31,7 @@ CString DatabaseOwner(const char* path, const char* name) {
 
 std::uint64_t CheckBackup(const char* file) {
   std::uint64_t revision = 0;
-  Tell([&] {
+  Attempt([&] {
     if (file == nullptr) throw Refusal("no file was named");
     revision = Check(NativePath(file));
   });
@@ -39,7 +39,7 @@ std::uint64_t CheckBackup(const char* file) {
 }
 
 bool RestoreBackup(const char* path, const char* name, const char* backup, CString& kept) {
-  return Tell([&] {
+  return Attempt([&] {
     if (backup == nullptr) throw Refusal("no file was named");
     Check(NativePath(backup));
     Restoration restoration(DatabasePath(path, name), NativePath(backup));

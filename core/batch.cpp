@@ -8,17 +8,13 @@ using namespace ncc;
 bool CNCCNet::BeginBatch() {
   NetState& net = *state_;
   net.lock.Enter();
-  try {
+  const bool begun = Attempt([&] {
     if (net.callback_depth > 0) throw Refusal("a progress callback cannot begin a batch");
     if (net.batch) throw Refusal("a batch has begun already");
     net.batch = std::make_unique<UnitScope>(net);
-    ClearLastError();
-    return true;  // with the lock held
-  } catch (const std::exception& error) {
-    SetLastError(error.what());
-  }
-  net.lock.Leave();
-  return false;
+  });
+  if (!begun) net.lock.Leave();  // else EndBatch does
+  return begun;
 }
 
 bool CNCCNet::EndBatch(bool keep) {
@@ -31,19 +27,14 @@ bool CNCCNet::EndBatch(bool keep) {
     SetLastError("a progress callback cannot end a batch");
     return false;
   }
-  bool ended = true;
   const auto unit = std::move(net.batch);
-  try {
+  const bool ended = Attempt([&] {
     if (keep) {
       unit->Finish();
     } else {
       unit->Drop();
     }
-    ClearLastError();
-  } catch (const std::exception& error) {
-    SetLastError(error.what());
-    ended = false;
-  }
+  });
   net.lock.Leave();
   return ended;
 }
@@ -51,18 +42,13 @@ bool CNCCNet::EndBatch(bool keep) {
 bool CNCCNet::Backup(const char* file) {
   NetState& net = *state_;
   LockScope lock(net.lock);
-  try {
+  return Attempt([&] {
     if (file == nullptr || *file == '\0') throw Refusal("no file was named");
     if (!net.base) throw Refusal("no database is open");
     net.base->CheckUsable();
     if (net.base->InUnit()) throw Refusal("a backup cannot be made inside a batch or an operation");
     net.base->CopyTo(NativePath(file));
-    ClearLastError();
-    return true;
-  } catch (const std::exception& error) {
-    SetLastError(error.what());
-  }
-  return false;
+  });
 }
 
 std::uint64_t CNCCNet::GetRevision() {

@@ -1,8 +1,11 @@
 #include "core/last_error.h"
 
+#include "platform/storage/engine.h"
+
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <new>
 
 namespace ncc {
 namespace {
@@ -26,6 +29,20 @@ void SetLastError(std::string_view text, NCCFailure kind) noexcept {
   auto at = std::copy_n(text.begin(), head, text_of_thread.begin());
   at = std::copy(kGap.begin(), kGap.end(), at);
   *std::copy(text.end() - static_cast<std::ptrdiff_t>(tail), text.end(), at) = '\0';
+}
+
+void SetLastErrorToCaught() {
+  try {
+    throw;
+  } catch (const CallbackFailure&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    SetLastError("out of memory");
+  } catch (const StorageError& error) {
+    SetLastError(error.what(), error.Kind());
+  } catch (const std::exception& error) {
+    SetLastError(error.what());
+  }
 }
 
 void ClearLastError() noexcept {

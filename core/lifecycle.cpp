@@ -20,7 +20,7 @@ bool OpenDatabase(NetState& net, const char* path, const char* name, OpenBase op
     return false;
   }
   try {
-    const bool opened = Tell([&] {
+    const bool opened = Attempt([&] {
       net.DropBatch();
       net.Release();
       ++net.open_count;
@@ -57,12 +57,7 @@ void BuildLayout(NetState& net) {
 
 void SetPath(ReentrantLock& object_lock, std::string& stored, const char* path) {
   LockScope lock(object_lock);
-  try {
-    stored = path != nullptr ? path : "";
-    ClearLastError();
-  } catch (const std::bad_alloc&) {
-    SetLastError("out of memory");
-  }
+  Attempt([&] { stored = path != nullptr ? path : ""; });
 }
 
 }  // namespace
@@ -168,17 +163,11 @@ void CNCCNet::Close() {
 }
 
 void CNCCNet::SaveNetInfo() {
-  Run(*state_, false, [&] {
-    StorePreferences(*state_);
-    return true;
-  });
+  Run(*state_, [&] { StorePreferences(*state_); });
 }
 
 void CNCCNet::LoadNetInfo() {
-  Run(*state_, false, [&] {
-    ReadNetInfo();
-    return true;
-  });
+  Run(*state_, [&] { ReadNetInfo(); });
 }
 
 // Takes the lock by plain calls: a failure leaves it entered, other than one of a progress

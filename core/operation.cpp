@@ -1,5 +1,6 @@
 #include "core/operation.h"
 
+#include "platform/disk/files.h"
 #include "platform/disk/paths.h"
 
 namespace ncc {
@@ -41,7 +42,6 @@ UnitScope::~UnitScope() {
 }
 
 void UnitScope::Fail(const char* why) noexcept {
-  if (done_) return;  // it was storing the unit that failed
   failed_ = true;
   base_->FailUnit(why);
 }
@@ -73,6 +73,31 @@ void UnitScope::FollowReload() noexcept {
     net_.root = CHDBFolderManager(*base_).FolderOpenRoot(kFolderSpace);
   } catch (const std::exception&) {
     // Nothing is stored yet, or nothing can be read: the base itself refuses what comes.
+  }
+}
+
+bool RunInUnit(NetState& net, OperationBody body) {
+  try {
+    return Attempt([&] {
+      UnitScope unit(net);
+      try {
+        body();
+      } catch (const Refusal&) {
+        unit.Finish();
+        throw;
+      } catch (const FileError&) {  // nothing to do with what is stored
+        unit.Finish();
+        throw;
+      } catch (const CallbackFailure&) {
+        throw;
+      } catch (const std::exception& error) {
+        unit.Fail(error.what());
+        throw;
+      }
+      unit.Finish();
+    });
+  } catch (const CallbackFailure& failure) {
+    failure.Rethrow();
   }
 }
 

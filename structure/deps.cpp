@@ -164,7 +164,7 @@ bool CNCCNet::LinkDepToDep(unsigned long id1, unsigned long id2, bool* changed) 
 
 bool CNCCNet::LinkAllDeps() {
   NetState& net = *state_;
-  return RunUnlocked(net, false, [&] {
+  auto link_all = [&] {
     const std::vector<std::uint32_t> all = NumbersOf(net, kTypeDep);
     for (const std::uint32_t dep : all) {
       net.Progress();
@@ -174,8 +174,9 @@ bool CNCCNet::LinkAllDeps() {
       if (FindObject(net, dep, kTypeDep) != nullptr) LinkToAll(net, dep, all);
       net.Progress();
     }
-    return false;
-  });
+  };
+  RunInUnit(net, OperationBody(link_all));
+  return false;
 }
 
 bool CNCCNet::DeleteLinkDepToDep(const char* name1, const char* name2) {

@@ -28,16 +28,9 @@ void WriteStampList(NetState& net, const std::string& path, std::uint32_t node,
 
 // 0, and the last error says why, when it cannot be stamped.
 std::uint32_t StampOrZero(const char* path) noexcept {
-  try {
-    const std::uint32_t stamp = StampKey().OfFile(ReadablePath(path));
-    ClearLastError();
-    return stamp;
-  } catch (const std::bad_alloc&) {
-    SetLastError("out of memory");
-  } catch (const std::exception& error) {
-    SetLastError(error.what());
-  }
-  return 0;
+  std::uint32_t stamp = 0;
+  Attempt([&] { stamp = StampKey().OfFile(ReadablePath(path)); });
+  return stamp;
 }
 
 }  // namespace

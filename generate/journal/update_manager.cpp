@@ -14,7 +14,6 @@
 #include <array>
 #include <cstdio>
 #include <map>
-#include <new>
 #include <string_view>
 #include <utility>
 
@@ -68,22 +67,6 @@ std::string Fill(std::string_view format, std::string_view folder, std::string_v
   return path.append(format.substr(place + 2));
 }
 
-// Runs a step that does not tell how it went: what goes wrong becomes the last error. Returns
-// whether nothing did.
-template <class Step>
-bool RunSilently(Step step) {
-  try {
-    step();
-    ClearLastError();
-    return true;
-  } catch (const std::bad_alloc&) {
-    SetLastError("out of memory");
-  } catch (const std::exception& error) {
-    SetLastError(error.what());
-  }
-  return false;
-}
-
 }  // namespace
 
 CUpdateManager::CUpdateManager() = default;
@@ -106,7 +89,7 @@ CUpdateManager& CUpdateManager::operator=(const CUpdateManager& other) {
 
 int CUpdateManager::SetUpdateAb() { return 0; }
 void CUpdateManager::Clear() {
-  RunSilently([] { RemoveJournal(kJournal); });
+  Attempt([] { RemoveJournal(kJournal); });
 }
 void CUpdateManager::WriteCRC(bool write) { write_journal_ = write; }
 bool CUpdateManager::WriteCRC() { return write_journal_; }
@@ -123,7 +106,7 @@ const char* CUpdateManager::GetDBFolder() { return db_folder_; }
 
 int CUpdateManager::Write(const char* path) {
   if (!write_journal_) return 0;
-  RunSilently([&] {
+  Attempt([&] {
     if (path == nullptr) return;
     std::optional<FileError> failure;
     unsigned long value = 0;
@@ -151,7 +134,7 @@ void CUpdateManager::WriteImito(unsigned long value, const char* path) {
 
 int CUpdateManager::Read() {
   bool found = false;
-  const bool read = RunSilently([&] { found = ReadRecords(); });
+  const bool read = Attempt([&] { found = ReadRecords(); });
   if (read && found) return 1;
   if (read) SetLastError("there is no journal newfiles.dat");
   return 0;
@@ -188,7 +171,7 @@ void CUpdateManager::CheckCRC() {
 bool CUpdateManager::CheckCRC(CCopyReport& report) {
   report = {};
   report_ = &report;
-  const bool done = RunSilently([this] { CopyChanged(); });
+  const bool done = Attempt([this] { CopyChanged(); });
   report_ = nullptr;
   checked_ = true;
   if (!done) {  // what was not looked at is new to the next check
