@@ -543,6 +543,11 @@ TEST_F(OutputTest, WhatCannotBeWrittenIsReportedAndPassedOver) {
   EXPECT_EQ(Differences(Only(expected, "out/APDB/"), FilesBelow("out")), "");
   EXPECT_TRUE(net_.GenApn("out/APDB/N/", 200, 0xDUL)) << "the result of the form for one";
   EXPECT_STRNE(net_.LastError(), "");
+  events.made.clear();
+  Put({{"in the way/APDB/S", ""}});
+  EXPECT_TRUE(net_.GenAPDB("in the way", 200));
+  EXPECT_TRUE(CString(net_.LastError()).starts_with("folder in the way/APDB/S"))
+      << net_.LastError();
 
   events.failed.clear();
   fs::create_directories("map/node10.map/in the way");

@@ -132,13 +132,15 @@ void MakeFolders(std::string_view path) {
   const std::string native = NativePath(path);
   for (std::size_t end = native.find('/', 1);; end = native.find('/', end + 1)) {
     const std::string folder = native.substr(0, end);
-    if (!folder.empty() && mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
+    const bool is_last = end == std::string::npos || end + 1 == native.size();
+    // A file in place of one of the others shows in the next.
+    if (!folder.empty() && mkdir(folder.c_str(), S_IRWXU) != 0 && (errno != EEXIST || is_last)) {
       const int error = errno;
       struct stat info {};
       if (stat(folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode))
         ThrowFolderError(folder, "cannot be made", error);
     }
-    if (end == std::string::npos) return;
+    if (is_last) return;
   }
 }
 
