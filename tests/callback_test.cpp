@@ -73,6 +73,7 @@ TEST_F(Callback, WalksVisitEachEntryUpToTheOneFound) {
       {"all servers", [&] { return net_.GetListServer(list) == 3; }, 4},
       {"their number", [&] { return net_.GetServersCount() == 3; }, 4},
       {"renaming a server", [&] { return net_.ModifyServer("B", "x"); }, 3 + 4},
+      {"renaming an AP", [&] { return net_.ModifyAP(6, "b2"); }, 3 + 1},
       {"all APs", [&] { return net_.GetListAP(list) == 3; }, 0},
       {"deleting the second AP", [&] { return net_.DeleteAP(server, "a2"); }, 3},
       {"spaces", [&] { return NetAccess::GetRootFldSpc(net_) == 200; }, 2},

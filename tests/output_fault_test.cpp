@@ -87,7 +87,8 @@ TEST_F(OutputFaults, APackageOfAFileThatCannotBeReadIsNotMade) {
   net_.MAPPath("out/MAP/");
   std::vector<std::string> failed;
   net_.SetFileObserver([&](const CFileEvent& event) {
-    if (event.failure != nullptr) failed.emplace_back(event.failure);
+    if (event.failure == nullptr) return;
+    failed.push_back(event.path + (" of " + std::to_string(event.node) + ": ") + event.failure);
   });
   fs::remove("out/APDB/U/apu000C.txt");
   fs::create_symlink("apu000C.txt", "out/APDB/U/apu000C.txt");
@@ -98,6 +99,7 @@ TEST_F(OutputFaults, APackageOfAFileThatCannotBeReadIsNotMade) {
   EXPECT_TRUE(net_.GenFullDistr("kc"));
   EXPECT_NE(std::string(net_.LastError()).find("node9.tun is no plain file"), std::string::npos);
   ASSERT_EQ(failed.size(), 2U);
+  EXPECT_TRUE(failed[1].starts_with("kc\\AAA\\001A000C.aaf of 12: package ")) << failed[1];
   EXPECT_NE(failed[1].find("apu000C.txt cannot be read: Too many levels"), std::string::npos);
   expected["kc/AAA/001A000C.aaf"] = "as it was";
   expected.erase("kc/AAA/001A0009.aaf");

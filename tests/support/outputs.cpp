@@ -214,6 +214,11 @@ void BuildOutputNetwork(CNCCNet& net) {
   net.Preferences()->next_id = 0x1002F;
   EXPECT_EQ(net.AddAP(10UL, "far away", 0x1001), 0x1002FU);
   EXPECT_TRUE(net.LinkNNToNGrp(0x14, 0x1002F));
+  // A file shows no byte of a longer name from before.
+  for (const char* name : {"a name of before", "twice at Alpha"})
+    EXPECT_TRUE(net.ModifyAB(0x1C, name));
+  for (const char* name : {"a name of before", "far away"})
+    EXPECT_TRUE(net.ModifyAP(0x1002F, name));
 }
 
 OutputTest::OutputTest() {
