@@ -135,6 +135,10 @@ TEST_F(UpdateManagerTest, WhatIsNoPlainFileIsNoJournal) {
   }
   EXPECT_EQ(untold, 0);
   EXPECT_EQ(ReadFile("elsewhere"), "as it was");
+  net.GetUpdateManager()->WriteCRC(false);
+  EXPECT_EQ(net.AddServer("A", 0, 0), 0U);
+  EXPECT_TRUE(net.GenMAPNodeReg("")) << "and takes no failure from before";
+  EXPECT_EQ(LastFailure(), NCCFailure::kNone) << net.LastError();
   EXPECT_EQ(manager_.Write("elsewhere"), 1);
   EXPECT_STREQ(net.LastError(), "");
   fs::create_directory("AAA");

@@ -10,15 +10,15 @@
 //
 //   0000 %4.4X%4.4X0 %4.4X %s\n        network, node, Dep, name of the Dep
 
-#include "generate/visible_nodes.h"
+#include "generate/directories/directory_files.h"
 #include "generate/file_names.h"
 #include "generate/output_cache.h"
+#include "generate/visible_nodes.h"
 
 #include <set>
 #include <utility>
 
-using namespace ncc;
-
+namespace ncc {
 namespace {
 
 using Numbers = std::vector<std::uint32_t>;
@@ -107,34 +107,28 @@ GroupText Placements(const NetState& net, const Numbers& groups) {
 // Writes an AP's text of its groups, after calling the progress callback as often as composing it
 // takes; what the callback changes is in the text.
 template <class Compose>
-void WriteGroupText(NetState& net, const std::string& path, const TDBObjId& ap,
+void WriteGroupText(NetState& net, const std::string& path, std::uint32_t ap,
                     std::optional<GroupText> GroupView::*part, Compose compose) {
   const auto text = [&]() -> GroupText& {
-    return OutputCache::Of(net).PartOf(RecordOf(net, ap), part,
+    return OutputCache::Of(net).PartOf(RecordOf(net, {kFolderSpace, ap}), part,
                                        [&](const Numbers& groups) { return compose(net, groups); });
   };
   if (net.callback != nullptr) {
     for (std::size_t left = text().callbacks; left > 0; --left) net.Progress();
   }
-  WriteShared(net, path, ap.number, text().content);
+  WriteShared(net, path, ap, text().content);
 }
 
 }  // namespace
 
-bool CNCCNet::GenApc(const char* folder, TDBObjId& ap) {
-  NetState& net = *state_;
-  return Run(net, false, [&] {
-    const std::string path = Prefix(folder) + HexName("apc", ap.number, ".txt");
-    WriteGroupText(net, path, ap, &GroupView::dep_links, DepLinks);
-    return true;
-  });
+void WriteApDepLinks(Generation& run, const std::string& folder, std::uint32_t ap) {
+  WriteGroupText(run.Net(), folder + HexName("apc", ap, ".txt"), ap, &GroupView::dep_links,
+                 DepLinks);
 }
 
-bool CNCCNet::GenApu(const char* folder, TDBObjId& ap) {
-  NetState& net = *state_;
-  return Run(net, false, [&] {
-    const std::string path = Prefix(folder) + HexName("apu", ap.number, ".txt");
-    WriteGroupText(net, path, ap, &GroupView::placements, Placements);
-    return true;
-  });
+void WriteApDepPlaces(Generation& run, const std::string& folder, std::uint32_t ap) {
+  WriteGroupText(run.Net(), folder + HexName("apu", ap, ".txt"), ap, &GroupView::placements,
+                 Placements);
 }
+
+}  // namespace ncc

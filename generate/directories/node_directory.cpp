@@ -16,13 +16,13 @@
 //   0017 <mode>       visible APs with flag 0x1000
 //   001A S A          visible servers with flag 0x8000
 
+#include "generate/directories/directory_files.h"
 #include "generate/file_names.h"
 #include "generate/output_cache.h"
 
 #include <algorithm>
 
-using namespace ncc;
-
+namespace ncc {
 namespace {
 
 constexpr std::size_t kNameColumns = 50;
@@ -135,20 +135,16 @@ std::string ServerDirectory(NetState& net, const CHDBRecord& record, unsigned ch
 
 }  // namespace
 
-bool CNCCNet::GenApn(const char* folder, unsigned char mode, TDBObjId& ap) {
-  NetState& net = *state_;
-  return Run(net, false, [&] {
-    const std::string path = Prefix(folder) + HexName("apn", ap.number, ".txt");
-    WriteStamped(net, path, ap.number, ApDirectory(net, RecordOf(net, ap), mode));
-    return true;
-  });
+void WriteApNodes(Generation& run, const std::string& folder, std::uint32_t ap) {
+  NetState& net = run.Net();
+  WriteStamped(net, folder + HexName("apn", ap, ".txt"), ap,
+               ApDirectory(net, *FindObject(net, ap, kTypeAP), run.Mode()));
 }
 
-bool CNCCNet::GenMAPApn(const char* folder, unsigned char mode, TDBObjId& server) {
-  NetState& net = *state_;
-  return Run(net, false, [&] {
-    const std::string path = Prefix(folder) + HexName("apn", server.number, ".txt");
-    WriteStamped(net, path, server.number, ServerDirectory(net, RecordOf(net, server), mode));
-    return true;
-  });
+void WriteServerNodes(Generation& run, const std::string& folder, std::uint32_t server) {
+  NetState& net = run.Net();
+  WriteStamped(net, folder + HexName("apn", server, ".txt"), server,
+               ServerDirectory(net, *FindObject(net, server, kTypeServer), run.Mode()));
 }
+
+}  // namespace ncc

@@ -1,8 +1,8 @@
 // Stamps of files, and the lists of stamps that go with a node's directory files: a line
 // "NAME=STAMP\n" a file, the last one of the list itself as it stood before that line.
 
+#include "generate/directories/directory_files.h"
 #include "generate/file_names.h"
-#include "generate/forms.h"
 #include "generate/output.h"
 
 #include <algorithm>
@@ -12,10 +12,10 @@ using namespace ncc;
 
 namespace {
 
-// Writes the list of these files, appends its own line, and reports it to the update manager.
-void WriteStampList(NetState& net, const std::string& path, std::uint32_t node,
-                    const std::vector<std::string>& files, FirstFailure& failure) {
-  WriteFile(net, path, node, [&](OutputFile& list) {
+// Writes the list of these files, appends its own line, and enters it into the journal.
+void WriteStampList(Generation& run, const std::string& path, std::uint32_t node,
+                    const std::vector<std::string>& files) {
+  WriteFile(run.Net(), path, node, [&](OutputFile& list) {
     const StampKey key;
     for (const std::string& file : files)
       list.AppendText(StampLine(file, key.OfFile(ReadablePath(file))));
@@ -23,7 +23,7 @@ void WriteStampList(NetState& net, const std::string& path, std::uint32_t node,
     list.Commit();
     RememberStampOf(list, key);
   });
-  failure.Journal(net, path, node);
+  run.EnterIntoJournal(path, node);
 }
 
 // 0, and the last error says why, when it cannot be stamped.
@@ -46,38 +46,22 @@ void CNCCNet::GetImito(const char* path, char* out) {
   *PutStampLine(path, StampOrZero(path), out) = '\0';
 }
 
-bool CNCCNet::GenApnCrg(const char* folder, TDBObjId& ap) {
-  NetState& net = *state_;
-  FirstFailure failure;
-  const bool written = Run(net, false, [&] {
-    const std::string root = Prefix(folder);
-    const std::uint32_t id = RecordOf(net, ap).Number();
-    const std::string path = root + "R\\" + HexName("apn", id, ".crg");
-    ReportingFailure(net, path, id, [&] { RefuseLinks(root, "R\\"); });
-    WriteStampList(
-        net, path, id,
-        {root + "N\\" + HexName("apn", id, ".txt"), root + "U\\" + HexName("apu", id, ".txt"),
-         root + "A\\" + HexName("apa", id, ".txt"), root + "L\\" + HexName("apl", id, ".txt"),
-         root + "T\\" + HexName("node", id, ".tun")},
-        failure);
-    return true;
-  });
-  if (written) failure.Report();
-  return written;
+namespace ncc {
+
+void WriteApStampList(Generation& run, const std::string& folder, std::uint32_t ap) {
+  const std::string path = folder + "R\\" + HexName("apn", ap, ".crg");
+  ReportingFailure(run.Net(), path, ap, [&] { RefuseLinks(folder, "R\\"); });
+  WriteStampList(
+      run, path, ap,
+      {folder + "N\\" + HexName("apn", ap, ".txt"), folder + "U\\" + HexName("apu", ap, ".txt"),
+       folder + "A\\" + HexName("apa", ap, ".txt"), folder + "L\\" + HexName("apl", ap, ".txt"),
+       folder + "T\\" + HexName("node", ap, ".tun")});
 }
 
-bool CNCCNet::GenMAPApnCrg(const char* folder, TDBObjId& server) {
-  NetState& net = *state_;
-  FirstFailure failure;
-  const bool written = Run(net, false, [&] {
-    const std::string map = Prefix(folder);
-    const std::uint32_t id = RecordOf(net, server).Number();
-    WriteStampList(net, map + HexName("apn", id, ".crg"), id,
-                   {map + HexName("apn", id, ".txt"), map + HexName("apa", id, ".txt"),
-                    map + ServerName(id, ".map"), map + ServerName(id, ".tun")},
-                   failure);
-    return true;
-  });
-  if (written) failure.Report();
-  return written;
+void WriteServerStampList(Generation& run, const std::string& folder, std::uint32_t server) {
+  WriteStampList(run, folder + HexName("apn", server, ".crg"), server,
+                 {folder + HexName("apn", server, ".txt"), folder + HexName("apa", server, ".txt"),
+                  folder + ServerName(server, ".map"), folder + ServerName(server, ".tun")});
 }
+
+}  // namespace ncc

@@ -6,13 +6,13 @@
 // for the primary collective, of its kind + 2 for another one. A server's file has the memberships
 // at the server, for each user and each Dep the first one.
 
+#include "generate/directories/directory_files.h"
 #include "generate/file_names.h"
 #include "generate/output_cache.h"
 
 #include <map>
 
-using namespace ncc;
-
+namespace ncc {
 namespace {
 
 // Calls visit(entry, membership) for the memberships of a user, in stored order.
@@ -75,22 +75,16 @@ std::string UsersAt(NetState& net, std::uint32_t server) {
 
 }  // namespace
 
-bool CNCCNet::GenApa(const char* folder, TDBObjId& ap) {
-  NetState& net = *state_;
-  return Run(net, false, [&] {
-    const std::string path = Prefix(folder) + HexName("apa", RecordOf(net, ap).Number(), ".txt");
-    WriteShared(net, path, ap.number,
-                OutputCache::Of(net).UserDirectory([&] { return AllUsers(net); }));
-    return true;
-  });
+void WriteApUsers(Generation& run, const std::string& folder, std::uint32_t ap) {
+  NetState& net = run.Net();
+  WriteShared(net, folder + HexName("apa", ap, ".txt"), ap,
+              OutputCache::Of(net).UserDirectory([&] { return AllUsers(net); }));
 }
 
-bool CNCCNet::GenMAPApa(const char* folder, TDBObjId& server) {
-  NetState& net = *state_;
-  return Run(net, false, [&] {
-    const std::string path =
-        Prefix(folder) + HexName("apa", RecordOf(net, server).Number(), ".txt");
-    WriteStamped(net, path, server.number, WithLineEnds(UsersAt(net, server.number)));
-    return true;
-  });
+void WriteServerUsers(Generation& run, const std::string& folder, std::uint32_t server) {
+  NetState& net = run.Net();
+  WriteStamped(net, folder + HexName("apa", server, ".txt"), server,
+               WithLineEnds(UsersAt(net, server)));
 }
+
+}  // namespace ncc

@@ -5,9 +5,10 @@
 //   "CCC_KC.TXT"     "%s0\n": the address of the network control centre, then of the key centre
 //   "ABN_AP.TXT"     "%s %s\n": a user's address and that of a node at which the user is a member
 
-#include "generate/file_names.h"
-#include "generate/forms.h"
+#include "core/entity.h"
+#include "generate/key_centre/key_centre_files.h"
 #include "generate/output_cache.h"
+#include "generate/text.h"
 
 #include <set>
 
@@ -17,28 +18,13 @@ namespace {
 
 constexpr std::size_t kNameColumns = 56;
 
-// Runs one(user, record) for each user among the items of the root folder, calling the progress
-// callback before each item.
-template <class One>
-void ForEachUserItem(NetState& net, One one) {
+// Calls visit(record) for each user among the items of the root folder, and the progress callback
+// before each item.
+template <class Visit>
+void ForEachUserItem(NetState& net, Visit visit) {
   const TRef<CHDBFolder> root = net.root;
   WalkItems(net, *root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
-    if (entry.Kind() == kTypeAB) one(RecordOf(net, entry.Object()));
-    return true;
-  });
-}
-
-// Makes the folder and writes a file into it; compose(file, network) appends the text.
-template <class Compose>
-bool WriteKeyCentreFile(NetState& net, const char* folder, const char* name, Compose compose) {
-  return Run(net, false, [&] {
-    const std::string prefix = Prefix(folder);
-    try {
-      MakeFolders(prefix);
-    } catch (const FileError&) {
-      // Where it matters the file fails too.
-    }
-    WriteFile(net, prefix + name, 0, compose);
+    if (entry.Kind() == kTypeAB) visit(RecordOf(net, entry.Object()));
     return true;
   });
 }
@@ -48,79 +34,104 @@ void AddAddress(std::string& text, const std::string& network, std::uint32_t id)
   AppendHex4(text, id);
 }
 
+void ComposeUserNames(NetState& net, OutputFile& file) {
+  const std::string network = Hex4(net.prefs.net_number);
+  std::string text;
+  ForEachUserItem(net, [&](const CHDBRecord& record) {
+    const CABEntry user = EntryOf<CABEntry>(record);
+    AppendColumn(text, user.name, kNameColumns);
+    AddAddress(text, network, user.id);
+    text += '\n';
+  });
+  file.AppendText(text);
+}
+
+void ComposeCentres(NetState& net, OutputFile& file) {
+  OutputCache& cache = OutputCache::Of(net);
+  for (const std::uint32_t flag : {kFlagNCC, kFlagKC})
+    file.AppendText(Hex4(net.prefs.net_number) + Hex4(cache.Role(net, flag).id) + "0\n");
+}
+
+void ComposeUsersAtNodes(NetState& net, OutputFile& file) {
+  const std::string network = Hex4(net.prefs.net_number);
+  std::string text;
+  ForEachUserItem(net, [&](const CHDBRecord& user) {
+    std::set<std::uint32_t> written;
+    for (auto at = user.Pairs().First(); at != kNoPosition; at = user.Pairs().Next(at)) {
+      const std::uint32_t node = user.Pairs().At(at).second;
+      if (!written.insert(node).second) continue;
+      AddAddress(text, network, user.Number());
+      text += ' ';
+      AddAddress(text, network, node);
+      text += '\n';
+    }
+  });
+  file.AppendText(text);
+}
+
+constexpr KeyCentreFile kUserNames = {"ABONAME.TXT", ComposeUserNames};
+// The key centre expects it.
+constexpr KeyCentreFile kEmptyNames = {"ABONAMEE.TXT", [](NetState&, OutputFile&) {}};
+constexpr KeyCentreFile kCentres = {"CCC_KC.TXT", ComposeCentres};
+constexpr KeyCentreFile kUsersAtNodes = {"ABN_AP.TXT", ComposeUsersAtNodes};
+constexpr KeyCentreFile kNodeNames = {"NODENAME.DOC", ComposeNodeNames, false};
+constexpr KeyCentreFile kNodeMatrix = {"NMATRIX.DAT", ComposeNodeMatrix, false};
+
+bool WriteFileOf(Generation& run, const KeyCentreFile& file, const char* folder) {
+  return run.Run([&] {
+    const std::string prefix = Prefix(folder);
+    try {
+      if (file.makes_folder) MakeFolders(prefix);
+    } catch (const FileError&) {
+      // Where it matters the file fails too.
+    }
+    WriteFile(run.Net(), prefix + file.name, 0,
+              [&](OutputFile& output) { file.compose(run.Net(), output); });
+  });
+}
+
+bool WriteAlone(NetState& net, const KeyCentreFile& file, const char* folder) {
+  Generation run(net);
+  const bool is_written = WriteFileOf(run, file, folder);
+  return run.Finish() && is_written;
+}
+
 }  // namespace
 
 bool CNCCNet::CreateAbonameFile(const char* folder) {
-  NetState& net = *state_;
-  return WriteKeyCentreFile(net, folder, "ABONAME.TXT", [&](OutputFile& file) {
-    const std::string network = Hex4(net.prefs.net_number);
-    std::string text;
-    ForEachUserItem(net, [&](const CHDBRecord& record) {
-      const CABEntry user = EntryOf<CABEntry>(record);
-      AppendColumn(text, user.name, kNameColumns);
-      AddAddress(text, network, user.id);
-      text += '\n';
-    });
-    file.AppendText(text);
-  });
+  return WriteAlone(*state_, kUserNames, folder);
 }
-
-// The key centre expects the empty file.
 bool CNCCNet::CreateAbonameeFile(const char* folder) {
-  return WriteKeyCentreFile(*state_, folder, "ABONAMEE.TXT", [](OutputFile&) {});
+  return WriteAlone(*state_, kEmptyNames, folder);
 }
-
-bool CNCCNet::CreateCcc_kcFile(const char* folder) {
-  NetState& net = *state_;
-  return WriteKeyCentreFile(net, folder, "CCC_KC.TXT", [&](OutputFile& file) {
-    OutputCache& cache = OutputCache::Of(net);
-    for (const std::uint32_t flag : {kFlagNCC, kFlagKC})
-      file.AppendText(Hex4(net.prefs.net_number) + Hex4(cache.Role(net, flag).id) + "0\n");
-  });
-}
-
+bool CNCCNet::CreateCcc_kcFile(const char* folder) { return WriteAlone(*state_, kCentres, folder); }
 bool CNCCNet::CreateAbn_apFile(const char* folder) {
-  NetState& net = *state_;
-  return WriteKeyCentreFile(net, folder, "ABN_AP.TXT", [&](OutputFile& file) {
-    const std::string network = Hex4(net.prefs.net_number);
-    std::string text;
-    ForEachUserItem(net, [&](const CHDBRecord& user) {
-      std::set<std::uint32_t> written;
-      for (auto at = user.Pairs().First(); at != kNoPosition; at = user.Pairs().Next(at)) {
-        const std::uint32_t node = user.Pairs().At(at).second;
-        if (!written.insert(node).second) continue;
-        AddAddress(text, network, user.Number());
-        text += ' ';
-        AddAddress(text, network, node);
-        text += '\n';
-      }
-    });
-    file.AppendText(text);
-  });
+  return WriteAlone(*state_, kUsersAtNodes, folder);
+}
+bool CNCCNet::CreateNodenameFile(const char* folder) {
+  return WriteAlone(*state_, kNodeNames, folder);
+}
+bool CNCCNet::CreateNmatrixFile(const char* folder) {
+  return WriteAlone(*state_, kNodeMatrix, folder);
 }
 
 bool CNCCNet::ExportForKC(bool full, const char* folder) {
   NetState& net = *state_;
-  FirstFailure failure;
+  Generation run(net);
   const auto empty_folder = [&](const char* below) {
-    auto path = OutputFolder(net, folder, below);
-    failure.Note(path.has_value());
-    if (path) failure.Note(EmptyFolder(net, *path));
+    auto path = run.MakeFolder(folder, below);
+    if (path) run.EmptyFolder(*path);
     return path;
   };
   const auto root = empty_folder("");
-  if (!root) return true;
+  if (!root) return run.Finish();
   const char* into = root->c_str();
-  failure.Note(CreateAbonameFile(into));
-  failure.Note(CreateAbonameeFile(into));
-  failure.Note(CreateCcc_kcFile(into));
-  failure.Note(CreateAbn_apFile(into));
-  failure.Note(CreateNodenameFile(into));
-  if (const auto users = empty_folder("AB\\")) failure.Note(GenAB(users->c_str()));
-  if (const auto aps = empty_folder("AP\\")) failure.Note(GenAP(aps->c_str()));
-  failure.Note(CreateNmatrixFile(into));
-  if (empty_folder("AAA\\")) failure.Note(full ? GenFullDistr(into) : GenShortDistr(into));
+  for (const auto* file : {&kUserNames, &kEmptyNames, &kCentres, &kUsersAtNodes, &kNodeNames})
+    WriteFileOf(run, *file, into);
+  if (const auto users = empty_folder("AB\\")) WriteAll(run, kUserObject, users->c_str());
+  if (const auto aps = empty_folder("AP\\")) WriteAll(run, kApObject, aps->c_str());
+  WriteFileOf(run, kNodeMatrix, into);
+  if (empty_folder("AAA\\")) WriteAll(run, full ? kFullPackage : kShortPackage, into);
   ForgetComposed(net);
-  failure.Report();
-  return true;
+  return run.Finish();
 }

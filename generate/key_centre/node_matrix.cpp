@@ -5,13 +5,15 @@
 //   n rows of ceil(n / 8) bytes in the same order: bit j%8 of byte j/8 is set when node j is
 //   visible
 
+#include "generate/key_centre/key_centre_files.h"
+
+#include "core/entity.h"
 #include "generate/output_cache.h"
 #include "generate/text.h"
 
 #include <algorithm>
 
-using namespace ncc;
-
+namespace ncc {
 namespace {
 
 constexpr std::size_t kMostKept = 1U << 20;
@@ -39,28 +41,24 @@ std::string MatrixRow(NetState& net, const std::vector<std::uint32_t>& nodes, st
 
 }  // namespace
 
-bool CNCCNet::CreateNmatrixFile(const char* folder) {
-  NetState& net = *state_;
-  return Run(net, false, [&] {
-    WriteFile(net, Prefix(folder) + "NMATRIX.DAT", 0, [&](OutputFile& file) {
-      const std::vector<std::uint32_t> nodes = AllNodes(net);
-      std::string head("NMATRIX\0", 8);
-      AppendU32(head, 1);
-      AppendU32(head, net.prefs.net_number);
-      AppendU32(head, static_cast<std::uint32_t>(nodes.size()));
-      for (const std::uint32_t number : nodes) {
-        const CNNEntry node = EntryOf<CNNEntry>(*FindNode(net, number));
-        AppendU32(head, node.id);
-        head += static_cast<char>(node.type);
-        AppendU32(head, node.server_id);
-        AppendU32(head, node.flags);
-      }
-      file.Append(head);
-      for (const std::uint32_t node : nodes) {
-        file.Append(MatrixRow(net, nodes, node));
-        if (file.Contents().size() > kMostKept) file.FlushAndForget();
-      }
-    });
-    return true;
-  });
+void ComposeNodeMatrix(NetState& net, OutputFile& file) {
+  const std::vector<std::uint32_t> nodes = AllNodes(net);
+  std::string head("NMATRIX\0", 8);
+  AppendU32(head, 1);
+  AppendU32(head, net.prefs.net_number);
+  AppendU32(head, static_cast<std::uint32_t>(nodes.size()));
+  for (const std::uint32_t number : nodes) {
+    const CNNEntry node = EntryOf<CNNEntry>(*FindNode(net, number));
+    AppendU32(head, node.id);
+    head += static_cast<char>(node.type);
+    AppendU32(head, node.server_id);
+    AppendU32(head, node.flags);
+  }
+  file.Append(head);
+  for (const std::uint32_t node : nodes) {
+    file.Append(MatrixRow(net, nodes, node));
+    if (file.Contents().size() > kMostKept) file.FlushAndForget();
+  }
 }
+
+}  // namespace ncc

@@ -9,13 +9,14 @@
 //   <name>1 S 0000<NA><server>0000 <NA><server>     servers
 //   <name>1 G C000<NA>00000000 <NA>0000             the whole network, in code page 866
 
-#include "generate/output.h"
+#include "generate/key_centre/key_centre_files.h"
+
+#include "core/entity.h"
 #include "generate/text.h"
 #include "platform/text/code_page.h"
 #include "structure/nodes.h"
 
-using namespace ncc;
-
+namespace ncc {
 namespace {
 
 // "Вся сеть" in code page 1251.
@@ -50,32 +51,28 @@ std::string NetworkLine(const std::string& network) {
 
 }  // namespace
 
-bool CNCCNet::CreateNodenameFile(const char* folder) {
-  NetState& net = *state_;
-  return Run(net, false, [&] {
-    WriteFile(net, Prefix(folder) + "NODENAME.DOC", 0, [&](OutputFile& file) {
-      const std::string network = Hex4(net.prefs.net_number);
-      for (const std::uint32_t number : NumbersOf(net, kTypeNGrp)) {
-        net.Progress();
-        if (const CHDBRecord* record = FindObject(net, number, kTypeNGrp); record != nullptr)
-          file.AppendText(GroupLine(network, EntryOf<CNGrpEntry>(*record)));
-      }
-      std::string server_lines;
-      for (const std::uint32_t number : RootObjects(net, kTypeServer)) {
-        net.Progress();
-        ForEachAP(net, number, [&](const CHDBRecord& ap) {
-          const std::uint32_t ap_number = ap.Number();
-          net.Progress();
-          if (const CHDBRecord* record = FindObject(net, ap_number, kTypeAP); record != nullptr)
-            file.AppendText(ApLine(network, EntryOf<CNNEntry>(*record)));
-          return true;
-        });
-        if (const CHDBRecord* record = FindObject(net, number, kTypeServer); record != nullptr)
-          server_lines += ServerLine(network, EntryOf<CNNEntry>(*record));
-      }
-      file.AppendText(server_lines);
-      file.AppendText(NetworkLine(network));
+void ComposeNodeNames(NetState& net, OutputFile& file) {
+  const std::string network = Hex4(net.prefs.net_number);
+  for (const std::uint32_t number : NumbersOf(net, kTypeNGrp)) {
+    net.Progress();
+    if (const CHDBRecord* record = FindObject(net, number, kTypeNGrp); record != nullptr)
+      file.AppendText(GroupLine(network, EntryOf<CNGrpEntry>(*record)));
+  }
+  std::string server_lines;
+  for (const std::uint32_t number : RootObjects(net, kTypeServer)) {
+    net.Progress();
+    ForEachAP(net, number, [&](const CHDBRecord& ap) {
+      const std::uint32_t ap_number = ap.Number();
+      net.Progress();
+      if (const CHDBRecord* record = FindObject(net, ap_number, kTypeAP); record != nullptr)
+        file.AppendText(ApLine(network, EntryOf<CNNEntry>(*record)));
+      return true;
     });
-    return true;
-  });
+    if (const CHDBRecord* record = FindObject(net, number, kTypeServer); record != nullptr)
+      server_lines += ServerLine(network, EntryOf<CNNEntry>(*record));
+  }
+  file.AppendText(server_lines);
+  file.AppendText(NetworkLine(network));
 }
+
+}  // namespace ncc

@@ -6,12 +6,15 @@
 //
 // The bytes behind the name's zero are zeros.
 
+#include "generate/key_centre/key_centre_files.h"
+
+#include "core/entity.h"
 #include "generate/file_names.h"
-#include "generate/forms.h"
 #include "generate/output.h"
 
-using namespace ncc;
+#include <algorithm>
 
+namespace ncc {
 namespace {
 
 template <class Entry>
@@ -41,27 +44,29 @@ std::string ApImage(const CHDBRecord& ap) {
   return image;
 }
 
-// A file for each object of a type, the callback called before each.
-template <class Image>
-bool WriteObjects(NetState& net, const char* folder, std::uint8_t type, const char* extension,
-                  Image image) {
-  return ForAll(net, type, Callback::kBeforeEach, Stop::kAfterEach, [&](const TDBObjId& object) {
-    return Run(net, false, [&] {
-      const CHDBRecord& record = RecordOf(net, object);
-      const std::string path =
-          Prefix(folder) + AddressName(net.prefs.net_number, object.number, extension);
-      WriteFile(net, path, object.number, [&](OutputFile& file) { file.Append(image(record)); });
-      return true;
-    });
-  });
+void WriteObject(const NetState& net, const std::string& folder, std::uint32_t object,
+                 const char* extension, std::string image) {
+  WriteFile(net, folder + AddressName(net.prefs.net_number, object, extension), object,
+            [&](OutputFile& file) { file.Append(std::move(image)); });
 }
 
 }  // namespace
 
-bool CNCCNet::GenAB(const char* folder) {
-  return WriteObjects(*state_, folder, kTypeAB, ".abn", UserImage);
+void WriteUserObject(Generation& run, const std::string& folder, std::uint32_t user) {
+  const NetState& net = run.Net();
+  WriteObject(net, folder, user, ".abn", UserImage(*FindObject(net, user, kTypeAB)));
 }
 
+void WriteApObject(Generation& run, const std::string& folder, std::uint32_t ap) {
+  const NetState& net = run.Net();
+  WriteObject(net, folder, ap, ".apn", ApImage(*FindObject(net, ap, kTypeAP)));
+}
+
+}  // namespace ncc
+
+bool CNCCNet::GenAB(const char* folder) {
+  return ncc::GenerateAll(*state_, ncc::kUserObject, folder);
+}
 bool CNCCNet::GenAP(const char* folder) {
-  return WriteObjects(*state_, folder, kTypeAP, ".apn", ApImage);
+  return ncc::GenerateAll(*state_, ncc::kApObject, folder);
 }

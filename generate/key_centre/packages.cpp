@@ -4,16 +4,16 @@
 // A record: u32 length, little-endian; "%-12.12s" of the file's name in upper case, and a zero; the
 // contents. A longer package that is there keeps its end.
 
+#include "generate/key_centre/key_centre_files.h"
+
+#include "core/entity.h"
 #include "generate/file_names.h"
-#include "generate/forms.h"
 #include "generate/output.h"
 #include "platform/disk/package_file.h"
-#include "structure/nodes.h"
 
 #include <span>
 
-using namespace ncc;
-
+namespace ncc {
 namespace {
 
 enum class Folder { kMap, kMapHere, kDirectory, kRoot, kDatabase };
@@ -89,96 +89,63 @@ std::string PathOf(const NetState& net, const PackedFile& file, const std::strin
   return path + file.extension;
 }
 
-// Builds one package; add(path, package) appends the record of a file.
-template <class Add>
-bool BuildPackage(NetState& net, const char* folder, const TDBObjId& node,
+void WritePackage(const NetState& net, const std::string& folder, std::uint32_t number,
                   std::string_view extension, std::span<const PackedFile> of_server,
-                  std::span<const PackedFile> of_ap, Add add) {
-  return Run(net, false, [&] {
-    const std::string root = Root(folder);
-    const CNNEntry entry = EntryOf<CNNEntry>(RecordOf(net, node));
-    const std::string path =
-        root + "AAA\\" + AddressName(net.prefs.net_number, entry.id, extension);
-    ReportingFailure(net, path, entry.id, [&] {
-      try {
-        RefuseLinks(root, "AAA\\");
-        PackageFile package(path);
-        for (const PackedFile& file : entry.type == kTypeServer ? of_server : of_ap)
-          add(PathOf(net, file, root, entry.id), package);
-        ReportFile(net, path, entry.id, package.Finish());
-      } catch (const FileError& error) {
-        throw FileError("package " + path + " was not made: " + error.what());
-      }
-    });
-    return true;
-  });
-}
-
-// All nodes: the servers in root order, behind each its APs.
-template <class One>
-bool ForAllNodes(NetState& net, One one) {
-  std::vector<TDBObjId> nodes;
-  const bool listed = Run(net, false, [&] {
-    for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
-      nodes.push_back({kFolderSpace, server});
-      ForEachAP(net, server, [&](const CHDBRecord& ap) {
-        nodes.push_back(FolderOf(ap));
-        return true;
-      });
+                  std::span<const PackedFile> of_ap) {
+  const std::string root = Root(folder.c_str());
+  const CNNEntry node = EntryOf<CNNEntry>(*FindNode(net, number));
+  const std::string path = root + "AAA\\" + AddressName(net.prefs.net_number, node.id, extension);
+  ReportingFailure(net, path, node.id, [&] {
+    try {
+      RefuseLinks(root, "AAA\\");
+      PackageFile package(path);
+      for (const PackedFile& file : node.type == kTypeServer ? of_server : of_ap)
+        AppendPackageRecord(PathOf(net, file, root, node.id), package.Handle());
+      ReportFile(net, path, node.id, package.Finish());
+    } catch (const FileError& error) {
+      throw FileError("package " + path + " was not made: " + error.what());
     }
-    return true;
   });
-  if (!listed) return true;
-  FirstFailure failure;
-  for (TDBObjId& node : nodes) {
-    CallBetweenNodes(net);
-    failure.Note(one(node));
-    if (net.StopRequested()) break;
-  }
-  failure.Report();
-  return true;
 }
 
 }  // namespace
 
+void WriteFullPackage(Generation& run, const std::string& folder, std::uint32_t node) {
+  WritePackage(run.Net(), folder, node, ".aaf", kFullServer, kFullAP);
+}
+
+void WriteShortPackage(Generation& run, const std::string& folder, std::uint32_t node) {
+  WritePackage(run.Net(), folder, node, ".aas", kShortServer, kShortAP);
+}
+
+}  // namespace ncc
+
+using namespace ncc;
+
 void CNCCNet::PutFile(const char* path, int fd) { AppendPackageRecord(path, fd); }
 
-bool CNCCNet::GenFullDistr(const char* folder, TDBObjId& node) {
-  return BuildPackage(
-      *state_, folder, node, ".aaf", kFullServer, kFullAP,
-      [&](const std::string& path, const PackageFile& to) { PutFile(path.c_str(), to.Handle()); });
-}
-
-bool CNCCNet::GenShortDistr(const char* folder, TDBObjId& node) {
-  return BuildPackage(
-      *state_, folder, node, ".aas", kShortServer, kShortAP,
-      [&](const std::string& path, const PackageFile& to) { PutFile(path.c_str(), to.Handle()); });
-}
-
 bool CNCCNet::GenFullDistr(const char* folder) {
-  return ForAllNodes(*state_, [&](TDBObjId& node) { return GenFullDistr(folder, node); });
+  return GenerateAll(*state_, kFullPackage, folder);
 }
-
 bool CNCCNet::GenFullDistr(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, kTypeNone, [&](TDBObjId& node) { GenFullDistr(folder, node); });
+  return GenerateOne(*state_, kFullPackage, folder, id);
 }
-
 bool CNCCNet::GenFullDistr(const char* folder, std::list<unsigned long> ids) {
-  FirstFailure failure;
-  return ForList(*state_, ids, Stop::kAfterEach, failure,
-                 [&](unsigned long id) { GenFullDistr(folder, id); });
+  return GenerateListed(*state_, kFullPackage, folder, ids);
+}
+bool CNCCNet::GenFullDistr(const char* folder, TDBObjId& node) {
+  return GenerateOf(*state_, kFullPackage, folder, node);
 }
 
 bool CNCCNet::GenShortDistr(const char* folder) {
-  return ForAllNodes(*state_, [&](TDBObjId& node) { return GenShortDistr(folder, node); });
+  return GenerateAll(*state_, kShortPackage, folder);
 }
-
 bool CNCCNet::GenShortDistr(const char* folder, unsigned long id) {
-  return ForKnown(*state_, id, kTypeNone, [&](TDBObjId& node) { GenShortDistr(folder, node); });
+  return GenerateOne(*state_, kShortPackage, folder, id);
 }
-
 bool CNCCNet::GenShortDistr(const char* folder, std::list<unsigned long> ids) {
-  FirstFailure failure;
-  return ForList(*state_, ids, Stop::kAfterEach, failure,
-                 [&](unsigned long id) { GenShortDistr(folder, id); });
+  return GenerateListed(*state_, kShortPackage, folder, ids);
+}
+bool CNCCNet::GenShortDistr(const char* folder, TDBObjId& node) {
+  return GenerateOf(*state_, kShortPackage, folder, node);
 }

@@ -21,13 +21,15 @@
 // "nodeN.reg": "TCPIP=1", "CCC=<address of NCC>", "KeyC=<of KC>", "MAPCRC=<stamp>" of the map,
 // "XNWCRC=" of "nodeN.xnw", "NODCRC=" of the lines before, "TUNCRC=" of the tunnels.
 
+#include "generate/routing/routing_files.h"
+
+#include "core/entity.h"
 #include "generate/file_names.h"
-#include "generate/forms.h"
+#include "generate/node_file.h"
 #include "generate/output_cache.h"
 #include "structure/nodes.h"
 
-using namespace ncc;
-
+namespace ncc {
 namespace {
 
 constexpr std::size_t kHeadSize = 36;
@@ -90,8 +92,9 @@ std::string RoutingMap(NetState& net, std::uint32_t server) {
   return map;
 }
 
-// Writes a server's map; does nothing when a callback has deleted the server.
-void WriteMap(NetState& net, const std::string& folder, std::uint32_t server) {
+// Does nothing when a callback has deleted the server.
+void WriteMap(Generation& run, const std::string& folder, std::uint32_t server) {
+  NetState& net = run.Net();
   if (const CHDBRecord* record = FindObject(net, server, kTypeServer); record != nullptr) {
     for (std::size_t left = record->List(kServerLinks).Size(); left > 0; --left) net.Progress();
   }
@@ -115,8 +118,8 @@ SharedBytes Tunnels(const NetState& net) {
 }
 
 // The first file is written to have the stamp of its lines; the stamp ends all the others too.
-void WriteTunnels(const NetState& net, const std::string& folder, std::uint32_t server,
-                  SharedBytes& tunnels, bool& stamped) {
+void WriteTunnelFile(const NetState& net, const std::string& folder, std::uint32_t server,
+                     SharedBytes& tunnels, bool& stamped) {
   const std::string path = folder + ServerName(server, ".tun");
   if (stamped) {
     WriteShared(net, path, server, tunnels);
@@ -135,8 +138,9 @@ void WriteTunnels(const NetState& net, const std::string& folder, std::uint32_t 
 
 // `names` are those of the files beside the registration: it stamps what the generators before it
 // wrote, and "nodeN.xnw", which somebody else makes.
-void WriteRegistration(NetState& net, const std::string& prefix, std::uint32_t server,
-                       const FolderNames& names, FirstFailure& failure) {
+void WriteRegistration(Generation& run, const std::string& prefix, std::uint32_t server,
+                       const FolderNames& names) {
+  NetState& net = run.Net();
   const std::string path = prefix + ServerName(server, ".reg");
   const std::string network = Hex4(net.prefs.net_number);
   WriteFile(net, path, server, [&](OutputFile& file) {
@@ -154,109 +158,107 @@ void WriteRegistration(NetState& net, const std::string& prefix, std::uint32_t s
     file.Commit();
     RememberStampOf(file, key);
   });
-  failure.Journal(net, path, server);
+  run.EnterIntoJournal(path, server);
 }
 
-// Runs one(server) for each server among the items of the root folder, calling the progress
-// callback before each item, until a stop is requested.
-template <class One>
-void ForEachServerItem(NetState& net, One one) {
+// Calls write(server) for each server among the items of the root folder, and the progress callback
+// before each item, until a stop is requested.
+template <class Write>
+void ForEachServerItem(NetState& net, Write write) {
   const TRef<CHDBFolder> root = net.root;
   WalkItems(net, *root, [&](const CHDBFolderEntry& entry, std::uint32_t) {
     if (entry.Kind() != kTypeServer) return true;
-    one(entry.Object().number);
+    write(entry.Object().number);
     return !net.StopRequested();
   });
 }
 
 }  // namespace
 
-bool CNCCNet::GenMAPNodeMap(const char* folder) {
-  NetState& net = *state_;
-  std::vector<std::uint32_t> servers;
-  const bool listed = Run(net, false, [&] {
-    servers = RootObjects(net, kTypeServer);
-    return true;
-  });
-  if (!listed) return false;
-  for (const std::uint32_t server : servers) {
-    const bool written = Run(net, false, [&] {
-      net.Progress();
-      WriteMap(net, Prefix(folder), server);
-      return true;
+bool WriteRoutingMaps(Generation& run, const char* folder) {
+  const auto servers = run.Obtain([&] { return RootObjects(run.Net(), kTypeServer); });
+  if (!servers) return false;
+  for (const std::uint32_t server : *servers) {
+    const bool is_written = run.Run([&] {
+      run.Net().Progress();
+      WriteMap(run, Prefix(folder), server);
     });
-    if (!written) return false;
-    if (net.StopRequested()) break;
+    if (!is_written) return false;
+    if (run.Net().StopRequested()) break;
   }
   return true;
 }
 
-bool CNCCNet::GenMAPNodeMap(const char* folder, unsigned long id) {
-  NetState& net = *state_;
-  return ForKnown(net, id, kTypeServer, [&](TDBObjId& server) {
-    return Run(net, false, [&] {
-      WriteMap(net, Prefix(folder), server.number);
-      return true;
-    });
-  });
-}
-
-bool CNCCNet::GenMAPNodeTun(const char* folder) {
-  NetState& net = *state_;
-  return Run(net, false, [&] {
+bool WriteTunnels(Generation& run, const char* folder) {
+  return run.Run([&] {
+    NetState& net = run.Net();
     SharedBytes tunnels = Tunnels(net);
     const std::size_t servers = net.base->RecSelect(kTypeServer).Size();
     bool stamped = false;
     ForEachServerItem(net, [&](std::uint32_t server) {
       for (std::size_t left = servers; left > 0; --left) net.Progress();
-      WriteTunnels(net, Prefix(folder), server, tunnels, stamped);
+      WriteTunnelFile(net, Prefix(folder), server, tunnels, stamped);
     });
-    return true;
   });
 }
 
-bool CNCCNet::GenMAPNodeTun(const char* folder, unsigned long id) {
-  NetState& net = *state_;
-  SharedBytes tunnels;
-  const bool any = Run(net, false, [&] {
-    if (FindObject(net, id, kTypeServer) == nullptr) RefuseUnknown(kTypeServer, id);
-    tunnels = Tunnels(net);
-    return true;
-  });
-  return any && ForKnown(net, id, kTypeServer, [&](TDBObjId& server) {
-           bool stamped = false;
-           return Run(net, false, [&] {
-             WriteTunnels(net, Prefix(folder), server.number, tunnels, stamped);
-             return true;
-           });
-         });
-}
-
-bool CNCCNet::GenMAPNodeReg(const char* folder) {
-  NetState& net = *state_;
-  FirstFailure failure;
-  const bool written = Run(net, false, [&] {
+bool WriteRegistrations(Generation& run, const char* folder) {
+  return run.Run([&] {
     const std::string prefix = Prefix(folder);
     const FolderNames names(FolderOf(prefix));
-    ForEachServerItem(
-        net, [&](std::uint32_t server) { WriteRegistration(net, prefix, server, names, failure); });
-    return true;
+    ForEachServerItem(run.Net(),
+                      [&](std::uint32_t server) { WriteRegistration(run, prefix, server, names); });
   });
-  if (written) failure.Report();
-  return written;
 }
 
-bool CNCCNet::GenMAPNodeReg(const char* folder, unsigned long id) {
+}  // namespace ncc
+
+using namespace ncc;
+
+namespace {
+
+// The form for all servers of what writes their files.
+bool GenerateAll(NetState& net, bool (*write)(Generation&, const char*), const char* folder) {
+  Generation run(net);
+  const bool is_written = write(run, folder);
+  return run.Finish() && is_written;
+}
+
+constexpr NodeFile kMap = {kTypeServer, nullptr, WriteMap};
+constexpr NodeFile kRegistration = {
+    kTypeServer, nullptr, [](Generation& run, const std::string& folder, std::uint32_t server) {
+      WriteRegistration(run, folder, server, FolderNames(FolderOf(folder)));
+    }};
+
+}  // namespace
+
+bool CNCCNet::GenMAPNodeMap(const char* folder) {
+  return GenerateAll(*state_, WriteRoutingMaps, folder);
+}
+bool CNCCNet::GenMAPNodeMap(const char* folder, unsigned long id) {
+  return GenerateOne(*state_, kMap, folder, id);
+}
+bool CNCCNet::GenMAPNodeTun(const char* folder) {
+  return GenerateAll(*state_, WriteTunnels, folder);
+}
+bool CNCCNet::GenMAPNodeTun(const char* folder, unsigned long id) {
   NetState& net = *state_;
-  FirstFailure failure;
-  bool written = false;
-  const bool known = ForKnown(net, id, kTypeServer, [&](TDBObjId& server) {
-    written = Run(net, false, [&] {
-      const std::string prefix = Prefix(folder);
-      WriteRegistration(net, prefix, server.number, FolderNames(FolderOf(prefix)), failure);
-      return true;
-    });
+  Generation run(net);
+  auto tunnels = run.Obtain([&] {
+    if (FindObject(net, id, kTypeServer) == nullptr) RefuseUnknown(kTypeServer, id);
+    return Tunnels(net);
   });
-  if (written) failure.Report();
-  return known;
+  if (tunnels) {
+    bool stamped = false;
+    run.Run([&] {
+      WriteTunnelFile(net, Prefix(folder), static_cast<std::uint32_t>(id), *tunnels, stamped);
+    });
+  }
+  return run.Finish() && tunnels.has_value();
+}
+bool CNCCNet::GenMAPNodeReg(const char* folder) {
+  return GenerateAll(*state_, WriteRegistrations, folder);
+}
+bool CNCCNet::GenMAPNodeReg(const char* folder, unsigned long id) {
+  return GenerateOne(*state_, kRegistration, folder, id);
 }

@@ -1,58 +1,59 @@
 // The files of the servers: their directories, and the maps, tunnels and registrations that route
 // between them.
 
-#include "generate/forms.h"
+#include "generate/directories/directory_files.h"
+#include "generate/routing/routing_files.h"
 
 using namespace ncc;
 
 bool CNCCNet::GenMAP(const char* folder, unsigned char mode) {
   NetState& net = *state_;
-  const auto map = OutputPath(net, folder, "MAP\\");
-  if (!map) return true;
-  FirstFailure failure;
-  MAPPath(map->c_str());
-  failure.Note();
-  const bool usable = OutputFolder(net, folder, "MAP\\").has_value();
-  failure.Note(usable);
-  failure.Note(OutputFolder(net, folder, "NEW\\MAP\\").has_value());
-  if (usable) {
-    failure.Note(GenMAPApa(map->c_str()));
-    if (!net.StopRequested()) failure.Note(GenMAPApn(map->c_str(), mode));
-    if (!net.StopRequested()) failure.Note(GenMAPApnCrg(map->c_str()));
+  Generation run(net, mode);
+  const auto map = run.Path(folder, "MAP\\");
+  if (!map) return run.Finish();
+  run.Run([&] { net.map_path = *map; });
+  const bool is_usable = run.MakeFolder(folder, "MAP\\").has_value();
+  run.MakeFolder(folder, "NEW\\MAP\\");
+  for (const NodeFile* file : {&kServerUsers, &kServerNodes, &kServerStampList}) {
+    if (!is_usable) break;
+    WriteAll(run, *file, map->c_str());
+    if (net.StopRequested()) break;
   }
-  failure.Report();
-  return true;
+  return run.Finish();
 }
 
 // The stamp list of each server is made before its map and its tunnels are written anew, so it has
 // the stamps of their previous versions.
 bool CNCCNet::GenMAP(const char* folder, unsigned char mode, std::list<unsigned long> ids) {
   NetState& net = *state_;
-  const auto map = OutputPath(net, folder, "");
-  if (!map) return true;
-  FirstFailure failure;
-  MAPPath(map->c_str());
-  failure.Note();
-  failure.Note(OutputFolder(net, folder, "").has_value());
-  return ForList(net, ids, Stop::kAfterEach, failure, [&](unsigned long id) {
-    failure.Note(GenMAPApa(map->c_str(), id));
-    failure.Note(GenMAPApn(map->c_str(), mode, id));
-    failure.Note(GenMAPApnCrg(map->c_str(), id));
-    failure.NoteMinor(GenMAPNodeTun(map->c_str()));
-    failure.Note(GenMAPNodeMap(map->c_str()));
-    failure.Note(GenMAPNodeReg(map->c_str()));
-  });
+  Generation run(net, mode);
+  Generation tunnels(net);
+  const auto map = run.Path(folder, "");
+  if (!map) return run.Finish();
+  run.Run([&] { net.map_path = *map; });
+  run.MakeFolder(folder, "");
+  for (const unsigned long id : ids) {
+    for (const NodeFile* file : {&kServerUsers, &kServerNodes, &kServerStampList})
+      WriteOne(run, *file, map->c_str(), id);
+    WriteTunnels(tunnels, map->c_str());
+    WriteRoutingMaps(run, map->c_str());
+    WriteRegistrations(run, map->c_str());
+    if (net.StopRequested()) break;
+  }
+  run.Note(tunnels);
+  return run.Finish();
 }
 
 bool CNCCNet::GenRoutingTables(const char* folder) {
   NetState& net = *state_;
-  const auto map = OutputFolder(net, folder, "MAP\\");
-  if (!map) return true;
-  FirstFailure failure;
-  failure.Note(EmptyFolder(net, *map, "node"));
-  failure.NoteMinor(GenMAPNodeTun(map->c_str()));
-  if (!net.StopRequested()) failure.Note(GenMAPNodeMap(map->c_str()));
-  if (!net.StopRequested()) failure.Note(GenMAPNodeReg(map->c_str()));
-  failure.Report();
-  return true;
+  Generation run(net);
+  Generation tunnels(net);
+  const auto map = run.MakeFolder(folder, "MAP\\");
+  if (!map) return run.Finish();
+  run.EmptyFolder(*map, "node");
+  WriteTunnels(tunnels, map->c_str());
+  if (!net.StopRequested()) WriteRoutingMaps(run, map->c_str());
+  if (!net.StopRequested()) WriteRegistrations(run, map->c_str());
+  run.Note(tunnels);
+  return run.Finish();
 }

@@ -1,0 +1,98 @@
+#include "generate/node_file.h"
+
+#include "core/entity.h"
+#include "generate/output.h"
+#include "structure/nodes.h"
+
+#include <vector>
+
+namespace ncc {
+namespace {
+
+// Servers in root order, with kTypeNone behind each its APs; all else by ascending identifier.
+std::vector<std::uint32_t> NumbersOfNodes(const NetState& net, std::uint8_t type) {
+  if (type == kTypeServer) return RootObjects(net, type);
+  if (type != kTypeNone) return NumbersOf(net, type);
+  std::vector<std::uint32_t> nodes;
+  for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
+    nodes.push_back(server);
+    ForEachAP(net, server, [&](const CHDBRecord& ap) {
+      nodes.push_back(ap.Number());
+      return true;
+    });
+  }
+  return nodes;
+}
+
+bool WriteOf(Generation& run, const NodeFile& file, const char* folder, std::uint32_t node) {
+  return run.Run([&] {
+    RecordOf(run.Net(), {kFolderSpace, node});
+    file.write(run, Prefix(folder), node);
+  });
+}
+
+}  // namespace
+
+bool GenerateAll(NetState& net, const NodeFile& file, const char* folder, unsigned char mode) {
+  Generation run(net, mode);
+  WriteAll(run, file, folder);
+  return run.Finish();
+}
+
+bool GenerateOne(NetState& net, const NodeFile& file, const char* folder, unsigned long id,
+                 unsigned char mode) {
+  Generation run(net, mode);
+  const bool is_known = WriteOne(run, file, folder, id);
+  return run.Finish() && is_known;
+}
+
+bool GenerateListed(NetState& net, const NodeFile& file, const char* folder,
+                    const std::list<unsigned long>& ids, unsigned char mode) {
+  Generation run(net, mode);
+  if (file.sub_folder == nullptr) {
+    WriteListed(run, file, folder, ids);
+  } else if (auto into = run.MakeFolder(folder, file.sub_folder)) {
+    if (file.Has(kTakesParent)) into = run.Path(folder, "");
+    if (into && file.Has(kAllBefore)) WriteAll(run, file, into->c_str());
+    if (into) WriteListed(run, file, into->c_str(), ids);
+  }
+  return run.Finish();
+}
+
+bool GenerateOf(NetState& net, const NodeFile& file, const char* folder, const TDBObjId& node,
+                unsigned char mode) {
+  Generation run(net, mode);
+  const bool is_written = WriteOf(run, file, folder, node.number);
+  return run.Finish() && is_written;
+}
+
+void WriteAll(Generation& run, const NodeFile& file, const char* folder) {
+  const auto nodes = run.Obtain([&] { return NumbersOfNodes(run.Net(), file.type); });
+  if (!nodes) return;
+  for (const std::uint32_t node : *nodes) {
+    if (!file.Has(kNoCallback)) run.CallBetweenNodes();
+    WriteOf(run, file, folder, node);
+    if (!file.Has(kNeverStops) && run.Net().StopRequested()) return;
+  }
+}
+
+bool WriteOne(Generation& run, const NodeFile& file, const char* folder, unsigned long id) {
+  const bool is_known = run.Run([&] {
+    const NetState& net = run.Net();
+    const bool is_there = file.type == kTypeNone ? FindNode(net, id) != nullptr
+                                                 : FindObject(net, id, file.type) != nullptr;
+    if (!is_there) RefuseUnknown(file.type, id);
+  });
+  if (is_known) WriteOf(run, file, folder, static_cast<std::uint32_t>(id));
+  return is_known;
+}
+
+void WriteListed(Generation& run, const NodeFile& file, const char* folder,
+                 const std::list<unsigned long>& ids) {
+  for (const unsigned long id : ids) {
+    WriteOne(run, file, folder, id);
+    if (!file.Has(kNeverStops) && run.Net().StopRequested()) return;
+  }
+}
+
+}  // namespace ncc
