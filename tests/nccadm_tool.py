@@ -72,11 +72,6 @@ class ToolTest(unittest.TestCase):
     def apply_city(self):
         self.ok("apply", self.write("city.yaml", CITY))
 
-    def counts(self, document):
-        """What a report of changes counts, without zeros."""
-        return {kind: {what: n for what, n in one.items() if n} for kind, one in document.items()
-                if isinstance(one, dict) and any(one.values())}
-
     def revision(self):
         return self.json("info")["revision"]
 
