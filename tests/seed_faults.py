@@ -18,6 +18,8 @@ import sys
 ROOMS = ("core", "exchange", "generate", "platform", "structure")
 SLOW = ("callback", "output_fault", "random", "crash", "engine_fault")  # these last, in this order
 BELOW = ("engine", "engine_fault", "crash")  # these see nothing of the rooms above the storage
+ABOVE = ("exchange_container", "exchange_thread", "exchange_view", "output_fault", "stamps",
+         "thread", "update_manager")  # and these next to nothing of those below generate
 ROUNDS = "4"
 SECONDS = 300
 
@@ -94,7 +96,7 @@ class Suites:
             return name in BELOW or name in ("damage", "lifecycle")
         if room in ("exchange", "generate"):
             return name not in BELOW and name.startswith("exchange") == (room == "exchange")
-        return name not in BELOW
+        return name not in BELOW + ABOVE
 
     def notice(self, fault):
         """What notices the fault that is in the tree; None when nothing does."""
