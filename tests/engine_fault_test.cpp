@@ -1,7 +1,7 @@
-// The default engine under damage, sudden death, failing writes and a full disk.
+// The default engine under damage, failing writes, ends of power and a full disk.
+#include "platform/storage/database_files.h"
 #include "platform/storage/log_file.h"
 #include "platform/storage/owner_lock.h"
-#include "platform/storage/restore.h"
 #include "platform/storage/sqlite_engine.h"
 #include "tests/support/engine_history.h"
 #include "tests/support/file_faults.h"
@@ -11,14 +11,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <limits>
 #include <map>
 #include <random>
 #include <set>
-#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -30,13 +28,6 @@ namespace ncc {
 namespace {
 
 namespace fs = std::filesystem;
-
-// A database with the history up to `revision`, closed.
-void MakeHistory(const std::string& base, std::uint64_t revision) {
-  const auto engine = OpenSqliteEngine(base, {OpenMode::kCreate});
-  engine->Load([](Row&&) {});
-  for (std::uint64_t r = 1; r <= revision; ++r) engine->Commit(HistoryChanges(r));
-}
 
 // In place: a file that is emptied first makes some file systems flush it.
 void Overwrite(const std::string& file, const std::string& bytes) {
@@ -143,48 +134,6 @@ TEST(EngineFaultTest, AChangedRowIsNamed) {
       << error;
 }
 
-// Commits without end and tells each finished revision through the pipe.
-int CommitUntilKilled(const std::string& base, int acknowledged) {
-  const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
-  for (std::uint64_t r = LoadAll(*engine).revision + 1;; ++r) {
-    engine->Commit(HistoryChanges(r));
-    if (::write(acknowledged, &r, sizeof r) != sizeof r) return 1;
-  }
-}
-
-TEST(EngineFaultTest, AKilledProcessLosesNothingAcknowledged) {
-  const ScratchFolder scratch;
-  const std::string base = scratch.Path("net");
-  MakeHistory(base, 1);
-  const unsigned seed = std::random_device{}();
-  std::mt19937 random(seed);
-  std::uint64_t last = 1;
-  Rows expected = HistoryRows(1);
-  for (int round = 0; round < 40; ++round) {
-    int pipe_ends[2];
-    ASSERT_EQ(::pipe(pipe_ends), 0);
-    const pid_t child = ::fork();
-    if (child == 0) ::_exit(CommitUntilKilled(base, pipe_ends[1]));
-    ::close(pipe_ends[1]);
-    std::this_thread::sleep_for(std::chrono::microseconds(random() % 60000));
-    ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
-    std::uint64_t acknowledged = last;
-    while (::read(pipe_ends[0], &acknowledged, sizeof acknowledged) == sizeof acknowledged) {
-    }
-    ::close(pipe_ends[0]);
-
-    // Every other round the next child recovers by itself.
-    if (round % 2 == 0) continue;
-    const Contents found = LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen}));
-    ASSERT_GE(found.revision, acknowledged) << "seed " << seed;
-    ASSERT_GE(found.revision, last) << "seed " << seed;
-    while (last < found.revision) Apply(HistoryChanges(++last), expected);
-    ASSERT_TRUE(found.rows == expected) << "round " << round << ", seed " << seed;
-  }
-  EXPECT_GT(last, 40U);
-}
-
 // Opens the database, lets the given call fail in the next commit and checks what is told
 // afterwards. False when the commit made fewer calls than that.
 bool CommitUnderFault(const std::string& base, const Fault& wanted, std::uint64_t& revision) {
@@ -284,18 +233,6 @@ TEST(EngineFaultTest, AFullDiskUndoesTheCommitAndNothingElse) {
   });
   EXPECT_EQ(result, 0);
   EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})), (Contents{HistoryRows(3), 3}));
-}
-
-// An owner that is killed after it has brought the database from `from` to `to`.
-void LeaveLog(const std::string& base, std::uint64_t from, std::uint64_t to) {
-  ASSERT_EQ(RunInChild([&] {
-              const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
-              engine->Load([](Row&&) {});
-              for (std::uint64_t r = from + 1; r <= to; ++r) engine->Commit(HistoryChanges(r));
-              ::_exit(0);
-              return 1;
-            }),
-            0);
 }
 
 TEST(EngineFaultTest, ALostOrDamagedLogIsSaid) {
@@ -540,35 +477,6 @@ TEST(EngineFaultTest, TheLogLeavesANearlyFullDiskToTheChanges) {
     EXPECT_EQ(LoadAll(*engine).revision, 91U);
     disk = {};
   }
-}
-
-TEST(EngineFaultTest, ARestorationThatIsKilledAnywhereLeavesTheOldOneOrTheNew) {
-  const ScratchFolder made;
-  MakeHistory(made.Path("copy"), 5);
-  MakeHistory(made.Path("net"), 7);
-  LeaveLog(made.Path("net"), 7, 9);
-  int dead = 0;
-  for (bool done = false; !done; ++dead) {
-    const ScratchFolder scratch;
-    for (const char* name : {"net.db", "net.db-wal", "net.lock"}) {
-      fs::copy(made.Path(name), scratch.Path(name));
-    }
-    const int result = RunInChild([&] {
-      calls_to_death = dead;
-      Restoration restoration(scratch.Path("net"), made.Path("copy.db"));
-      const std::string kept = restoration.Publish();
-      calls_to_death = std::numeric_limits<long>::max();
-      const std::string base = kept.substr(0, kept.size() - 3);
-      return LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})).revision == 9 ? 0 : 1;
-    });
-    ASSERT_TRUE(result == 0 || result == 99) << result << " at call " << dead;
-    done = result == 0;
-    const auto found = LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}));
-    EXPECT_TRUE(found == (Contents{HistoryRows(5), 5}) ||
-                (!done && found == (Contents{HistoryRows(9), 9})))
-        << "call " << dead << ", revision " << found.revision;
-  }
-  EXPECT_GT(dead, 8);
 }
 
 }  // namespace

@@ -33,13 +33,6 @@ mode_t ModeOf(const std::string& file) {
   return ::lstat(file.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
 }
 
-// A database with the history up to `revision`, closed.
-void MakeHistory(const std::string& base, std::uint64_t revision) {
-  const auto engine = OpenSqliteEngine(base, {OpenMode::kCreate});
-  engine->Load([](Row&&) {});
-  for (std::uint64_t r = 1; r <= revision; ++r) engine->Commit(HistoryChanges(r));
-}
-
 TEST(Crc32cTest, GivesTheKnownValuesOnBothPaths) {
   EXPECT_EQ(ExtendCrc32c(0, "123456789"), 0xE3069283U);
   EXPECT_EQ(ExtendCrc32cPortable(0, "123456789"), 0xE3069283U);

@@ -3,6 +3,8 @@
 #include "platform/disk/files.h"
 
 #include <cerrno>
+#include <functional>
+#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
@@ -14,9 +16,10 @@ namespace ncc {
 namespace {
 
 constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+constexpr std::string_view kEnding = ".nccnet-part";
 
 std::string PartName(const std::string& path, int number) {
-  return path + ".nccnet-part" + std::to_string(number);
+  return path + std::string(kEnding) + std::to_string(number);
 }
 
 // Locks the file, which is what shows that its writer lives. Returns 0, or the error.
@@ -36,13 +39,15 @@ bool HasName(int file, const std::string& name) {
 
 // Deletes what a writer that has died left under the name. False when its writer lives, or it is
 // nothing that a writer leaves.
-bool DiscardLeftover(const std::string& name) {
+bool DiscardLeftover(const std::string& name, const std::function<void()>& before = {}) {
   const Descriptor left(open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   if (!left.IsValid()) return errno == ENOENT;
   struct stat info {};
   const bool is_plain = fstat(left.Get(), &info) == 0 && S_ISREG(info.st_mode);
   if (!is_plain || info.st_uid != geteuid() || TryLock(left.Get()) != 0) return false;
-  return !HasName(left.Get(), name) || unlink(name.c_str()) == 0;
+  if (!HasName(left.Get(), name)) return true;
+  if (before) before();
+  return unlink(name.c_str()) == 0;
 }
 
 }  // namespace
@@ -76,6 +81,17 @@ void PartFile::PutInPlace() {
   if (!copy.IsValid() || copy.Close() != 0 || rename(name_.c_str(), path_.c_str()) != 0)
     ThrowFileError(path_, "cannot be put in place", errno);
   file_.Close();
+}
+
+void DiscardLeftovers(const std::string& folder, const BeforeDiscarding& before) {
+  for (const std::string& entry : FolderEntries(folder)) {
+    const std::string name = folder + "/" + entry;
+    const auto end = name.rfind(kEnding);
+    if (end == std::string::npos ||
+        name.find_first_not_of("0123456789", end + kEnding.size()) != std::string::npos)
+      continue;
+    DiscardLeftover(name, [&] { before(name, name.substr(0, end)); });
+  }
 }
 
 bool LinkInPlace(const std::string& twin, const FileIdentity& identity, const std::string& path) {

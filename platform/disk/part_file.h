@@ -3,6 +3,7 @@
 
 #include "platform/disk/descriptor.h"
 
+#include <functional>
 #include <string>
 
 namespace ncc {
@@ -33,6 +34,11 @@ class PartFile {
   std::string name_;
   Descriptor file_;
 };
+
+// Deletes what writers that have died left in a folder, of whatever path. Before one goes, what was
+// made for its sake can be cleared away.
+using BeforeDiscarding = std::function<void(const std::string& name, const std::string& path)>;
+void DiscardLeftovers(const std::string& folder, const BeforeDiscarding& before);
 
 // Gives a file, the twin, a second name, replacing what has it. False, and nothing is done, where
 // the file system cannot or the twin is not what it was. Throws nothing but std::bad_alloc.

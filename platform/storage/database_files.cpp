@@ -1,6 +1,7 @@
 #include "platform/storage/database_files.h"
 
 #include "platform/disk/descriptor.h"
+#include "platform/disk/file_lock.h"
 #include "platform/disk/files.h"
 
 #include <fcntl.h>
@@ -23,7 +24,6 @@ namespace {
 
 constexpr std::string_view kDataSuffix = ".db";
 constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
-constexpr std::size_t kHeadSize = 100;
 constexpr std::string_view kHeadMagic("SQLite format 3\0", 16);
 constexpr std::size_t kVersionOffset = 60;
 constexpr std::size_t kApplicationOffset = 68;
@@ -119,12 +119,18 @@ DatabaseFiles NameFiles(const std::string& folder, const std::string& data_name)
   return files;
 }
 
-// The engine takes no longer names, with the ends that it puts to them.
-void CheckLength(const std::string& file) {
-  constexpr std::size_t kLongest = 504;
-  if (file.size() <= kLongest) return;
-  throw StorageError("the path " + file + " has " + std::to_string(file.size()) +
-                     " bytes; the limit is " + std::to_string(kLongest) + ": choose a shorter one");
+// Of a database that did not come into being.
+void RemoveOrphanedLock(const std::string& data) {
+  const PathParts parts = SplitPath(data);
+  const DatabaseFiles files = NameFiles(parts.folder, parts.name);
+  if (files.lock.empty() || FileExists(files.data) || FileExists(files.log) ||
+      !FileExists(files.lock))
+    return;
+  try {
+    if (FileLock::TryAcquire(files.lock)) RemoveFile(files.lock);
+  } catch (const std::system_error&) {
+    // It is not for this user to remove.
+  }
 }
 
 }  // namespace
@@ -136,7 +142,7 @@ void SyncFolder(const std::string& folder) {
 }
 
 void CheckDataHead(const std::string& file, std::string_view head) {
-  if (head.size() < kHeadSize || !head.starts_with(kHeadMagic) ||
+  if (head.size() < kDataHeadSize || !head.starts_with(kHeadMagic) ||
       BigEndianAt(head, kApplicationOffset) != kApplicationId) {
     throw StorageError(file + " is not a database of this system");
   }
@@ -162,6 +168,18 @@ std::string DescribeFailure(std::string_view doing, const std::string& file, int
 }
 
 void MarkAsPlain(std::string& data) { data[18] = data[19] = 1; }
+
+bool IsMarkedAsPlain(std::string_view data) {
+  return data.size() >= kDataHeadSize && data[18] == 1 && data[19] == 1;
+}
+
+// With the ends that the engine puts to them.
+void CheckLength(const std::string& file) {
+  constexpr std::size_t kLongest = 504;
+  if (file.size() <= kLongest) return;
+  throw StorageError("the path " + file + " has " + std::to_string(file.size()) +
+                     " bytes; the limit is " + std::to_string(kLongest) + ": choose a shorter one");
+}
 
 DatabaseFiles LocateDatabase(const std::string& base, OpenMode mode) {
   const PathParts parts = SplitPath(base);
@@ -200,12 +218,17 @@ DataFileState InspectDataFile(const std::string& file) {
   if (::fstat(descriptor.Get(), &info) != 0) Fail("cannot read", file);
   CheckKindOfFile(file, info);
   if (info.st_size == 0) return DataFileState::kEmpty;
-  std::array<char, kHeadSize> buffer{};
+  std::array<char, kDataHeadSize> buffer{};
   CheckDataHead(file, ReadUpTo(descriptor.Get(), buffer.data(), buffer.size(), file));
   return DataFileState::kOurs;
 }
 
 PendingFile::PendingFile(const std::string& target) {
+  const std::string folder = SplitPath(target).folder;
+  DiscardLeftovers(folder, [](const std::string& name, const std::string& data) {
+    RemoveFile(name + "-journal");
+    RemoveOrphanedLock(data);
+  });
   AsStorage([&] { part_.emplace(target); });
   CheckLength(Name());
   // A umask may have taken the owner's own rights away.
@@ -267,6 +290,11 @@ void CheckNoSideFiles(const std::string& target) {
   }
 }
 
+bool HasSecondName(const std::string& file) {
+  struct stat info {};
+  return ::lstat(file.c_str(), &info) == 0 && info.st_nlink > 1;
+}
+
 FileId IdOf(const std::string& file) {
   struct stat info {};
   if (::lstat(file.c_str(), &info) != 0) return {};
@@ -291,17 +319,8 @@ void RemoveFile(const std::string& file) {
   if (::unlink(file.c_str()) != 0 && errno != ENOENT) Fail("cannot remove", file);
 }
 
-void MoveFile(const std::string& from, const std::string& to) {
-  if (::rename(from.c_str(), to.c_str()) != 0) Fail("cannot rename", from);
-}
-
-void ExchangeFiles(const std::string& one, const std::string& other) {
-  if (::renameat2(AT_FDCWD, one.c_str(), AT_FDCWD, other.c_str(), RENAME_EXCHANGE) == 0) return;
-  if (errno == EINVAL || errno == ENOSYS) {
-    throw StorageError("this file system cannot exchange two files at once: move " + other +
-                       " and what lies beside it away, then try again");
-  }
-  Fail("cannot replace", other);
+void LinkFile(const std::string& file, const std::string& name) {
+  if (::link(file.c_str(), name.c_str()) != 0) Fail("cannot give a second name to", file);
 }
 
 }  // namespace ncc

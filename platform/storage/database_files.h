@@ -36,10 +36,16 @@ DataFileState InspectDataFile(const std::string& file);
 void CheckDataHead(const std::string& file, std::string_view head);
 // Takes the mark of a file that is written through a log from its head.
 void MarkAsPlain(std::string& data);
+bool IsMarkedAsPlain(std::string_view data);
+
+// Throws for a name that the engine cannot take.
+void CheckLength(const std::string& file);
 
 // The marks that InspectDataFile looks for in the head of a data file.
 constexpr std::int32_t kApplicationId = 0x4E434344;
 constexpr std::int32_t kFormatVersion = 1;
+// How many bytes the head has.
+constexpr std::size_t kDataHeadSize = 100;
 
 // Makes `file` appear whole and durable with these contents, readable by its owner alone.
 void WriteWholeFile(const std::string& file, std::string_view contents);
@@ -74,6 +80,9 @@ DatabaseFiles LocateCopy(const DatabaseFiles& files, const std::string& target);
 // Side files would be taken for changes of the copy. To be asked while the target's lock is held.
 void CheckNoSideFiles(const std::string& target);
 
+// Whether the file has more than this name.
+bool HasSecondName(const std::string& file);
+
 // Which file it is that has this name; all zeros when there is none.
 struct FileId {
   std::uint64_t device = 0;
@@ -91,9 +100,8 @@ void SyncFolder(const std::string& folder);
 // False when there is no such file; throws when that cannot be told.
 bool FileExists(const std::string& file);
 void RemoveFile(const std::string& file);
-void MoveFile(const std::string& from, const std::string& to);
-// Lets two files change their names at one moment.
-void ExchangeFiles(const std::string& one, const std::string& other);
+// Gives a file a second name.
+void LinkFile(const std::string& file, const std::string& name);
 
 // "cannot open x.db: Permission denied"
 std::string DescribeFailure(std::string_view doing, const std::string& file, int error);

@@ -1,4 +1,8 @@
 // Putting a copy in the place of a database.
+//
+// What is replaced gets the name under which it is kept, and so does its log, before the copy takes
+// its place; the log's old name goes last. Wherever this is interrupted, either the second names
+// are one too many, or the copy, which no log was ever kept beside, has the log of another.
 #pragma once
 
 #include "platform/storage/database_files.h"
@@ -13,15 +17,12 @@ class Restoration {
  public:
   // Puts what `copy` holds into a file beside the database. Members throw StorageError.
   Restoration(const std::string& base, const std::string& copy);
-  ~Restoration();
-  Restoration(const Restoration&) = delete;
-  Restoration& operator=(const Restoration&) = delete;
 
   // That file, to be checked before it is published.
-  const std::string& File() const { return file_; }
+  const std::string& File() const { return copy_.Name(); }
 
-  // Changes the two files' places at once and durably. Returns the name under which what was
-  // replaced is kept now, its log beside it; nothing when there was nothing.
+  // Puts it in place at once and durably. Returns the name under which what was replaced is kept
+  // now, its log beside it; nothing when there was nothing.
   std::string Publish();
 
  private:
@@ -29,8 +30,14 @@ class Restoration {
 
   const DatabaseFiles files_;
   OwnerLock lock_;
-  const std::string file_;
-  bool published_ = false;
+  PendingFile copy_;
 };
+
+// The log that is to be read with the data file; nothing when the one that is there was left by an
+// interrupted restoration.
+std::string FindOwnLog(const DatabaseFiles& files);
+
+// Clears away what an interrupted restoration left. For the database's owner.
+void ClearAfterRestoration(const DatabaseFiles& files);
 
 }  // namespace ncc

@@ -2,6 +2,7 @@
 
 #include "platform/disk/files.h"
 #include "platform/storage/loss.h"
+#include "platform/storage/restore.h"
 #include "platform/storage/sqlite_rows.h"
 
 #include <chrono>
@@ -34,15 +35,17 @@ void PutPagesIn(std::string& data, const LogFile& log) {
 // has written to the data file since the first look are pages that the log holds, and they replace
 // what was read of them.
 std::optional<Image> TryTake(const DatabaseFiles& files) {
-  const std::string head = ReadStart(files.log, LogFile::kHeadSize);
+  const std::string own_log = FindOwnLog(files);
+  const std::string head = ReadStart(own_log, LogFile::kHeadSize);
   const auto before = IdentifyFile(files.data);
   if (!before) {
     throw StorageError("there is no database " + files.data, NCCFailure::kMissing);
   }
   std::string data = ReadContents(files.data);
-  LogFile log(files.log);
+  LogFile log(own_log);
   const auto after = IdentifyFile(files.data);
-  if (log.Head() != head || ReadStart(files.log, LogFile::kHeadSize) != head) return std::nullopt;
+  if (log.Head() != head || ReadStart(own_log, LogFile::kHeadSize) != head) return std::nullopt;
+  if (FindOwnLog(files) != own_log) return std::nullopt;
   const bool same = after && before->device == after->device && before->inode == after->inode;
   if (log.HasHead() ? !same : before != after) return std::nullopt;
   CheckDataHead(files.data, data);

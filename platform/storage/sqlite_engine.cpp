@@ -4,6 +4,7 @@
 #include "platform/storage/log_file.h"
 #include "platform/storage/loss.h"
 #include "platform/storage/owner_lock.h"
+#include "platform/storage/restore.h"
 #include "platform/storage/snapshot.h"
 #include "platform/storage/sqlite_session.h"
 
@@ -30,6 +31,7 @@ class SqliteEngine final : public StorageEngine {
  public:
   SqliteEngine(DatabaseFiles files, const OpenRequest& request)
       : files_(std::move(files)), lock_(files_.lock), pid_(::getpid()) {
+    ClearAfterRestoration(files_);
     const bool ours = InspectDataFile(files_.data) == DataFileState::kOurs;
     if (!ours && request.mode == OpenMode::kOpen) RefuseMissing(files_, "");
     if (!ours) {
@@ -100,9 +102,9 @@ class SqliteEngine final : public StorageEngine {
   void CopyTo(const std::string& file) override {
     CheckUsable();
     const DatabaseFiles target = LocateCopy(files_, file);
+    PendingFile copy(target.data);  // before the lock, which is taken away with what it leaves
     const auto lock = LockCopy(target);
     CheckNoSideFiles(target.data);
-    PendingFile copy(target.data);
     session_->CopyTo(copy.Name());
     copy.Publish();
     if (lock) lock->Close();

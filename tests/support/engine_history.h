@@ -3,6 +3,7 @@
 
 #include "platform/storage/engine.h"
 #include "platform/storage/row_sum.h"
+#include "platform/storage/sqlite_engine.h"
 
 #include <cstdint>
 #include <map>
@@ -105,6 +106,24 @@ int RunInChild(Body body) {
   int status = 0;
   ::waitpid(child, &status, 0);
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
+
+// A database with the history up to `revision`, closed.
+inline void MakeHistory(const std::string& base, std::uint64_t revision) {
+  const auto engine = ncc::OpenSqliteEngine(base, {ncc::OpenMode::kCreate});
+  engine->Load([](ncc::Row&&) {});
+  for (std::uint64_t r = 1; r <= revision; ++r) engine->Commit(HistoryChanges(r));
+}
+
+// An owner that is killed after it has brought the database from `from` to `to`.
+inline void LeaveLog(const std::string& base, std::uint64_t from, std::uint64_t to) {
+  RunInChild([&] {
+    const auto engine = ncc::OpenSqliteEngine(base, {ncc::OpenMode::kOpen});
+    engine->Load([](ncc::Row&&) {});
+    for (std::uint64_t r = from + 1; r <= to; ++r) engine->Commit(HistoryChanges(r));
+    ::_exit(0);
+    return 1;
+  });
 }
 
 // What the error says, or "" when there was none.

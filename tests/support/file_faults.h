@@ -121,10 +121,9 @@ NCCNET_INSTEAD int rename(const char* from, const char* to) {
   LiveOn();
   return static_cast<int>(::syscall(SYS_rename, from, to));
 }
-NCCNET_INSTEAD int renameat2(int from_folder, const char* from, int to_folder, const char* to,
-                             unsigned flags) {
+NCCNET_INSTEAD int link(const char* file, const char* name) {
   LiveOn();
-  return static_cast<int>(::syscall(SYS_renameat2, from_folder, from, to_folder, to, flags));
+  return static_cast<int>(::syscall(SYS_link, file, name));
 }
 NCCNET_INSTEAD int fsync(int fd) {
   LiveOn();
