@@ -6,7 +6,9 @@
 
 #include "commands/command_line.h"
 #include "console/text.h"
-#include "network/nodes.h"
+#include "network/changes.h"
+#include "network/object_writer.h"
+#include "network/reference.h"
 #include "network/view.h"
 
 namespace ncc::tool {
@@ -42,12 +44,12 @@ int ListNames(Session& session) {
 
 int List(Session& session, const Arguments& arguments) {
   if (arguments.node.empty()) return ListNames(session);
-  const Node node = FindNode(session, arguments.node);
+  const Object node = FindNode(session, arguments.node);
   if (session.IsJson()) {
-    NodeWriter(session).Show(node);
+    ObjectWriter(session).Show(node);
     return kExitDone;
   }
-  const std::vector<std::string> names = session.Apps().Describe(node.flags);
+  const std::vector<std::string> names = session.Apps().NamesOf(node.flags);
   for (const std::string& name : names) session.Out().Line(name);
   if (names.empty()) session.Out().Say(fmt::format("{} has no applications.", Quoted(node)));
   return kExitDone;
@@ -75,33 +77,28 @@ int Set(Session& session, const Arguments& arguments) {
   const std::uint32_t named = known.ParseAll(arguments.applications);
   const std::uint32_t added = known.ParseAll(arguments.added);
   const std::uint32_t removed = known.ParseAll(arguments.removed);
-  Node node = FindNode(session, arguments.node);
+  Object node = FindNode(session, arguments.node);
   const bool replaces = arguments.none || !arguments.applications.empty();
-  const std::uint32_t mask = replaces ? named : (node.flags | added) & ~removed;
-  const auto settings =
-      static_cast<std::uint8_t>(arguments.settings < 0 ? node.settings : arguments.settings);
-  CNCCNet& net = session.Net();
-  const bool done =
-      node.is_server ? net.RegSrv(node.id, mask, settings) : net.RegAPP(node.id, mask, settings);
-  if (!done)
+  node.flags = replaces ? named : (node.flags | added) & ~removed;
+  if (arguments.settings >= 0) node.settings = static_cast<std::uint8_t>(arguments.settings);
+  if (!Register(session.Net(), node)) {
     throw session.Refusal(fmt::format("the applications of {} were not set", Quoted(node)));
-  node.flags = mask;
-  node.settings = settings;
-  const std::vector<std::string> now = known.Describe(node.flags);
+  }
+  const std::vector<std::string> now = known.NamesOf(node.flags);
   session.Out().Say(
       fmt::format("{} has {}.", Quoted(node),
                   now.empty() ? "no applications" : fmt::format("{}", fmt::join(now, ", "))));
-  if (session.IsJson()) NodeWriter(session).Show(node);
+  if (session.IsJson()) ObjectWriter(session).Show(node);
   return kExitDone;
 }
 
 int ListNodes(Session& session, const Arguments& arguments) {
   const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
-  std::vector<Node> nodes = session.Shown().ServersAndAps();
-  std::erase_if(nodes, [&](const Node& node) {
+  std::vector<Object> nodes = session.Shown().ServersAndAps();
+  std::erase_if(nodes, [&](const Object& node) {
     return arguments.any ? (node.flags & mask) == 0 : (node.flags & mask) != mask;
   });
-  NodeWriter(session).ShowMixed(nodes, "nodes");
+  ObjectWriter(session).ShowMixed(nodes, "nodes", "There are no such servers and APs.");
   return kExitDone;
 }
 

@@ -7,8 +7,8 @@
 
 #include "commands/command_line.h"
 #include "console/text.h"
-#include "network/nodes.h"
 #include "network/object_writer.h"
+#include "network/preferences.h"
 #include "network/view.h"
 
 namespace ncc::tool {
@@ -68,7 +68,7 @@ void CheckRoles(Session& session, std::vector<Finding>& findings) {
   const std::uint32_t network = session.Shown().Number();
   for (Role& role : roles) {
     if (role.first == 0) role.missing.objects.push_back({fmt::format("{:04X}", network), network});
-    for (const Node& ap : ListAps(net)) {
+    for (const Object& ap : session.Shown().All(Kind::kAp)) {
       const bool has_role = (ap.flags & role.flag) != 0;
       if (has_role && ap.id != role.first) role.more.objects.push_back({ap.name, ap.id});
     }
@@ -79,17 +79,17 @@ void CheckRoles(Session& session, std::vector<Finding>& findings) {
 
 // What users still name though it was deleted.
 void CheckReferences(Session& session, std::vector<Finding>& findings) {
-  CNCCNet& net = session.Net();
+  View& view = session.Shown();
   std::unordered_set<std::uint32_t> known;
-  for (const Node& node : session.Shown().ServersAndAps()) known.insert(node.id);
-  for (const Object& dep : ListObjects(net, Kind::kDep)) known.insert(dep.id);
+  for (const Object& node : view.ServersAndAps()) known.insert(node.id);
+  for (const Object& dep : view.All(Kind::kDep)) known.insert(dep.id);
   ObjectWriter writer(session);
   const auto describe = [&](const Object& user, std::uint32_t dep, std::uint32_t node) {
     return Loose{user.name,
                  user.id,
                  nullptr,
                  fmt::format("{} at {}", writer.TextOfId(dep, true), writer.TextOfId(node, false)),
-                 {{"dep", writer.DescribeId(dep, true)}, {"node", writer.DescribeId(node, false)}}};
+                 {{"dep", writer.IdJson(dep, true)}, {"node", writer.IdJson(node, false)}}};
   };
   const auto is_gone = [&](std::uint32_t id) { return id != 0 && known.count(id) == 0; };
   Finding memberships = {"memberships-of-what-is-gone",
@@ -102,8 +102,8 @@ void CheckReferences(Session& session, std::vector<Finding>& findings) {
                        "primary collective names a Dep or node that is gone",
                        "primary collectives name a Dep or node that is gone",
                        {}};
-  for (const Object& user : ListObjects(net, Kind::kUser)) {
-    for (const Membership& one : ListMemberships(net, user.id)) {
+  for (const Object& user : view.All(Kind::kUser)) {
+    for (const Membership& one : view.MembershipsOf(user.id)) {
       if (is_gone(one.dep) || is_gone(one.node)) {
         memberships.objects.push_back(describe(user, one.dep, one.node));
       }
@@ -130,7 +130,8 @@ void CheckObjects(Session& session, std::vector<Finding>& findings) {
                  "identifiers are not below the next one to give",
                  {}};
   const std::uint32_t next = ReadPreferences(session.Net()).next_id;
-  const auto test = [&](const auto& object, const char* kind) {
+  const auto test = [&](const Object& object) {
+    const char* const kind = KeyOf(object.kind);
     if (object.id >= next) ids.objects.push_back({object.name, object.id, kind});
     const std::string text = Utf8FromBytes(object.name);
     for (std::size_t at = 0; at < text.size();) {
@@ -140,9 +141,8 @@ void CheckObjects(Session& session, std::vector<Finding>& findings) {
       return;
     }
   };
-  for (const Node& node : session.Shown().ServersAndAps()) test(node, NodeWriter::KindOf(node));
-  for (const Kind kind : kObjectKinds) {
-    for (const Object& object : ListObjects(session.Net(), kind)) test(object, KeyOf(kind));
+  for (const Kind kind : kKinds) {
+    for (const Object& object : session.Shown().All(kind)) test(object);
   }
   findings.push_back(std::move(names));
   findings.push_back(std::move(ids));
@@ -209,7 +209,7 @@ void CheckGroups(Session& session, std::vector<Finding>& findings) {
                       "node groups have no Dep", LooseFrom(no_dep)});
 }
 
-Json Describe(const std::vector<Finding>& findings, std::size_t total) {
+Json JsonOf(const std::vector<Finding>& findings, std::size_t total) {
   Json all = Json::array();
   for (const Finding& finding : findings) {
     Json objects = Json::array();
@@ -256,7 +256,7 @@ int Check(Session& session) {
   for (const Finding& finding : findings) total += finding.objects.size();
   Output& out = session.Out();
   if (out.IsJson()) {
-    out.Document(Describe(findings, total));
+    out.Document(JsonOf(findings, total));
   } else {
     Print(out, findings);
   }

@@ -8,7 +8,7 @@
 #include "commands/command_line.h"
 #include "console/text.h"
 #include "network/network.h"
-#include "network/objects.h"
+#include "network/view.h"
 
 namespace ncc::tool {
 namespace {
@@ -16,15 +16,16 @@ namespace {
 // An address has four hexadecimal digits for the network.
 constexpr std::uint64_t kLastNetwork = 0xFFFF;
 
-Json PreferencesJson(const Preferences& p) {
-  return {{"byte_12", p.byte_12},   {"node_settings", p.node_settings},
-          {"value_14", p.value_14}, {"byte_18", p.byte_18},
-          {"byte_19", p.byte_19},   {"value_20", p.value_20}};
+Json PreferencesJson(const Preferences& preferences) {
+  Json json;
+  VisitPreferences([&json](const char* key, const auto& value) { json[key] = value; }, preferences);
+  return json;
 }
 
 Json InfoJson(Session& session, const Network& network) {
   CNCCNet& net = session.Net();
   const Preferences& p = network.preferences;
+  const auto count = [&session](Kind kind) { return session.Shown().All(kind).size(); };
   std::size_t link_ends = 0;
   for (const ServerView& server : network.servers) link_ends += server.linked.size();
   return {{"database", {{"folder", net.GetDBPath()}, {"name", net.GetDBName()}}},
@@ -34,9 +35,9 @@ Json InfoJson(Session& session, const Network& network) {
            {{"servers", network.servers.size()},
             {"aps", network.ApCount()},
             {"links", link_ends / 2},
-            {"users", ListObjects(net, Kind::kUser).size()},
-            {"deps", ListObjects(net, Kind::kDep).size()},
-            {"groups", ListObjects(net, Kind::kGroup).size()}}},
+            {"users", count(Kind::kUser)},
+            {"deps", count(Kind::kDep)},
+            {"groups", count(Kind::kGroup)}}},
           {"counters",
            {{"next_id", p.next_id},
             {"server_counter", p.server_counter},

@@ -85,7 +85,7 @@ int Write(Session& session, const WriteArguments& arguments) {
   CExchangeReport report;
   const CExchangeOptions options{blank.empty() ? '\0' : blank.front()};
   CNCCNet& net = session.Net();
-  const std::uint32_t network = ReadPreferences(net).net_number;
+  const std::uint32_t network = session.Shown().Number();
   ConfirmReplacing(session, arguments.out, network);
   if (!WriteExchangeSet(net, arguments.out.c_str(), gate, report, options)) {
     throw Refused(session, report);
@@ -121,23 +121,18 @@ int ListNetworks(Session& session, const ReadArguments& arguments) {
     try {
       Neighbour view(arguments.folder, static_cast<std::uint32_t>(network));
       const Gate gate = view.GateData();
-      const std::size_t servers = view.Servers().size();
-      const std::size_t aps = view.Aps().size();
-      const std::size_t groups = view.Objects(Kind::kGroup).size();
-      const std::size_t deps = view.Objects(Kind::kDep).size();
-      const std::size_t users = view.Objects(Kind::kUser).size();
-      table.push_back({number(network), PrintableName(gate.name), number(servers), number(aps),
-                       number(groups), number(deps), number(users)});
+      Json objects;
+      table.push_back({number(network), PrintableName(gate.name)});
+      for (const Kind kind : {Kind::kServer, Kind::kAp, Kind::kGroup, Kind::kDep, Kind::kUser}) {
+        const std::size_t count = view.All(kind).size();
+        table.back().push_back(number(count));
+        objects[KeyOfAll(kind)] = count;
+      }
       all.push_back(
           {{"network", network},
            {"gate",
             {{"name", Utf8FromBytes(gate.name)}, {"first", gate.first}, {"second", gate.second}}},
-           {"objects",
-            {{"servers", servers},
-             {"aps", aps},
-             {"groups", groups},
-             {"deps", deps},
-             {"users", users}}}});
+           {"objects", std::move(objects)}});
     } catch (const Failure& failure) {
       session.Out().Warn(failure.what());
       table.push_back({number(network), "-", "-", "-", "-", "-", "-"});

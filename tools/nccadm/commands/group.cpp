@@ -4,16 +4,19 @@
 #include "commands/command_line.h"
 #include "commands/object_commands.h"
 #include "console/text.h"
-#include "network/nodes.h"
+#include "network/loss.h"
+#include "network/reference.h"
+#include "network/view.h"
 
 namespace ncc::tool {
 namespace {
 
 int AddNode(Session& session, const ObjectArguments& arguments) {
   const Object group = FindObject(session, Kind::kGroup, arguments.object);
-  const Node node = FindNode(session, arguments.other);
+  const Object node = FindNode(session, arguments.other);
   CNCCNet& net = session.Net();
-  const bool changes = !HasId(ListNodesOf(net, group.id), node.id);
+  View& view = session.Shown();
+  const bool changes = !HasId(view.Related(Relation::kNodesOfGroup, group.id), node.id);
   if (changes && !net.LinkNNToNGrp(group.id, node.id)) {
     throw session.Refusal(fmt::format("{} was not added to {}", Quoted(node), Quoted(group)));
   }
@@ -26,15 +29,16 @@ int AddNode(Session& session, const ObjectArguments& arguments) {
 // there is.
 int RemoveNode(Session& session, const ObjectArguments& arguments) {
   const Object group = FindObject(session, Kind::kGroup, arguments.object);
-  const Node node = FindNode(session, arguments.other);
+  const Object node = FindNode(session, arguments.other);
   CNCCNet& net = session.Net();
-  if (!HasId(ListNodesOf(net, group.id), node.id)) {
+  View& view = session.Shown();
+  if (!HasId(view.Related(Relation::kNodesOfGroup, group.id), node.id)) {
     return Report(session, group, false,
                   fmt::format("{} was not in the node group {}.", Quoted(node), Quoted(group)));
   }
   std::size_t lost = 0;
-  for (const Object& dep : ListDepsOf(net, group.id)) {
-    lost += CountLost(net, dep.id, [&node](const Membership& one) { return one.node == node.id; });
+  for (const Object& dep : view.Related(Relation::kDepsOfGroup, group.id)) {
+    lost += CountLost(view, dep.id, [&node](const Membership& one) { return one.node == node.id; });
   }
   if (lost > 0) {
     session.Confirm(
@@ -53,7 +57,8 @@ int AddDep(Session& session, const ObjectArguments& arguments) {
   const Object group = FindObject(session, Kind::kGroup, arguments.object);
   const Object dep = FindObject(session, Kind::kDep, arguments.other);
   CNCCNet& net = session.Net();
-  const std::vector<Object> before = ListGroupsOfDep(net, dep.id);
+  View& view = session.Shown();
+  const std::vector<Object> before = view.Related(Relation::kGroupsOfDep, dep.id);
   const bool changes = dep.group != group.id || !HasId(before, group.id);
   if (changes && !net.LinkDepToNGrp(group.id, dep.id)) {
     throw session.Refusal(fmt::format("{} was not added to {}", Quoted(dep), Quoted(group)));
@@ -70,18 +75,19 @@ int RemoveDep(Session& session, const ObjectArguments& arguments) {
   const Object group = FindObject(session, Kind::kGroup, arguments.object);
   const Object dep = FindObject(session, Kind::kDep, arguments.other);
   CNCCNet& net = session.Net();
-  if (!HasId(ListDepsOf(net, group.id), dep.id)) {
+  View& view = session.Shown();
+  if (!HasId(view.Related(Relation::kDepsOfGroup, group.id), dep.id)) {
     return Report(
         session, group, false,
         fmt::format("The Dep {} was not in the node group {}.", Quoted(dep), Quoted(group)));
   }
   const std::size_t lost =
-      CountLost(net, dep.id, [&dep](const Membership& one) { return one.dep == dep.id; });
+      CountLost(view, dep.id, [&dep](const Membership& one) { return one.dep == dep.id; });
   if (lost > 0) {
     session.Confirm(
         fmt::format("the users of the Dep {} have {} of it, which would be deleted "
                     "with its place in the node group",
-                    Quoted(dep), CountMemberships(lost)));
+                    Quoted(dep), CountText(lost, "membership")));
   }
   if (!net.DeleteDepFromNGrp(group.id, dep.id)) {
     throw session.Refusal(fmt::format("{} was not taken out of {}", Quoted(dep), Quoted(group)));
@@ -94,8 +100,7 @@ int RemoveDep(Session& session, const ObjectArguments& arguments) {
 }  // namespace
 
 void AddGroupCommands(CommandLine& line) {
-  ObjectFamily family(line, Kind::kGroup, "Node groups: nodes and the Deps that work at them",
-                      "Region");
+  ObjectFamily family(line, Kind::kGroup);
   ObjectArguments& arguments = family.Arguments();
   const auto add_pair = [&](const char* name, const char* description, const char* example,
                             ObjectAction action, const char* place, const char* meaning) {

@@ -164,7 +164,7 @@ class UserImporter : private Importer {
     for (const UserView& user : network.users) users_.emplace(FoldName(user.entry.name), &user);
     for (const ServerView& server : network.servers) {
       nodes_.emplace(server.entry.id, &server.entry);
-      for (const Node& ap : server.aps) nodes_.emplace(ap.id, &ap);
+      for (const Object& ap : server.aps) nodes_.emplace(ap.id, &ap);
     }
   }
 
@@ -218,8 +218,8 @@ class UserImporter : private Importer {
   }
 
   NodeName NameOf(std::uint32_t id, Place place) const {
-    const Node& node = *nodes_.at(id);
-    return {{node.name, place}, node.is_server ? NodeName::Sort::kServer : NodeName::Sort::kAp};
+    const Object& node = *nodes_.at(id);
+    return {{node.name, place}, node.IsServer() ? NodeName::Sort::kServer : NodeName::Sort::kAp};
   }
 
   void AddMemberships(const std::vector<CsvCell>& nodes, UserDescription& user) {
@@ -265,7 +265,7 @@ class UserImporter : private Importer {
   std::unordered_map<std::uint32_t, const GroupView*> groups_;
   std::unordered_map<std::string, const DepView*> deps_;
   std::unordered_map<std::string, const UserView*> users_;
-  std::unordered_map<std::uint32_t, const Node*> nodes_;
+  std::unordered_map<std::uint32_t, const Object*> nodes_;
   using ByName = std::unordered_map<std::string, std::vector<std::uint32_t>>;  // folded
   std::unordered_map<std::uint32_t, ByName> nodes_by_name_;                    // per group
 };

@@ -1,14 +1,14 @@
-// What the families of users, Deps and node groups have in common.
+// What the families of servers, APs, users, Deps and node groups have in common.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "commands/command_line.h"
-#include "network/object_writer.h"
-#include "network/objects.h"
+#include "network/object.h"
 
 namespace ncc::tool {
 
@@ -16,8 +16,10 @@ struct ObjectArguments {
   std::string object;
   std::string other;
   std::string third;
+  std::vector<std::string> applications;
   std::vector<std::string> added;
   std::vector<std::string> removed;
+  std::uint16_t value = 10;
   unsigned kind = 0;
   bool flag = false;
 };
@@ -27,9 +29,9 @@ using ObjectAction = std::function<int(Session&, const ObjectArguments&)>;
 // One family: the commands that every kind has, and a way to add others.
 class ObjectFamily {
  public:
-  // Adds add, rename, delete, list and show. `sample` is a name for the examples.
-  ObjectFamily(CommandLine& line, Kind kind, const std::string& description,
-               const std::string& sample);
+  // Adds add, rename, delete, list and show; for APs move, for what can be linked in pairs link and
+  // unlink.
+  ObjectFamily(CommandLine& line, Kind kind);
 
   // A command whose first argument is an object of the kind.
   CLI::App& Add(const std::string& name, const std::string& description,
@@ -41,6 +43,11 @@ class ObjectFamily {
   ObjectArguments& Arguments() { return *arguments_; }
 
  private:
+  void AddAdding();
+  void AddListing();
+  void AddLinking();
+  void AddApplications(CLI::App& command, const char* meaning);
+
   CommandLine& line_;
   Kind kind_;
   CLI::App& group_;
@@ -49,10 +56,5 @@ class ObjectFamily {
 
 // Ends a command that may have changed an object: says it and shows the object as it is now.
 int Report(Session& session, const Object& object, bool changed, const std::string& text);
-
-// How many memberships `is_lost` picks among those of the users of a Dep.
-std::size_t CountLost(CNCCNet& net, std::uint32_t dep,
-                      const std::function<bool(const Membership&)>& is_lost);
-std::string CountMemberships(std::size_t count);  // "1 membership", "2 memberships"
 
 }  // namespace ncc::tool

@@ -6,7 +6,10 @@
 #include "commands/command_line.h"
 #include "commands/object_commands.h"
 #include "console/text.h"
-#include "network/nodes.h"
+#include "network/changes.h"
+#include "network/loss.h"
+#include "network/object_writer.h"
+#include "network/reference.h"
 
 namespace ncc::tool {
 namespace {
@@ -16,21 +19,25 @@ bool HasNode(const std::vector<Membership>& memberships, std::uint32_t node) {
                      [node](const Membership& one) { return one.node == node; });
 }
 
-std::vector<Membership> MembershipsOf(CNCCNet& net, const Object& user, const Object& dep) {
-  std::vector<Membership> memberships = ListMemberships(net, user.id);
+std::vector<Object> UsersOf(Session& session, const Object& dep) {
+  return session.Shown().Related(Relation::kUsersOfDep, dep.id);
+}
+
+std::vector<Membership> MembershipsOf(Session& session, const Object& user, const Object& dep) {
+  std::vector<Membership> memberships = session.Shown().MembershipsOf(user.id);
   std::erase_if(memberships, [&dep](const Membership& one) { return one.dep != dep.id; });
   return memberships;
 }
 
-void RequireMember(CNCCNet& net, const Object& user, const Object& dep) {
-  if (HasId(ListUsersOf(net, dep.id), user.id)) return;
+void RequireMember(Session& session, const Object& user, const Object& dep) {
+  if (HasId(UsersOf(session, dep), user.id)) return;
   throw Failure(
       fmt::format("the user {} is not in the Dep {}", Quoted(user), Quoted(dep)),
       fmt::format("To put it there, type: nccadm user join id:{} id:{}", user.id, dep.id));
 }
 
-void RequirePossible(CNCCNet& net, const Object& user, const Object& dep, const Node& node) {
-  if (HasNode(ListPossible(net, user.id, dep.id), node.id)) return;
+void RequirePossible(Session& session, const Object& user, const Object& dep, const Object& node) {
+  if (HasNode(PossibleMemberships(session.Net(), user.id, dep.id), node.id)) return;
   throw Failure(fmt::format("{} is not in the node group of the Dep {}", Quoted(node), Quoted(dep)),
                 "'nccadm group add-node' puts nodes into a node group.");
 }
@@ -40,7 +47,7 @@ int Join(Session& session, const ObjectArguments& arguments) {
   const Object dep = FindObject(session, Kind::kDep, arguments.other);
   CNCCNet& net = session.Net();
   // The library would list the user a second time.
-  const bool changes = !HasId(ListUsersOf(net, dep.id), user.id);
+  const bool changes = !HasId(UsersOf(session, dep), user.id);
   if (changes && !net.LinkABToDep(dep.id, static_cast<unsigned long>(user.id), arguments.flag)) {
     throw session.Refusal(fmt::format("the user {} did not join {}", Quoted(user), Quoted(dep)));
   }
@@ -55,19 +62,19 @@ int Leave(Session& session, const ObjectArguments& arguments) {
   const Object user = FindObject(session, Kind::kUser, arguments.object);
   const Object dep = FindObject(session, Kind::kDep, arguments.other);
   CNCCNet& net = session.Net();
-  const std::vector<Object> members = ListUsersOf(net, dep.id);
+  const std::vector<Object> members = UsersOf(session, dep);
   const auto places = std::count_if(members.begin(), members.end(),
                                     [&user](const Object& member) { return member.id == user.id; });
-  const std::size_t lost = MembershipsOf(net, user, dep).size();
+  const std::size_t lost = MembershipsOf(session, user, dep).size();
   Batch batch(session);
   // One call takes one of the places that the user has in the Dep.
   for (auto i = places; i > 0; --i) {
     net.DeleteABFromDep(dep.id, static_cast<unsigned long>(user.id));
   }
-  if (HasId(ListUsersOf(net, dep.id), user.id)) {
+  if (HasId(UsersOf(session, dep), user.id)) {
     throw session.Refusal(fmt::format("the user {} did not leave {}", Quoted(user), Quoted(dep)));
   }
-  batch.Keep();
+  batch.Store();
   if (places == 0) {
     return Report(session, user, false,
                   fmt::format("The user {} was not in the Dep {}.", Quoted(user), Quoted(dep)));
@@ -76,7 +83,7 @@ int Leave(Session& session, const ObjectArguments& arguments) {
       user.primary_dep == dep.id ? " The primary collective still names the Dep." : "";
   return Report(session, user, true,
                 fmt::format("The user {} left the Dep {} and {} there.{}", Quoted(user),
-                            Quoted(dep), CountMemberships(lost), rest));
+                            Quoted(dep), CountText(lost, "membership"), rest));
 }
 
 int ChangePrimary(Session& session, const ObjectArguments& arguments) {
@@ -91,9 +98,9 @@ int ChangePrimary(Session& session, const ObjectArguments& arguments) {
   std::string text = fmt::format("The user {} has no primary collective now.", Quoted(user));
   if (!arguments.flag) {
     const Object dep = FindObject(session, Kind::kDep, arguments.other);
-    const Node node = FindNode(session, arguments.third);
-    RequireMember(net, user, dep);
-    RequirePossible(net, user, dep, node);
+    const Object node = FindNode(session, arguments.third);
+    RequireMember(session, user, dep);
+    RequirePossible(session, user, dep, node);
     collective = {dep.id, node.id, 0};
     text = fmt::format("The primary collective of the user {} is now {} at {}.", Quoted(user),
                        Quoted(dep), Quoted(node));
@@ -108,19 +115,18 @@ int ChangePrimary(Session& session, const ObjectArguments& arguments) {
 // What the user's memberships of the Dep become.
 std::vector<Membership> Changed(Session& session, const Object& user, const Object& dep,
                                 const ObjectArguments& arguments) {
-  CNCCNet& net = session.Net();
-  std::vector<Membership> memberships = MembershipsOf(net, user, dep);
+  std::vector<Membership> memberships = MembershipsOf(session, user, dep);
   for (const std::string& reference : arguments.removed) {
-    const Node node = FindNode(session, reference);
+    const Object node = FindNode(session, reference);
     std::erase_if(memberships, [&node](const Membership& one) { return one.node == node.id; });
   }
   if (arguments.added.empty() && !arguments.flag) return memberships;
-  RequireMember(net, user, dep);
+  RequireMember(session, user, dep);
   std::vector<Membership> wanted;
-  if (arguments.flag) wanted = ListPossible(net, user.id, dep.id);
+  if (arguments.flag) wanted = PossibleMemberships(session.Net(), user.id, dep.id);
   for (const std::string& reference : arguments.added) {
-    const Node node = FindNode(session, reference);
-    RequirePossible(net, user, dep, node);
+    const Object node = FindNode(session, reference);
+    RequirePossible(session, user, dep, node);
     wanted.push_back({dep.id, node.id, 0});
   }
   for (const Membership& one : wanted) {
@@ -135,7 +141,7 @@ int ShowMemberships(Session& session, const Object& user,
   ObjectWriter writer(session);
   Output& out = session.Out();
   if (out.IsJson()) {
-    out.Document({{"id", user.id}, {"memberships", writer.DescribeMemberships(memberships)}});
+    out.Document({{"id", user.id}, {"memberships", writer.MembershipsJson(memberships)}});
   } else if (memberships.empty()) {
     out.Say("There are no such memberships.");
   } else {
@@ -153,7 +159,8 @@ int Memberships(Session& session, const ObjectArguments& arguments) {
   if (!changes) session.OnlyRead();
   const Object user = FindObject(session, Kind::kUser, arguments.object);
   CNCCNet& net = session.Net();
-  if (arguments.other.empty()) return ShowMemberships(session, user, ListMemberships(net, user.id));
+  if (arguments.other.empty())
+    return ShowMemberships(session, user, session.Shown().MembershipsOf(user.id));
   const Object dep = FindObject(session, Kind::kDep, arguments.other);
   if (changes) {
     const std::vector<Membership> changed = Changed(session, user, dep, arguments);
@@ -161,7 +168,7 @@ int Memberships(Session& session, const ObjectArguments& arguments) {
       throw session.Refusal(fmt::format("the user {} was not changed", Quoted(user)));
     }
   }
-  return ShowMemberships(session, user, MembershipsOf(net, user, dep));
+  return ShowMemberships(session, user, MembershipsOf(session, user, dep));
 }
 
 void AddMembershipsCommand(ObjectFamily& family) {
@@ -189,7 +196,7 @@ void AddMembershipsCommand(ObjectFamily& family) {
 }  // namespace
 
 void AddUserCommands(CommandLine& line) {
-  ObjectFamily family(line, Kind::kUser, "Users, their Deps and their memberships", "Ivanov");
+  ObjectFamily family(line, Kind::kUser);
   ObjectArguments& arguments = family.Arguments();
   const auto add_dep = [&arguments](CLI::App& command) {
     return command.add_option("DEP", arguments.other, "The Dep: its name or id:NUMBER");

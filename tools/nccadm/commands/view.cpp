@@ -2,71 +2,22 @@
 #include "commands/view.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 #include <memory>
+#include <vector>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "commands/command_line.h"
-#include "console/nearest.h"
 #include "console/text.h"
-#include "network/network.h"
-#include "network/nodes.h"
-#include "network/object_tree.h"
 #include "network/object_writer.h"
 #include "network/reference.h"
+#include "network/tree.h"
 #include "network/view.h"
 
 namespace ncc::tool {
 namespace {
-
-// The servers that are asked for, each with its APs.
-std::vector<ServerView> ListTree(Session& session, const TreeArguments& arguments) {
-  std::vector<ServerView> tree;
-  View& view = session.Shown();
-  const std::uint32_t only =
-      arguments.server.empty() ? 0 : FindServer(session, arguments.server).id;
-  if (arguments.depth == 0) return tree;
-  for (Node& server : view.Servers()) {
-    if (only != 0 && server.id != only) continue;
-    std::vector<Node> aps;
-    if (arguments.depth > 1) aps = view.ApsOf(server.id);
-    tree.push_back({std::move(server), std::move(aps), {}});
-  }
-  return tree;
-}
-
-void PrintTree(Session& session, const std::vector<ServerView>& tree) {
-  View& view = session.Shown();
-  Output& out = session.Out();
-  const auto line = [&](const char* branch, const Node& node) {
-    out.Line(fmt::format("{}{}  {}", branch, out.Paint(Style::kName, PrintableName(node.name)),
-                         out.Paint(Style::kFaint, view.AddressOf(node.id))));
-  };
-  out.Line(fmt::format("network 0x{:04X}", view.Number()));
-  for (std::size_t i = 0; i < tree.size(); ++i) {
-    const ServerView& server = tree[i];
-    const bool last = i + 1 == tree.size();
-    line(last ? "└─ " : "├─ ", server.entry);
-    for (std::size_t j = 0; j < server.aps.size(); ++j) {
-      const bool last_ap = j + 1 == server.aps.size();
-      line(last ? (last_ap ? "   └─ " : "   ├─ ") : (last_ap ? "│  └─ " : "│  ├─ "), server.aps[j]);
-    }
-  }
-}
-
-void ListTreeJson(Session& session, const std::vector<ServerView>& tree, int depth) {
-  NodeWriter writer(session);
-  const auto describe = [&](const ServerView& one) {
-    Json server = writer.Describe(one.entry);
-    if (depth < 2) return server;
-    server["children"] = Json::array();
-    for (const Node& ap : one.aps) server["children"].push_back(writer.Describe(ap));
-    return server;
-  };
-  session.Out().List({{"network", session.Shown().Number()}}, "servers", tree, describe);
-}
 
 // Whether the text is the object's id, or its address of four or eight hexadecimal digits.
 bool IsNumberOf(View& view, std::uint32_t id, const std::string& text) {
@@ -77,66 +28,27 @@ bool IsNumberOf(View& view, std::uint32_t id, const std::string& text) {
   return folded == wanted || (wanted.size() == 4 && folded.ends_with(wanted) && folded.size() == 8);
 }
 
-void ShowMatches(Session& session, const std::vector<Node>& nodes,
-                 const std::vector<Object>& objects) {
-  // Servers and APs alone keep the columns that only they have.
-  if (!nodes.empty() && objects.empty()) return NodeWriter(session).ShowMixed(nodes, "matches");
-  NodeWriter node_writer(session);
-  ObjectWriter object_writer(session);
-  View& view = session.Shown();
-  Output& out = session.Out();
-  Table table = {{"ID", "ADDRESS", "KIND", "NAME"}};
-  if (session.IsJson()) out.BeginList({}, "matches");
-  const auto add = [&](const auto& object, const char* word, auto& writer) {
-    if (session.IsJson()) {
-      out.ListItem(writer.Describe(object));
-    } else {
-      table.push_back({fmt::format("id:{}", object.id), view.AddressOf(object.id), word,
-                       PrintableName(object.name)});
-    }
-  };
-  for (const Node& node : nodes) add(node, node.is_server ? "server" : "AP", node_writer);
-  for (const Object& object : objects) add(object, WordOf(object.kind), object_writer);
-  if (session.IsJson()) return out.EndList();
-  if (table.size() == 1) return out.Say("There are no such objects.");
-  out.PrintTable(table);
-}
-
-Failure NothingNamed(const std::string& text, const std::vector<Node>& nodes,
-                     const std::vector<Object>& objects) {
-  std::vector<std::string> names;
-  for (const Node& node : nodes) names.push_back(node.name);
-  for (const Object& object : objects) names.push_back(object.name);
-  const std::string closest = ClosestMatch(BytesFromUtf8(text).value_or(text), names);
-  return Failure(fmt::format("there is no object \"{}\"", text),
-                 closest.empty() ? "'nccadm find' looks for a part of a name."
-                                 : fmt::format("Did you mean \"{}\"?", PrintableName(closest)));
-}
-
-Failure SeveralNamed(View& view, const std::string& text, const std::vector<Node>& nodes,
-                     const std::vector<Object>& objects) {
-  std::vector<std::string> ids;
-  for (const Node& node : nodes) ids.push_back(DescribeId(view, node));
-  for (const Object& object : objects) {
-    ids.push_back(fmt::format("id:{} (a {})", object.id, WordOf(object.kind)));
+std::vector<Object> AllObjects(View& view) {
+  std::vector<Object> objects;
+  for (const Kind kind : kKinds) {
+    std::vector<Object> all = view.All(kind);
+    std::move(all.begin(), all.end(), std::back_inserter(objects));
   }
-  return Failure(fmt::format("{} objects are named \"{}\"", ids.size(), text),
-                 fmt::format("Give the id of the one that is meant: {}.", fmt::join(ids, ", ")));
+  return objects;
 }
 
 }  // namespace
 
 int ShowTree(Session& session, const TreeArguments& arguments) {
-  if (arguments.deps || arguments.groups) {
-    ShowObjectTree(session, arguments.deps ? Kind::kDep : Kind::kGroup, arguments.depth);
-    return kExitDone;
+  const Kind kind = arguments.deps ? Kind::kDep : arguments.groups ? Kind::kGroup : Kind::kServer;
+  std::vector<Object> objects;
+  if (!arguments.server.empty()) {
+    objects.push_back(FindObject(session, Kind::kServer, arguments.server));
+  } else if (arguments.depth > 0) {
+    objects = session.Shown().All(kind);
   }
-  const std::vector<ServerView> tree = ListTree(session, arguments);
-  if (session.IsJson()) {
-    ListTreeJson(session, tree, arguments.depth);
-  } else {
-    PrintTree(session, tree);
-  }
+  if (arguments.depth == 0) objects.clear();
+  ShowTree(session, kind, objects, arguments.depth);
   return kExitDone;
 }
 
@@ -157,52 +69,37 @@ void AddTreeOptions(CLI::App& command, TreeArguments& arguments) {
 
 int FindObjects(Session& session, const std::string& text) {
   View& view = session.Shown();
-  std::vector<Node> nodes = view.ServersAndAps();
   const auto bytes = BytesFromUtf8(text);
   const std::string pattern = bytes ? FoldForSearch(*bytes) : std::string();
-  const auto differs = [&](const auto& object) {
+  std::vector<Object> objects = AllObjects(view);
+  std::erase_if(objects, [&](const Object& object) {
     const bool named = bytes && MatchesPattern(pattern, FoldForSearch(object.name));
     return !named && !IsNumberOf(view, object.id, text);
-  };
-  std::erase_if(nodes, differs);
-  std::vector<Object> objects;
-  for (const Kind kind : kObjectKinds) {
-    std::vector<Object> all = view.Objects(kind);
-    std::erase_if(all, differs);
-    objects.insert(objects.end(), all.begin(), all.end());
-  }
-  ShowMatches(session, nodes, objects);
-  return nodes.empty() && objects.empty() ? kExitFailed : kExitDone;
+  });
+  ObjectWriter(session).ShowMixed(objects, "matches", "There are no such objects.");
+  return objects.empty() ? kExitFailed : kExitDone;
 }
 
 int ShowObject(Session& session, const std::string& text) {
   const Reference reference = ParseReference(text);
   View& view = session.Shown();
-  const std::vector<Node> all_nodes = view.ServersAndAps();
-  std::vector<Object> all_objects;
-  for (const Kind kind : kObjectKinds) {
-    std::vector<Object> of_kind = view.Objects(kind);
-    std::move(of_kind.begin(), of_kind.end(), std::back_inserter(all_objects));
-  }
-  std::vector<Node> nodes;
-  std::vector<Object> objects;
+  const std::vector<Object> all = AllObjects(view);
+  std::vector<Object> found;
   const auto collect = [&](const auto& is_meant) {
-    std::copy_if(all_nodes.begin(), all_nodes.end(), std::back_inserter(nodes), is_meant);
-    std::copy_if(all_objects.begin(), all_objects.end(), std::back_inserter(objects), is_meant);
+    std::copy_if(all.begin(), all.end(), std::back_inserter(found), is_meant);
   };
   const std::string wanted = FoldName(reference.name);
-  if (!reference.id) collect([&](const auto& one) { return FoldName(one.name) == wanted; });
+  if (!reference.id) collect([&](const Object& one) { return FoldName(one.name) == wanted; });
   // An address only where nothing has the name.
-  if (nodes.empty() && objects.empty() && !text.starts_with("name:")) {
-    collect([&](const auto& one) { return IsNumberOf(view, one.id, text); });
+  if (found.empty() && !text.starts_with("name:")) {
+    collect([&](const Object& one) { return IsNumberOf(view, one.id, text); });
   }
-  if (nodes.empty() && objects.empty()) throw NothingNamed(text, all_nodes, all_objects);
-  if (nodes.size() + objects.size() > 1) throw SeveralNamed(view, text, nodes, objects);
-  if (objects.empty()) {
-    NodeWriter(session).Show(nodes.front());
-  } else {
-    ObjectWriter(session).Show(objects.front());
+  if (found.empty()) {
+    throw UnknownName(fmt::format("there is no object \"{}\"", text), text, all,
+                      "'nccadm find' looks for a part of a name.");
   }
+  if (found.size() > 1) throw SeveralNamed(view, text, found);
+  ObjectWriter(session).Show(found.front());
   return kExitDone;
 }
 

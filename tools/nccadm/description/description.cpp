@@ -67,10 +67,9 @@ class Describer {
   Description Run() {
     CollectNames();
     if (!problems_.empty()) throw Failed();
-    const Preferences& preferences = network_.preferences;
-    result_.network = preferences.net_number;
-    result_.preferences = {preferences.byte_12, preferences.node_settings, preferences.value_14,
-                           preferences.byte_18, preferences.byte_19,       preferences.value_20};
+    result_.network = network_.preferences.net_number;
+    VisitPreferences([](const char*, const auto& present, auto& said) { said = present; },
+                     network_.preferences, result_.preferences);
     for (const ServerView& server : network_.servers) DescribeServer(server);
     DescribeLinks(servers_, network_.servers, &ServerView::linked, result_.servers, result_.links);
     DescribeGroups();
@@ -84,7 +83,7 @@ class Describer {
   void CollectNames() {
     for (const ServerView& server : network_.servers) {
       servers_.Add(server.entry.name, server.entry.id, problems_);
-      for (const Node& ap : server.aps) aps_.Add(ap.name, ap.id, problems_);
+      for (const Object& ap : server.aps) aps_.Add(ap.name, ap.id, problems_);
     }
     for (const auto& group : network_.groups)
       groups_.Add(group.entry.name, group.entry.id, problems_);
@@ -108,10 +107,10 @@ class Describer {
     ServerDescription& server = result_.servers.emplace_back();
     DescribeNode(view.entry, server);
     server.value = view.entry.value;
-    for (const Node& ap : view.aps) DescribeNode(ap, server.aps.emplace_back());
+    for (const Object& ap : view.aps) DescribeNode(ap, server.aps.emplace_back());
   }
 
-  void DescribeNode(const Node& entry, ApDescription& node) const {
+  void DescribeNode(const Object& entry, ApDescription& node) const {
     node.name = entry.name;
     if (entry.flags != 0) node.applications = entry.flags;
     if (entry.settings != network_.preferences.node_settings) node.settings = entry.settings;

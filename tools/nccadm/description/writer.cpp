@@ -44,12 +44,8 @@ class Writer {
   void WritePreferences(const PreferencesDescription& preferences) {
     out_.Key("preferences");
     out_.BeginMap(Form::kFlow);
-    WriteField("byte_12", preferences.byte_12);
-    WriteField("node_settings", preferences.node_settings);
-    WriteField("value_14", preferences.value_14);
-    WriteField("byte_18", preferences.byte_18);
-    WriteField("byte_19", preferences.byte_19);
-    WriteField("value_20", preferences.value_20);
+    VisitPreferences([this](const char* key, const auto& value) { WriteField(key, value); },
+                     preferences);
     out_.End();
   }
 
@@ -60,7 +56,7 @@ class Writer {
     if (node.applications) {
       out_.Key("applications");
       out_.BeginSequence(Form::kFlow);
-      for (const std::string& name : applications_.Describe(*node.applications)) out_.Word(name);
+      for (const std::string& name : applications_.NamesOf(*node.applications)) out_.Word(name);
       out_.End();
     }
     WriteField("settings", node.settings);

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "console/text.h"
-#include "network/objects.h"
 #include "network/view.h"
 
 namespace ncc::tool {
@@ -39,11 +38,11 @@ class ObserverGuard {
 
 Generation::Generation(Session& session) : net_(session.Net()), out_(session.Out()) {
   if (!out_.ShowsProgress()) return;
-  const auto keep = [&](std::uint32_t id, const std::string& name) {
-    names_[id] = PrintableName(name.substr(0, kLabelBytes));
-  };
-  for (const Node& node : session.Shown().ServersAndAps()) keep(node.id, node.name);
-  for (const Object& user : ListObjects(net_, Kind::kUser)) keep(user.id, user.name);
+  for (const Kind kind : {Kind::kServer, Kind::kAp, Kind::kUser}) {
+    for (const Object& object : session.Shown().All(kind)) {
+      names_[object.id] = PrintableName(object.name.substr(0, kLabelBytes));
+    }
+  }
 }
 
 std::string Generation::Label(std::uint32_t node) const {

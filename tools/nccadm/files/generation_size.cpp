@@ -70,7 +70,7 @@ GenerationSizes::GenerationSizes(Network network, const std::string& database_fo
       external_size_(RecordOfFile(database_folder, "extnet.doc")) {
   for (const ServerView& server : network_.servers) {
     nodes_[server.entry.id] = &server.entry;
-    for (const Node& ap : server.aps) nodes_[ap.id] = &ap;
+    for (const Object& ap : server.aps) nodes_[ap.id] = &ap;
   }
   IndexGroups();
   CountMemberships();
@@ -120,8 +120,8 @@ void GenerationSizes::SeeNodesOf(const Groups& groups, Surroundings& found) {
   for (const std::uint32_t group : seen) {
     for (const std::uint32_t id : network_.groups[group].nodes) {
       if (!visible.insert(id).second) continue;
-      const Node& node = *nodes_.at(id);
-      if (node.is_server) {
+      const Object& node = *nodes_.at(id);
+      if (node.IsServer()) {
         found.servers += (node.flags & 0x8000) != 0 ? 1U : 0U;
       } else {
         found.plain += (node.flags & 0x0001) != 0 ? 1U : 0U;
@@ -167,7 +167,7 @@ GenerationSizes::Surroundings& GenerationSizes::SurroundingsOf(std::uint32_t nod
   return found->second;
 }
 
-GenerationSizes::Directory GenerationSizes::DirectoryOf(const Node& ap) {
+GenerationSizes::Directory GenerationSizes::DirectoryOf(const Object& ap) {
   constexpr std::size_t kAlways = 3;  // its server, the NCC, the KC
   const Surroundings& around = SurroundingsOf(ap.id);
   std::size_t lines = kAlways;
@@ -212,7 +212,7 @@ void GenerationSizes::Put(GenerationSize& size, std::uint64_t bytes, bool is_sto
 GenerationSize GenerationSizes::Directories(const Choice& is_chosen) {
   GenerationSize size;
   for (const ServerView& server : network_.servers) {
-    for (const Node& ap : server.aps) {
+    for (const Object& ap : server.aps) {
       if (!is_chosen(ap.id)) continue;
       const Directory directory = DirectoryOf(ap);
       bool& places_stored = SurroundingsOf(ap.id).places_stored;
@@ -258,7 +258,7 @@ GenerationSize GenerationSizes::KeyCentre() {
     Put(size, kUserFile + 9 * user.memberships.size());
   }
   for (const auto& [id, node] : nodes_) {
-    if (!node->is_server) Put(size, kApFile + 4 * groups_of_node_[id].size());
+    if (!node->IsServer()) Put(size, kApFile + 4 * groups_of_node_[id].size());
   }
   const std::uint64_t names = nodes_.size() + network_.groups.size() + 1;
   for (const std::uint64_t bytes : {kUserLine * network_.users.size(), std::uint64_t{0}, kRolesFile,
@@ -287,7 +287,7 @@ GenerationSize GenerationSizes::Packages(bool is_short, const Choice& is_chosen)
       }
       Put(size, bytes + (tunnels == 0 ? 0 : RecordOf(tunnels)));
     }
-    for (const Node& ap : server.aps) {
+    for (const Object& ap : server.aps) {
       if (!is_chosen(ap.id)) continue;
       const Directory one = DirectoryOf(ap);
       std::uint64_t bytes = others + RecordOf(0);

@@ -65,7 +65,7 @@ class GenerationSizes {
   void SeeNodesOf(const Groups& groups, Surroundings& found);
   void SumFilesOf(const Groups& groups, Surroundings& found) const;
   Surroundings& SurroundingsOf(std::uint32_t node);
-  Directory DirectoryOf(const Node& ap);
+  Directory DirectoryOf(const Object& ap);
   Map MapOf(const ServerView& server);
   std::uint64_t Tunnels() const;
   std::uint64_t MatrixBytes() const;
@@ -76,7 +76,7 @@ class GenerationSizes {
   std::uint64_t keys_size_ = 0;      // ipkeladr.doc as a record of a package
   std::uint64_t external_size_ = 0;  // extnet.doc
   std::uint64_t all_memberships_ = 0;
-  std::unordered_map<std::uint32_t, const Node*> nodes_;
+  std::unordered_map<std::uint32_t, const Object*> nodes_;
   std::unordered_map<std::uint32_t, Groups> groups_of_node_;
   std::unordered_map<std::uint32_t, std::uint32_t> dep_index_;
   std::vector<Groups> groups_of_dep_;

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "files/files.h"
-#include "network/nodes.h"
+#include "network/reference.h"
 
 namespace ncc::tool {
 namespace {
@@ -25,10 +25,10 @@ void AddOnce(std::list<unsigned long>& ids, unsigned long id) {
 Chosen Choose(Session& session, const std::string& what, const std::vector<std::string>& only) {
   Chosen chosen;
   for (const std::string& reference : only) {
-    const Node node = what == "apdb"  ? FindAp(session, reference)
-                      : what == "map" ? FindServer(session, reference)
-                                      : FindNode(session, reference);
-    AddOnce(node.is_server ? chosen.servers : chosen.aps, node.id);
+    const Object node = what == "apdb"  ? FindObject(session, Kind::kAp, reference)
+                        : what == "map" ? FindObject(session, Kind::kServer, reference)
+                                        : FindNode(session, reference);
+    AddOnce(node.IsServer() ? chosen.servers : chosen.aps, node.id);
   }
   return chosen;
 }

@@ -10,7 +10,7 @@
 
 namespace ncc::tool {
 
-std::vector<std::string> Applications::Describe(std::uint32_t mask) const {
+std::vector<std::string> Applications::NamesOf(std::uint32_t mask) const {
   std::vector<std::string> texts;
   for (std::size_t bit = 0; bit < names_.size(); ++bit) {
     if ((mask >> bit & 1U) == 0) continue;

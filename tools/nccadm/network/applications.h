@@ -17,7 +17,7 @@ class Applications {
   const std::vector<std::string>& Names() const { return names_; }
 
   // The names of a mask's bits; what has no name comes last, as one hexadecimal number.
-  std::vector<std::string> Describe(std::uint32_t mask) const;
+  std::vector<std::string> NamesOf(std::uint32_t mask) const;
 
   // The bits of a name (letter case ignored) or of a number.
   std::optional<std::uint32_t> Parse(std::string_view text) const;

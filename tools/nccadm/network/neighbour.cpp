@@ -1,24 +1,17 @@
 #include "network/neighbour.h"
 
 #include <list>
+#include <utility>
 
 #include <fmt/format.h>
+
+#include "console/failure.h"
 
 namespace ncc::tool {
 namespace {
 
-// The library's overloads tell an identifier from a name by the wider type.
-unsigned long Wide(std::uint32_t id) { return id; }
-
 std::string Address(std::uint32_t network, std::uint32_t id) {
   return fmt::format("{:04X}{:04X}", network, id);
-}
-
-std::vector<Node> NodesFrom(const std::list<CNNEntry>& entries) {
-  std::vector<Node> nodes;
-  nodes.reserve(entries.size());
-  for (const CNNEntry& entry : entries) nodes.push_back(NodeFrom(entry));
-  return nodes;
 }
 
 // The number that a Dep has for its home is a node group's only where the kind says so.
@@ -37,11 +30,16 @@ Object ObjectOf(const Entry& entry) {
 }
 
 template <class Entry>
-std::vector<Object> ObjectsFrom(const std::list<Entry>& entries) {
+std::vector<Object> ObjectsOf(const std::list<Entry>& entries) {
   std::vector<Object> objects;
   objects.reserve(entries.size());
   for (const Entry& entry : entries) objects.push_back(ObjectOf(entry));
   return objects;
+}
+
+template <class Entry>
+std::optional<Object> Found(int result, const Entry& entry) {
+  return result == 0 ? std::optional(ObjectOf(entry)) : std::nullopt;
 }
 
 }  // namespace
@@ -63,48 +61,76 @@ Gate Neighbour::GateData() const {
 std::uint32_t Neighbour::Number() { return static_cast<std::uint32_t>(net_.GetNet()); }
 std::string Neighbour::AddressOf(std::uint32_t id) { return Address(Number(), id); }
 
-std::vector<Node> Neighbour::Servers() { return NodesFrom(*net_.GetListSm()); }
-std::vector<Node> Neighbour::Aps() { return NodesFrom(*net_.GetListAp()); }
-
-std::vector<Node> Neighbour::ApsOf(std::uint32_t server) {
-  std::list<CNNEntry> entries;
-  Note(net_.GetListApFromSrv(Wide(server), entries));
-  return NodesFrom(entries);
-}
-
-std::vector<Node> Neighbour::LinkedServers(std::uint32_t) { return {}; }
-
-std::optional<Node> Neighbour::NodeById(std::uint32_t id) {
-  CNNEntry entry;
-  if (net_.GetSrvInfo(Wide(id), entry) != 0 && net_.GetApInfo(Wide(id), entry) != 0) {
-    return std::nullopt;
+std::vector<Object> Neighbour::All(Kind kind) {
+  switch (kind) {
+    case Kind::kServer:
+      return ObjectsOf(*net_.GetListSm());
+    case Kind::kAp:
+      return ObjectsOf(*net_.GetListAp());
+    case Kind::kGroup:
+      return ObjectsOf(*net_.GetListNGrp());
+    case Kind::kDep:
+      return ObjectsOf(*net_.GetListDep());
+    case Kind::kUser:
+      return ObjectsOf(*net_.GetListAb());
   }
-  return NodeFrom(entry);
+  return {};
 }
 
-std::vector<Object> Neighbour::Objects(Kind kind) {
-  if (kind == Kind::kUser) return ObjectsFrom(*net_.GetListAb());
-  if (kind == Kind::kDep) return ObjectsFrom(*net_.GetListDep());
-  return ObjectsFrom(*net_.GetListNGrp());
-}
-
-std::optional<Object> Neighbour::ObjectById(Kind kind, std::uint32_t id) {
-  CABEntry user;
-  CDepEntry dep;
+std::optional<Object> Neighbour::ById(Kind kind, std::uint32_t narrow) {
+  // The library's overloads tell an identifier from a name by the wider type.
+  const unsigned long id = narrow;
+  CNNEntry node;
   CNGrpEntry group;
-  if (kind == Kind::kUser && net_.GetAbInfo(Wide(id), user) == 0) return ObjectOf(user);
-  if (kind == Kind::kDep && net_.GetDepInfo(Wide(id), dep) == 0) return ObjectOf(dep);
-  if (kind == Kind::kGroup && net_.GetNGrpInfo(Wide(id), group) == 0) return ObjectOf(group);
+  CDepEntry dep;
+  CABEntry user;
+  switch (kind) {
+    case Kind::kServer:
+      return Found(net_.GetSrvInfo(id, node), node);
+    case Kind::kAp:
+      return Found(net_.GetApInfo(id, node), node);
+    case Kind::kGroup:
+      return Found(net_.GetNGrpInfo(id, group), group);
+    case Kind::kDep:
+      return Found(net_.GetDepInfo(id, dep), dep);
+    case Kind::kUser:
+      return Found(net_.GetAbInfo(id, user), user);
+  }
   return std::nullopt;
 }
 
-std::vector<Object> Neighbour::UsersOf(std::uint32_t dep) {
-  std::list<CABEntry> users;
-  Note(net_.GetListAbFromDep(Wide(dep), users));
-  return ObjectsFrom(users);
+template <class Entry>
+std::vector<Object> Neighbour::Collect(int (CImportNet::*query)(unsigned long, std::list<Entry>&)
+                                           const,
+                                       std::uint32_t id) {
+  std::list<Entry> entries;
+  has_gaps_ |= (net_.*query)(id, entries) == kExchangeDangling;
+  return ObjectsOf(entries);
 }
 
-std::vector<Object> Neighbour::LinkedDeps(std::uint32_t dep) {
+std::vector<Object> Neighbour::Related(Relation relation, std::uint32_t id) {
+  switch (relation) {
+    case Relation::kApsOfServer:
+      return Collect<CNNEntry>(&CImportNet::GetListApFromSrv, id);
+    case Relation::kLinksOfServer:
+      return {};
+    case Relation::kGroupsOfNode:
+      return Collect<CNGrpEntry>(&CImportNet::GetListNGrpFromNN, id);
+    case Relation::kNodesOfGroup:
+      return NodesOf(id);
+    case Relation::kDepsOfGroup:
+      return Collect<CDepEntry>(&CImportNet::GetListDepFromNGrp, id);
+    case Relation::kGroupsOfDep:
+      return GroupsOf(id);
+    case Relation::kUsersOfDep:
+      return Collect<CABEntry>(&CImportNet::GetListAbFromDep, id);
+    case Relation::kLinksOfDep:
+      return LinksOf(id);
+  }
+  return {};
+}
+
+std::vector<Object> Neighbour::LinksOf(std::uint32_t dep) {
   std::vector<Object> linked;
   std::list<tag_WORD4> pairs;
   net_.GetListLinkedDep(tag_WORD4{Number(), dep}, pairs);
@@ -115,7 +141,7 @@ std::vector<Object> Neighbour::LinkedDeps(std::uint32_t dep) {
       foreign.name = Address(pair.first, pair.second);
       foreign.id = pair.second;
       foreign.network = pair.first;
-    } else if (auto object = ObjectById(Kind::kDep, pair.second)) {
+    } else if (auto object = ById(Kind::kDep, pair.second)) {
       linked.push_back(std::move(*object));
     } else {
       has_gaps_ = true;
@@ -127,44 +153,36 @@ std::vector<Object> Neighbour::LinkedDeps(std::uint32_t dep) {
 std::vector<Object> Neighbour::GroupsOf(std::uint32_t dep) {
   std::vector<Object> groups;
   std::list<CNCCEntry> related;
-  Note(net_.GetListNOFromDep(Wide(dep), related));
+  has_gaps_ |= net_.GetListNOFromDep(static_cast<unsigned long>(dep), related) == kExchangeDangling;
   for (const CNCCEntry& entry : related) {
     if (entry.type != kTypeNGrp) continue;
-    if (auto group = ObjectById(Kind::kGroup, entry.id)) groups.push_back(std::move(*group));
+    if (auto group = ById(Kind::kGroup, entry.id)) groups.push_back(std::move(*group));
   }
   return groups;
 }
 
-std::vector<Object> Neighbour::DepsOf(std::uint32_t group) {
-  std::list<CDepEntry> deps;
-  Note(net_.GetListDepFromNGrp(Wide(group), deps));
-  return ObjectsFrom(deps);
-}
-
 // A group's list of nodes ends at the first that is no AP; a node's list of groups knows servers
 // too.
-const std::vector<Node>& Neighbour::AllNodesOf(std::uint32_t group) {
+std::vector<Object> Neighbour::NodesOf(std::uint32_t group) {
+  std::list<CNNEntry> aps;
+  if (net_.GetListNNFromNGrp(static_cast<unsigned long>(group), aps) != kExchangeDangling) {
+    return ObjectsOf(aps);
+  }
   if (!nodes_of_groups_) {
     nodes_of_groups_.emplace();
-    for (const Node& node : ServersAndAps()) {
-      std::list<CNGrpEntry> groups;
-      Note(net_.GetListNGrpFromNN(Wide(node.id), groups));
-      for (const CNGrpEntry& entry : groups) (*nodes_of_groups_)[entry.id].push_back(node);
+    for (const Object& node : ServersAndAps()) {
+      for (const Object& one : Related(Relation::kGroupsOfNode, node.id)) {
+        (*nodes_of_groups_)[one.id].push_back(node);
+      }
     }
   }
   return (*nodes_of_groups_)[group];
 }
 
-std::vector<Node> Neighbour::NodesOf(std::uint32_t group) {
-  std::list<CNNEntry> aps;
-  if (net_.GetListNNFromNGrp(Wide(group), aps) == kExchangeDangling) return AllNodesOf(group);
-  return NodesFrom(aps);
-}
-
 std::vector<Membership> Neighbour::MembershipsOf(std::uint32_t user) {
   std::vector<Membership> memberships;
   std::list<CColAb> stored;
-  net_.GetListColAb(Wide(user), stored);
+  net_.GetListColAb(static_cast<unsigned long>(user), stored);
   for (const CColAb& one : stored) memberships.push_back({one.id.dep, one.id.node, one.kind});
   return memberships;
 }

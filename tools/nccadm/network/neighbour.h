@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <list>
 #include <map>
 #include <optional>
 #include <string>
@@ -31,19 +32,10 @@ class Neighbour : public View {
   bool IsOwn() const override { return false; }
   std::uint32_t Number() override;
   std::string AddressOf(std::uint32_t id) override;
-  std::vector<Node> Servers() override;
-  std::vector<Node> Aps() override;
-  std::vector<Node> ApsOf(std::uint32_t server) override;
-  std::vector<Node> LinkedServers(std::uint32_t server) override;
-  std::optional<Node> NodeById(std::uint32_t id) override;
-  std::vector<Object> Objects(Kind kind) override;
-  std::optional<Object> ObjectById(Kind kind, std::uint32_t id) override;
-  std::vector<Object> UsersOf(std::uint32_t dep) override;
-  // Those of other networks have their address for a name.
-  std::vector<Object> LinkedDeps(std::uint32_t dep) override;
-  std::vector<Object> GroupsOf(std::uint32_t dep) override;
-  std::vector<Object> DepsOf(std::uint32_t group) override;
-  std::vector<Node> NodesOf(std::uint32_t group) override;
+  std::vector<Object> All(Kind kind) override;
+  std::optional<Object> ById(Kind kind, std::uint32_t id) override;
+  // Deps of other networks have their address for a name.
+  std::vector<Object> Related(Relation relation, std::uint32_t id) override;
   std::vector<Membership> MembershipsOf(std::uint32_t user) override;
 
  private:
@@ -53,11 +45,16 @@ class Neighbour : public View {
     using _CImportNet::Load;
   };
 
-  void Note(int result) { has_gaps_ |= result == kExchangeDangling; }
-  const std::vector<Node>& AllNodesOf(std::uint32_t group);
+  // What a list query of the library gives.
+  template <class Entry>
+  std::vector<Object> Collect(int (CImportNet::*query)(unsigned long, std::list<Entry>&) const,
+                              std::uint32_t id);
+  std::vector<Object> LinksOf(std::uint32_t dep);
+  std::vector<Object> GroupsOf(std::uint32_t dep);
+  std::vector<Object> NodesOf(std::uint32_t group);
 
   LoadedNet net_;
-  std::optional<std::map<std::uint32_t, std::vector<Node>>> nodes_of_groups_;
+  std::optional<std::map<std::uint32_t, std::vector<Object>>> nodes_of_groups_;
   bool has_gaps_ = false;
 };
 

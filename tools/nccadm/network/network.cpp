@@ -1,26 +1,27 @@
 #include "network/network.h"
 
-#include <unordered_map>
 #include <utility>
+
+#include "network/view.h"
 
 namespace ncc::tool {
 namespace {
 
-template <class Items>
-std::vector<std::uint32_t> IdsOf(const Items& items) {
+std::vector<std::uint32_t> IdsOf(View& view, Relation relation, std::uint32_t id) {
+  const std::vector<Object> objects = view.Related(relation, id);
   std::vector<std::uint32_t> ids;
-  ids.reserve(items.size());
-  for (const auto& item : items) ids.push_back(item.id);
+  ids.reserve(objects.size());
+  for (const Object& object : objects) ids.push_back(object.id);
   return ids;
 }
 
 // Only an object that is in several groups can have an order of its own.
-void LoadGroups(CNCCNet& net, Network& network) {
+void LoadGroups(View& view, Network& network) {
   std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> of_deps;
-  for (Object& entry : ListObjects(net, Kind::kGroup)) {
+  for (Object& entry : view.All(Kind::kGroup)) {
     GroupView& group = network.groups.emplace_back();
-    group.nodes = IdsOf(ListNodesOf(net, entry.id));
-    group.deps = IdsOf(ListDepsOf(net, entry.id));
+    group.nodes = IdsOf(view, Relation::kNodesOfGroup, entry.id);
+    group.deps = IdsOf(view, Relation::kDepsOfGroup, entry.id);
     for (const std::uint32_t node : group.nodes) {
       network.groups_of_nodes[node].push_back(entry.id);
     }
@@ -29,11 +30,11 @@ void LoadGroups(CNCCNet& net, Network& network) {
   }
   std::erase_if(network.groups_of_nodes, [](const auto& node) { return node.second.size() < 2; });
   for (auto& [node, groups] : network.groups_of_nodes) {
-    groups = IdsOf(ListGroupsOfNode(net, node));
+    groups = IdsOf(view, Relation::kGroupsOfNode, node);
   }
   for (DepView& dep : network.deps) {
     dep.groups = std::move(of_deps[dep.entry.id]);
-    if (dep.groups.size() > 1) dep.groups = IdsOf(ListGroupsOfDep(net, dep.entry.id));
+    if (dep.groups.size() > 1) dep.groups = IdsOf(view, Relation::kGroupsOfDep, dep.entry.id);
   }
 }
 
@@ -46,31 +47,33 @@ std::size_t Network::ApCount() const {
 }
 
 Network LoadNetwork(CNCCNet& net) {
+  OwnView view(net);
   Network network;
   network.preferences = ReadPreferences(net);
-  for (Node& entry : ListServers(net)) {
+  for (Object& entry : view.All(Kind::kServer)) {
     ServerView& server = network.servers.emplace_back();
-    server.aps = ListApsOf(net, entry.id);
-    for (const Node& linked : ListLinked(net, entry.id)) server.linked.push_back(linked.id);
+    server.aps = view.Related(Relation::kApsOfServer, entry.id);
+    server.linked = IdsOf(view, Relation::kLinksOfServer, entry.id);
     server.entry = std::move(entry);
   }
   return network;
 }
 
 Network LoadWholeNetwork(CNCCNet& net) {
+  OwnView view(net);
   Network network = LoadNetwork(net);
-  for (Object& entry : ListObjects(net, Kind::kDep)) {
+  for (Object& entry : view.All(Kind::kDep)) {
     DepView& dep = network.deps.emplace_back();
-    dep.links = IdsOf(ListLinkedDeps(net, entry.id));
-    dep.users = IdsOf(ListUsersOf(net, entry.id));
+    dep.links = IdsOf(view, Relation::kLinksOfDep, entry.id);
+    dep.users = IdsOf(view, Relation::kUsersOfDep, entry.id);
     dep.entry = std::move(entry);
   }
-  for (Object& entry : ListObjects(net, Kind::kUser)) {
+  for (Object& entry : view.All(Kind::kUser)) {
     UserView& user = network.users.emplace_back();
-    user.memberships = ListMemberships(net, entry.id);
+    user.memberships = view.MembershipsOf(entry.id);
     user.entry = std::move(entry);
   }
-  LoadGroups(net, network);
+  LoadGroups(view, network);
   return network;
 }
 

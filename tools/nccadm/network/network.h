@@ -1,18 +1,20 @@
 // What a database holds, read once.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <unordered_map>
 #include <vector>
 
-#include "network/objects.h"
-#include "network/values.h"
+#include "nccnet/netdb.h"
+#include "network/object.h"
+#include "network/preferences.h"
 
 namespace ncc::tool {
 
 struct ServerView {
-  Node entry;
-  std::vector<Node> aps;              // in the server's order
+  Object entry;
+  std::vector<Object> aps;            // in the server's order
   std::vector<std::uint32_t> linked;  // ids, in link order
 };
 

@@ -1,58 +1,63 @@
 #include "network/object_writer.h"
 
+#include <algorithm>
+#include <cstdint>
+#include <optional>
+
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "console/text.h"
-#include "network/nodes.h"
-#include "network/view.h"
 
 namespace ncc::tool {
 namespace {
 
-template <class Items>
-Json DescribeLinks(const Items& items) {
+Json LinksJson(const std::vector<Object>& objects) {
   Json all = Json::array();
-  for (const auto& item : items) all.push_back(ObjectWriter::DescribeLink(item));
+  for (const Object& object : objects) {
+    Json link;
+    if (object.network != 0) link["network"] = object.network;
+    link["id"] = object.id;
+    link["name"] = object.network != 0 ? Json(nullptr) : Json(Utf8FromBytes(object.name));
+    all.push_back(std::move(link));
+  }
   return all;
 }
 
-template <class Items>
-std::string JoinNames(const Items& items) {
+std::string JoinNames(const std::vector<Object>& objects) {
   std::string text;
-  for (const auto& item : items) text += (text.empty() ? "" : ", ") + PrintableName(item.name);
-  return text;
-}
-
-// The name of a Dep or of a node; nothing when there is none of this id.
-std::optional<std::string> NameOfId(View& view, std::uint32_t id, bool is_dep) {
-  if (is_dep) {
-    const auto dep = view.ObjectById(Kind::kDep, id);
-    return dep ? std::optional(dep->name) : std::nullopt;
+  for (const Object& object : objects) {
+    text += (text.empty() ? "" : ", ") + PrintableName(object.name);
   }
-  const auto node = view.NodeById(id);
-  return node ? std::optional(node->name) : std::nullopt;
+  return text;
 }
 
 }  // namespace
 
 ObjectWriter::ObjectWriter(Session& session) : session_(session), view_(session.Shown()) {}
 
-Json ObjectWriter::DescribeLink(const Object& object) {
-  if (object.network != 0) {
-    return {{"network", object.network}, {"id", object.id}, {"name", nullptr}};
+const std::string& ObjectWriter::ServerName(std::uint32_t id) {
+  if (server_names_.empty()) {
+    for (const Object& server : view_.All(Kind::kServer)) {
+      server_names_.emplace(server.id, Utf8FromBytes(server.name));
+    }
   }
-  return {{"id", object.id}, {"name", Utf8FromBytes(object.name)}};
+  return server_names_[id];
 }
 
-Json ObjectWriter::DescribeLink(const Node& node) {
-  return {{"id", node.id}, {"name", Utf8FromBytes(node.name)}};
+std::string ObjectWriter::ServerOf(const Object& node) {
+  return node.kind == Kind::kAp ? Printable(ServerName(node.server_id)) : std::string();
+}
+
+std::string ObjectWriter::ApplicationsOf(const Object& node) {
+  return fmt::format("{}", fmt::join(session_.Apps().NamesOf(node.flags), ","));
 }
 
 const std::vector<Object>& ObjectWriter::DepsOfUser(std::uint32_t user) {
   if (!has_deps_) {
     has_deps_ = true;
-    for (const Object& dep : view_.Objects(Kind::kDep)) {
-      for (const Object& member : view_.UsersOf(dep.id)) {
+    for (const Object& dep : view_.All(Kind::kDep)) {
+      for (const Object& member : view_.Related(Relation::kUsersOfDep, dep.id)) {
         std::vector<Object>& deps = deps_of_users_[member.id];
         // A user can stand in a Dep more than once.
         if (deps.empty() || deps.back().id != dep.id) deps.push_back(dep);
@@ -62,15 +67,15 @@ const std::vector<Object>& ObjectWriter::DepsOfUser(std::uint32_t user) {
   return deps_of_users_[user];
 }
 
-Json ObjectWriter::DescribeId(std::uint32_t id, bool is_dep) {
-  const auto name = NameOfId(view_, id, is_dep);
-  return {{"id", id}, {"name", name ? Json(Utf8FromBytes(*name)) : Json(nullptr)}};
+Json ObjectWriter::IdJson(std::uint32_t id, bool is_dep) {
+  const auto object = is_dep ? view_.ById(Kind::kDep, id) : view_.NodeById(id);
+  return {{"id", id}, {"name", object ? Json(Utf8FromBytes(object->name)) : Json(nullptr)}};
 }
 
 std::string ObjectWriter::TextOfId(std::uint32_t id, bool is_dep) {
   if (id == 0) return "none";
-  const auto name = NameOfId(view_, id, is_dep);
-  return name ? PrintableName(*name) : fmt::format("id:{} (does not exist)", id);
+  const auto object = is_dep ? view_.ById(Kind::kDep, id) : view_.NodeById(id);
+  return object ? PrintableName(object->name) : fmt::format("id:{} (does not exist)", id);
 }
 
 std::string ObjectWriter::PrimaryOf(const Object& user) {
@@ -79,12 +84,11 @@ std::string ObjectWriter::PrimaryOf(const Object& user) {
                      TextOfId(user.primary_node, false));
 }
 
-Json ObjectWriter::DescribeMemberships(const std::vector<Membership>& memberships) {
+Json ObjectWriter::MembershipsJson(const std::vector<Membership>& memberships) {
   Json all = Json::array();
   for (const Membership& one : memberships) {
-    all.push_back({{"dep", DescribeId(one.dep, true)},
-                   {"node", DescribeId(one.node, false)},
-                   {"kind", one.kind}});
+    all.push_back(
+        {{"dep", IdJson(one.dep, true)}, {"node", IdJson(one.node, false)}, {"kind", one.kind}});
   }
   return all;
 }
@@ -97,84 +101,136 @@ Table ObjectWriter::MembershipTable(const std::vector<Membership>& memberships) 
   return table;
 }
 
-Json ObjectWriter::Describe(const Object& object) {
+void ObjectWriter::AddNode(Json& json, const Object& node) {
+  json["number"] = node.number;
+  json["applications"] = session_.Apps().NamesOf(node.flags);
+  json["mask"] = node.flags;
+  if (view_.IsOwn()) json["settings"] = node.settings;
+  if (!node.IsServer()) {
+    json["server"] = {{"id", node.server_id}, {"name", ServerName(node.server_id)}};
+    return;
+  }
+  if (view_.IsOwn()) json["value"] = node.value;
+  json["aps"] = node.ap_count;
+  if (view_.IsOwn()) json["links"] = LinksJson(view_.Related(Relation::kLinksOfServer, node.id));
+}
+
+Json ObjectWriter::JsonOf(const Object& object) {
+  const std::uint32_t id = object.id;
   Json json = {{"kind", KeyOf(object.kind)},
-               {"id", object.id},
-               {"address", view_.AddressOf(object.id)},
+               {"id", id},
+               {"address", view_.AddressOf(id)},
                {"name", Utf8FromBytes(object.name)}};
-  if (object.kind == Kind::kUser) {
+  if (object.IsNode()) {
+    AddNode(json, object);
+  } else if (object.kind == Kind::kUser) {
     const bool has_primary = object.primary_dep != 0 || object.primary_node != 0;
     json["primary"] = nullptr;
     if (has_primary) {
-      json["primary"] = {{"dep", DescribeId(object.primary_dep, true)},
-                         {"node", DescribeId(object.primary_node, false)}};
+      json["primary"] = {{"dep", IdJson(object.primary_dep, true)},
+                         {"node", IdJson(object.primary_node, false)}};
     }
-    json["deps"] = DescribeLinks(DepsOfUser(object.id));
-    json["memberships"] = DescribeMemberships(view_.MembershipsOf(object.id));
+    json["deps"] = LinksJson(DepsOfUser(id));
+    json["memberships"] = MembershipsJson(view_.MembershipsOf(id));
   } else if (object.kind == Kind::kDep) {
     json["group"] = object.group == 0 ? Json(nullptr) : Json(object.group);
-    if (object.home_node != 0) json["home"] = DescribeId(object.home_node, false);
-    json["groups"] = DescribeLinks(view_.GroupsOf(object.id));
-    json["users"] = DescribeLinks(view_.UsersOf(object.id));
-    json["links"] = DescribeLinks(view_.LinkedDeps(object.id));
+    if (object.home_node != 0) json["home"] = IdJson(object.home_node, false);
+    json["groups"] = LinksJson(view_.Related(Relation::kGroupsOfDep, id));
+    json["users"] = LinksJson(view_.Related(Relation::kUsersOfDep, id));
+    json["links"] = LinksJson(view_.Related(Relation::kLinksOfDep, id));
   } else {
     json["number"] = object.number;
-    json["nodes"] = DescribeLinks(view_.NodesOf(object.id));
-    json["deps"] = DescribeLinks(view_.DepsOf(object.id));
+    json["nodes"] = LinksJson(view_.Related(Relation::kNodesOfGroup, id));
+    json["deps"] = LinksJson(view_.Related(Relation::kDepsOfGroup, id));
   }
   return json;
 }
 
 std::vector<std::string> ObjectWriter::Heading(Kind kind) {
-  if (kind == Kind::kUser) return {"ID", "NAME", "PRIMARY", "DEPS", "MEMBERSHIPS"};
-  if (kind == Kind::kDep) return {"ID", "NAME", "NODE GROUPS", "USERS", "LINKS"};
-  return {"ID", "NAME", "NODES", "DEPS"};
+  switch (kind) {
+    case Kind::kServer:
+      return {"ID", "ADDRESS", "NAME", "VALUE", "APS", "LINKS", "APPLICATIONS"};
+    case Kind::kAp:
+      return {"ID", "ADDRESS", "NAME", "SERVER", "APPLICATIONS"};
+    case Kind::kGroup:
+      return {"ID", "NAME", "NODES", "DEPS"};
+    case Kind::kDep:
+      return {"ID", "NAME", "NODE GROUPS", "USERS", "LINKS"};
+    case Kind::kUser:
+      return {"ID", "NAME", "PRIMARY", "DEPS", "MEMBERSHIPS"};
+  }
+  return {};
 }
 
 std::vector<std::string> ObjectWriter::Row(const Object& object) {
-  const auto count = [](const auto& items) { return std::to_string(items.size()); };
-  std::vector<std::string> row = {fmt::format("id:{}", object.id), PrintableName(object.name)};
-  if (object.kind == Kind::kUser) {
-    row.insert(row.end(), {PrimaryOf(object), JoinNames(DepsOfUser(object.id)),
-                           count(view_.MembershipsOf(object.id))});
-  } else if (object.kind == Kind::kDep) {
-    row.insert(row.end(), {JoinNames(view_.GroupsOf(object.id)), count(view_.UsersOf(object.id)),
-                           count(view_.LinkedDeps(object.id))});
-  } else {
-    row.insert(row.end(), {count(view_.NodesOf(object.id)), count(view_.DepsOf(object.id))});
+  const std::string id = fmt::format("id:{}", object.id);
+  const std::string name = PrintableName(object.name);
+  const auto count = [&](Relation relation) {
+    return std::to_string(view_.Related(relation, object.id).size());
+  };
+  switch (object.kind) {
+    case Kind::kServer:
+      return {id,
+              view_.AddressOf(object.id),
+              name,
+              std::to_string(object.value),
+              std::to_string(object.ap_count),
+              count(Relation::kLinksOfServer),
+              ApplicationsOf(object)};
+    case Kind::kAp:
+      return {id, view_.AddressOf(object.id), name, ServerOf(object), ApplicationsOf(object)};
+    case Kind::kGroup:
+      return {id, name, count(Relation::kNodesOfGroup), count(Relation::kDepsOfGroup)};
+    case Kind::kDep:
+      return {id, name, JoinNames(view_.Related(Relation::kGroupsOfDep, object.id)),
+              count(Relation::kUsersOfDep), count(Relation::kLinksOfDep)};
+    case Kind::kUser:
+      return {id, name, PrimaryOf(object), JoinNames(DepsOfUser(object.id)),
+              std::to_string(view_.MembershipsOf(object.id).size())};
   }
-  return row;
+  return {};
 }
 
 void ObjectWriter::Show(const Object& object) {
   Output& out = session_.Out();
-  if (out.IsJson()) return out.Document({{KeyOf(object.kind), Describe(object)}});
+  if (out.IsJson()) return out.Document({{KeyOf(object.kind), JsonOf(object)}});
   const auto field = [&out](const char* label, const std::string& text) {
     out.Line(fmt::format("{:<14}{}", label, text));
   };
-  const auto fields = [&field](const char* label, const auto& items) {
-    for (const auto& item : items) field(label, PrintableName(item.name));
+  const auto names = [&field](const char* label, const std::vector<Object>& objects) {
+    for (const Object& one : objects) field(label, PrintableName(one.name));
+  };
+  const auto related = [&](const char* label, Relation relation) {
+    names(label, view_.Related(relation, object.id));
   };
   field("name", out.Paint(Style::kName, PrintableName(object.name)));
   field("kind", WordOf(object.kind));
   field("id", fmt::format("id:{}", object.id));
   field("address", view_.AddressOf(object.id));
-  if (object.kind == Kind::kUser) {
+  if (object.IsNode()) {
+    field("number", std::to_string(object.number));
+    field("applications", object.flags == 0 ? "none" : ApplicationsOf(object));
+    if (view_.IsOwn()) field("settings", std::to_string(object.settings));
+    if (!object.IsServer()) return field("server", ServerOf(object));
+    if (view_.IsOwn()) field("value", std::to_string(object.value));
+    field("APs", std::to_string(object.ap_count));
+    related("link", Relation::kLinksOfServer);
+  } else if (object.kind == Kind::kUser) {
     field("primary", PrimaryOf(object));
-    fields("Dep", DepsOfUser(object.id));
+    names("Dep", DepsOfUser(object.id));
     for (const Membership& one : view_.MembershipsOf(object.id)) {
       field("membership", fmt::format("{} at {}, kind {}", TextOfId(one.dep, true),
                                       TextOfId(one.node, false), one.kind));
     }
   } else if (object.kind == Kind::kDep) {
     if (object.home_node != 0) field("home", TextOfId(object.home_node, false));
-    fields("node group", view_.GroupsOf(object.id));
-    fields("user", view_.UsersOf(object.id));
-    fields("link", view_.LinkedDeps(object.id));
+    related("node group", Relation::kGroupsOfDep);
+    related("user", Relation::kUsersOfDep);
+    related("link", Relation::kLinksOfDep);
   } else {
     field("number", std::to_string(object.number));
-    fields("node", view_.NodesOf(object.id));
-    fields("Dep", view_.DepsOf(object.id));
+    related("node", Relation::kNodesOfGroup);
+    related("Dep", Relation::kDepsOfGroup);
   }
 }
 
@@ -182,11 +238,34 @@ void ObjectWriter::ShowAll(Kind kind, const std::vector<Object>& objects) {
   Output& out = session_.Out();
   if (out.IsJson()) {
     return out.List({}, KeyOfAll(kind), objects,
-                    [this](const Object& object) { return Describe(object); });
+                    [this](const Object& object) { return JsonOf(object); });
   }
   if (objects.empty()) return out.Say(fmt::format("There are no such {}.", WordOfAll(kind)));
   Table table = {Heading(kind)};
   for (const Object& object : objects) table.push_back(Row(object));
+  out.PrintTable(table);
+}
+
+void ObjectWriter::ShowMixed(const std::vector<Object>& objects, const char* key,
+                             const char* none) {
+  Output& out = session_.Out();
+  if (out.IsJson()) {
+    return out.List({}, key, objects, [this](const Object& object) { return JsonOf(object); });
+  }
+  if (objects.empty()) return out.Say(none);
+  // Servers and APs alone have columns that only they have.
+  const bool are_nodes = std::all_of(objects.begin(), objects.end(),
+                                     [](const Object& object) { return object.IsNode(); });
+  Table table = {{"ID", "ADDRESS", "KIND", "NAME"}};
+  if (are_nodes) table[0].insert(table[0].end(), {"SERVER", "APPLICATIONS"});
+  for (const Object& object : objects) {
+    table.push_back({fmt::format("id:{}", object.id), view_.AddressOf(object.id),
+                     WordOf(object.kind), PrintableName(object.name)});
+    if (are_nodes) {
+      table.back().push_back(ServerOf(object));
+      table.back().push_back(ApplicationsOf(object));
+    }
+  }
   out.PrintTable(table);
 }
 

@@ -182,7 +182,7 @@ Batch::~Batch() {
   if (running_) session_.Net().EndBatch(false);
 }
 
-void Batch::Keep() {
+void Batch::Store() {
   running_ = false;
   if (!session_.Net().EndBatch(true)) {
     throw session_.Refusal("the changes could not be stored, nothing was changed");

@@ -93,7 +93,7 @@ class Session {
   std::unique_ptr<View> shown_;
 };
 
-// All changes made while one lives are stored together by Keep, or dropped.
+// All changes made while one lives are stored together by Store, or dropped.
 class Batch {
  public:
   explicit Batch(Session& session);
@@ -101,7 +101,7 @@ class Batch {
   Batch(const Batch&) = delete;
   Batch& operator=(const Batch&) = delete;
 
-  void Keep();
+  void Store();
 
  private:
   Session& session_;

@@ -1,39 +1,106 @@
 #include "network/view.h"
 
 #include <iterator>
-
-#include "network/nodes.h"
+#include <list>
 
 namespace ncc::tool {
+namespace {
 
-std::vector<Node> View::ServersAndAps() {
-  std::vector<Node> nodes = Servers();
-  std::vector<Node> aps = Aps();
+// What a list query of the library gives; `query` is called with the list to fill.
+template <class Entry, class Query>
+std::vector<Object> Collect(Query query) {
+  std::list<Entry> entries;
+  query(entries);
+  return ObjectsFrom(entries);
+}
+
+}  // namespace
+
+std::vector<Object> View::ServersAndAps() {
+  std::vector<Object> nodes = All(Kind::kServer);
+  std::vector<Object> aps = All(Kind::kAp);
   nodes.insert(nodes.end(), std::make_move_iterator(aps.begin()),
                std::make_move_iterator(aps.end()));
   return nodes;
 }
 
-std::uint32_t OwnView::Number() { return ReadPreferences(net_).net_number; }
-std::string OwnView::AddressOf(std::uint32_t id) { return tool::AddressOf(net_, id); }
-
-std::vector<Node> OwnView::Servers() { return ListServers(net_); }
-std::vector<Node> OwnView::Aps() { return ListAps(net_); }
-std::vector<Node> OwnView::ApsOf(std::uint32_t server) { return ListApsOf(net_, server); }
-std::vector<Node> OwnView::LinkedServers(std::uint32_t server) { return ListLinked(net_, server); }
-std::optional<Node> OwnView::NodeById(std::uint32_t id) { return tool::NodeById(net_, id); }
-
-std::vector<Object> OwnView::Objects(Kind kind) { return ListObjects(net_, kind); }
-std::optional<Object> OwnView::ObjectById(Kind kind, std::uint32_t id) {
-  return tool::ObjectById(net_, kind, id);
+std::optional<Object> View::NodeById(std::uint32_t id) {
+  auto server = ById(Kind::kServer, id);
+  return server ? server : ById(Kind::kAp, id);
 }
-std::vector<Object> OwnView::UsersOf(std::uint32_t dep) { return ListUsersOf(net_, dep); }
-std::vector<Object> OwnView::LinkedDeps(std::uint32_t dep) { return ListLinkedDeps(net_, dep); }
-std::vector<Object> OwnView::GroupsOf(std::uint32_t dep) { return ListGroupsOfDep(net_, dep); }
-std::vector<Object> OwnView::DepsOf(std::uint32_t group) { return ListDepsOf(net_, group); }
-std::vector<Node> OwnView::NodesOf(std::uint32_t group) { return ListNodesOf(net_, group); }
+
+std::uint32_t OwnView::Number() { return net_.Preferences()->net_number; }
+
+std::string OwnView::AddressOf(std::uint32_t id) {
+  std::string buffer(32, '\0');
+  return net_.GetAddr8(id, buffer.data());
+}
+
+std::vector<Object> OwnView::All(Kind kind) {
+  switch (kind) {
+    case Kind::kServer:
+      return Collect<CNNEntry>([this](auto& list) { net_.GetListServer(list); });
+    case Kind::kAp:
+      return Collect<CNNEntry>([this](auto& list) { net_.GetListAP(list); });
+    case Kind::kGroup:
+      return Collect<CNGrpEntry>([this](auto& list) { net_.GetListNGrp(list); });
+    case Kind::kDep:
+      return Collect<CDepEntry>([this](auto& list) { net_.GetListDep(list); });
+    case Kind::kUser:
+      return Collect<CABEntry>([this](auto& list) { net_.GetListAB(list); });
+  }
+  return {};
+}
+
+std::optional<Object> OwnView::ById(Kind kind, std::uint32_t narrow) {
+  // The library's overloads tell an identifier from a name by the wider type.
+  const unsigned long id = narrow;
+  CNNEntry node;
+  CNGrpEntry group;
+  CDepEntry dep;
+  CABEntry user;
+  std::optional<Object> found;
+  if (kind == Kind::kGroup) {
+    if (net_.GetNGrpInfo(id, group)) found = ObjectFrom(group);
+  } else if (kind == Kind::kDep) {
+    if (net_.GetDepInfo(id, dep)) found = ObjectFrom(dep);
+  } else if (kind == Kind::kUser) {
+    if (net_.GetABInfo(id, user)) found = ObjectFrom(user);
+  } else if (net_.GetNNInfo(id, node)) {
+    found = ObjectFrom(node);
+  }
+  return found && found->kind == kind ? found : std::nullopt;
+}
+
+std::vector<Object> OwnView::Related(Relation relation, std::uint32_t narrow) {
+  const unsigned long id = narrow;
+  switch (relation) {
+    case Relation::kApsOfServer:
+      return Collect<CNNEntry>([&](auto& list) { net_.GetListAP(id, list); });
+    case Relation::kLinksOfServer:
+      return Collect<CNNEntry>([&](auto& list) { net_.GetListLinkedSrv(id, list); });
+    case Relation::kGroupsOfNode:
+      return Collect<CNGrpEntry>([&](auto& list) { net_.GetListNGrpFromNN(id, list); });
+    case Relation::kNodesOfGroup:
+      return Collect<CNNEntry>([&](auto& list) { net_.GetListNN(id, list); });
+    case Relation::kDepsOfGroup:
+      return Collect<CDepEntry>([&](auto& list) { net_.GetListDepFromNGrp(id, list); });
+    case Relation::kGroupsOfDep:
+      return Collect<CNGrpEntry>([&](auto& list) { net_.GetListNGrpFromDep(id, list); });
+    case Relation::kUsersOfDep:
+      return Collect<CABEntry>([&](auto& list) { net_.GetListAB(id, list); });
+    case Relation::kLinksOfDep:
+      return Collect<CDepEntry>([&](auto& list) { net_.GetListLinkedDep(id, list); });
+  }
+  return {};
+}
+
 std::vector<Membership> OwnView::MembershipsOf(std::uint32_t user) {
-  return ListMemberships(net_, user);
+  std::list<CColAb> stored;
+  net_.GetListAvailableColAb(static_cast<unsigned long>(user), stored);
+  std::vector<Membership> memberships;
+  for (const CColAb& one : stored) memberships.push_back({one.id.dep, one.id.node, one.kind});
+  return memberships;
 }
 
 }  // namespace ncc::tool

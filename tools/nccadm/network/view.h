@@ -1,4 +1,4 @@
-// What a network holds, for the commands that show it: the own network or a neighbouring one.
+// What a network holds: the network of the database or a neighbouring one.
 #pragma once
 
 #include <cstdint>
@@ -6,10 +6,22 @@
 #include <string>
 #include <vector>
 
-#include "network/objects.h"
-#include "network/values.h"
+#include "nccnet/netdb.h"
+#include "network/object.h"
 
 namespace ncc::tool {
+
+// What can be asked about one object: which others it has, in link order.
+enum class Relation {
+  kApsOfServer,
+  kLinksOfServer,
+  kGroupsOfNode,
+  kNodesOfGroup,
+  kDepsOfGroup,
+  kGroupsOfDep,
+  kUsersOfDep,
+  kLinksOfDep,
+};
 
 class View {
  public:
@@ -23,22 +35,14 @@ class View {
   virtual std::uint32_t Number() = 0;
   virtual std::string AddressOf(std::uint32_t id) = 0;
 
-  virtual std::vector<Node> Servers() = 0;
-  virtual std::vector<Node> Aps() = 0;
-  virtual std::vector<Node> ApsOf(std::uint32_t server) = 0;
-  virtual std::vector<Node> LinkedServers(std::uint32_t server) = 0;
-  virtual std::optional<Node> NodeById(std::uint32_t id) = 0;
-
-  virtual std::vector<Object> Objects(Kind kind) = 0;
-  virtual std::optional<Object> ObjectById(Kind kind, std::uint32_t id) = 0;
-  virtual std::vector<Object> UsersOf(std::uint32_t dep) = 0;
-  virtual std::vector<Object> LinkedDeps(std::uint32_t dep) = 0;
-  virtual std::vector<Object> GroupsOf(std::uint32_t dep) = 0;
-  virtual std::vector<Object> DepsOf(std::uint32_t group) = 0;
-  virtual std::vector<Node> NodesOf(std::uint32_t group) = 0;
+  // Servers in the order in which they were added, all others by id.
+  virtual std::vector<Object> All(Kind kind) = 0;
+  virtual std::optional<Object> ById(Kind kind, std::uint32_t id) = 0;
+  virtual std::vector<Object> Related(Relation relation, std::uint32_t id) = 0;
   virtual std::vector<Membership> MembershipsOf(std::uint32_t user) = 0;
 
-  std::vector<Node> ServersAndAps();
+  std::vector<Object> ServersAndAps();
+  std::optional<Object> NodeById(std::uint32_t id);  // a server or an AP
 };
 
 // The network of the database.
@@ -49,22 +53,21 @@ class OwnView : public View {
   bool IsOwn() const override { return true; }
   std::uint32_t Number() override;
   std::string AddressOf(std::uint32_t id) override;
-  std::vector<Node> Servers() override;
-  std::vector<Node> Aps() override;
-  std::vector<Node> ApsOf(std::uint32_t server) override;
-  std::vector<Node> LinkedServers(std::uint32_t server) override;
-  std::optional<Node> NodeById(std::uint32_t id) override;
-  std::vector<Object> Objects(Kind kind) override;
-  std::optional<Object> ObjectById(Kind kind, std::uint32_t id) override;
-  std::vector<Object> UsersOf(std::uint32_t dep) override;
-  std::vector<Object> LinkedDeps(std::uint32_t dep) override;
-  std::vector<Object> GroupsOf(std::uint32_t dep) override;
-  std::vector<Object> DepsOf(std::uint32_t group) override;
-  std::vector<Node> NodesOf(std::uint32_t group) override;
+  std::vector<Object> All(Kind kind) override;
+  std::optional<Object> ById(Kind kind, std::uint32_t id) override;
+  std::vector<Object> Related(Relation relation, std::uint32_t id) override;
   std::vector<Membership> MembershipsOf(std::uint32_t user) override;
 
  private:
   CNCCNet& net_;
 };
+
+template <class Entries>
+std::vector<Object> ObjectsFrom(const Entries& entries) {
+  std::vector<Object> objects;
+  objects.reserve(entries.size());
+  for (const auto& entry : entries) objects.push_back(ObjectFrom(entry));
+  return objects;
+}
 
 }  // namespace ncc::tool

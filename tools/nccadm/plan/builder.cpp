@@ -11,30 +11,28 @@
 namespace ncc::tool {
 namespace {
 
-struct Words {
+struct RelationWords {
   const char* key;
-  const char* kind;
   const char* one;
   const char* many;
-  const char* field;  // of a relation, in the entry of its first object
+  const char* field;  // in the entry of its first object
 };
 
-const Words& WordsOf(Item item) {
-  static constexpr std::array<Words, kItems> kWords = {{
-      {"servers", "server", "server", "servers", ""},
-      {"aps", "ap", "AP", "APs", ""},
-      {"groups", "group", "node group", "node groups", ""},
-      {"deps", "dep", "Dep", "Deps", ""},
-      {"users", "user", "user", "users", ""},
-      {"links", "", "link", "links", "link"},
-      {"group_nodes", "", "node in a group", "nodes in groups", "node"},
-      {"group_deps", "", "Dep in a group", "Deps in groups", "Dep"},
-      {"dep_links", "", "link of Deps", "links of Deps", "link"},
-      {"user_deps", "", "user in a Dep", "users in Deps", "Dep"},
-      {"memberships", "", "membership", "memberships", "membership"},
+constexpr std::size_t kObjectItems = 5;
+
+const RelationWords& WordsOf(Item item) {
+  static constexpr std::array<RelationWords, kItems - kObjectItems> kWords = {{
+      {"links", "link", "links", "link"},
+      {"group_nodes", "node in a group", "nodes in groups", "node"},
+      {"group_deps", "Dep in a group", "Deps in groups", "Dep"},
+      {"dep_links", "link of Deps", "links of Deps", "link"},
+      {"user_deps", "user in a Dep", "users in Deps", "Dep"},
+      {"memberships", "membership", "memberships", "membership"},
   }};
-  return kWords[static_cast<std::size_t>(item)];
+  return kWords[static_cast<std::size_t>(item) - kObjectItems];
 }
+
+bool IsObject(Item item) { return static_cast<std::size_t>(item) < kObjectItems; }
 
 struct HashPair {
   std::size_t operator()(const RefPair& pair) const {
@@ -68,10 +66,13 @@ std::size_t CountIn(const PairCounts& counts, const RefPair& key) {
 
 }  // namespace
 
-const char* KeyOf(Item item) { return WordsOf(item).key; }
-const char* KindOf(Item item) { return WordsOf(item).kind; }
-const char* WordOf(Item item) { return WordsOf(item).one; }
-const char* WordOfAll(Item item) { return WordsOf(item).many; }
+Kind KindOf(Item item) { return static_cast<Kind>(item); }
+
+const char* KeyOf(Item item) { return IsObject(item) ? KeyOfAll(KindOf(item)) : WordsOf(item).key; }
+const char* WordOf(Item item) { return IsObject(item) ? WordOf(KindOf(item)) : WordsOf(item).one; }
+const char* WordOfAll(Item item) {
+  return IsObject(item) ? WordOfAll(KindOf(item)) : WordsOf(item).many;
+}
 
 std::string CountOf(std::size_t count, Item item) {
   return fmt::format("{} {}", count, count == 1 ? WordOf(item) : WordOfAll(item));
@@ -88,7 +89,7 @@ PlanBuilder::PlanBuilder(const Description& description, const Network& network,
   plan_.preferences = network.preferences;
   for (const ServerView& server : network.servers) {
     AddPresent(Item::kServer, server.entry.name, server.entry.id);
-    for (const Node& ap : server.aps) AddPresent(Item::kAp, ap.name, ap.id);
+    for (const Object& ap : server.aps) AddPresent(Item::kAp, ap.name, ap.id);
   }
   for (const GroupView& one : network.groups) {
     AddPresent(Item::kGroup, one.entry.name, one.entry.id);
@@ -99,7 +100,7 @@ PlanBuilder::PlanBuilder(const Description& description, const Network& network,
 
 void PlanBuilder::AddPresent(Item item, const std::string& name, std::uint32_t id) {
   IndexOf(item).try_emplace(FoldName(name), Known{id, {}}).first->second.ids.push_back(id);
-  objects_.emplace(id, Object{item, &name});
+  objects_.emplace(id, Named{item, &name});
   ++Of(item).before;
 }
 
@@ -114,7 +115,7 @@ std::optional<PlanBuilder::Described> PlanBuilder::Describe(Item item, const Nam
   if (added) {
     if (IsBlank(name.name)) Complain(name.place, "the name holds nothing but blanks");
     ++next_new_;
-    objects_.emplace(ref, Object{item, &name.name});
+    objects_.emplace(ref, Named{item, &name.name});
   }
   return Described{ref, added};
 }
@@ -212,7 +213,7 @@ void PlanBuilder::AddStep(Phase phase, Step step) {
 Change& PlanBuilder::ChangeOf(Ref ref) {
   const auto [known, added] = changes_.try_emplace(ref, plan_.changes.size());
   if (added) {
-    const Object& object = objects_.at(ref);
+    const Named& object = objects_.at(ref);
     plan_.changes.push_back({'~', object.item, *object.name});
   }
   return plan_.changes[known->second];

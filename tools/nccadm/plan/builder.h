@@ -75,7 +75,7 @@ class PlanBuilder {
     std::vector<std::uint32_t> ids;  // of the database, more than one when they share the name
   };
   using Index = std::unordered_map<std::string, Known>;  // by folded name
-  struct Object {
+  struct Named {
     Item item;
     const std::string* name;
   };
@@ -94,7 +94,7 @@ class PlanBuilder {
   const bool prune_;
   ProblemList& problems_;
   std::array<Index, 5> indexes_;
-  std::unordered_map<Ref, Object> objects_;
+  std::unordered_map<Ref, Named> objects_;
   std::unordered_map<Ref, std::size_t> changes_;
   std::unordered_set<Ref> described_;
   std::array<std::vector<Step>, 6> phases_;

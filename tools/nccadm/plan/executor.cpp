@@ -1,11 +1,13 @@
 #include <algorithm>
 #include <map>
 #include <set>
+#include <unordered_map>
 
 #include <fmt/format.h>
 
 #include "console/text.h"
-#include "network/nodes.h"
+#include "network/changes.h"
+#include "network/view.h"
 #include "plan/plan.h"
 
 namespace ncc::tool {
@@ -16,23 +18,23 @@ class Executor {
   Executor(const Plan& plan, Session& session)
       : plan_(plan), session_(session), net_(session.Net()) {}
 
-  void Do(const Step& step) {
+  void CarryOut(const Step& step) {
     bool done = false;
     switch (step.kind) {
       case Step::Kind::kPreferences:
         done = SavePreferences();
         break;
       case Step::Kind::kAdd:
-        done = Add(step);
+        done = AddObject(step);
         break;
       case Step::Kind::kSet:
-        done = Set(step.item, IdOf(step.object), step);
+        done = Register(net_, ObjectOf(step, IdOf(step.object)));
         break;
       case Step::Kind::kMove:
         done = net_.ChangeSrv(IdOf(step.object), IdOf(step.other));
         break;
       case Step::Kind::kDelete:
-        done = Delete(step);
+        done = DeleteObject(step);
         break;
       case Step::Kind::kLink:
         done = Link(step.item, IdOf(step.object), IdOf(step.other));
@@ -71,31 +73,27 @@ class Executor {
     return *net_.LastError() == '\0';
   }
 
-  bool Add(const Step& step) {
-    const char* name = step.name.c_str();
-    Id id = 0;
-    if (step.item == Item::kServer) id = net_.AddServer(name, step.mask, step.value);
-    if (step.item == Item::kAp) id = net_.AddAP(IdOf(step.other), name, step.mask);
-    if (step.item == Item::kGroup) id = net_.CreateNGrp(name);
-    if (step.item == Item::kDep) id = net_.CreateDep(name);
-    if (step.item == Item::kUser) id = net_.CreateAB(name);
+  static Object ObjectOf(const Step& step, Id id) {
+    Object object;
+    object.kind = KindOf(step.item);
+    object.id = static_cast<std::uint32_t>(id);
+    object.name = step.name;
+    object.flags = step.mask;
+    object.value = step.value;
+    object.settings = step.settings.value_or(0);
+    return object;
+  }
+
+  bool AddObject(const Step& step) {
+    Object object = ObjectOf(step, 0);
+    if (step.item == Item::kAp) object.server_id = NarrowIdOf(step.other);
+    const Id id = Add(net_, object);
     added_[step.object] = id;
-    return id != 0 && (!step.settings || Set(step.item, id, step));
+    return id != 0 && (!step.settings || Register(net_, ObjectOf(step, id)));
   }
 
-  bool Set(Item item, Id id, const Step& step) {
-    const std::uint8_t settings = step.settings.value_or(0);
-    return item == Item::kServer ? net_.RegSrv(id, step.mask, settings)
-                                 : net_.RegAPP(id, step.mask, settings);
-  }
-
-  bool Delete(const Step& step) {
-    const Id id = IdOf(step.object);
-    if (step.item == Item::kServer) return net_.DeleteServer(id);
-    if (step.item == Item::kGroup) return net_.DeleteNGrp(id);
-    if (step.item == Item::kDep) return net_.DeleteDep(id);
-    if (step.item == Item::kUser) return net_.DeleteAB(id);
-    return DeleteAp(session_, Reload(net_, id));
+  bool DeleteObject(const Step& step) {
+    return Delete(session_, Reload(session_, KindOf(step.item), IdOf(step.object)));
   }
 
   bool Link(Item item, Id one, Id other) {
@@ -150,13 +148,13 @@ class Executor {
     std::map<std::uint32_t, std::map<std::uint32_t, Membership>> kept;  // by Dep, by node
     for (const Membership& one : wanted) kept[one.dep].emplace(one.node, one);
     std::set<std::uint32_t> crowded;  // Deps of which the user has others
-    for (const Membership& one : ListMemberships(net_, user)) {
+    for (const Membership& one : session_.Shown().MembershipsOf(user)) {
       if (!kept[one.dep].contains(one.node)) crowded.insert(one.dep);
     }
     for (const std::uint32_t dep : crowded) {
       // Only what is stored, as anything else would come to stand before its place.
       std::vector<Membership> rest;
-      for (const Membership& one : ListMemberships(net_, user)) {
+      for (const Membership& one : session_.Shown().MembershipsOf(user)) {
         const auto found = kept[dep].find(one.node);
         if (one.dep == dep && found != kept[dep].end()) rest.push_back(found->second);
       }
@@ -184,7 +182,7 @@ class Executor {
 void Execute(const Plan& plan, Session& session, const std::function<void()>& after_each) {
   Executor executor(plan, session);
   for (const Step& step : plan.steps) {
-    executor.Do(step);
+    executor.CarryOut(step);
     after_each();
   }
 }

@@ -48,16 +48,6 @@ void VisitTally(Visitor visit, Counts& tally) {
   visit("not_in_file", tally.kept);
 }
 
-template <class Visitor, class Values>
-void VisitPreferences(Visitor visit, Values& preferences) {
-  visit("byte_12", preferences.byte_12);
-  visit("node_settings", preferences.node_settings);
-  visit("value_14", preferences.value_14);
-  visit("byte_18", preferences.byte_18);
-  visit("byte_19", preferences.byte_19);
-  visit("value_20", preferences.value_20);
-}
-
 template <class Visitor, class AnyStep>
 void VisitStep(Visitor visit, AnyStep& step) {
   visit("object", step.object);

@@ -33,7 +33,7 @@ class NodePlanner {
   void IndexNetwork() {
     for (const ServerView& server : builder_.Present().servers) {
       present_.emplace(server.entry.id, &server.entry);
-      for (const Node& ap : server.aps) present_.emplace(ap.id, &ap);
+      for (const Object& ap : server.aps) present_.emplace(ap.id, &ap);
     }
   }
 
@@ -50,16 +50,13 @@ class NodePlanner {
   void PlanPreferences() {
     const PreferencesDescription& wanted = builder_.Wanted().preferences;
     Preferences& planned = builder_.ThePlan().preferences;
-    PlanPreference("byte_12", wanted.byte_12, planned.byte_12);
-    PlanPreference("node_settings", wanted.node_settings, planned.node_settings);
-    PlanPreference("value_14", wanted.value_14, planned.value_14);
-    PlanPreference("byte_18", wanted.byte_18, planned.byte_18);
-    PlanPreference("byte_19", wanted.byte_19, planned.byte_19);
-    PlanPreference("value_20", wanted.value_20, planned.value_20);
+    VisitPreferences([this](const char* key, const auto& value,
+                            auto& present) { PlanPreference(key, value, present); },
+                     wanted, planned);
   }
 
   std::string TextOf(std::uint32_t mask) const {
-    return mask == 0 ? "none" : fmt::format("{}", fmt::join(builder_.Apps().Describe(mask), ","));
+    return mask == 0 ? "none" : fmt::format("{}", fmt::join(builder_.Apps().NamesOf(mask), ","));
   }
 
   void PlanNewNode(Item item, Ref ref, Ref server, const ApDescription& wanted,
@@ -86,7 +83,7 @@ class NodePlanner {
       PlanNewNode(Item::kServer, described->ref, 0, server, server.value.value_or(kDefaultValue));
       return described->ref;
     }
-    const Node& entry = *present_.at(described->ref);
+    const Object& entry = *present_.at(described->ref);
     if (server.value && *server.value != entry.value) {
       builder_.Complain(server.value_place,
                         fmt::format("the value of the server {} is {} and cannot be changed: it "
@@ -98,7 +95,7 @@ class NodePlanner {
     return described->ref;
   }
 
-  bool PlanSettings(Item item, const ApDescription& wanted, const Node& entry) {
+  bool PlanSettings(Item item, const ApDescription& wanted, const Object& entry) {
     Step step{Step::Kind::kSet, item, entry.id};
     step.mask = wanted.applications.value_or(entry.flags);
     step.settings = wanted.settings.value_or(entry.settings);
@@ -118,7 +115,7 @@ class NodePlanner {
     const auto described = builder_.Describe(Item::kAp, ap);
     if (!described) return;
     if (described->is_new) return PlanNewNode(Item::kAp, described->ref, server, ap, 0);
-    const Node& entry = *present_.at(described->ref);
+    const Object& entry = *present_.at(described->ref);
     const bool moved = entry.server_id != server;
     Tally& tally = builder_.Of(Item::kAp);
     if (moved) {
@@ -134,7 +131,7 @@ class NodePlanner {
   // APs first: a server takes those that it still has with it.
   void PlanRest() {
     for (const ServerView& server : builder_.Present().servers) {
-      for (const Node& ap : server.aps) {
+      for (const Object& ap : server.aps) {
         if (!builder_.IsDescribed(ap.id)) builder_.PlanSurplus(Item::kAp, ap.id);
       }
     }
@@ -167,7 +164,7 @@ class NodePlanner {
   }
 
   PlanBuilder& builder_;
-  std::unordered_map<Ref, const Node*> present_;
+  std::unordered_map<Ref, const Object*> present_;
 };
 
 }  // namespace

@@ -19,7 +19,7 @@ namespace ncc::tool {
 using Ref = std::uint64_t;
 inline constexpr Ref kFirstNew = Ref{1} << 32;
 
-// What a network consists of: objects, then relations.
+// What a network consists of: objects in the order of their kinds, then relations.
 enum class Item {
   kServer,
   kAp,
@@ -36,7 +36,7 @@ enum class Item {
 inline constexpr std::size_t kItems = 11;
 
 const char* KeyOf(Item item);      // "aps", "group_nodes": documents
-const char* KindOf(Item item);     // "ap", of an object in a document
+Kind KindOf(Item item);            // of an object
 const char* WordOf(Item item);     // "AP", "node in a group": sentences
 const char* WordOfAll(Item item);  // "APs", "nodes in groups"
 std::string CountOf(std::size_t count, Item item);

@@ -28,7 +28,7 @@ void Carry(Session& session, const Plan& plan) {
     interrupt.Check();
     progress.Step();
   });
-  batch.Keep();
+  batch.Store();
 }
 
 void ReportDone(Session& session, const Plan& plan) {

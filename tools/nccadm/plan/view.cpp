@@ -64,7 +64,7 @@ void PrintChanges(Output& out, const Plan& plan) {
 
 Json JsonOf(const Change& change) {
   Json json = {{"action", ActionOf(change.sign)},
-               {"kind", change.item ? KindOf(*change.item) : "preferences"},
+               {"kind", change.item ? KeyOf(KindOf(*change.item)) : "preferences"},
                {"name", Utf8FromBytes(change.name)},
                {"details", Json::array()}};
   for (const Detail& detail : change.details) json["details"].push_back(JsonOf(detail));

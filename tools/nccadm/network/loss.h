@@ -1,0 +1,23 @@
+// What goes with an object when it is deleted.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "network/view.h"
+
+namespace ncc::tool {
+
+// As a question; empty when nothing goes with it.
+std::string LossOf(View& view, const Object& object);
+
+// How many memberships `is_lost` picks among those of the users of a Dep.
+std::size_t CountLost(View& view, std::uint32_t dep,
+                      const std::function<bool(const Membership&)>& is_lost);
+
+// "1 membership", "2 memberships".
+std::string CountText(std::size_t count, const std::string& word);
+
+}  // namespace ncc::tool
