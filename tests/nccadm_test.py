@@ -250,5 +250,36 @@ class ProcessTest(ToolTest):
         self.assertEqual(done.stdout, "SigmaNet reads ULAKBIM: 79 of 79 nodes, 0 different\n"
                                       "ULAKBIM reads SigmaNet: 68 of 68 nodes, 0 different\n")
 
+    def test_identical_files_share_storage_and_a_stopped_run_says_what_is_done(self):
+        self.ok("keygen", self.path("key"))
+        out = self.path("out")
+        aps = "".join(f"    - P{i}\n" for i in range(3000))
+        users = "".join(f"  - {{name: U{i:050}, deps: [D], memberships: [{{dep: D, node: A}}]}}\n"
+                        for i in range(900))
+        self.ok("apply", self.write("big.yaml", f"network: 26\nservers:\n- name: A\n  aps:\n{aps}"
+                                    f"groups: [{{name: G, nodes: [A], deps: [D]}}]\ndeps: [D]\n"
+                                    f"users:\n{users}"))
+        apdb = ["generate", "apdb", "--out", out, "--only", "P1", "P2"]
+        self.assertEqual(self.json(*apdb)["shared"], 1)
+        self.assertEqual(self.json(*apdb, "--no-share")["shared"], 0)
+        read = lambda: subprocess.run(["find", out, "-type", "f", "-exec", "cksum", "{}", ";"],
+                                      capture_output=True, check=True).stdout
+        before = read()
+        directories = os.path.join(out, ".nccadm-new/set/APDB/A")
+        process = subprocess.Popen([tool(), "generate", "all", "--out", out, "--json"],
+                                   env=self.environment(), stdout=subprocess.PIPE,
+                                   stderr=subprocess.DEVNULL)
+        deadline = time.monotonic() + 60
+        while not os.path.exists(f"{directories}/apa0BB8.txt") and time.monotonic() < deadline:
+            time.sleep(0.002)
+        process.send_signal(signal.SIGTERM)
+        run = json.loads(process.communicate(timeout=60)[0])
+        self.assertEqual((process.returncode, run["interrupted"]), (130, True))
+        self.assertEqual([step["state"] for step in run["steps"]],
+                         ["stopped"] + ["not begun"] * 3)
+        self.assertGreaterEqual(run["files"], 2990)
+        self.assertEqual(read(), before)
+
+
 if __name__ == "__main__":
     main()

@@ -44,7 +44,8 @@ class ToolTest(unittest.TestCase):
 
     def environment(self):
         kept = {k: v for k, v in os.environ.items() if k != "NO_COLOR"}
-        return {**kept, "NCCADM_DB": self.db, "TERM": "xterm"}
+        return {**kept, "NCCADM_DB": self.db, "NCCNET_STAMP_KEY": self.path("key"),
+                "TERM": "xterm"}
 
     def run_tool(self, *arguments, text="", **options):
         done = subprocess.run([tool(), *arguments], input=text.encode(), env=self.environment(),

@@ -17,7 +17,7 @@ GOLDEN = pathlib.Path(__file__).resolve().parent / "golden" / "nccadm"
 
 def run(command, folder, tool):
     environment = {"PATH": f"{os.path.dirname(tool)}:{os.environ['PATH']}", "NCCADM_DB": "net",
-                   "LC_ALL": "C.UTF-8", "TERM": "dumb"}
+                   "NCCNET_STAMP_KEY": "key", "LC_ALL": "C.UTF-8", "TERM": "dumb"}
     done = subprocess.run(["bash", "-c", command], cwd=folder, env=environment, timeout=60,
                           stdin=subprocess.DEVNULL, capture_output=True, check=False)
     text = ""
