@@ -25,7 +25,6 @@ inline void ReadSample(ncc::ImportedNet& net) {
       !ncc::ReadNodes("s F S 0000000500010001 00050001\na F A 0000000500010001 00050003\n"
                       "b F A 0000000500010002 00050017\n",
                       kNet, net));
-  net.AttachAps();
 }
 
 // A fault names a line that is there; what was read has names that fit and is found again.

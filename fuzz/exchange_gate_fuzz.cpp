@@ -2,9 +2,9 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string_view text = TextOf(data, size);
-  ncc::ImportedGate gate;
-  const ncc::ReadResult result = ncc::ReadGate(text, gate);
+  ncc::ImportedNet net;
+  const ncc::ReadResult result = ncc::ReadGate(text, kNet, net);
   RequireFault(result, text);
-  Require(gate.name.back() == 0 && (result || gate.name.front() != 0));
+  Require(net.gate.name.back() == 0 && (result || net.gate.name.front() != 0));
   return 0;
 }

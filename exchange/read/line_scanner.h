@@ -11,6 +11,8 @@
 
 namespace ncc {
 
+inline constexpr const char* kForeignNet = "a network number is not that of the set";
+
 // Remembers its first failure; after it every field is empty.
 class LineScanner {
  public:
@@ -42,6 +44,12 @@ class LineScanner {
       }
     }
     return SlowHex();
+  }
+
+  // A network's number and an identifier in it.
+  std::uint32_t ObjectOf(unsigned long net) {
+    if (Hex() != net) is_foreign_ = true;
+    return Hex();
   }
 
   // "%u"
@@ -95,11 +103,12 @@ class LineScanner {
     return Letter();
   }
 
-  // Null when every field was there and nothing follows the last one; else what is wrong.
+  // Null when every field was there, nothing follows the last one and each object is of its
+  // network; else what is wrong.
   const char* Finish() {
     SkipBlanks();
     if (failure_ == nullptr && at_ != end_) Fail("something follows the last field");
-    return failure_;
+    return failure_ == nullptr && is_foreign_ ? kForeignNet : failure_;
   }
 
   bool HasFailed() const { return failure_ != nullptr; }
@@ -112,7 +121,7 @@ class LineScanner {
 
   static constexpr std::array<std::uint8_t, 256> MakeClasses() {
     std::array<std::uint8_t, 256> classes{};
-    for (std::uint8_t& one : classes) one = kOther;
+    classes.fill(kOther);
     for (std::uint8_t i = 0; i < 10; ++i) classes[std::size_t{'0'} + i] = i;
     for (std::uint8_t i = 10; i < 16; ++i) {
       classes[std::size_t{'A'} + i - 10] = i;
@@ -155,6 +164,7 @@ class LineScanner {
   const char* end_;
   const char* failure_ = nullptr;
   const char* failed_at_ = nullptr;
+  bool is_foreign_ = false;
 };
 
 }  // namespace ncc

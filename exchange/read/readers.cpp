@@ -21,7 +21,6 @@
 namespace ncc {
 namespace {
 
-constexpr const char* kForeignNet = "a network number is not that of the set";
 constexpr const char* kUnknownKind = "the kind letter is unknown";
 constexpr std::uint32_t kLetterKeeper = 0x17;  // the AP that keeps its application letter
 
@@ -77,13 +76,10 @@ const char* ScanNode(LineScanner& line, unsigned long net, NodeLine& node) {
   node.has_attribute = line.NextLetter() != '\0';
   node.kind = line.NextLetter();
   line.Hex();
-  const std::uint32_t key_net = line.Hex();
-  node.key = line.Hex();
+  node.key = line.ObjectOf(net);
   node.number = line.Hex();
-  const std::uint32_t own_net = line.Hex();
-  node.id = line.Hex();
-  if (const char* reason = line.Finish()) return reason;
-  return key_net == net && own_net == net ? nullptr : kForeignNet;
+  node.id = line.ObjectOf(net);
+  return line.Finish();
 }
 
 CNNEntry MakeNode(const NodeLine& node, std::uint8_t type) {
@@ -108,16 +104,12 @@ struct UserLink {
 };
 
 const char* ScanUserLink(LineScanner& line, unsigned long net, UserLink& link) {
-  const std::uint32_t user_net = line.Hex();
-  link.user = line.Hex();
-  const std::uint32_t dep_net = line.Hex();
-  link.membership.id.dep = line.Hex();
-  const std::uint32_t node_net = line.Hex();
-  link.membership.id.node = line.Hex();
+  link.user = line.ObjectOf(net);
+  link.membership.id.dep = line.ObjectOf(net);
+  link.membership.id.node = line.ObjectOf(net);
   link.is_primary = line.NextLetter() != '\0';
   link.membership.kind = line.NextLetter() == '\0' ? 1 : 0;
-  if (const char* reason = line.Finish()) return reason;
-  return user_net == net && dep_net == net && node_net == net ? nullptr : kForeignNet;
+  return line.Finish();
 }
 
 // Appends to the lists of a table; quick while lines of one key follow each other and keys ascend.
@@ -143,7 +135,8 @@ class Grouping {
 
 }  // namespace
 
-ReadResult ReadGate(std::string_view text, ImportedGate& gate) {
+ReadResult ReadGate(std::string_view text, unsigned long /*net*/, ImportedNet& into) {
+  ImportedGate& gate = into.gate;
   std::size_t fields = 0;
   std::size_t number = 1;
   for (; !text.empty() && fields < 4; ++number) {
@@ -174,11 +167,9 @@ ReadResult ReadGate(std::string_view text, ImportedGate& gate) {
 ReadResult ReadUsers(std::string_view text, unsigned long net, ImportedNet& into) {
   ReserveLines(into.users, text);
   return ReadLines(text, [&](LineScanner& line) -> const char* {
-    const std::uint32_t user_net = line.Hex();
-    const std::uint32_t id = line.Hex();
+    const std::uint32_t id = line.ObjectOf(net);
     const std::string_view name = line.Name();
     if (const char* reason = line.Finish()) return reason;
-    if (user_net != net) return kForeignNet;
     into.users.Append(MakeEntry<CABEntry>(name, id, kTypeAB));
     return nullptr;
   });
@@ -186,7 +177,7 @@ ReadResult ReadUsers(std::string_view text, unsigned long net, ImportedNet& into
 
 ReadResult ReadNodes(std::string_view text, unsigned long net, ImportedNet& into) {
   ReserveLines(into.aps, text);
-  return ReadLines(text, [&](LineScanner& line) -> const char* {
+  ReadResult result = ReadLines(text, [&](LineScanner& line) -> const char* {
     NodeLine node{};
     if (const char* reason = ScanNode(line, net, node)) return reason;
     switch (const std::uint8_t type = TypeOf(node.kind)) {
@@ -206,9 +197,11 @@ ReadResult ReadNodes(std::string_view text, unsigned long net, ImportedNet& into
         return kUnknownKind;
     }
   });
+  if (!result) into.AttachAps();
+  return result;
 }
 
-ReadResult ReadApplications(std::string_view text, ImportedNet& into) {
+ReadResult ReadApplications(std::string_view text, unsigned long /*net*/, ImportedNet& into) {
   return ReadLines(text, [&](LineScanner& line) -> const char* {
     const std::uint32_t bit = ApplicationBit(line.Hex());
     line.Hex();
@@ -229,13 +222,10 @@ ReadResult ReadDeps(std::string_view text, unsigned long net, ImportedNet& into)
   ReserveLines(into.deps, text);
   return ReadLines(text, [&](LineScanner& line) -> const char* {
     const std::string_view name = line.Name();
-    const std::uint32_t dep_net = line.Hex();
-    const std::uint32_t id = line.Hex();
-    const std::uint32_t home_net = line.Hex();
-    const std::uint32_t home = line.Hex();
+    const std::uint32_t id = line.ObjectOf(net);
+    const std::uint32_t home = line.ObjectOf(net);
     const std::uint8_t kind = TypeOf(line.NextLetter());
     if (const char* reason = line.Finish()) return reason;
-    if (dep_net != net || home_net != net) return kForeignNet;
     if (kind == kTypeNone) return kUnknownKind;
     auto dep = MakeEntry<CDepEntry>(name, id, kTypeDep);
     dep.ngrp_id = home;
@@ -274,7 +264,7 @@ ReadResult ReadUserLinks(std::string_view text, unsigned long net, ImportedNet& 
   return result;
 }
 
-ReadResult ReadDepLinks(std::string_view text, ImportedNet& into) {
+ReadResult ReadDepLinks(std::string_view text, unsigned long /*net*/, ImportedNet& into) {
   Grouping grouping(into.dep_links);
   return ReadLines(text, [&](LineScanner& line) -> const char* {
     const std::uint32_t net = line.Hex();

@@ -19,15 +19,18 @@ struct LineFault {
 // Nothing when the text is good.
 using ReadResult = std::optional<LineFault>;
 
-ReadResult ReadGate(std::string_view text, ImportedGate& gate);
+using FileReader = ReadResult (*)(std::string_view text, unsigned long net, ImportedNet& into);
+
+ReadResult ReadGate(std::string_view text, unsigned long net, ImportedNet& into);
 ReadResult ReadUsers(std::string_view text, unsigned long net, ImportedNet& into);
+// Attaches the APs, too.
 ReadResult ReadNodes(std::string_view text, unsigned long net, ImportedNet& into);
-ReadResult ReadApplications(std::string_view text, ImportedNet& into);
+ReadResult ReadApplications(std::string_view text, unsigned long net, ImportedNet& into);
 ReadResult ReadDeps(std::string_view text, unsigned long net, ImportedNet& into);
 // Sets the users' primary collectives.
 ReadResult ReadPrimaries(std::string_view text, unsigned long net, ImportedNet& into);
 ReadResult ReadUserLinks(std::string_view text, unsigned long net, ImportedNet& into);
-ReadResult ReadDepLinks(std::string_view text, ImportedNet& into);
+ReadResult ReadDepLinks(std::string_view text, unsigned long net, ImportedNet& into);
 ReadResult ReadGroupLinks(std::string_view text, unsigned long net, ImportedNet& into);
 
 }  // namespace ncc

@@ -1,37 +1,10 @@
 #include "exchange/read/record_table.h"
 
+#include <algorithm>
+#include <array>
 #include <random>
 
 namespace ncc {
-namespace {
-
-constexpr std::size_t kFewestSlots = 64;
-
-}  // namespace
-
-void HashIndex::Reserve(std::size_t count) {
-  std::size_t slots = std::max(slots_.size(), kFewestSlots);
-  while (slots < 2 * count) slots *= 2;
-  if (slots != slots_.size()) Resize(slots);
-}
-
-void HashIndex::Clear() {
-  slots_.clear();
-  count_ = 0;
-}
-
-void HashIndex::Grow() { Resize(std::max(2 * slots_.size(), kFewestSlots)); }
-
-void HashIndex::Resize(std::size_t slots) {
-  std::vector<Slot> before(slots);
-  before.swap(slots_);
-  for (const Slot& slot : before) {
-    if (slot.position == kNone) continue;
-    std::size_t at = slot.hash & Mask();
-    while (slots_[at].position != kNone) at = (at + 1) & Mask();
-    slots_[at] = slot;
-  }
-}
 
 std::uint32_t HashName(std::string_view name) {
   __extension__ using Product = unsigned __int128;

@@ -1,9 +1,9 @@
 // Lists of records that are also found by identifier and by name, and an index of pairs.
 #pragma once
 
+#include "platform/hdb/flat_index.h"
 #include "platform/sync.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
@@ -15,54 +15,6 @@
 
 namespace ncc {
 
-// Positions by hash, at most one for each key.
-class HashIndex {
- public:
-  static constexpr std::uint32_t kNone = UINT32_MAX;
-
-  void Reserve(std::size_t count);
-  void Clear();
-
-  // The position whose key is the same; kNone when there is none.
-  template <class IsSame>
-  std::uint32_t Find(std::uint32_t hash, IsSame is_same) const {
-    if (slots_.empty()) return kNone;
-    for (std::size_t at = hash & Mask();; at = (at + 1) & Mask()) {
-      const Slot& slot = slots_[at];
-      if (slot.position == kNone) return kNone;
-      if (slot.hash == hash && is_same(slot.position)) return slot.position;
-    }
-  }
-
-  // Does nothing when the key is there.
-  template <class IsSame>
-  void Add(std::uint32_t hash, std::uint32_t position, IsSame is_same) {
-    if (2 * (count_ + 1) > slots_.size()) Grow();
-    for (std::size_t at = hash & Mask();; at = (at + 1) & Mask()) {
-      Slot& slot = slots_[at];
-      if (slot.position == kNone) {
-        slot = {hash, position};
-        ++count_;
-        return;
-      }
-      if (slot.hash == hash && is_same(slot.position)) return;
-    }
-  }
-
- private:
-  struct Slot {
-    std::uint32_t hash = 0;
-    std::uint32_t position = kNone;
-  };
-
-  std::size_t Mask() const { return slots_.size() - 1; }
-  void Grow();
-  void Resize(std::size_t slots);
-
-  std::vector<Slot> slots_;  // a power of two of them, at most half of them taken
-  std::size_t count_ = 0;
-};
-
 // Differs from process to process: files from elsewhere cannot be made to collide.
 std::uint32_t HashName(std::string_view name);
 
@@ -72,6 +24,8 @@ std::uint32_t HashName(std::string_view name);
 template <class Entry>
 class RecordTable {
  public:
+  static constexpr std::uint32_t kNone = UINT32_MAX;  // no position
+
   RecordTable() = default;
   RecordTable(const RecordTable&) = delete;
   RecordTable& operator=(const RecordTable&) = delete;
@@ -92,7 +46,7 @@ class RecordTable {
     record = entry;
     const auto position = static_cast<std::uint32_t>(records_.size());
     records_.push_back(&record);
-    by_id_.Add(record.id, position, kSameHash);
+    AddOnce(by_id_, record.id, position, kAny);
     return position;
   }
 
@@ -106,8 +60,8 @@ class RecordTable {
 
   // kNone when there is none.
   std::uint32_t PositionOf(unsigned long id) const {
-    if (id > UINT32_MAX) return HashIndex::kNone;
-    return by_id_.Find(static_cast<std::uint32_t>(id), kSameHash);
+    if (id > UINT32_MAX) return kNone;
+    return FindIn(by_id_, static_cast<std::uint32_t>(id), kAny);
   }
 
   // Null when there is none.
@@ -116,12 +70,27 @@ class RecordTable {
   const Entry* Find(const char* name) const {
     if (name == nullptr) return nullptr;
     IndexNames();
-    return Get(by_name_.Find(HashName(name), HasName(name)));
+    return Get(FindIn(by_name_, HashName(name), HasName(name)));
   }
 
  private:
   // An identifier is its own hash: they mostly ascend, and so do then the slots.
-  static constexpr auto kSameHash = [](std::uint32_t) { return true; };
+  static constexpr auto kAny = [](std::uint32_t) { return true; };
+
+  template <class IsSame>
+  static std::uint32_t FindIn(const FlatIndex& index, std::uint32_t hash, IsSame is_same) {
+    std::uint32_t found = kNone;
+    index.ForEach(hash, [&](std::uint32_t position) {
+      if (is_same(position)) found = position;
+      return found == kNone;
+    });
+    return found;
+  }
+  template <class IsSame>
+  static void AddOnce(FlatIndex& index, std::uint32_t hash, std::uint32_t position,
+                      IsSame is_same) {
+    if (FindIn(index, hash, is_same) == kNone) index.Insert(hash, position);
+  }
 
   static std::string_view NameOf(const Entry& record) {
     return {record.name, strnlen(record.name, sizeof(record.name))};
@@ -135,18 +104,18 @@ class RecordTable {
     by_name_.Reserve(Size());
     for (std::uint32_t position = named_; position < Size(); ++position) {
       const std::string_view name = NameOf(*records_[position]);
-      by_name_.Add(HashName(name), position, HasName(name));
+      AddOnce(by_name_, HashName(name), position, HasName(name));
     }
     named_.store(Size(), std::memory_order_release);
   }
   Entry* Get(std::uint32_t position) const {
-    return position == HashIndex::kNone ? nullptr : records_[position];
+    return position == kNone ? nullptr : records_[position];
   }
 
   std::list<Entry> list_;
   std::vector<Entry*> records_;
-  HashIndex by_id_;
-  mutable HashIndex by_name_;
+  FlatIndex by_id_;
+  mutable FlatIndex by_name_;
   mutable std::atomic<std::uint32_t> named_ = 0;  // records whose names are in it
   mutable ReentrantLock naming_;
 };

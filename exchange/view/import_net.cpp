@@ -15,18 +15,26 @@ using namespace ncc;
 
 namespace {
 
-// Hands a file of the set to read(text). Returns 0, or the result of the failure, whose text
-// becomes the last error.
-template <class Read>
-int LoadFile(const ImportState& state, ExchangeFile file, unsigned long net, Read read) {
+struct SetFile {
+  ExchangeFile file;
+  FileReader read;
+};
+// What a view cannot be without, in the order of reading.
+constexpr SetFile kRecordFiles[] = {
+    {ExchangeFile::kGate, ReadGate},   {ExchangeFile::kUsers, ReadUsers},
+    {ExchangeFile::kNodes, ReadNodes}, {ExchangeFile::kApplications, ReadApplications},
+    {ExchangeFile::kDeps, ReadDeps},   {ExchangeFile::kUserLinks, ReadPrimaries}};
+
+// 0, or the result of the failure, whose text becomes the last error.
+int LoadFile(ImportState& state, const SetFile& from, unsigned long net) {
   try {
-    const std::string name = ExchangeFileName(file, net);
-    const std::optional<FileText> text = ReadSetFile(state.folder, file, net);
+    const std::string name = ExchangeFileName(from.file, net);
+    const std::optional<FileText> text = ReadSetFile(state.folder, from.file, net);
     if (!text) {
       SetLastError("file " + name + " cannot be opened");
       return kExchangeNoFile;
     }
-    if (const ReadResult fault = read(text->View())) {
+    if (const ReadResult fault = from.read(text->View(), net, state)) {
       SetLastError(name + ":" + std::to_string(fault->line) + ": " + fault->reason);
       return kExchangeBadLine;
     }
@@ -106,29 +114,11 @@ int _CImportNet::LoadNet(unsigned long net) {
     SetLastError("no network has a number of more than 32 bits");
     return kExchangeNoFile;
   }
-  const auto load = [&](ExchangeFile file, auto read) { return LoadFile(state, file, net, read); };
-  int result =
-      load(ExchangeFile::kGate, [&](std::string_view text) { return ReadGate(text, state.gate); });
-  if (result != 0) return result;
-  result = load(ExchangeFile::kUsers,
-                [&](std::string_view text) { return ReadUsers(text, net, state); });
-  if (result != 0) return result;
-  result = load(ExchangeFile::kNodes, [&](std::string_view text) {
-    ReadResult fault = ReadNodes(text, net, state);
-    if (!fault) state.AttachAps();
-    return fault;
-  });
-  if (result != 0) return result;
-  result = load(ExchangeFile::kApplications,
-                [&](std::string_view text) { return ReadApplications(text, state); });
-  if (result != 0) return result;
-  result =
-      load(ExchangeFile::kDeps, [&](std::string_view text) { return ReadDeps(text, net, state); });
-  if (result != 0) return result;
-  result = load(ExchangeFile::kUserLinks,
-                [&](std::string_view text) { return ReadPrimaries(text, net, state); });
-  if (result == 0) state.net = static_cast<std::uint32_t>(net);
-  return result;
+  for (const SetFile& file : kRecordFiles) {
+    if (const int result = LoadFile(state, file, net); result != 0) return result;
+  }
+  state.net = static_cast<std::uint32_t>(net);
+  return 0;
 }
 
 int _CImportNet::UnLoadNet() {
@@ -154,25 +144,19 @@ int _CImportNet::LoadSrvLinks(bool load) {
 int _CImportNet::LoadAbLinks(bool load) {
   ImportState& state = *state_;
   state.ClearUserLinks();
-  if (!load) return 0;
-  return LoadFile(state, ExchangeFile::kUserLinks, state.net,
-                  [&](std::string_view text) { return ReadUserLinks(text, state.net, state); });
+  return load ? LoadFile(state, {ExchangeFile::kUserLinks, ReadUserLinks}, state.net) : 0;
 }
 
 int _CImportNet::LoadDepLinks(bool load) {
   ImportState& state = *state_;
   state.dep_links.clear();
-  if (!load) return 0;
-  return LoadFile(state, ExchangeFile::kDepLinks, state.net,
-                  [&](std::string_view text) { return ReadDepLinks(text, state); });
+  return load ? LoadFile(state, {ExchangeFile::kDepLinks, ReadDepLinks}, state.net) : 0;
 }
 
 int _CImportNet::LoadNGrpLinks(bool load) {
   ImportState& state = *state_;
   state.ClearGroupLinks();
-  if (!load) return 0;
-  return LoadFile(state, ExchangeFile::kNodeGroupLinks, state.net,
-                  [&](std::string_view text) { return ReadGroupLinks(text, state.net, state); });
+  return load ? LoadFile(state, {ExchangeFile::kNodeGroupLinks, ReadGroupLinks}, state.net) : 0;
 }
 
 int _CImportNet::AddRef() { return ++state_->count; }

@@ -24,7 +24,7 @@ int AppendAll(const std::list<Entry>& from, std::list<Entry>& list) {
 }
 
 template <class Entry, class Which>
-int Take(const RecordTable<Entry>& table, Which which, Entry& entry) {
+int CopyFound(const RecordTable<Entry>& table, Which which, Entry& entry) {
   const Entry* found = table.Find(which);
   if (found == nullptr) return kExchangeNotFound;
   entry = *found;
@@ -93,67 +93,67 @@ const CNCCEntry* FindRecord(const ImportState& state, unsigned long kind, unsign
   return found;
 }
 
-// The query by identifier for what has this name among the records of a type.
+// The query by identifier for what has this name among the records of a type; kTypeNone for a node:
+// a server or, failing that, an AP.
 template <class Query>
 int ByName(const CImportNet& net, const char* name, unsigned long kind, Query query) {
   unsigned long id = 0;
-  const int result = net.GetIdFromName(name, kind, id);
+  int result = net.GetIdFromName(name, kind == kTypeNone ? kTypeServer : kind, id);
+  if (result != 0 && kind == kTypeNone) result = net.GetIdFromName(name, kTypeAP, id);
   return result != 0 ? result : query(id);
 }
 
-// The same for a node: a server or, failing that, an AP.
-template <class Query>
-int ByNodeName(const CImportNet& net, const char* name, Query query) {
-  unsigned long id = 0;
-  if (net.GetIdFromName(name, kTypeServer, id) == 0) return query(id);
-  return ByName(net, name, kTypeAP, query);
-}
-
-template <class Keep>
-int AppendNodes(const std::list<CNNEntry>& nodes, std::list<CNNEntry>& list, Keep keep) {
-  for (const CNNEntry& node : nodes) {
-    if (keep(node.flags)) AppendCopy(node, list);
+// Appends the nodes with all the flags of a mask, or with any of them.
+int AppendNodesWith(unsigned long mask, bool all, const RecordTable<CNNEntry>& nodes,
+                    std::list<CNNEntry>& list) {
+  for (const CNNEntry& node : nodes.List()) {
+    const unsigned long common = node.flags & mask;
+    if (all ? common == mask : common != 0) AppendCopy(node, list);
   }
   return 0;
-}
-
-auto HasAll(unsigned long mask) {
-  return [mask](std::uint32_t flags) { return (flags & mask) == mask; };
-}
-
-auto HasAny(unsigned long mask) {
-  return [mask](std::uint32_t flags) { return (flags & mask) != 0; };
 }
 
 }  // namespace
 
 int _CImportNet::GetNet() const { return static_cast<int>(state_->net); }
 
-const std::list<CABEntry>* _CImportNet::GetListAb() const { return &state_->users.List(); }
-const std::list<CNNEntry>* _CImportNet::GetListAp() const { return &state_->aps.List(); }
-const std::list<CNNEntry>* _CImportNet::GetListSm() const { return &state_->servers.List(); }
-const std::list<CDepEntry>* _CImportNet::GetListDep() const { return &state_->deps.List(); }
-const std::list<CNNEntry>* _CImportNet::GetListNN() const { return &state_->nodes.List(); }
-const std::list<CNGrpEntry>* _CImportNet::GetListNGrp() const { return &state_->groups.List(); }
+// What there is to ask of each kind of records.
+#define RECORD_QUERIES(LIST, INFO, ENTRY, TABLE)                                      \
+  const std::list<ENTRY>* _CImportNet::LIST() const { return &state_->TABLE.List(); } \
+  int _CImportNet::LIST(std::list<ENTRY>& list) const {                               \
+    return AppendAll(state_->TABLE.List(), list);                                     \
+  }                                                                                   \
+  int _CImportNet::INFO(const char* name, ENTRY& entry) const {                       \
+    return CopyFound(state_->TABLE, name, entry);                                     \
+  }                                                                                   \
+  int _CImportNet::INFO(unsigned long id, ENTRY& entry) const {                       \
+    return CopyFound(state_->TABLE, id, entry);                                       \
+  }
 
-int _CImportNet::GetListAb(std::list<CABEntry>& list) const {
-  return AppendAll(state_->users.List(), list);
-}
-int _CImportNet::GetListAp(std::list<CNNEntry>& list) const {
-  return AppendAll(state_->aps.List(), list);
-}
-int _CImportNet::GetListSm(std::list<CNNEntry>& list) const {
-  return AppendAll(state_->servers.List(), list);
-}
-int _CImportNet::GetListDep(std::list<CDepEntry>& list) const {
-  return AppendAll(state_->deps.List(), list);
-}
-int _CImportNet::GetListNN(std::list<CNNEntry>& list) const {
-  return AppendAll(state_->nodes.List(), list);
-}
-int _CImportNet::GetListNGrp(std::list<CNGrpEntry>& list) const {
-  return AppendAll(state_->groups.List(), list);
-}
+RECORD_QUERIES(GetListAb, GetAbInfo, CABEntry, users)
+RECORD_QUERIES(GetListAp, GetApInfo, CNNEntry, aps)
+RECORD_QUERIES(GetListSm, GetSrvInfo, CNNEntry, servers)
+RECORD_QUERIES(GetListDep, GetDepInfo, CDepEntry, deps)
+RECORD_QUERIES(GetListNN, GetNNInfo, CNNEntry, nodes)
+RECORD_QUERIES(GetListNGrp, GetNGrpInfo, CNGrpEntry, groups)
+#undef RECORD_QUERIES
+
+// The queries by name; those by identifier follow.
+#define QUERY_BY_NAME(QUERY, KIND, ELEMENT)                                              \
+  int _CImportNet::QUERY(const char* name, std::list<ELEMENT>& list) const {             \
+    return ByName(*this, name, KIND, [&](unsigned long id) { return QUERY(id, list); }); \
+  }
+
+QUERY_BY_NAME(GetListAbFromNN, kTypeNone, CABEntry)
+QUERY_BY_NAME(GetListDepFromNN, kTypeNone, CDepEntry)
+QUERY_BY_NAME(GetListNGrpFromNN, kTypeNone, CNGrpEntry)
+QUERY_BY_NAME(GetListApFromSrv, kTypeServer, CNNEntry)
+QUERY_BY_NAME(GetListNNFromNGrp, kTypeNGrp, CNNEntry)
+QUERY_BY_NAME(GetListDepFromNGrp, kTypeNGrp, CDepEntry)
+QUERY_BY_NAME(GetListNOFromDep, kTypeDep, CNCCEntry)
+QUERY_BY_NAME(GetListAbFromDep, kTypeDep, CABEntry)
+QUERY_BY_NAME(GetListColAb, kTypeAB, CColAb)
+#undef QUERY_BY_NAME
 
 int _CImportNet::GetGateInfo(unsigned long& second, unsigned long& first, char* name) const {
   const ImportedGate& gate = state_->gate;
@@ -178,53 +178,8 @@ int _CImportNet::GetNameFromId(unsigned long id, unsigned long kind, char* name)
   return 0;
 }
 
-int _CImportNet::GetAbInfo(const char* name, CABEntry& entry) const {
-  return Take(state_->users, name, entry);
-}
-int _CImportNet::GetAbInfo(unsigned long id, CABEntry& entry) const {
-  return Take(state_->users, id, entry);
-}
-int _CImportNet::GetApInfo(const char* name, CNNEntry& entry) const {
-  return Take(state_->aps, name, entry);
-}
-int _CImportNet::GetApInfo(unsigned long id, CNNEntry& entry) const {
-  return Take(state_->aps, id, entry);
-}
-int _CImportNet::GetDepInfo(const char* name, CDepEntry& entry) const {
-  return Take(state_->deps, name, entry);
-}
-int _CImportNet::GetDepInfo(unsigned long id, CDepEntry& entry) const {
-  return Take(state_->deps, id, entry);
-}
-int _CImportNet::GetSrvInfo(const char* name, CNNEntry& entry) const {
-  return Take(state_->servers, name, entry);
-}
-int _CImportNet::GetSrvInfo(unsigned long id, CNNEntry& entry) const {
-  return Take(state_->servers, id, entry);
-}
-int _CImportNet::GetNNInfo(const char* name, CNNEntry& entry) const {
-  return Take(state_->nodes, name, entry);
-}
-int _CImportNet::GetNNInfo(unsigned long id, CNNEntry& entry) const {
-  return Take(state_->nodes, id, entry);
-}
-int _CImportNet::GetNGrpInfo(const char* name, CNGrpEntry& entry) const {
-  return Take(state_->groups, name, entry);
-}
-int _CImportNet::GetNGrpInfo(unsigned long id, CNGrpEntry& entry) const {
-  return Take(state_->groups, id, entry);
-}
-
-int _CImportNet::GetListAbFromNN(const char* node, std::list<CABEntry>& list) const {
-  return ByNodeName(*this, node, [&](unsigned long id) { return GetListAbFromNN(id, list); });
-}
-
 int _CImportNet::GetListAbFromNN(unsigned long node, std::list<CABEntry>& list) const {
   return AppendRecords(state_->users, state_->users_of_node.ValuesOf(node), list);
-}
-
-int _CImportNet::GetListDepFromNN(const char* node, std::list<CDepEntry>& list) const {
-  return ByNodeName(*this, node, [&](unsigned long id) { return GetListDepFromNN(id, list); });
 }
 
 int _CImportNet::GetListDepFromNN(unsigned long node, std::list<CDepEntry>& list) const {
@@ -240,7 +195,7 @@ int _CImportNet::GetListDepFromNN(unsigned long node, std::list<CDepEntry>& list
     add_homed(state.deps_at_group, group);
     for (const std::uint32_t dep : MembersOf(state, group, kMemberDep)) {
       const std::uint32_t position = state.deps.PositionOf(dep);
-      if (position == HashIndex::kNone) return kExchangeDangling;
+      if (position == RecordTable<CDepEntry>::kNone) return kExchangeDangling;
       positions.push_back(position);
     }
   }
@@ -250,17 +205,8 @@ int _CImportNet::GetListDepFromNN(unsigned long node, std::list<CDepEntry>& list
   return 0;
 }
 
-int _CImportNet::GetListNGrpFromNN(const char* node, std::list<CNGrpEntry>& list) const {
-  return ByNodeName(*this, node, [&](unsigned long id) { return GetListNGrpFromNN(id, list); });
-}
-
 int _CImportNet::GetListNGrpFromNN(unsigned long node, std::list<CNGrpEntry>& list) const {
   return AppendRecords(state_->groups, state_->groups_of_node.ValuesOf(node), list);
-}
-
-int _CImportNet::GetListApFromSrv(const char* server, std::list<CNNEntry>& list) const {
-  return ByName(*this, server, kTypeServer,
-                [&](unsigned long id) { return GetListApFromSrv(id, list); });
 }
 
 int _CImportNet::GetListApFromSrv(unsigned long server, std::list<CNNEntry>& list) const {
@@ -268,26 +214,12 @@ int _CImportNet::GetListApFromSrv(unsigned long server, std::list<CNNEntry>& lis
   return ids != nullptr ? AppendRecords(state_->aps, *ids, list) : 0;
 }
 
-int _CImportNet::GetListNNFromNGrp(const char* group, std::list<CNNEntry>& list) const {
-  return ByName(*this, group, kTypeNGrp,
-                [&](unsigned long id) { return GetListNNFromNGrp(id, list); });
-}
-
 int _CImportNet::GetListNNFromNGrp(unsigned long group, std::list<CNNEntry>& list) const {
   return AppendRecords(state_->aps, MembersOf(*state_, group, kMemberNode), list);
 }
 
-int _CImportNet::GetListDepFromNGrp(const char* group, std::list<CDepEntry>& list) const {
-  return ByName(*this, group, kTypeNGrp,
-                [&](unsigned long id) { return GetListDepFromNGrp(id, list); });
-}
-
 int _CImportNet::GetListDepFromNGrp(unsigned long group, std::list<CDepEntry>& list) const {
   return AppendRecords(state_->deps, MembersOf(*state_, group, kMemberDep), list);
-}
-
-int _CImportNet::GetListNOFromDep(const char* dep, std::list<CNCCEntry>& list) const {
-  return ByName(*this, dep, kTypeDep, [&](unsigned long id) { return GetListNOFromDep(id, list); });
 }
 
 int _CImportNet::GetListNOFromDep(unsigned long dep, std::list<CNCCEntry>& list) const {
@@ -335,10 +267,6 @@ const std::list<CColAb>* _CImportNet::GetListColAb(unsigned long user) const {
   return Lookup(state_->user_links, user);
 }
 
-int _CImportNet::GetListColAb(const char* user, std::list<CColAb>& list) const {
-  return ByName(*this, user, kTypeAB, [&](unsigned long id) { return GetListColAb(id, list); });
-}
-
 int _CImportNet::GetListColAb(unsigned long user, std::list<CColAb>& list) const {
   if (const auto* memberships = GetListColAb(user)) {
     list.insert(list.end(), memberships->begin(), memberships->end());
@@ -346,26 +274,22 @@ int _CImportNet::GetListColAb(unsigned long user, std::list<CColAb>& list) const
   return 0;
 }
 
-int _CImportNet::GetListAbFromDep(const char* dep, std::list<CABEntry>& list) const {
-  return ByName(*this, dep, kTypeDep, [&](unsigned long id) { return GetListAbFromDep(id, list); });
-}
-
 int _CImportNet::GetListAbFromDep(unsigned long dep, std::list<CABEntry>& list) const {
   return AppendRecords(state_->users, state_->users_of_dep.ValuesOf(dep), list);
 }
 
 int _CImportNet::GetListSrvInApp(unsigned long mask, std::list<CNNEntry>& list) const {
-  return AppendNodes(state_->servers.List(), list, HasAll(mask));
+  return AppendNodesWith(mask, true, state_->servers, list);
 }
 
 int _CImportNet::GetListSrvInApp1(unsigned long mask, std::list<CNNEntry>& list) const {
-  return AppendNodes(state_->servers.List(), list, HasAny(mask));
+  return AppendNodesWith(mask, false, state_->servers, list);
 }
 
 int _CImportNet::GetListApInApp(unsigned long mask, std::list<CNNEntry>& list) const {
-  return AppendNodes(state_->aps.List(), list, HasAll(mask));
+  return AppendNodesWith(mask, true, state_->aps, list);
 }
 
 int _CImportNet::GetListApInApp1(unsigned long mask, std::list<CNNEntry>& list) const {
-  return AppendNodes(state_->aps.List(), list, HasAny(mask));
+  return AppendNodesWith(mask, false, state_->aps, list);
 }

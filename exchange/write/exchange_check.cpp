@@ -12,45 +12,42 @@ namespace {
 
 std::string Named(const char* kind, std::uint32_t id) { return kind + Hex4(id); }
 
+// That the file can be opened is all that can be said without the nodes.
+ReadResult ReadNothing(std::string_view /*text*/, unsigned long /*net*/, ImportedNet& /*into*/) {
+  return std::nullopt;
+}
+
+ReadResult ReadMemberships(std::string_view text, unsigned long net, ImportedNet& into) {
+  const ReadResult fault = ReadPrimaries(text, net, into);
+  return fault ? fault : ReadUserLinks(text, net, into);
+}
+
 class SetChecker {
  public:
   SetChecker(const std::string& folder, unsigned long net) : folder_(folder), net_(net) {}
 
   std::list<CExchangeFault> Check() {
-    ReadFile(ExchangeFile::kGate, [&](auto text) { return ReadGate(text, set_.gate); });
-    const bool has_users =
-        ReadFile(ExchangeFile::kUsers, [&](auto text) { return ReadUsers(text, net_, set_); });
-    const bool has_nodes =
-        ReadFile(ExchangeFile::kNodes, [&](auto text) { return ReadNodes(text, net_, set_); });
-    set_.AttachAps();
-    if (has_nodes) {
-      ReadFile(ExchangeFile::kApplications,
-               [&](auto text) { return ReadApplications(text, set_); });
-    } else {
-      ReadFile(ExchangeFile::kApplications, [](auto) { return ReadResult(); });
-    }
-    ReadFile(ExchangeFile::kDeps, [&](auto text) { return ReadDeps(text, net_, set_); });
-    ReadFile(ExchangeFile::kUserLinks, [&](auto text) {
-      ReadResult fault = has_users ? ReadPrimaries(text, net_, set_) : std::nullopt;
-      return fault ? fault : ReadUserLinks(text, net_, set_);
-    });
-    ReadFile(ExchangeFile::kDepLinks, [&](auto text) { return ReadDepLinks(text, set_); });
-    ReadFile(ExchangeFile::kNodeGroupLinks,
-             [&](auto text) { return ReadGroupLinks(text, net_, set_); });
+    ReadFile(ExchangeFile::kGate, ReadGate);
+    const bool has_users = ReadFile(ExchangeFile::kUsers, ReadUsers);
+    const bool has_nodes = ReadFile(ExchangeFile::kNodes, ReadNodes);
+    ReadFile(ExchangeFile::kApplications, has_nodes ? ReadApplications : ReadNothing);
+    ReadFile(ExchangeFile::kDeps, ReadDeps);
+    ReadFile(ExchangeFile::kUserLinks, has_users ? ReadMemberships : ReadUserLinks);
+    ReadFile(ExchangeFile::kDepLinks, ReadDepLinks);
+    ReadFile(ExchangeFile::kNodeGroupLinks, ReadGroupLinks);
     if (faults_.empty()) CheckReferences();
     return std::move(faults_);
   }
 
  private:
   // False, with its fault, for a file that cannot be loaded.
-  template <class Read>
-  bool ReadFile(ExchangeFile file, Read read) {
+  bool ReadFile(ExchangeFile file, FileReader read) {
     const std::string name = ExchangeFileName(file, net_);
     try {
       const std::optional<FileText> text = ReadSetFile(folder_, file, net_);
       if (!text) {
         faults_.push_back({name, 0, "the file cannot be opened", true});
-      } else if (const ReadResult fault = read(text->View())) {
+      } else if (const ReadResult fault = read(text->View(), net_, set_)) {
         faults_.push_back({name, fault->line, fault->reason, true});
       } else {
         return true;
@@ -73,7 +70,12 @@ class SetChecker {
       Expect(is_known, ExchangeFile::kDeps,
              Named("Dep ", dep.id) + Named(": its home is not in the set: ", dep.ngrp_id));
     }
-    CheckUserLinks();
+    for (const auto& [user, memberships] : set_.user_links) {
+      for (const CColAb& membership : memberships) {
+        ExpectDep(membership.id.dep, ExchangeFile::kUserLinks, "user ", user);
+        ExpectNode(membership.id.node, ExchangeFile::kUserLinks, "user ", user);
+      }
+    }
     for (const auto& [key, links] : set_.dep_links) {
       CheckDep(key >> 32, static_cast<std::uint32_t>(key));
       for (const tag_WORD4& linked : links) CheckDep(linked.first, linked.second);
@@ -81,18 +83,10 @@ class SetChecker {
     for (const auto& [group, members] : set_.group_links) {
       Expect(set_.groups.Find(group) != nullptr, ExchangeFile::kNodeGroupLinks,
              Named("node group ", group) + " is not in the set");
-      for (const GroupMember& member : members) CheckMember(group, member);
-    }
-  }
-
-  void CheckUserLinks() {
-    for (const auto& [user, memberships] : set_.user_links) {
-      for (const CColAb& membership : memberships) {
-        const std::string subject = Named("user ", user);
-        Expect(set_.deps.Find(membership.id.dep) != nullptr, ExchangeFile::kUserLinks,
-               subject + Named(": not in the set: Dep ", membership.id.dep));
-        Expect(set_.nodes.Find(membership.id.node) != nullptr, ExchangeFile::kUserLinks,
-               subject + Named(": not in the set: node ", membership.id.node));
+      for (const GroupMember& member : members) {
+        const auto expect =
+            member.kind == kMemberDep ? &SetChecker::ExpectDep : &SetChecker::ExpectNode;
+        (this->*expect)(member.id, ExchangeFile::kNodeGroupLinks, "node group ", group);
       }
     }
   }
@@ -102,15 +96,14 @@ class SetChecker {
            Named("Dep ", dep) + " is not in the set");
   }
 
-  void CheckMember(std::uint32_t group, const GroupMember& member) {
-    const std::string subject = Named("node group ", group);
-    if (member.kind == kMemberDep) {
-      Expect(set_.deps.Find(member.id) != nullptr, ExchangeFile::kNodeGroupLinks,
-             subject + Named(": not in the set: Dep ", member.id));
-    } else {
-      Expect(set_.nodes.Find(member.id) != nullptr, ExchangeFile::kNodeGroupLinks,
-             subject + Named(": not in the set: node ", member.id));
-    }
+  // That what an object names is in the set.
+  void ExpectDep(std::uint32_t dep, ExchangeFile file, const char* kind, std::uint32_t id) {
+    Expect(set_.deps.Find(dep) != nullptr, file,
+           Named(kind, id) + Named(": not in the set: Dep ", dep));
+  }
+  void ExpectNode(std::uint32_t node, ExchangeFile file, const char* kind, std::uint32_t id) {
+    Expect(set_.nodes.Find(node) != nullptr, file,
+           Named(kind, id) + Named(": not in the set: node ", node));
   }
 
   void Expect(bool is_so, ExchangeFile file, const std::string& reason) {

@@ -2,6 +2,7 @@
 // The caller compares the keys, which the table does not hold.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -18,9 +19,21 @@ class FlatIndex {
   }
 
   void Insert(std::uint32_t hash, std::uint32_t value) {
-    if ((count_ + 1) * 4 > slots_.size() * 3) Grow();
+    if ((count_ + 1) * 4 > slots_.size() * 3) Reserve(count_ + 1);
     Place({hash, value});
     ++count_;
+  }
+
+  // Room for that many values.
+  void Reserve(std::size_t count) {
+    std::size_t slots = std::max(slots_.size(), kFewestSlots);
+    while (slots * 3 < count * 4) slots *= 2;
+    if (slots == slots_.size()) return;
+    std::vector<Slot> old(slots);
+    old.swap(slots_);
+    for (const Slot& slot : old) {
+      if (slot.value != kEmpty) Place(slot);
+    }
   }
 
   // The pair must be there.
@@ -51,6 +64,7 @@ class FlatIndex {
  private:
   static constexpr std::uint32_t kEmpty =
       0xFFFFFFFF;  // never a value: no position, no object's number
+  static constexpr std::size_t kFewestSlots = 32;
 
   struct Slot {
     std::uint32_t hash = 0;
@@ -65,14 +79,6 @@ class FlatIndex {
     std::size_t at = Home(slot.hash);
     while (slots_[at].value != kEmpty) at = Next(at);
     slots_[at] = slot;
-  }
-
-  void Grow() {
-    std::vector<Slot> old(slots_.empty() ? 32 : slots_.size() * 2);
-    old.swap(slots_);
-    for (const Slot& slot : old) {
-      if (slot.value != kEmpty) Place(slot);
-    }
   }
 
   std::vector<Slot> slots_;
