@@ -1,6 +1,6 @@
 #include "nccnet/backup.h"
-
 #include "core/examination.h"
+#include "core/last_error.h"
 #include "core/operation.h"
 #include "platform/disk/paths.h"
 #include "platform/storage/owner_lock.h"

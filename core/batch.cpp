@@ -1,5 +1,6 @@
 // Batches, backups, the revision and the text of failures.
 
+#include "core/last_error.h"
 #include "core/operation.h"
 #include "platform/disk/paths.h"
 

@@ -1,6 +1,8 @@
 #include "core/examination.h"
 
-#include "core/entity.h"
+#include "core/entry.h"
+#include "core/links.h"
+#include "core/walk.h"
 
 #include <array>
 #include <cstring>

@@ -1,6 +1,8 @@
 // Construction, opening and closing of the network database, and its preferences block.
 
-#include "core/entity.h"
+#include "core/entry.h"
+#include "core/last_error.h"
+#include "core/operation.h"
 #include "platform/disk/paths.h"
 
 #include <cstring>
@@ -163,7 +165,7 @@ void CNCCNet::Close() {
 }
 
 void CNCCNet::SaveNetInfo() {
-  Run(*state_, [&] { StorePreferences(*state_); });
+  Run(*state_, [&] { state_->StorePreferences(); });
 }
 
 void CNCCNet::LoadNetInfo() {
@@ -183,10 +185,7 @@ void CNCCNet::ReadNetInfo() {
     throw;
   }
   net.root = CHDBFolderManager(*net.base).FolderOpenRoot(static_cast<std::uint32_t>(space));
-  const auto& entries = net.root->Entries();
-  if (entries.Size() == 0) throw StorageError("the database has no network record");
-  const TDBObjId network = entries.At(entries.First()).Object();
-  const auto record = CHDBRecordManager(*net.base).RecOpen({kRecordSpace, network.number});
+  const auto record = net.NetworkRecord();
   if (record->Data().size() < sizeof(CNetPref))
     throw StorageError("the network record is too short");
   std::memcpy(&net.prefs, record->Data().data(), sizeof(CNetPref));

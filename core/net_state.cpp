@@ -1,6 +1,8 @@
 #include "core/net_state.h"
 
+#include "core/entry.h"
 #include "core/examination.h"
+#include "core/last_error.h"
 #include "core/operation.h"
 
 namespace ncc {
@@ -58,5 +60,14 @@ void NetState::Release() {
   root.reset();
   base.reset();
 }
+
+TRef<CHDBRecord> NetState::NetworkRecord() const {
+  const auto& entries = root->Entries();
+  if (entries.Size() == 0) throw StorageError("the database has no network record");
+  const TDBObjId network = entries.At(entries.First()).Object();
+  return CHDBRecordManager(*base).RecOpen({kRecordSpace, network.number});
+}
+
+void NetState::StorePreferences() const { ReplaceEntry(*NetworkRecord(), prefs); }
 
 }  // namespace ncc

@@ -63,6 +63,10 @@ struct NetState {
 
   // Lets go of the database, without saving anything.
   void Release();
+
+  // The record of the root folder's first entry, whatever its name: the preferences block.
+  TRef<CHDBRecord> NetworkRecord() const;
+  void StorePreferences() const;
 };
 
 }  // namespace ncc

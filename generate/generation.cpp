@@ -1,5 +1,6 @@
 #include "generate/generation.h"
 
+#include "core/last_error.h"
 #include "generate/output.h"
 
 #include <algorithm>

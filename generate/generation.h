@@ -2,6 +2,7 @@
 // journal.
 #pragma once
 
+#include "core/last_error.h"
 #include "core/operation.h"
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "generate/node_file.h"
 
-#include "core/entity.h"
+#include "core/find.h"
 #include "generate/output.h"
 #include "structure/nodes.h"
 

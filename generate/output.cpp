@@ -1,5 +1,7 @@
 #include "generate/output.h"
 
+#include "core/last_error.h"
+
 #include <atomic>
 
 namespace ncc {

@@ -1,5 +1,9 @@
 #include "generate/output_cache.h"
 
+#include "core/entry.h"
+#include "core/find.h"
+#include "core/links.h"
+#include "core/walk.h"
 #include "generate/visible_nodes.h"
 #include "structure/nodes.h"
 

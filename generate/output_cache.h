@@ -1,7 +1,6 @@
 // What generators compose once for many nodes, as long as the network stays as it is.
 #pragma once
 
-#include "core/entity.h"
 #include "generate/output.h"
 
 #include <cstddef>

@@ -1,5 +1,9 @@
 #include "generate/visible_nodes.h"
 
+#include "core/find.h"
+#include "core/links.h"
+#include "core/walk.h"
+
 #include <set>
 
 namespace ncc {

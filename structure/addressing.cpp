@@ -1,5 +1,10 @@
 // Addresses in text, types of objects, and the nodes that play a part for the whole network.
 
+#include "core/entry.h"
+#include "core/find.h"
+#include "core/last_error.h"
+#include "core/operation.h"
+#include "core/walk.h"
 #include "structure/nodes.h"
 
 #include <cstdio>
@@ -66,10 +71,9 @@ char* CNCCNet::GetNetAddr(char* buffer) {
 unsigned char CNCCNet::GetType(unsigned long id) {
   return Run(*state_, kTypeNone, [&] {
     for (const std::uint8_t type : {kTypeServer, kTypeAP, kTypeDep, kTypeAB, kTypeNGrp}) {
-      TDBObjId object;
-      const bool found = type == kTypeAP ? FindObject(*state_, id, type) != nullptr
-                                         : GetRootEntry(id, type, object);
-      if (found) return type;
+      const CHDBRecord* const found =
+          type == kTypeAP ? FindObject(*state_, id, type) : FindRootItem(*state_, type, id);
+      if (found != nullptr) return type;
     }
     RefuseUnknown(kTypeNone, id);
   });

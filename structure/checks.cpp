@@ -1,7 +1,12 @@
 // The search for loose objects: present in the database, but not tied into the structure.
 
-#include "core/entity.h"
+#include "core/entry.h"
+#include "core/find.h"
+#include "core/links.h"
+#include "core/operation.h"
+#include "core/walk.h"
 
+#include <list>
 #include <vector>
 
 using namespace ncc;

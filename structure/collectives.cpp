@@ -1,8 +1,17 @@
 // Collectives: the memberships in a user's record, and its primary one.
 
-#include "core/entity.h"
+#include "structure/collectives.h"
 
+#include "core/entry.h"
+#include "core/links.h"
+#include "core/operation.h"
+#include "core/walk.h"
+#include "structure/objects.h"
+
+#include <map>
 #include <set>
+#include <utility>
+#include <vector>
 
 using namespace ncc;
 
@@ -10,25 +19,11 @@ namespace {
 
 using Memberships = std::list<CColAb>;
 
-void AppendMemberships(const NetState& net, const TDBObjId& user, Memberships& list) {
-  const PairList& pairs = RecordOf(net, user).Pairs();
+void AppendMemberships(const CHDBRecord& user, Memberships& list) {
+  const PairList& pairs = user.Pairs();
   for (auto at = pairs.First(); at != kNoPosition; at = pairs.Next(at)) {
     const PairValue& value = pairs.At(at);
     list.push_back({{value.first, value.second}, value.kind});
-  }
-}
-
-void AppendMemberships(const NetState& net, const TDBObjId& user, unsigned long dep,
-                       Memberships& list) {
-  AppendMemberships(net, user, list);
-  list.remove_if([&](const CColAb& membership) { return membership.id.dep != dep; });
-}
-
-// Removes the memberships for which `ended` is true.
-template <class Ended>
-void RemoveMemberships(CHDBRecord& user, Ended ended) {
-  for (auto at = user.Pairs().First(); at != kNoPosition; at = user.Pairs().Next(at)) {
-    if (ended(user.Pairs().At(at))) user.RemovePair(at);
   }
 }
 
@@ -79,125 +74,109 @@ void Align(CHDBRecord& user, unsigned long dep_id, Memberships wanted, bool remo
   }
 }
 
-CColId PrimaryOf(const NetState& net, const TDBObjId& user) {
-  return EntryOf<CABEntry>(RecordOf(net, user)).primary;
+unsigned long ListMemberships(NetState& net, const ObjectKey& key, Memberships& list) {
+  return RunList(net, list, [&] { AppendMemberships(KnownRecord(net, kTypeAB, key), list); });
 }
 
-bool SetPrimary(const NetState& net, const TDBObjId& user, CColId collective) {
-  const Entity entity = OpenEntity(net, user);
-  CABEntry entry = EntryOf<CABEntry>(*entity.record);
-  entry.primary = collective;
-  ReplaceEntry(*entity.record, entry);
-  return true;
+unsigned long ListMembershipsOf(NetState& net, const ObjectKey& key, unsigned long dep,
+                                Memberships& list) {
+  ListMemberships(net, key, list);
+  list.remove_if([&](const CColAb& membership) { return membership.id.dep != dep; });
+  return list.size();
+}
+
+void SetMemberships(NetState& net, const ObjectKey& key, unsigned long dep, Memberships wanted,
+                    bool remove) {
+  Run(net, [&] {
+    const Entity user = OpenEntity(net, Known(net, kTypeAB, key));
+    Align(*user.record, dep, std::move(wanted), remove);
+  });
+}
+
+CColId GetPrimary(NetState& net, const ObjectKey& key) {
+  return Run(net, CColId{0, 0},
+             [&] { return EntryOf<CABEntry>(KnownRecord(net, kTypeAB, key)).primary; });
+}
+
+bool SetPrimary(NetState& net, const ObjectKey& key, CColId collective) {
+  return Run(net, [&] {
+    const Entity user = OpenEntity(net, Known(net, kTypeAB, key));
+    auto entry = EntryOf<CABEntry>(*user.record);
+    entry.primary = collective;
+    ReplaceEntry(*user.record, entry);
+  });
 }
 
 }  // namespace
 
-CColId CNCCNet::GetPrimaryCol(const char* user) {
-  return Run(*state_, CColId{0, 0}, [&] { return PrimaryOf(*state_, RootObject(user, kTypeAB)); });
+void ncc::AddMemberships(NetState& net, const CDepEntry& dep, CHDBRecord& user) {
+  const TDBObjId user_object = FolderOf(user);
+  FindRootItem(net, kTypeNGrp, static_cast<unsigned long>(dep.ngrp_id));
+  // What counts is what its callbacks have left.
+  OpenEntity(net, user_object, kTypeAB);
+  std::list<CCol> nodes;
+  AppendNodes(net, *OpenEntity(net, {kFolderSpace, dep.id}, kTypeDep).record, nodes);
+  for (const CCol& node : nodes) user.AppendPair({node.id.dep, node.id.node, 0});
 }
 
-CColId CNCCNet::GetPrimaryCol(unsigned long user) {
-  return Run(*state_, CColId{0, 0}, [&] { return PrimaryOf(*state_, RootObject(user, kTypeAB)); });
+void CNCCNet::AddCollective(CDepEntry dep, TRef<CHDBRecord>& user) {
+  LockScope lock(state_->lock);
+  AddMemberships(*state_, dep, *user);
 }
+
+CColId CNCCNet::GetPrimaryCol(const char* user) { return GetPrimary(*state_, user); }
+CColId CNCCNet::GetPrimaryCol(unsigned long user) { return GetPrimary(*state_, user); }
 
 bool CNCCNet::SetPrimaryCol(const char* user, CColId collective) {
-  return Run(*state_, false,
-             [&] { return SetPrimary(*state_, RootObject(user, kTypeAB), collective); });
+  return SetPrimary(*state_, user, collective);
 }
-
 bool CNCCNet::SetPrimaryCol(unsigned long user, CColId collective) {
-  return Run(*state_, false,
-             [&] { return SetPrimary(*state_, RootObject(user, kTypeAB), collective); });
+  return SetPrimary(*state_, user, collective);
 }
 
 unsigned long CNCCNet::GetListAvailableColAb(const char* user, std::list<CColAb>& list) {
-  return RunList(*state_, list,
-                 [&] { AppendMemberships(*state_, RootObject(user, kTypeAB), list); });
+  return ListMemberships(*state_, user, list);
 }
-
 unsigned long CNCCNet::GetListAvailableColAb(unsigned long user, std::list<CColAb>& list) {
-  return RunList(*state_, list,
-                 [&] { AppendMemberships(*state_, RootObject(user, kTypeAB), list); });
+  return ListMemberships(*state_, user, list);
 }
-
 unsigned long CNCCNet::GetListAvailableColAb(const char* user, unsigned long dep,
                                              std::list<CColAb>& list) {
-  return RunList(*state_, list,
-                 [&] { AppendMemberships(*state_, RootObject(user, kTypeAB), dep, list); });
+  return ListMembershipsOf(*state_, user, dep, list);
 }
-
 unsigned long CNCCNet::GetListAvailableColAb(unsigned long user, unsigned long dep,
                                              std::list<CColAb>& list) {
-  return RunList(*state_, list,
-                 [&] { AppendMemberships(*state_, RootObject(user, kTypeAB), dep, list); });
+  return ListMembershipsOf(*state_, user, dep, list);
 }
-
 unsigned long CNCCNet::GetListAvailableColAb(unsigned long user, std::list<CCol>& list) {
   return RunList(*state_, list, [&] {
     Memberships memberships;
-    AppendMemberships(*state_, RootObject(user, kTypeAB), memberships);
+    AppendMemberships(KnownRecord(*state_, kTypeAB, user), memberships);
     for (const CColAb& membership : memberships) list.push_back({membership.id});
   });
 }
 
 void CNCCNet::SetListAvailableColAb(const char* user, unsigned long dep, std::list<CColAb> list,
                                     bool remove) {
-  Run(*state_, false, [&] {
-    const Entity entity = OpenEntity(*state_, RootObject(user, kTypeAB));
-    Align(*entity.record, dep, std::move(list), remove);
-    return true;
-  });
+  SetMemberships(*state_, user, dep, std::move(list), remove);
 }
-
 void CNCCNet::SetListAvailableColAb(unsigned long user, unsigned long dep, std::list<CColAb> list,
                                     bool remove) {
-  Run(*state_, false, [&] {
-    const Entity entity = OpenEntity(*state_, RootObject(user, kTypeAB));
-    Align(*entity.record, dep, std::move(list), remove);
-    return true;
-  });
+  SetMemberships(*state_, user, dep, std::move(list), remove);
 }
 
 unsigned long CNCCNet::GetListColAb(unsigned long user, std::list<CCol>& list) {
   return RunList(*state_, list, [&] {
-    for (const CHDBRecord* dep : DepsOf(*state_, RootObject(user, kTypeAB))) {
+    for (const CHDBRecord* dep : DepsOf(*state_, Known(*state_, kTypeAB, user)))
       AppendNodes(*state_, *dep, list);
-    }
   });
 }
 
 unsigned long CNCCNet::GetListColAb(unsigned long user, unsigned long dep, std::list<CCol>& list) {
   return RunList(*state_, list, [&] {
-    const TDBObjId user_object = RootObject(user, kTypeAB);
-    const TDBObjId dep_object = RootObject(dep, kTypeDep);
-    if (OpenFolder(*state_, dep_object.number)->Find(user_object) == kNoPosition) return;
-    AppendNodes(*state_, RecordOf(*state_, dep_object), list);
+    const TDBObjId user_object = Known(*state_, kTypeAB, user);
+    const CHDBRecord& record = KnownRecord(*state_, kTypeDep, dep);
+    if (OpenFolder(*state_, record.Number())->Find(user_object) != kNoPosition)
+      AppendNodes(*state_, record, list);
   });
-}
-
-void CNCCNet::AddCollective(CDepEntry dep, TRef<CHDBRecord>& user) {
-  NetState& net = *state_;
-  LockScope lock(net.lock);
-  TDBObjId group;
-  GetRootEntry(dep.ngrp_id, kTypeNGrp, group);
-  // What counts is what its callbacks have left.
-  OpenEntity(net, FolderOf(*user), kTypeAB);
-  std::list<CCol> nodes;
-  AppendNodes(net, *OpenEntity(net, {kFolderSpace, dep.id}, kTypeDep).record, nodes);
-  for (const CCol& node : nodes) user->AppendPair({node.id.dep, node.id.node, 0});
-}
-
-void CNCCNet::DeleteCollectiveDep(TRef<CHDBFolder>& dep, TRef<CHDBFolder>& user) {
-  LockScope lock(state_->lock);
-  const std::uint32_t id = EntryOf<CDepEntry>(RecordOf(*state_, dep->Id())).id;
-  RemoveMemberships(*OpenEntity(*state_, user->Id()).record,
-                    [&](const PairValue& value) { return value.first == id; });
-}
-
-void CNCCNet::DeleteCollectiveNN(TRef<CHDBFolder>& node, TRef<CHDBFolder>& user) {
-  LockScope lock(state_->lock);
-  const std::uint32_t id = node->Number();
-  RemoveMemberships(*OpenEntity(*state_, user->Id()).record,
-                    [&](const PairValue& value) { return value.second == id; });
 }

@@ -1,39 +1,53 @@
 // Deps and the links between them.
 
-#include "core/entity.h"
+#include "core/entry.h"
+#include "core/find.h"
+#include "core/operation.h"
+#include "core/walk.h"
+#include "structure/objects.h"
+#include "structure/removal.h"
+
+#include <vector>
 
 using namespace ncc;
 
 namespace {
 
-// A Dep's name as a caller spells it, unless a progress callback has renamed the Dep since.
-std::string_view Spelled(const CHDBRecord& dep, std::string_view name) {
-  return EqualFolded(dep.Name(), name) ? name : dep.Name();
+// A Dep's name as a caller spells it, if it does, unless a progress callback has renamed the Dep
+// since.
+std::string Spelled(const NetState& net, const CHDBRecord& dep, const char* given) {
+  std::string name = given != nullptr ? StoredName(net, given) : std::string();
+  return EqualFolded(dep.Name(), name) ? name : std::string(dep.Name());
 }
 
 // Adds the items for another Dep unless there are some. Returns whether it did.
-bool AppendLink(CHDBFolder& dep, const CHDBFolder& other, std::string_view name) {
-  if (dep.Find(other.Id()) != kNoPosition) return false;
-  dep.Append(other.Id(), kTypeDep, name);
-  dep.Append(other.RecordId(), kRecordItem, name);
+bool AppendLink(CHDBFolder& dep, const CHDBRecord& other, std::string_view name) {
+  if (dep.Find(FolderOf(other)) != kNoPosition) return false;
+  AppendItemsOf(dep, other, name);
   return true;
 }
 
-bool LinkDeps(const Entity& dep1, const Entity& dep2, std::string_view name1,
-              std::string_view name2) {
-  const bool added1 = AppendLink(*dep1.folder, *dep2.folder, name2);
-  const bool added2 = AppendLink(*dep2.folder, *dep1.folder, name1);
+// The items show the names as the caller spells them, or as the Deps themselves do.
+bool LinkDeps(const NetState& net, const TDBObjId& object1, const TDBObjId& object2,
+              const char* name1, const char* name2) {
+  const Entity dep1 = OpenEntity(net, object1, kTypeDep);
+  const Entity dep2 = OpenEntity(net, object2, kTypeDep);
+  const std::string shown1 = Spelled(net, *dep1.record, name1);
+  const std::string shown2 = Spelled(net, *dep2.record, name2);
+  const bool added1 = AppendLink(*dep1.folder, *dep2.record, shown2);
+  const bool added2 = AppendLink(*dep2.folder, *dep1.record, shown1);
   return added1 || added2;
 }
 
-bool UnlinkDeps(const Entity& dep1, const Entity& dep2) {
-  const auto remove = [](CHDBFolder& folder, const TDBObjId& item) {
-    const std::uint32_t at = folder.Find(item);
-    if (at != kNoPosition) folder.Remove(at);
-  };
-  remove(*dep2.folder, dep1.Id());
-  remove(*dep1.folder, dep2.Id());
-  return true;
+bool UnlinkDeps(NetState& net, const ObjectKey& key1, const ObjectKey& key2) {
+  return Run(net, [&] {
+    const TDBObjId object1 = Known(net, kTypeDep, key1);
+    const TDBObjId object2 = Known(net, kTypeDep, key2);
+    const Entity dep1 = OpenEntity(net, object1, kTypeDep);
+    const Entity dep2 = OpenEntity(net, object2, kTypeDep);
+    RemoveItem(*dep2.folder, dep1.Id());
+    RemoveItem(*dep1.folder, dep2.Id());
+  });
 }
 
 // Gives a Dep the items of every other one in place of those that it has; record items stay.
@@ -46,117 +60,60 @@ void LinkToAll(NetState& net, std::uint32_t number, const std::vector<std::uint3
   for (const std::uint32_t other : all) {
     const CHDBRecord* record = FindObject(net, other, kTypeDep);
     if (other == number || record == nullptr) continue;
-    dep->Append(FolderOf(*record), kTypeDep, record->Name());
-    dep->Append(record->Id(), kRecordItem, record->Name());
+    AppendItemsOf(*dep, *record, record->Name());
   }
 }
 
 }  // namespace
 
 unsigned long CNCCNet::CreateDep(const char* name, TDBObjId& result) {
-  NetState& net = *state_;
-  TDBObjId created;
-  const unsigned long id = Run(net, 0UL, [&] {
-    const std::string checked = CheckedName(net, name);
-    CDepEntry entry;
-    std::memset(static_cast<void*>(&entry), 0, sizeof(entry));
-    PutName(entry, checked);
-    entry.id = TakeId(net);
-    entry.type = kTypeDep;
-    created = StoreRootObject(&entry, sizeof(entry));
-    return static_cast<unsigned long>(created.number);
-  });
-  if (id != 0) result = created;
-  return id;
+  return CreateObject(*state_, result,
+                      [&] { return NewEntry<CDepEntry>(*state_, kTypeDep, name); });
 }
-
 unsigned long CNCCNet::CreateDep(const char* name) {
   TDBObjId scratch;
   return CreateDep(name, scratch);
 }
 
 bool CNCCNet::ModifyDep(const char* name, const char* new_name) {
-  return Run(*state_, false, [&] {
-    return RenameRootObject<CDepEntry>(*state_, RootObject(name, kTypeDep), kTypeDep, new_name);
-  });
+  return RenameObject(*state_, kTypeDep, name, new_name);
 }
-
 bool CNCCNet::ModifyDep(unsigned long id, const char* new_name) {
-  return Run(*state_, false, [&] {
-    return RenameRootObject<CDepEntry>(*state_, RootObject(id, kTypeDep), kTypeDep, new_name);
-  });
+  return RenameObject(*state_, kTypeDep, id, new_name);
 }
 
-bool CNCCNet::DeleteDep(const char* name) {
-  return Run(*state_, false, [&] {
-    if (!DeleteRootEntry(name, kTypeDep)) RefuseUnknown(kTypeDep, name);
-    return true;
-  });
-}
-
-bool CNCCNet::DeleteDep(unsigned long id) {
-  return Run(*state_, false, [&] {
-    if (!DeleteRootEntry(id, kTypeDep)) RefuseUnknown(kTypeDep, id);
-    return true;
-  });
-}
+bool CNCCNet::DeleteDep(const char* name) { return DeleteObject(*state_, kTypeDep, name); }
+bool CNCCNet::DeleteDep(unsigned long id) { return DeleteObject(*state_, kTypeDep, id); }
 
 bool CNCCNet::GetDep(const char* name, TDBObjId& result) {
-  return Run(*state_, false, [&] {
-    result = RootObject(name, kTypeDep);
-    return true;
-  });
+  return GetObject(*state_, kTypeDep, name, result);
 }
-
 bool CNCCNet::GetDep(unsigned long id, TDBObjId& result) {
-  return Run(*state_, false, [&] {
-    result = RootObject(id, kTypeDep);
-    return true;
-  });
+  return GetObject(*state_, kTypeDep, id, result);
 }
 
 bool CNCCNet::GetDepInfo(const char* name, CDepEntry& entry) {
-  return Run(*state_, false, [&] {
-    ReadEntry(RecordOf(*state_, RootObject(name, kTypeDep)), entry);
-    return true;
-  });
+  return GetInfo(*state_, kTypeDep, name, entry);
 }
-
 bool CNCCNet::GetDepInfo(unsigned long id, CDepEntry& entry) {
-  return Run(*state_, false, [&] {
-    ReadEntry(RecordOf(*state_, RootObject(id, kTypeDep)), entry);
-    return true;
-  });
+  return GetInfo(*state_, kTypeDep, id, entry);
 }
-
 bool CNCCNet::GetDepInfo(TDBObjId& dep, CDepEntry& entry) {
-  return Run(*state_, false, [&] {
-    ReadEntry(RecordOf(*state_, dep), entry);
-    return true;
-  });
+  return GetInfo(*state_, kTypeDep, dep, entry);
 }
 
 bool CNCCNet::LinkDepToDep(const char* name1, const char* name2) {
-  return Run(*state_, false, [&] {
-    const TDBObjId object1 = RootObject(name1, kTypeDep);
-    const TDBObjId object2 = RootObject(name2, kTypeDep);
-    const Entity dep1 = OpenEntity(*state_, object1, kTypeDep);
-    const Entity dep2 = OpenEntity(*state_, object2, kTypeDep);
-    LinkDeps(dep1, dep2, Spelled(*dep1.record, StoredName(*state_, name1)),
-             Spelled(*dep2.record, StoredName(*state_, name2)));
-    return true;
+  return Run(*state_, [&] {
+    const TDBObjId dep1 = Known(*state_, kTypeDep, name1);
+    LinkDeps(*state_, dep1, Known(*state_, kTypeDep, name2), name1, name2);
   });
 }
 
 bool CNCCNet::LinkDepToDep(unsigned long id1, unsigned long id2, bool* changed) {
   bool added = false;
-  const bool linked = Run(*state_, false, [&] {
-    const TDBObjId object1 = RootObject(id1, kTypeDep);
-    const TDBObjId object2 = RootObject(id2, kTypeDep);
-    const Entity dep1 = OpenEntity(*state_, object1, kTypeDep);
-    const Entity dep2 = OpenEntity(*state_, object2, kTypeDep);
-    added = LinkDeps(dep1, dep2, dep1.record->Name(), dep2.record->Name());
-    return true;
+  const bool linked = Run(*state_, [&] {
+    const TDBObjId dep1 = Known(*state_, kTypeDep, id1);
+    added = LinkDeps(*state_, dep1, Known(*state_, kTypeDep, id2), nullptr, nullptr);
   });
   if (linked && changed != nullptr) *changed = added;
   return linked;
@@ -180,35 +137,22 @@ bool CNCCNet::LinkAllDeps() {
 }
 
 bool CNCCNet::DeleteLinkDepToDep(const char* name1, const char* name2) {
-  return Run(*state_, false, [&] {
-    const TDBObjId dep1 = RootObject(name1, kTypeDep);
-    const TDBObjId dep2 = RootObject(name2, kTypeDep);
-    return UnlinkDeps(OpenEntity(*state_, dep1, kTypeDep), OpenEntity(*state_, dep2, kTypeDep));
-  });
+  return UnlinkDeps(*state_, name1, name2);
 }
-
 bool CNCCNet::DeleteLinkDepToDep(unsigned long id1, unsigned long id2) {
-  return Run(*state_, false, [&] {
-    const TDBObjId dep1 = RootObject(id1, kTypeDep);
-    const TDBObjId dep2 = RootObject(id2, kTypeDep);
-    return UnlinkDeps(OpenEntity(*state_, dep1, kTypeDep), OpenEntity(*state_, dep2, kTypeDep));
-  });
+  return UnlinkDeps(*state_, id1, id2);
 }
 
 unsigned long CNCCNet::GetListLinkedDep(const char* name, std::list<CDepEntry>& list) {
-  return RunList(*state_, list,
-                 [&] { AppendItems(*state_, RootObject(name, kTypeDep), kTypeDep, list); });
+  return ListItems(*state_, kTypeDep, name, kTypeDep, list);
 }
-
 unsigned long CNCCNet::GetListLinkedDep(unsigned long id, std::list<CDepEntry>& list) {
-  return RunList(*state_, list,
-                 [&] { AppendItems(*state_, RootObject(id, kTypeDep), kTypeDep, list); });
+  return ListItems(*state_, kTypeDep, id, kTypeDep, list);
 }
 
 unsigned long CNCCNet::GetListDep(std::list<CDepEntry>& list) {
-  return RunList(*state_, list, [&] { AppendAll(*state_, kTypeDep, list); });
+  return ListAll(*state_, kTypeDep, list);
 }
-
 unsigned long CNCCNet::GetListDep(unsigned long, std::list<CDepEntry> list) { return list.size(); }
 
 unsigned long CNCCNet::GetListDepFree(std::list<CDepEntry>& list) {
@@ -222,7 +166,4 @@ unsigned long CNCCNet::GetListDepFree(std::list<CDepEntry>& list) {
   });
 }
 
-bool CNCCNet::CheckDepName(const char* name) {
-  return Run(*state_, false,
-             [&] { return NameExists(*state_, CheckedName(*state_, name), kTypeDep); });
-}
+bool CNCCNet::CheckDepName(const char* name) { return CheckName(*state_, kTypeDep, name); }

@@ -1,7 +1,10 @@
 // What the operations on servers and subscriber points share.
 #pragma once
 
-#include "core/entity.h"
+#include "core/find.h"
+#include "core/walk.h"
+
+#include <cstdint>
 
 namespace ncc {
 
@@ -14,6 +17,9 @@ void ForEachAP(const NetState& net, std::uint32_t server, Visit visit) {
     return entry.Kind() != kTypeAP || visit(RecordOf(net, entry.Object()));
   });
 }
+
+// With a progress callback, what needs the list of servers is a walk over the root folder.
+void WalkServers(NetState& net);
 
 // The first AP whose flags hold the mask, by server in root order, then in the server's order,
 // found without progress callback; null when there is none.

@@ -1,6 +1,6 @@
 #include "exchange/write/own_network.h"
 
-#include "core/entity.h"
+#include "core/entry.h"
 #include "exchange/application_codes.h"
 #include "exchange/hex.h"
 #include "exchange/read/line_scanner.h"

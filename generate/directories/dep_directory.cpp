@@ -10,6 +10,9 @@
 //
 //   0000 %4.4X%4.4X0 %4.4X %s\n        network, node, Dep, name of the Dep
 
+#include "core/entry.h"
+#include "core/find.h"
+#include "core/links.h"
 #include "generate/directories/directory_files.h"
 #include "generate/file_names.h"
 #include "generate/output_cache.h"

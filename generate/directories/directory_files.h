@@ -2,7 +2,6 @@
 // differ.
 #pragma once
 
-#include "core/entity.h"
 #include "generate/node_file.h"
 
 #include <cstdint>

@@ -16,6 +16,8 @@
 //   0017 <mode>       visible APs with flag 0x1000
 //   001A S A          visible servers with flag 0x8000
 
+#include "core/entry.h"
+#include "core/find.h"
 #include "generate/directories/directory_files.h"
 #include "generate/file_names.h"
 #include "generate/output_cache.h"

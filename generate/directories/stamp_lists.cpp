@@ -1,6 +1,7 @@
 // Stamps of files, and the lists of stamps that go with a node's directory files: a line
 // "NAME=STAMP\n" a file, the last one of the list itself as it stood before that line.
 
+#include "core/last_error.h"
 #include "generate/directories/directory_files.h"
 #include "generate/file_names.h"
 #include "generate/output.h"

@@ -6,6 +6,8 @@
 // for the primary collective, of its kind + 2 for another one. A server's file has the memberships
 // at the server, for each user and each Dep the first one.
 
+#include "core/entry.h"
+#include "core/find.h"
 #include "generate/directories/directory_files.h"
 #include "generate/file_names.h"
 #include "generate/output_cache.h"

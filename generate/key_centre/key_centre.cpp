@@ -5,7 +5,9 @@
 //   "CCC_KC.TXT"     "%s0\n": the address of the network control centre, then of the key centre
 //   "ABN_AP.TXT"     "%s %s\n": a user's address and that of a node at which the user is a member
 
-#include "core/entity.h"
+#include "core/entry.h"
+#include "core/find.h"
+#include "core/walk.h"
 #include "generate/key_centre/key_centre_files.h"
 #include "generate/output_cache.h"
 #include "generate/text.h"

@@ -5,11 +5,12 @@
 //   n rows of ceil(n / 8) bytes in the same order: bit j%8 of byte j/8 is set when node j is
 //   visible
 
+#include "core/entry.h"
+#include "core/find.h"
 #include "generate/key_centre/key_centre_files.h"
-
-#include "core/entity.h"
 #include "generate/output_cache.h"
 #include "generate/text.h"
+
 
 #include <algorithm>
 

@@ -9,12 +9,13 @@
 //   <name>1 S 0000<NA><server>0000 <NA><server>     servers
 //   <name>1 G C000<NA>00000000 <NA>0000             the whole network, in code page 866
 
+#include "core/entry.h"
+#include "core/find.h"
 #include "generate/key_centre/key_centre_files.h"
-
-#include "core/entity.h"
 #include "generate/text.h"
 #include "platform/text/code_page.h"
 #include "structure/nodes.h"
+
 
 namespace ncc {
 namespace {

@@ -6,11 +6,14 @@
 //
 // The bytes behind the name's zero are zeros.
 
-#include "generate/key_centre/key_centre_files.h"
-
-#include "core/entity.h"
+#include "core/entry.h"
+#include "core/find.h"
+#include "core/links.h"
+#include "core/walk.h"
 #include "generate/file_names.h"
+#include "generate/key_centre/key_centre_files.h"
 #include "generate/output.h"
+
 
 #include <algorithm>
 

@@ -4,12 +4,13 @@
 // A record: u32 length, little-endian; "%-12.12s" of the file's name in upper case, and a zero; the
 // contents. A longer package that is there keeps its end.
 
-#include "generate/key_centre/key_centre_files.h"
-
-#include "core/entity.h"
+#include "core/entry.h"
+#include "core/find.h"
 #include "generate/file_names.h"
+#include "generate/key_centre/key_centre_files.h"
 #include "generate/output.h"
 #include "platform/disk/package_file.h"
+
 
 #include <span>
 

@@ -23,7 +23,11 @@
 
 #include "generate/routing/routing_files.h"
 
-#include "core/entity.h"
+#include "core/entry.h"
+#include "core/find.h"
+#include "core/last_error.h"
+#include "core/links.h"
+#include "core/walk.h"
 #include "generate/file_names.h"
 #include "generate/node_file.h"
 #include "generate/output_cache.h"

@@ -582,20 +582,5 @@ class NCC_API CNCCNet {
   bool GenShortDistr(const char* folder, TDBObjId& node);
   void PutFile(const char* path, int fd);
 
-  // What GetRootEntry finds; a refusal when there is none.
-  TDBObjId RootObject(const char* name, unsigned char type);
-  TDBObjId RootObject(unsigned long id, unsigned char type);
-  TDBObjId StoreRootObject(void* entry, unsigned long size);
-  void DeleteRootObject(TDBObjId object);
-  void DeleteBackLinks(TRef<CHDBRecord>& record);
-  bool LinkServers(TDBObjId server1, TDBObjId server2);
-  bool UnlinkServers(TDBObjId server1, TDBObjId server2);
-  unsigned long AddAPTo(TDBObjId server, const char* name, unsigned long flags);
-  bool DeleteNamedAP(TDBObjId server, const char* name);
-  void DeleteAPOf(TRef<CHDBFolder>& server, TDBObjId ap);
-  bool LinkUser(TDBObjId dep, TDBObjId user, bool collectives);
-  void UnlinkAllUsers(TRef<CHDBFolder>& dep);
-  void UnlinkDepFromNGrp(TDBObjId group, TDBObjId dep);
-
   std::unique_ptr<ncc::NetState> state_;
 };

@@ -1,7 +1,8 @@
 #include "integrity.h"
 
-#include "core/entity.h"
+#include "core/entry.h"
 #include "core/examination.h"
+#include "core/walk.h"
 #include "net_access.h"
 
 #include <map>
