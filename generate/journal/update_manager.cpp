@@ -69,40 +69,9 @@ std::string Fill(std::string_view format, std::string_view folder, std::string_v
 
 }  // namespace
 
-CUpdateManager::CUpdateManager() = default;
-CUpdateManager::~CUpdateManager() = default;
-
-CUpdateManager::CUpdateManager(const CUpdateManager& other)
-    : records_(other.records_),
-      count_(other.count_),
-      write_journal_(other.write_journal_),
-      checked_(other.checked_) {}
-
-CUpdateManager& CUpdateManager::operator=(const CUpdateManager& other) {
-  if (this == &other) return *this;
-  records_ = std::list<Record>(other.records_);
-  count_ = other.count_;
-  write_journal_ = other.write_journal_;
-  checked_ = other.checked_;
-  return *this;
-}
-
-int CUpdateManager::SetUpdateAb() { return 0; }
 void CUpdateManager::Clear() {
   Attempt([] { RemoveJournal(kJournal); });
 }
-void CUpdateManager::WriteCRC(bool write) { write_journal_ = write; }
-bool CUpdateManager::WriteCRC() { return write_journal_; }
-void CUpdateManager::SetExportFolder(const char* folder) {
-  export_folder_ = folder;
-  export_text_ = nullptr;
-}
-void CUpdateManager::FollowExportFolder(const std::string* text) { export_text_ = text; }
-void CUpdateManager::SetDBFolder(const char* folder) { db_folder_ = folder; }
-const char* CUpdateManager::GetExportFolder() {
-  return export_text_ != nullptr ? export_text_->c_str() : export_folder_;
-}
-const char* CUpdateManager::GetDBFolder() { return db_folder_; }
 
 int CUpdateManager::Write(const char* path) {
   if (!write_journal_) return 0;

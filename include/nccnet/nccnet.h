@@ -26,10 +26,11 @@
 /// the batch as it is. An exception of the progress callback does so where the operation that it
 /// meets has changed nothing yet, else the whole batch is lost: EndBatch(true) is false.
 ///
-/// **LastError is left alone** by SetCallback, SetFileObserver, GetDBPath, GetDBName, the three
-/// paths without an argument, Preferences, GetUpdateManager, GetThreadPool, GetTextEncoding,
-/// GetRevision, GetAddr4, GetAddr8, GetNetAddr, LockGen, UnLockGen, CheckAB, GetListDep with a
-/// value, and Close when no database is open: ask it right after the call that failed.
+/// **LastError is left alone** by SetCallback, SetFileObserver, AcceptLoss, GetDBPath, GetDBName,
+/// the three paths without an argument, Preferences, GetUpdateManager, GetThreadPool,
+/// GetTextEncoding, GetRevision, GetAddr4, GetAddr8, GetNetAddr, LockGen, UnLockGen, CheckAB,
+/// GetListDep with a value, and Close when no database is open: ask it right after the call that
+/// failed.
 #pragma once
 
 #include "nccnet/backup.h"
