@@ -1,7 +1,7 @@
 // Names of the generated files.
 #pragma once
 
-#include "generate/text.h"
+#include "platform/text/bytes.h"
 
 #include <cstdint>
 #include <string>

@@ -5,17 +5,18 @@
 #include "core/last_error.h"
 #include "core/operation.h"
 #include "core/walk.h"
+#include "platform/text/bytes.h"
 #include "structure/nodes.h"
 
-#include <cstdio>
+#include <string>
 
 using namespace ncc;
 
 namespace {
 
-// Four to eight upper-case hexadecimal digits.
-char* PutHex4(std::uint32_t value, char* at) {
-  return at + std::snprintf(at, 2 * sizeof(value) + 1, "%4.4X", value);
+char* PutText(const std::string& text, char* buffer) {
+  buffer[text.copy(buffer, text.size())] = '\0';
+  return buffer;
 }
 
 bool HasFlags(const CHDBRecord& ap, unsigned long mask) {
@@ -50,22 +51,19 @@ const CHDBRecord* ncc::FindAPWithFlags(const NetState& net, unsigned long mask) 
 
 char* CNCCNet::GetAddr4(unsigned long id, char* buffer) {
   if (buffer == nullptr) return nullptr;
-  PutHex4(static_cast<std::uint32_t>(id), buffer);
-  return buffer;
+  return PutText(Hex4(static_cast<std::uint32_t>(id)), buffer);
 }
 
 char* CNCCNet::GetAddr8(unsigned long id, char* buffer) {
   if (buffer == nullptr) return nullptr;
   LockScope lock(state_->lock);
-  PutHex4(static_cast<std::uint32_t>(id), PutHex4(state_->prefs.net_number, buffer));
-  return buffer;
+  return PutText(Hex4(state_->prefs.net_number) + Hex4(static_cast<std::uint32_t>(id)), buffer);
 }
 
 char* CNCCNet::GetNetAddr(char* buffer) {
   if (buffer == nullptr) return nullptr;
   LockScope lock(state_->lock);
-  PutHex4(state_->prefs.net_number, buffer);
-  return buffer;
+  return PutText(Hex4(state_->prefs.net_number), buffer);
 }
 
 unsigned char CNCCNet::GetType(unsigned long id) {

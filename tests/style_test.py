@@ -14,7 +14,7 @@ LAYERS = {
     "platform": "nccnet",
     "platform/disk": "nccnet platform/text",
     "platform/text": "nccnet",
-    "platform/stamps": "nccnet platform/disk",
+    "platform/stamps": "nccnet platform/disk platform/text",
     "platform/storage": PLATFORM + "platform/disk platform/text",
     "platform/hdb": PLATFORM + "platform/storage platform/text",
     "core": PLATFORM,

@@ -1,8 +1,8 @@
 #include "nccnet/exchange_check.h"
 
-#include "exchange/hex.h"
 #include "exchange/read/readers.h"
 #include "exchange/set_files.h"
+#include "platform/text/bytes.h"
 
 #include <utility>
 

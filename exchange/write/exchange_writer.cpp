@@ -4,10 +4,10 @@
 
 #include "core/last_error.h"
 #include "exchange/application_codes.h"
-#include "exchange/hex.h"
 #include "exchange/read/line_scanner.h"
 #include "exchange/set_files.h"
 #include "exchange/write/own_network.h"
+#include "platform/text/bytes.h"
 
 #include <array>
 #include <stdexcept>
@@ -116,8 +116,8 @@ class Composer {
 
  private:
   void PutObject(std::string& text, std::uint32_t id) const {
-    AppendHex(text, own_.net);
-    AppendHex(text, id);
+    AppendHex4(text, own_.net);
+    AppendHex4(text, id);
   }
 
   void PutName(std::string& text, const CNCCEntry& entry) const {
@@ -129,9 +129,9 @@ class Composer {
                std::uint32_t number) const {
     PutName(text, node);
     text.append({' ', kNodeFlag, ' ', kind, ' '});
-    AppendHex(text, 0);
+    AppendHex4(text, 0);
     PutObject(text, key);
-    AppendHex(text, number);
+    AppendHex4(text, number);
     text += ' ';
     PutObject(text, node.id);
     text += '\n';
@@ -140,7 +140,7 @@ class Composer {
   void PutApplications(std::string& text, const CNNEntry& node) const {
     for (std::size_t bit = 0; bit < kApplicationCodes.size(); ++bit) {
       if ((node.flags >> bit & 1) == 0) continue;
-      AppendHex(text, kApplicationCodes[bit]);
+      AppendHex4(text, kApplicationCodes[bit]);
       text += ' ';
       PutObject(text, node.id);
       text.append({' ', ApplicationLetter(node), '\n'});

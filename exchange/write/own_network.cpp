@@ -2,8 +2,8 @@
 
 #include "core/entry.h"
 #include "exchange/application_codes.h"
-#include "exchange/hex.h"
 #include "exchange/read/line_scanner.h"
+#include "platform/text/bytes.h"
 
 #include <algorithm>
 #include <cstring>

@@ -10,6 +10,7 @@
 #include "platform/disk/journal_file.h"
 #include "platform/stamps/stamps.h"
 #include "platform/text/ascii_fold.h"
+#include "platform/text/bytes.h"
 
 #include <array>
 #include <cstdio>
@@ -53,12 +54,6 @@ std::string JournalName(std::string_view path) {
   return std::string(base.substr(0, 8)) + std::string(extension.substr(0, 4));
 }
 
-std::uint32_t LittleEndian(std::string_view bytes) {
-  std::uint32_t value = 0;
-  for (std::size_t i = 4; i-- > 0;) value = value << 8 | static_cast<unsigned char>(bytes[i]);
-  return value;
-}
-
 // A path format with its two places, folder and node, filled.
 std::string Fill(std::string_view format, std::string_view folder, std::string_view node) {
   std::string path(folder);
@@ -97,7 +92,7 @@ unsigned long CUpdateManager::GetImito(const char* path) {
 void CUpdateManager::WriteImito(unsigned long value, const char* path) {
   std::string record = JournalName(path);
   record.resize(kNameSize);
-  for (int shift = 0; shift < 32; shift += 8) record += static_cast<char>(value >> shift & 0xFF);
+  AppendU32(record, static_cast<std::uint32_t>(value));
   AppendToJournal(kJournal, record);
 }
 
@@ -123,7 +118,7 @@ bool CUpdateManager::ReadRecords() {
     if (rest.size() >= kNameSize) {
       record.name = rest.substr(0, std::min(rest.find('\0'), kNameSize));
     }
-    if (rest.size() >= kRecordSize) record.value = LittleEndian(rest.substr(kNameSize));
+    if (rest.size() >= kRecordSize) record.value = U32At(rest, kNameSize);
     records.push_back(record);
     if (rest.size() < kRecordSize) break;
   }

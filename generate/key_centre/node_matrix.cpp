@@ -9,7 +9,7 @@
 #include "core/find.h"
 #include "generate/key_centre/key_centre_files.h"
 #include "generate/output_cache.h"
-#include "generate/text.h"
+#include "platform/text/bytes.h"
 
 
 #include <algorithm>

@@ -12,7 +12,7 @@
 #include "core/entry.h"
 #include "core/find.h"
 #include "generate/key_centre/key_centre_files.h"
-#include "generate/text.h"
+#include "platform/text/bytes.h"
 #include "platform/text/code_page.h"
 #include "structure/nodes.h"
 

@@ -1,5 +1,8 @@
 #include "platform/disk/package_file.h"
 
+#include "platform/text/ascii_fold.h"
+#include "platform/text/bytes.h"
+
 #include <cerrno>
 
 #include <fcntl.h>
@@ -13,11 +16,11 @@ constexpr std::size_t kNameColumns = 12;
 
 // The length, and the name in upper case, cut or padded to 12 columns, with its zero.
 std::string RecordHead(std::uint32_t length, std::string_view name) {
+  std::string column;
+  AppendColumn(column, name, kNameColumns);
   std::string head;
-  for (int shift = 0; shift < 32; shift += 8) head += static_cast<char>(length >> shift & 0xFF);
-  std::string column(name.substr(0, kNameColumns));
-  column.resize(kNameColumns, ' ');
-  for (const char c : column) head += c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  AppendU32(head, length);
+  for (const char c : column) head += UpperAscii(c);
   return head + '\0';
 }
 

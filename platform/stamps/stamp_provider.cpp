@@ -4,6 +4,7 @@
 #include "platform/disk/descriptor.h"
 #include "platform/disk/files.h"
 #include "platform/disk/paths.h"
+#include "platform/text/bytes.h"
 
 #include <fcntl.h>
 #include <gcrypt.h>
@@ -50,12 +51,11 @@ class Mac {
   }
 
   bool Finish(std::uint32_t& stamp) {
-    unsigned char bytes[4] = {};
+    char bytes[4] = {};
     std::size_t size = sizeof(bytes);
     ok_ = ok_ && gcry_mac_read(handle_, bytes, &size) == 0 && size == sizeof(bytes);
     if (!ok_) return false;
-    stamp = static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8 |
-            static_cast<std::uint32_t>(bytes[2]) << 16 | static_cast<std::uint32_t>(bytes[3]) << 24;
+    stamp = ncc::U32At({bytes, sizeof(bytes)}, 0);
     return true;
   }
 

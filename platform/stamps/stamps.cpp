@@ -1,12 +1,12 @@
 #include "platform/stamps/stamps.h"
 
 #include "platform/disk/paths.h"
+#include "platform/text/ascii_fold.h"
+#include "platform/text/bytes.h"
 
 #include <string.h>
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <mutex>
 #include <unordered_map>
 #include <utility>
@@ -134,9 +134,9 @@ void RememberStamp(const FileIdentity& file, const KnownStamp& stamp) {
 }
 
 std::string StampDigits(std::uint32_t stamp) {
-  std::array<char, 9> digits{};
-  std::snprintf(digits.data(), digits.size(), "%08X", stamp);
-  return digits.data();
+  std::string digits;
+  AppendHex(digits, stamp, 8);
+  return digits;
 }
 
 std::string StampLine(std::string_view path, std::uint32_t stamp) {
@@ -147,8 +147,7 @@ std::string StampLine(std::string_view path, std::uint32_t stamp) {
 }
 
 char* PutStampLine(std::string_view path, std::uint32_t stamp, char* out) noexcept {
-  for (const char c : FileName(path))
-    *out++ = c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  for (const char c : FileName(path)) *out++ = UpperAscii(c);
   *out++ = '=';
   const std::string digits = StampDigits(stamp);  // short enough to need no memory
   out = std::copy(digits.begin(), digits.end(), out);

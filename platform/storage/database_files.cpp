@@ -3,6 +3,7 @@
 #include "platform/disk/descriptor.h"
 #include "platform/disk/file_lock.h"
 #include "platform/disk/files.h"
+#include "platform/text/bytes.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -66,14 +67,6 @@ std::string Canonical(const std::string& folder) {
   const std::unique_ptr<char, decltype(&std::free)> real(::realpath(folder.c_str(), nullptr),
                                                          &std::free);
   return real ? std::string(real.get()) : std::string();
-}
-
-std::int32_t BigEndianAt(std::string_view bytes, std::size_t offset) {
-  std::uint32_t value = 0;
-  for (std::size_t i = 0; i < 4; ++i) {
-    value = (value << 8) | static_cast<unsigned char>(bytes[offset + i]);
-  }
-  return static_cast<std::int32_t>(value);
 }
 
 // As many bytes as the buffer takes or the file has.
@@ -143,10 +136,10 @@ void SyncFolder(const std::string& folder) {
 
 void CheckDataHead(const std::string& file, std::string_view head) {
   if (head.size() < kDataHeadSize || !head.starts_with(kHeadMagic) ||
-      BigEndianAt(head, kApplicationOffset) != kApplicationId) {
+      BigEndianU32At(head, kApplicationOffset) != kApplicationId) {
     throw StorageError(file + " is not a database of this system");
   }
-  const std::int32_t version = BigEndianAt(head, kVersionOffset);
+  const std::uint32_t version = BigEndianU32At(head, kVersionOffset);
   if (version > kFormatVersion) {
     throw StorageError(file + " has format " + std::to_string(version) +
                        " of a newer version of this program, which knows formats up to " +

@@ -42,8 +42,8 @@ bool IsMarkedAsPlain(std::string_view data);
 void CheckLength(const std::string& file);
 
 // The marks that InspectDataFile looks for in the head of a data file.
-constexpr std::int32_t kApplicationId = 0x4E434344;
-constexpr std::int32_t kFormatVersion = 1;
+constexpr std::uint32_t kApplicationId = 0x4E434344;
+constexpr std::uint32_t kFormatVersion = 1;
 // How many bytes the head has.
 constexpr std::size_t kDataHeadSize = 100;
 

@@ -1,6 +1,7 @@
 #include "platform/storage/log_file.h"
 
 #include "platform/storage/database_files.h"
+#include "platform/text/bytes.h"
 
 #include <algorithm>
 
@@ -12,15 +13,6 @@ constexpr std::size_t kSaltsOffset = 16;
 constexpr std::size_t kSaltsSize = 8;
 constexpr std::uint32_t kMagic = 0x377F0682;  // the last bit tells the byte order of the sums
 constexpr std::uint32_t kVersion = 3007000;
-
-std::uint32_t NumberAt(std::string_view bytes, std::size_t offset, bool big_endian = true) {
-  std::uint32_t value = 0;
-  for (std::size_t i = 0; i < 4; ++i) {
-    const std::size_t at = offset + (big_endian ? i : 3 - i);
-    value = (value << 8) | static_cast<unsigned char>(bytes[at]);
-  }
-  return value;
-}
 
 bool IsBlank(std::string_view bytes) {
   return std::all_of(bytes.begin(), bytes.end(), [](char c) { return c == 0; });
@@ -34,9 +26,10 @@ struct LogFile::Sum {
   friend bool operator==(const Sum&, const Sum&) = default;
 
   void Add(std::string_view bytes, bool big_endian) {
+    const auto number = big_endian ? BigEndianU32At : U32At;
     for (std::size_t at = 0; at + 8 <= bytes.size(); at += 8) {
-      first += NumberAt(bytes, at, big_endian) + second;
-      second += NumberAt(bytes, at + 4, big_endian) + first;
+      first += number(bytes, at) + second;
+      second += number(bytes, at + 4) + first;
     }
   }
 };
@@ -45,11 +38,11 @@ struct LogFile::Frame {
   std::string_view head;
   std::string_view page;
 
-  std::uint32_t Number() const { return NumberAt(head, 0); }
-  std::uint32_t PagesOfDatabase() const { return NumberAt(head, 4); }
+  std::uint32_t Number() const { return BigEndianU32At(head, 0); }
+  std::uint32_t PagesOfDatabase() const { return BigEndianU32At(head, 4); }
   bool EndsCommit() const { return PagesOfDatabase() != 0; }
   std::string_view Salts() const { return head.substr(8, kSaltsSize); }
-  Sum Stored() const { return {NumberAt(head, 16), NumberAt(head, 20)}; }
+  Sum Stored() const { return {BigEndianU32At(head, 16), BigEndianU32At(head, 20)}; }
 };
 
 LogFile::LogFile(const std::string& file) : bytes_(ReadContents(file)) {
@@ -63,14 +56,15 @@ LogFile::LogFile(const std::string& file) : bytes_(ReadContents(file)) {
 
 bool LogFile::ReadHead() {
   if (bytes_.size() < kHeadSize) return false;
-  const std::uint32_t magic = NumberAt(bytes_, 0);
-  const std::uint32_t page_size = NumberAt(bytes_, 8);
+  const std::uint32_t magic = BigEndianU32At(bytes_, 0);
+  const std::uint32_t page_size = BigEndianU32At(bytes_, 8);
   const bool is_power = (page_size & (page_size - 1)) == 0;
   big_endian_sums_ = (magic & 1) != 0;
   Sum sum;
   sum.Add(Head().substr(0, 24), big_endian_sums_);
-  if ((magic & ~1U) != kMagic || NumberAt(bytes_, 4) != kVersion || page_size < 512 ||
-      page_size > 65536 || !is_power || sum != Sum{NumberAt(bytes_, 24), NumberAt(bytes_, 28)}) {
+  if ((magic & ~1U) != kMagic || BigEndianU32At(bytes_, 4) != kVersion || page_size < 512 ||
+      page_size > 65536 || !is_power ||
+      sum != Sum{BigEndianU32At(bytes_, 24), BigEndianU32At(bytes_, 28)}) {
     return false;
   }
   page_size_ = page_size;
@@ -96,7 +90,7 @@ LogFile::Sum LogFile::SumOfFrame(Sum before, const Frame& frame) const {
 }
 
 void LogFile::ReadCommits() {
-  Sum sum{NumberAt(bytes_, 24), NumberAt(bytes_, 28)};
+  Sum sum{BigEndianU32At(bytes_, 24), BigEndianU32At(bytes_, 28)};
   std::size_t index = 0;
   for (; HasFrame(index); ++index) {
     const Frame frame = FrameAt(index);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "platform/storage/row.h"
+#include "platform/text/bytes.h"
 
 #include <array>
 #include <cstddef>
@@ -12,8 +13,9 @@ namespace ncc {
 // Numbers of fixed width, least significant byte first, on their way into a checksum.
 class SumHead {
  public:
-  void Add(std::uint64_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) bytes_[size_++] = static_cast<char>(value >> (8 * i));
+  void Add(std::uint64_t value, std::size_t bytes) {
+    PutNumber(bytes_.data() + size_, value, bytes);
+    size_ += bytes;
   }
   std::uint32_t Sum() const;
 

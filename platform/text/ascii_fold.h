@@ -9,6 +9,9 @@
 namespace ncc {
 
 constexpr char FoldAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c; }
+constexpr char UpperAscii(char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<char>(c & ~0x20) : c;
+}
 
 constexpr bool EqualFolded(std::string_view a, std::string_view b) {
   if (a.size() != b.size()) return false;
