@@ -3,6 +3,7 @@
 #include "core/entry.h"
 #include "core/links.h"
 #include "core/walk.h"
+#include "platform/hdb/paged_table.h"
 
 #include <array>
 #include <cstring>
@@ -61,12 +62,8 @@ using TypeTable = PagedTable<std::uint8_t>;
 // One object under examination.
 class Examination {
  public:
-  Examination(const CHDBase& base, const TypeTable& types, const CHDBObject& object)
-      : base_(base),
-        types_(types),
-        folder_(object.folder),
-        record_(object.record),
-        type_(record_.Type()) {}
+  Examination(const CHDBase& base, const TypeTable& types, const CHDBRecord& object)
+      : base_(base), types_(types), folder_(object), record_(object), type_(record_.Type()) {}
 
   // What the object is by itself.
   void ExamineValues() const {
@@ -101,7 +98,6 @@ class Examination {
 
   void ExamineEntry() const {
     if (EntrySize(type_) == 0) Fail("its type, " + std::to_string(type_) + ", is unknown");
-    Expect(record_.Number() != 0, "that is no identifier");
     Expect(record_.Data().size() == EntrySize(type_), "its entry is of a wrong size");
     const auto head = EntryOf<CNCCEntry>(record_);
     Expect(head.id == record_.Number() && head.type == type_, "its entry is another object's");
@@ -113,7 +109,7 @@ class Examination {
 
   // Where it is an item by rights: an AP in its server's folder alone, all others in the root.
   void ExamineHome() const {
-    const auto& parents = folder_.Parents();
+    const auto parents = folder_.Parents();
     if (type_ == kTypeAP) {
       const std::uint32_t server = EntryOf<CNNEntry>(record_).server_id;
       Expect(parents.size() == 1 && parents.front() == server, "it is not under its one server,",
@@ -169,7 +165,7 @@ class Examination {
       Expect(!once || items.Find(item.Key()) == at, "it holds twice", type, object.number);
       Expect(type != 0 || (at == items.First() && object.number == kNetworkNumber),
              "it cannot hold there", type, object.number);
-      const std::string* const label = item.Label();
+      const std::string* const label = folder_.Label(at);
       Expect(label == nullptr ||
                  (label->size() <= kMaxNameLength && label->find('\0') == std::string::npos),
              "it gives an impossible name to", type, object.number);
@@ -224,12 +220,12 @@ void ExamineNetwork(const CHDBase& base) {
     throw StorageError("database is damaged: the root folder is missing");
   }
   TypeTable types;
-  base.ForEachObject([&](const CHDBObject& object) {
+  base.ForEachObject([&](const CHDBRecord& object) {
     Examination(base, types, object).ExamineValues();
-    types.At(object.folder.Number()) = static_cast<std::uint8_t>(object.record.Type());
+    types.At(object.Number()) = static_cast<std::uint8_t>(object.Type());
   });
   base.ForEachObject(
-      [&](const CHDBObject& object) { Examination(base, types, object).ExamineReferences(); });
+      [&](const CHDBRecord& object) { Examination(base, types, object).ExamineReferences(); });
 }
 
 }  // namespace ncc

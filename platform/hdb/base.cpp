@@ -18,6 +18,11 @@ namespace {
   throw StorageError("database is damaged: object " + std::to_string(number) + ": " + fault);
 }
 
+// Lists within the rows of an object: the folder's entries, the three id lists, the pair values.
+constexpr std::uint8_t kEntryRowList = 0;
+constexpr std::uint8_t kPairRowList = 4;
+int ListOf(const RowKey& key) { return key.list - 1 + ncc::kFirstListPosition; }
+
 constexpr const char* kSnapshotRefusal =
     "this is a snapshot of the database: changes need the database itself";
 
@@ -41,20 +46,27 @@ CHDBase::CHDBase(CHDBMgr& manager, std::unique_ptr<ncc::StorageEngine> engine)
 
 CHDBase::~CHDBase() { DropObjects(); }
 
-CHDBObject& CHDBase::Object(const TDBObjId& id) const {
-  CHDBObject* object = FindObject(id.number);
-  if (object == nullptr) throw StorageError("object " + std::to_string(id.number) + " is missing");
+// Objects ---------------------------------------------------------------------------------------
+
+CHDBRecord& CHDBase::Object(std::uint32_t number) const {
+  CHDBRecord* object = objects_.Find(number);
+  if (object == nullptr) throw StorageError("object " + std::to_string(number) + " is missing");
   return *object;
 }
 
-TRef<CHDBFolder> CHDBase::FolderRef(std::uint32_t number) const {
-  const auto& object = *objects_.Find(number);
-  return {object, &object->folder};
+TRef<CHDBFolder> CHDBase::CreateObject(std::uint32_t number) {
+  if (number == 0) throw StorageError("0 is no identifier");
+  if (objects_.Find(number) != nullptr) {
+    throw StorageError("object " + std::to_string(number) + " exists");
+  }
+  Touch({RowKind::kObject, number});
+  objects_.Create(*this, number);
+  return objects_.Open(number);
 }
 
-TRef<CHDBRecord> CHDBase::RecordRef(std::uint32_t number) const {
-  const auto& object = *objects_.Find(number);
-  return {object, &object->record};
+void CHDBase::RemoveObject(std::uint32_t number) {
+  Touch({RowKind::kObject, number});
+  objects_.Remove(number);
 }
 
 // Definitions -----------------------------------------------------------------------------------
@@ -94,80 +106,29 @@ const ncc::IdSet& CHDBase::RecSelect(std::uint32_t type) const {
 
 std::vector<TDBObjId> CHDBase::ParentLinkSelect(const TDBObjId& object) const {
   std::vector<TDBObjId> parents;
-  for (std::uint32_t number : Object(object).folder.parents_) {
+  for (const std::uint32_t number : Object(object.number).Parents()) {
     parents.push_back({ncc::kFolderSpace, number});
   }
   return parents;
 }
 
-std::uint32_t CHDBase::FirstNamesake(std::uint32_t type, std::string_view name) const {
-  std::uint32_t first = ncc::kNoPosition;
-  names_.ForEach(ncc::HashFolded(name, type), [&](std::uint32_t number) {
-    const CHDBRecord& record = FindObject(number)->record;
-    if (record.type_ != type || !ncc::EqualFolded(record.Name(), name)) return true;
-    first = number;
-    return false;
-  });
-  return first;
+// A record has type 0 until its type is written, and is in no index then.
+void CHDBase::Index(const CHDBRecord& record) {
+  if (record.Type() == 0) return;
+  types_[record.Type()].Insert(record.Number());
+  names_.Insert(record);
 }
 
-void CHDBase::IndexRecord(CHDBRecord& record) {
-  if (record.type_ == 0) return;
-  types_[record.type_].Insert(record.number_);
-  const std::uint32_t first = FirstNamesake(record.type_, record.Name());
-  if (first == ncc::kNoPosition) {
-    names_.Insert(ncc::HashFolded(record.Name(), record.type_), record.number_);
-    return;
-  }
-  CHDBRecord& head = FindObject(first)->record;  // the new one becomes the second of the chain
-  record.previous_namesake_ = first;
-  record.next_namesake_ = head.next_namesake_;
-  if (head.next_namesake_ != ncc::kNoPosition) {
-    FindObject(head.next_namesake_)->record.previous_namesake_ = record.number_;
-  }
-  head.next_namesake_ = record.number_;
-}
-
-void CHDBase::UnindexRecord(CHDBRecord& record) {
-  if (record.type_ == 0) return;
-  types_[record.type_].Remove(record.number_);
-  const std::uint32_t previous = std::exchange(record.previous_namesake_, ncc::kNoPosition);
-  const std::uint32_t next = std::exchange(record.next_namesake_, ncc::kNoPosition);
-  if (next != ncc::kNoPosition) FindObject(next)->record.previous_namesake_ = previous;
-  if (previous != ncc::kNoPosition) {
-    FindObject(previous)->record.next_namesake_ = next;
-    return;
-  }
-  const std::uint32_t hash = ncc::HashFolded(record.Name(), record.type_);
-  names_.Remove(hash, record.number_);
-  if (next != ncc::kNoPosition) names_.Insert(hash, next);
-}
-
-void CHDBase::AddParent(std::uint32_t child, std::uint32_t parent) {
-  auto& parents = Object({ncc::kFolderSpace, child}).folder.parents_;
-  if (parents.empty()) parents.reserve(2);  // the root folder and a Dep, most often
-  const auto at = std::lower_bound(parents.begin(), parents.end(), parent);
-  if (at == parents.end() || *at != parent) parents.insert(at, parent);
-}
-
-void CHDBase::RemoveParent(std::uint32_t child, const CHDBFolder& parent) {
-  for (const std::uint32_t space : {ncc::kFolderSpace, ncc::kRecordSpace}) {
-    if (parent.Find({space, child}) != ncc::kNoPosition) return;
-  }
-  auto& parents = Object({ncc::kFolderSpace, child}).folder.parents_;
-  parents.erase(std::lower_bound(parents.begin(), parents.end(), parent.number_));
+void CHDBase::Unindex(const CHDBRecord& record) {
+  if (record.Type() == 0) return;
+  types_[record.Type()].Remove(record.Number());
+  names_.Remove(record);
 }
 
 // Rows ------------------------------------------------------------------------------------------
 
-void CHDBase::TouchObject(const CHDBRecord& record) {
-  const RowKey key{RowKind::kObject, record.number_};
-  unit_.Touch(key, [&] { return EncodeRow(key); });
-}
-
-void CHDBase::TouchChunk(std::uint32_t number, std::uint8_t list, std::uint32_t position) {
-  const RowKey key{RowKind::kChunk, number, list, position / ncc::kSlotsPerChunk};
-  unit_.Touch(key, [&] { return EncodeRow(key); });
+void CHDBase::Touch(const RowKey& row) {
+  unit_.Touch(row, [&] { return EncodeRow(row); });
 }
 
 std::optional<Row> CHDBase::EncodeRow(const RowKey& key) const {
@@ -176,20 +137,17 @@ std::optional<Row> CHDBase::EncodeRow(const RowKey& key) const {
     return Row{key, static_cast<std::uint32_t>(definition.what), Utf8FromCp1251(definition.name),
                ncc::EncodeDefinition(definition)};
   }
-  const CHDBObject* object = FindObject(key.number);
+  const CHDBRecord* object = objects_.Find(key.number);
   if (object == nullptr) return std::nullopt;
   if (key.kind == RowKind::kObject) {
-    return Row{key, object->record.type_, Utf8FromCp1251(object->record.Name()),
-               std::string(object->record.Data())};
+    return Row{key, object->Type(), Utf8FromCp1251(object->Name()), std::string(object->Data())};
   }
-  const auto encode = [&](const auto& list) -> std::optional<Row> {
-    const auto* chunk = list ? list->FindChunk(key.chunk) : nullptr;
-    if (chunk == nullptr) return std::nullopt;
-    return Row{key, 0, {}, ncc::EncodeChunk(*chunk)};
-  };
-  if (key.list == 0) return encode(object->folder.entries_);
-  if (key.list > object->record.lists_.size()) return encode(object->record.pairs_);
-  return encode(object->record.lists_[key.list - 1U]);
+  std::string body = key.list == kEntryRowList ? ncc::EncodeChunk(*object, key.chunk)
+                     : key.list == kPairRowList
+                         ? ncc::EncodeChunk(object->Pairs(), key.chunk)
+                         : ncc::EncodeChunk(object->List(ListOf(key)), key.chunk);
+  if (body.empty()) return std::nullopt;
+  return Row{key, 0, {}, std::move(body)};
 }
 
 // Units of work ---------------------------------------------------------------------------------
@@ -232,10 +190,6 @@ void CHDBase::AbandonUnit(std::string_view why) noexcept {
 }
 
 void CHDBase::DropObjects() {
-  objects_.ForEach([](const TRef<CHDBObject>& object) {
-    object->folder.base_ = nullptr;
-    object->record.base_ = nullptr;
-  });
   objects_.Clear();
   types_.clear();
   names_.Clear();
@@ -263,58 +217,53 @@ void CHDBase::Reload() noexcept {
 // Loading ---------------------------------------------------------------------------------------
 
 void CHDBase::Load() {
-  state_ = engine_->Load([this](Row&& row) { LoadRow(std::move(row)); });
+  state_ = engine_->Load([this](Row&& row) { LoadRow(row); });
   DeriveParents();
   if (state_.revision != 0) manager_.Examine(*this);
 }
 
-void CHDBase::LoadRow(Row&& row) {
+void CHDBase::LoadRow(const Row& row) {
+  if (row.key.kind == RowKind::kChunk) return LoadChunk(row);
+  if (row.key.kind == RowKind::kObject) return LoadObject(row);
+  if (row.key.number != definitions_.size()) {
+    throw StorageError("database is damaged: its definitions are not numbered through");
+  }
+  definitions_.push_back(ncc::DecodeDefinition(ncc::DecodeName(row.name), row.type, row.body));
+}
+
+void CHDBase::LoadObject(const Row& row) {
   const std::uint32_t number = row.key.number;
-  if (row.key.kind == RowKind::kChunk) {
-    CHDBObject* const object = FindObject(number);
-    if (object == nullptr) Damaged(number, "it is missing, and a list of it is there");
-    const auto append = [](auto& list, auto chunk) {
-      if (!list) list = std::make_unique<typename std::decay_t<decltype(list)>::element_type>();
-      list->AppendChunk(std::move(chunk));
-    };
-    if (row.key.list == 0) {
-      append(object->folder.entries_, ncc::DecodeEntryChunk(row.key.chunk, row.body));
-    } else if (row.key.list <= object->record.lists_.size()) {
-      append(object->record.lists_[row.key.list - 1U], ncc::DecodeIdChunk(row.key.chunk, row.body));
-    } else if (row.key.list == object->record.lists_.size() + 1) {
-      append(object->record.pairs_, ncc::DecodePairChunk(row.key.chunk, row.body));
-    } else {
-      Damaged(number, "it has a list of an unknown kind");
-    }
-    return;
+  if (number == 0) Damaged(number, "that is no identifier");
+  CHDBRecord& record = objects_.Create(*this, number);
+  record.Restore(row.type, ncc::DecodeName(row.name), row.body);
+  if (record.HasRecord()) Index(record);
+}
+
+void CHDBase::LoadChunk(const Row& row) {
+  const auto& [kind, number, list, chunk] = row.key;
+  CHDBRecord* const object = objects_.Find(number);
+  if (object == nullptr) Damaged(number, "it is missing, and a list of it is there");
+  if (list == kEntryRowList) {
+    const ncc::EntrySlots slots = ncc::DecodeEntries(row.body);
+    object->AppendStored(chunk, slots.View(), slots.labels);
+  } else if (list < kPairRowList) {
+    object->AppendStored(ListOf(row.key), chunk, ncc::DecodeIds(row.body).View());
+  } else if (list == kPairRowList) {
+    object->AppendStored(chunk, ncc::DecodePairs(row.body).View());
+  } else {
+    Damaged(number, "it has a list of an unknown kind");
   }
-  const std::string name = ncc::DecodeName(row.name);
-  if (row.key.kind == RowKind::kDefinition) {
-    if (number != definitions_.size()) {
-      throw StorageError("database is damaged: its definitions are not numbered through");
-    }
-    definitions_.push_back(ncc::DecodeDefinition(name, row.type, row.body));
-    return;
-  }
-  const auto object = std::make_shared<CHDBObject>(this, number);
-  CHDBRecord& record = object->record;
-  if (row.body.size() > ncc::kMaxDataSize) Damaged(number, "it is too long");
-  record.PutData(row.body);
-  record.PutName(name);
-  record.type_ = row.type;
-  record.exists_ = number != ncc::kRootNumber;
-  objects_.At(number) = object;
-  if (record.exists_) IndexRecord(record);
 }
 
 // What an entry names is there after this.
 void CHDBase::DeriveParents() {
-  objects_.ForEach([this](const TRef<CHDBObject>& object) {
-    const CHDBEntryList& entries = object->folder.Entries();
+  objects_.ForEach([this](const CHDBRecord& folder) {
+    const CHDBEntryList& entries = folder.Entries();
     for (auto at = entries.First(); at != ncc::kNoPosition; at = entries.Next(at)) {
-      const std::uint32_t child = entries.At(at).Object().number;
-      if (FindObject(child) == nullptr) Damaged(child, "it is missing, and a folder lists it");
-      AddParent(child, object->folder.number_);
+      const std::uint32_t number = entries.At(at).Object().number;
+      CHDBRecord* const child = objects_.Find(number);
+      if (child == nullptr) Damaged(number, "it is missing, and a folder lists it");
+      child->AddParent(folder.Number());
     }
   });
 }

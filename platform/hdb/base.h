@@ -5,11 +5,11 @@
 #include "platform/hdb/folder.h"
 #include "platform/hdb/id_set.h"
 #include "platform/hdb/manager.h"
-#include "platform/hdb/paged_table.h"
+#include "platform/hdb/name_index.h"
+#include "platform/hdb/object_table.h"
 #include "platform/hdb/record.h"
 #include "platform/hdb/unit_of_work.h"
 #include "platform/storage/engine.h"
-#include "platform/text/ascii_fold.h"
 
 #include <cstdint>
 #include <map>
@@ -39,16 +39,8 @@ struct CHDBDefinition {
   std::uint32_t flags = 0;   // a space's flags; the top bit marks a deleted one
 };
 
-// An object: a folder and a record under one number, held as one.
-struct CHDBObject {
-  CHDBObject(CHDBase* base, std::uint32_t number) : record(base, number), folder(base, number) {}
-
-  CHDBRecord record;
-  CHDBFolder folder;
-};
-
 // One open database. Not thread-safe; the owner serialises. Members throw ncc::StorageError.
-class CHDBase {
+class CHDBase final : ncc::ObjectOwner {
  public:
   static constexpr std::uint32_t kFolderTag = 0x444C4F46;  // "FOLD"
   static constexpr std::uint32_t kRecordTag = 0x53434552;  // "RECS"
@@ -79,26 +71,27 @@ class CHDBase {
   std::vector<TDBObjId> ParentLinkSelect(const TDBObjId& object) const;
   // Null when there is none.
   const CHDBRecord* FindRecord(std::uint64_t number) const {
-    const CHDBObject* object = FindObject(number);
-    return object != nullptr && object->record.exists_ ? &object->record : nullptr;
+    const CHDBRecord* object = objects_.Find(number);
+    return object != nullptr && object->HasRecord() ? object : nullptr;
   }
-  bool HasFolder(const TDBObjId& folder) const { return FindObject(folder.number) != nullptr; }
+  bool HasFolder(const TDBObjId& folder) const { return objects_.Find(folder.number) != nullptr; }
   // Calls visit(record) for each record of this type and name (ASCII case ignored), in no order,
   // until it returns false.
   template <class Visit>
   void ForEachNamed(std::uint32_t type, std::string_view name, Visit visit) const {
-    std::uint32_t number = FirstNamesake(type, name);
-    while (number != ncc::kNoPosition) {
-      const CHDBRecord& record = FindObject(number)->record;
-      number = record.next_namesake_;
-      if (!visit(record)) return;
-    }
+    names_.ForEach(type, name, visit);
   }
 
   template <class Visit>
   void ForEachObject(Visit visit) const {
-    objects_.ForEach([&](const TRef<CHDBObject>& object) { visit(*object); });
+    objects_.ForEach([&](const CHDBRecord& object) { visit(object); });
   }
+
+  // For the managers. An object begins with an empty folder and without a record.
+  TRef<CHDBFolder> CreateObject(std::uint32_t number);
+  TRef<CHDBRecord> OpenObject(std::uint32_t number) const { return objects_.Open(number); }
+  // Its entries and its record must be gone.
+  void RemoveObject(std::uint32_t number);
 
   // Throws when what is stored could not be read again after a failure: nothing works any more
   // then.
@@ -128,37 +121,19 @@ class CHDBase {
   void CopyTo(const std::string& file) { engine_->CopyTo(file); }
 
  private:
-  friend class CHDBFolder;
-  friend class CHDBFolderManager;
-  friend class CHDBRecord;
-  friend class CHDBRecordManager;
+  void Touch(const ncc::RowKey& row) override;
+  void Unindex(const CHDBRecord& record) override;
+  void Index(const CHDBRecord& record) override;
+  CHDBRecord& Object(std::uint32_t number) const override;
 
-  CHDBObject* FindObject(std::uint64_t number) const {
-    if (number > 0xFFFFFFFF) return nullptr;
-    const auto* slot = objects_.Find(static_cast<std::uint32_t>(number));
-    return slot != nullptr ? slot->get() : nullptr;
-  }
-  CHDBObject& Object(const TDBObjId& id) const;
-  TRef<CHDBFolder> FolderRef(std::uint32_t number) const;
-  TRef<CHDBRecord> RecordRef(std::uint32_t number) const;
-
-  void TouchObject(const CHDBRecord& record);
-  void TouchChunk(std::uint32_t number, std::uint8_t list, std::uint32_t position);
   std::optional<ncc::Row> EncodeRow(const ncc::RowKey& key) const;
-
-  // One record of this type and name, the head of the chain of all; ncc::kNoPosition when there is
-  // none.
-  std::uint32_t FirstNamesake(std::uint32_t type, std::string_view name) const;
-  // Records of type 0 are not indexed: a record has it until its type is written.
-  void IndexRecord(CHDBRecord& record);
-  void UnindexRecord(CHDBRecord& record);
-  void AddParent(std::uint32_t child, std::uint32_t parent);
-  void RemoveParent(std::uint32_t child, const CHDBFolder& parent);
 
   void AddDefinition(CHDBDefinition definition);
   void Commit();
   void Load();
-  void LoadRow(ncc::Row&& row);
+  void LoadRow(const ncc::Row& row);
+  void LoadObject(const ncc::Row& row);
+  void LoadChunk(const ncc::Row& row);
   void DeriveParents();
   void Reload() noexcept;
   void DropObjects();
@@ -166,9 +141,9 @@ class CHDBase {
   CHDBMgr& manager_;
   std::unique_ptr<ncc::StorageEngine> engine_;
   std::vector<CHDBDefinition> definitions_;
-  ncc::PagedTable<TRef<CHDBObject>> objects_;
+  ncc::ObjectTable objects_;
   std::map<std::uint32_t, ncc::IdSet> types_;
-  ncc::FlatIndex names_;  // of each type and name, one record
+  ncc::NameIndex names_{objects_};
   ncc::UnitOfWork unit_;
   ncc::StoredState state_;
   std::uint64_t generation_ = 0;

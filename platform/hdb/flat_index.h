@@ -19,7 +19,7 @@ class FlatIndex {
   }
 
   void Insert(std::uint32_t hash, std::uint32_t value) {
-    if ((count_ + 1) * 4 > slots_.size() * 3) Reserve(count_ + 1);
+    if ((count_ + 1) * 8 > slots_.size() * 7) Reserve(count_ + 1);
     Place({hash, value});
     ++count_;
   }
@@ -27,7 +27,7 @@ class FlatIndex {
   // Room for that many values.
   void Reserve(std::size_t count) {
     std::size_t slots = std::max(slots_.size(), kFewestSlots);
-    while (slots * 3 < count * 4) slots *= 2;
+    while (slots * 7 < count * 8) slots *= 2;
     if (slots == slots_.size()) return;
     std::vector<Slot> old(slots);
     old.swap(slots_);

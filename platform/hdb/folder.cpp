@@ -2,7 +2,10 @@
 
 #include "platform/hdb/base.h"
 
+#include <algorithm>
+#include <functional>
 #include <utility>
+#include <vector>
 
 using ncc::StorageError;
 
@@ -12,53 +15,121 @@ constexpr std::uint8_t kEntryList = 0;
 
 }  // namespace
 
-CHDBase& CHDBFolder::Base() const {
-  if (base_ == nullptr) throw StorageError("a folder was used after it was removed or reloaded");
-  return *base_;
+CHDBObject::~CHDBObject() {
+  if (has_many_parents_) delete parents_.many;
 }
 
-const CHDBEntryList& CHDBFolder::Empty() {
-  static const CHDBEntryList kEmpty;
-  return kEmpty;
+ncc::ObjectOwner& CHDBFolder::Owner() const {
+  if (owner_ == nullptr) throw StorageError("a folder was used after it was removed or reloaded");
+  return *owner_;
+}
+
+void CHDBFolder::TouchEntry(std::uint32_t position) {
+  Owner().Touch({ncc::RowKind::kChunk, number_, kEntryList, position / ncc::kSlotsPerChunk});
+}
+
+// Parents ---------------------------------------------------------------------------------------
+
+std::span<const std::uint32_t> CHDBFolder::Parents() const {
+  if (has_many_parents_) return *parents_.many;
+  const auto& few = parents_.few;
+  return {few.data(), static_cast<std::size_t>(std::ranges::count_if(few, std::identity{}))};
+}
+
+void CHDBFolder::AddParent(std::uint32_t parent) {
+  const std::span<const std::uint32_t> known = Parents();
+  const auto at = std::lower_bound(known.begin(), known.end(), parent);
+  if (at != known.end() && *at == parent) return;
+  const auto before = at - known.begin();
+  if (!has_many_parents_ && known.size() == parents_.few.size()) {
+    parents_.many = new std::vector<std::uint32_t>(known.begin(), known.end());
+    has_many_parents_ = 1;
+  }
+  if (has_many_parents_) {
+    parents_.many->insert(parents_.many->begin() + before, parent);
+  } else {
+    if (before == 0) parents_.few[1] = parents_.few[0];
+    parents_.few[static_cast<std::size_t>(before)] = parent;
+  }
+}
+
+void CHDBFolder::RemoveParent(std::uint32_t parent) {
+  if (has_many_parents_) {
+    std::erase(*parents_.many, parent);
+  } else {
+    const auto rest = std::remove(parents_.few.begin(), parents_.few.end(), parent);
+    std::fill(rest, parents_.few.end(), 0);
+  }
+}
+
+// Entries ---------------------------------------------------------------------------------------
+
+const std::string* CHDBFolder::Label(std::uint32_t position) const {
+  return entries_.At(position).HasLabel() ? &rarities_->labels->at(position) : nullptr;
 }
 
 std::string_view CHDBFolder::EntryName(std::uint32_t position) const {
-  const CHDBFolderEntry& entry = Entries().At(position);
-  if (entry.Label() != nullptr) return *entry.Label();
-  return Base().Object(entry.Object()).record.Name();
+  if (const std::string* label = Label(position); label != nullptr) return *label;
+  return Owner().Object(entries_.At(position).Object().number).Name();
 }
 
 void CHDBFolder::Append(const TDBObjId& object, std::uint8_t kind, std::string_view name) {
-  CHDBase& base = Base();
-  const std::string_view own_name = base.Object(object).record.Name();
-  if (!entries_) entries_ = std::make_unique<CHDBEntryList>();
-  base.TouchChunk(number_, kEntryList, entries_->EndPosition());
-  base.AddParent(object.number, number_);
-  if (name == own_name) {
-    entries_->Append(CHDBFolderEntry(object, kind));
-  } else {
-    entries_->Append(CHDBFolderEntry(object, kind, name));
-  }
+  CHDBRecord& child = Owner().Object(object.number);
+  TouchEntry(entries_.EndPosition());
+  child.AddParent(number_);
+  const std::uint32_t position = entries_.Append({object, kind});
+  if (name != child.Name()) PutLabel(position, name);
 }
 
 void CHDBFolder::Remove(std::uint32_t position) {
-  CHDBase& base = Base();
-  base.TouchChunk(number_, kEntryList, position);
-  const std::uint32_t child = entries_->At(position).Object().number;
-  entries_->Remove(position);
-  base.RemoveParent(child, *this);
+  TouchEntry(position);
+  const CHDBFolderEntry entry = entries_.At(position);
+  if (entry.HasLabel()) rarities_->labels->erase(position);
+  entries_.Remove(position);
+  const std::uint32_t number = entry.Object().number;
+  for (const std::uint32_t space : {ncc::kFolderSpace, ncc::kRecordSpace}) {
+    if (Find({space, number}) != ncc::kNoPosition) return;
+  }
+  CHDBFolder& child = Owner().Object(number);
+  child.RemoveParent(number_);
+}
+
+void CHDBFolder::RemoveAll() {
+  for (auto at = entries_.First(); at != ncc::kNoPosition; at = entries_.Next(at)) Remove(at);
 }
 
 void CHDBFolder::Rename(std::uint32_t position, std::string_view name) {
-  CHDBFolderEntry& entry = entries_->At(position);
-  if (EntryName(position) == name) {
-    // The target may have taken the name since: then the entry needs none of its own.
-    if (entry.Label() == nullptr || Base().Object(entry.Object()).record.Name() != name) return;
+  // Where the target has the name, too, the entry needs none of its own.
+  const bool has_label = entries_.At(position).HasLabel();
+  const bool needs_label = name != Owner().Object(entries_.At(position).Object().number).Name();
+  if (has_label == needs_label && EntryName(position) == name) return;
+  TouchEntry(position);
+  if (needs_label) {
+    PutLabel(position, name);
+  } else {
+    const CHDBFolderEntry entry = entries_.At(position);
+    entries_.At(position) = {entry.Object(), entry.Kind()};
+    rarities_->labels->erase(position);
   }
-  Base().TouchChunk(number_, kEntryList, position);
-  const bool own = Base().Object(entry.Object()).record.Name() == name;
-  entry.label_ = own ? nullptr : std::make_unique<std::string>(name);
 }
+
+void CHDBFolder::PutLabel(std::uint32_t position, std::string_view label) {
+  auto& labels = MakeRarities().labels;
+  if (!labels) labels = std::make_unique<Labels>();
+  (*labels)[position] = label;
+  const CHDBFolderEntry entry = entries_.At(position);
+  entries_.At(position) = {entry.Object(), entry.Kind(), true};
+}
+
+void CHDBFolder::AppendStored(std::uint32_t chunk, std::span<const CHDBFolderEntry> entries,
+                              const Labels& labels) {
+  entries_.AppendChunk(chunk, entries);
+  for (const auto& [slot, label] : labels) {
+    PutLabel(chunk * ncc::kSlotsPerChunk + slot, label);
+  }
+}
+
+// Managing --------------------------------------------------------------------------------------
 
 TRef<CHDBFolder> CHDBFolderManager::FolderCreateRoot(std::uint32_t) {
   return FolderCreate(ncc::kRootNumber);
@@ -69,29 +140,20 @@ TRef<CHDBFolder> CHDBFolderManager::FolderOpenRoot(std::uint32_t space) {
 }
 
 TRef<CHDBFolder> CHDBFolderManager::FolderCreate(std::uint32_t number) {
-  auto& slot = base_.objects_.At(number);
-  if (slot) throw StorageError("object " + std::to_string(number) + " exists");
-  auto object = std::make_shared<CHDBObject>(&base_, number);
-  base_.TouchObject(object->record);
-  slot = std::move(object);
-  return base_.FolderRef(number);
+  return base_.CreateObject(number);
 }
 
 TRef<CHDBFolder> CHDBFolderManager::FolderOpen(const TDBObjId& id) {
-  if (id.space != ncc::kFolderSpace || base_.FindObject(id.number) == nullptr) {
+  const TRef<CHDBRecord> object = base_.OpenObject(id.number);
+  if (id.space != ncc::kFolderSpace || object == nullptr) {
     throw StorageError("folder " + std::to_string(id.number) + " is missing");
   }
-  return base_.FolderRef(id.number);
+  return object;
 }
 
 void CHDBFolderManager::FolderRemove(const TDBObjId& id) {
   const TRef<CHDBFolder> folder = FolderOpen(id);
-  const TRef<CHDBObject> object = base_.objects_.At(id.number);
-  if (object->record.exists_) CHDBRecordManager(base_).RecRemove(folder->RecordId());
-  const auto& entries = folder->Entries();
-  for (auto at = entries.First(); at != ncc::kNoPosition; at = entries.Next(at)) folder->Remove(at);
-  base_.TouchObject(object->record);
-  folder->base_ = nullptr;
-  object->record.base_ = nullptr;
-  base_.objects_.At(id.number).reset();
+  if (folder->HasRecord()) CHDBRecordManager(base_).RecRemove(folder->RecordId());
+  folder->RemoveAll();
+  base_.RemoveObject(id.number);
 }

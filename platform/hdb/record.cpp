@@ -2,17 +2,14 @@
 
 #include "platform/hdb/base.h"
 
-#include <algorithm>
+#include <array>
 #include <cstring>
+#include <limits>
+#include <string>
 
 using ncc::StorageError;
 
 namespace {
-
-const ncc::IdList& EmptyList() {
-  static const ncc::IdList kEmpty;
-  return kEmpty;
-}
 
 std::size_t ListIndex(int position) {
   if (position < ncc::kFirstListPosition || position > ncc::kLastListPosition) {
@@ -21,31 +18,41 @@ std::size_t ListIndex(int position) {
   return static_cast<std::size_t>(position - ncc::kFirstListPosition);
 }
 
-// Number of a list within the rows of its object; 0 are the folder's entries.
-std::uint8_t RowList(std::size_t index) { return static_cast<std::uint8_t>(index + 1); }
-constexpr std::uint8_t kPairRowList = 4;
+constexpr std::size_t kPairList = 3;  // after the id lists
 
 }  // namespace
 
-CHDBase& CHDBRecord::Base() const {
-  if (base_ == nullptr) throw StorageError("a record was used after it was removed or reloaded");
-  return *base_;
+ncc::ObjectOwner& CHDBRecord::Owner() const {
+  if (owner_ == nullptr || !has_record_) {
+    throw StorageError("a record was used after it was removed or reloaded");
+  }
+  return *owner_;
 }
+
+void CHDBRecord::TouchValues() { Owner().Touch({ncc::RowKind::kObject, number_}); }
+
+// Within the rows of an object list 0 are the folder's entries.
+void CHDBRecord::TouchChunk(std::size_t list, std::uint32_t position) {
+  Owner().Touch({ncc::RowKind::kChunk, number_, static_cast<std::uint8_t>(list + 1),
+                 position / ncc::kSlotsPerChunk});
+}
+
+// Values ----------------------------------------------------------------------------------------
 
 void CHDBRecord::SetData(std::string_view data) {
   if (data.size() > ncc::kMaxDataSize) throw StorageError("a data image has more than 80 bytes");
   if (data == Data()) return;
-  Base().TouchObject(*this);
+  TouchValues();
   PutData(data);
 }
 
 // The name stays what it is: when the new image begins with another one it is kept apart.
 void CHDBRecord::PutData(std::string_view data) {
-  const bool name_stays = !own_name_ && data.size() > name_size_ && data.starts_with(Name()) &&
+  const bool name_stays = !has_own_name_ && data.size() > name_size_ && data.starts_with(Name()) &&
                           data[name_size_] == '\0';
   const std::string name(name_stays ? std::string_view() : Name());
   std::memcpy(data_.data(), data.data(), data.size());
-  data_size_ = static_cast<std::uint8_t>(data.size());
+  data_size_ = static_cast<std::uint8_t>(data.size() & 0x7F);
   if (!name_stays) PutName(name);
 }
 
@@ -54,41 +61,47 @@ void CHDBRecord::PutName(std::string_view name) {
                                         data_[name.size()] == '\0');
   if (in_data) {
     name_size_ = static_cast<std::uint8_t>(name.size());
-    own_name_.reset();
+    has_own_name_ = 0;
   } else {
-    own_name_ = std::make_unique<std::string>(name);
+    MakeRarities().name = std::make_unique<std::string>(name);
+    has_own_name_ = 1;
   }
 }
 
 void CHDBRecord::SetName(std::string_view name) {
   if (name == Name()) return;
-  Base().TouchObject(*this);
-  Base().UnindexRecord(*this);
+  TouchValues();
+  Owner().Unindex(*this);
   PutName(name);
-  Base().IndexRecord(*this);
+  Owner().Index(*this);
 }
 
 void CHDBRecord::SetType(std::uint32_t type) {
   if (type == type_) return;
-  Base().TouchObject(*this);
-  Base().UnindexRecord(*this);
-  type_ = type;
-  Base().IndexRecord(*this);
+  if (type > std::numeric_limits<std::uint8_t>::max()) {
+    throw StorageError("a type code has more than 8 bits");
+  }
+  TouchValues();
+  Owner().Unindex(*this);
+  type_ = static_cast<std::uint8_t>(type);
+  Owner().Index(*this);
 }
 
+// Lists -----------------------------------------------------------------------------------------
+
 const ncc::IdList& CHDBRecord::List(int position) const {
-  const auto& list = lists_[ListIndex(position)];
-  return list ? *list : EmptyList();
+  static const ncc::IdList kEmpty;
+  const std::size_t index = ListIndex(position);
+  return rarities_ ? rarities_->id_lists[index] : kEmpty;
 }
 
 bool CHDBRecord::AddToList(int position, const TDBObjId& object) {
   const std::size_t index = ListIndex(position);
   const ncc::IdListElement element{object};
+  if (element.IsHole()) throw StorageError("an object of no space cannot be in a list");
   if (List(position).Find(element.Key()) != ncc::kNoPosition) return false;
-  auto& list = lists_[index];
-  if (!list) list = std::make_unique<ncc::IdList>();
-  Base().TouchChunk(number_, RowList(index), list->EndPosition());
-  list->Append(element);
+  TouchChunk(index, List(position).EndPosition());
+  MakeRarities().id_lists[index].Append(element);
   return true;
 }
 
@@ -96,31 +109,66 @@ bool CHDBRecord::RemoveFromList(int position, std::uint32_t number) {
   const std::size_t index = ListIndex(position);
   const std::uint32_t at = List(position).Find(number);
   if (at == ncc::kNoPosition) return false;
-  Base().TouchChunk(number_, RowList(index), at);
-  lists_[index]->Remove(at);
+  TouchChunk(index, at);
+  rarities_->id_lists[index].Remove(at);
   return true;
 }
 
-const ncc::PairList& CHDBRecord::Pairs() const {
-  static const ncc::PairList kEmpty;
-  return pairs_ ? *pairs_ : kEmpty;
-}
-
 void CHDBRecord::AppendPair(const ncc::PairValue& value) {
-  if (!pairs_) pairs_ = std::make_unique<ncc::PairList>();
-  Base().TouchChunk(number_, kPairRowList, pairs_->EndPosition());
-  pairs_->Append(value);
+  TouchChunk(kPairList, pairs_.EndPosition());
+  pairs_.Append(value);
 }
 
 void CHDBRecord::RemovePair(std::uint32_t at) {
-  Base().TouchChunk(number_, kPairRowList, at);
-  pairs_->Remove(at);
+  TouchChunk(kPairList, at);
+  pairs_.Remove(at);
 }
 
 void CHDBRecord::SetPairKind(std::uint32_t at, std::uint8_t kind) {
-  if (pairs_->At(at).kind == kind) return;
-  Base().TouchChunk(number_, kPairRowList, at);
-  pairs_->At(at).kind = kind;
+  if (pairs_.At(at).kind == kind) return;
+  TouchChunk(kPairList, at);
+  pairs_.At(at).kind = kind;
+}
+
+// The whole record ------------------------------------------------------------------------------
+
+void CHDBRecord::Create() {
+  CHDBFolder::Owner().Touch({ncc::RowKind::kObject, number_});
+  has_record_ = 1;
+}
+
+void CHDBRecord::Remove() {
+  TouchValues();
+  const auto drop = [this](auto& list, std::size_t index) {
+    list.ForEachChunk([&](std::uint32_t chunk) { TouchChunk(index, chunk * ncc::kSlotsPerChunk); });
+    list.Clear();
+  };
+  if (rarities_) {
+    for (std::size_t i = 0; i < kPairList; ++i) drop(rarities_->id_lists[i], i);
+  }
+  drop(pairs_, kPairList);
+  Owner().Unindex(*this);
+  has_record_ = 0;
+}
+
+void CHDBRecord::Restore(std::uint32_t type, std::string_view name, std::string_view data) {
+  if (data.size() > ncc::kMaxDataSize || type > std::numeric_limits<std::uint8_t>::max()) {
+    throw StorageError("database is damaged: object " + std::to_string(number_) +
+                       ": no object has such values");
+  }
+  PutData(data);
+  PutName(name);
+  type_ = static_cast<std::uint8_t>(type);
+  has_record_ = number_ != ncc::kRootNumber;
+}
+
+void CHDBRecord::AppendStored(int list, std::uint32_t chunk,
+                              std::span<const ncc::IdListElement> elements) {
+  MakeRarities().id_lists[ListIndex(list)].AppendChunk(chunk, elements);
+}
+
+void CHDBRecord::AppendStored(std::uint32_t chunk, std::span<const ncc::PairValue> values) {
+  pairs_.AppendChunk(chunk, values);
 }
 
 void CHDBList::Append(const CHDBVal& value) {
@@ -151,33 +199,20 @@ void CHDBList::Append(const CHDBVal& value) {
 }
 
 TRef<CHDBRecord> CHDBRecordManager::RecCreate(const TDBObjId& id) {
-  CHDBObject& object = base_.Object({ncc::kFolderSpace, id.number});
-  if (object.record.exists_) throw StorageError("record " + std::to_string(id.number) + " exists");
-  base_.TouchObject(object.record);
-  object.record.exists_ = true;
-  return base_.RecordRef(id.number);
+  const TRef<CHDBRecord> record = base_.OpenObject(id.number);
+  const std::string name = "record " + std::to_string(id.number);
+  if (record == nullptr) throw StorageError(name + " has no folder to stand on");
+  if (record->HasRecord()) throw StorageError(name + " exists");
+  record->Create();
+  return record;
 }
 
 TRef<CHDBRecord> CHDBRecordManager::RecOpen(const TDBObjId& id) {
-  if (base_.FindRecord(id.number) == nullptr) {
+  TRef<CHDBRecord> record = base_.OpenObject(id.number);
+  if (record == nullptr || !record->HasRecord()) {
     throw StorageError("record " + std::to_string(id.number) + " is missing");
   }
-  return base_.RecordRef(id.number);
+  return record;
 }
 
-void CHDBRecordManager::RecRemove(const TDBObjId& id) {
-  CHDBRecord& record = *RecOpen(id);
-  base_.TouchObject(record);
-  const auto drop = [&](auto& list, std::uint8_t row_list) {
-    if (!list) return;
-    for (const auto& chunk : list->Chunks()) {
-      base_.TouchChunk(id.number, row_list, chunk.number * ncc::kSlotsPerChunk);
-    }
-    list.reset();
-  };
-  for (std::size_t i = 0; i < record.lists_.size(); ++i) drop(record.lists_[i], RowList(i));
-  drop(record.pairs_, kPairRowList);
-  base_.UnindexRecord(record);
-  record.exists_ = false;
-  record.base_ = nullptr;
-}
+void CHDBRecordManager::RecRemove(const TDBObjId& id) { RecOpen(id)->Remove(); }

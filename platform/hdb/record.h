@@ -1,21 +1,14 @@
 // A record of the hierarchical database and the values that it holds.
 #pragma once
 
-#include "nccnet/records.h"
-#include "platform/hdb/ordered_list.h"
+#include "platform/hdb/folder.h"
 
-#include <array>
 #include <cstdint>
-#include <memory>
-#include <string>
+#include <span>
 #include <string_view>
-
-class CHDBase;
+#include <utility>
 
 namespace ncc {
-
-inline constexpr std::uint32_t kRecordSpace = 100;
-inline constexpr std::uint32_t kFolderSpace = 200;
 
 // Kinds of values.
 inline constexpr std::uint32_t kNumberValue = 0x30000000;
@@ -33,25 +26,6 @@ inline constexpr int kDataPosition = 0;
 inline constexpr int kFirstListPosition = 4;
 inline constexpr int kLastListPosition = 6;
 
-inline constexpr std::size_t kMaxDataSize = 80;
-
-// Element of an id list: the linked object's folder, searched by its number.
-struct IdListElement {
-  TDBObjId object;
-  std::uint64_t Key() const { return object.number; }
-};
-using IdList = OrderedList<IdListElement>;
-
-// A value behind the id lists: nine bytes, two numbers and a kind, searched by the numbers.
-struct PairValue {
-  std::uint32_t first = 0;
-  std::uint32_t second = 0;
-  std::uint8_t kind = 0;
-
-  std::uint64_t Key() const { return (std::uint64_t{first} << 32) | second; }
-};
-using PairList = OrderedList<PairValue>;
-
 }  // namespace ncc
 
 // One typed value on its way into a record.
@@ -62,22 +36,18 @@ struct CHDBVal {
   std::string_view bytes;    // kStringValue, kDataValue
 };
 
-// One record. Its values stand at fixed positions: 0 the data image (at most 80 bytes), 1 the
-// number of attribute 10, 2 the string of attribute 20, 3 the number of attribute 30, 4 to 6 the id
-// lists, and from 7 on any number of pair values. Each change goes into the running unit of work;
-// one that changes nothing does not. Every changing member throws ncc::StorageError when the record
-// or its base is gone.
-class CHDBRecord {
+// One record, on the folder of its number. Its values stand at fixed positions: 0 the data image
+// (at most 80 bytes), 1 the number of attribute 10, 2 the string of attribute 20, 3 the number of
+// attribute 30, 4 to 6 the id lists, and from 7 on any number of pair values. Each change goes into
+// the running unit of work; one that changes nothing does not. Every changing member throws
+// ncc::StorageError when the record or its base is gone.
+class CHDBRecord final : public CHDBFolder {
  public:
-  CHDBRecord(CHDBase* base, std::uint32_t number) : number_(number), base_(base) {}
-  CHDBRecord(const CHDBRecord&) = delete;
-  CHDBRecord& operator=(const CHDBRecord&) = delete;
-
-  TDBObjId Id() const { return {ncc::kRecordSpace, number_}; }
-  std::uint32_t Number() const { return number_; }
+  TDBObjId Id() const { return RecordId(); }
   std::string_view Data() const { return {data_.data(), data_size_}; }
   std::string_view Name() const {
-    return own_name_ ? std::string_view(*own_name_) : std::string_view(data_.data(), name_size_);
+    return has_own_name_ ? std::string_view(*rarities_->name)
+                         : std::string_view(data_.data(), name_size_);
   }
   std::uint32_t Type() const { return type_; }
 
@@ -93,34 +63,28 @@ class CHDBRecord {
   bool RemoveFromList(int position, std::uint32_t number);
 
   // The pair values, from position 7 of the record on.
-  const ncc::PairList& Pairs() const;
+  const ncc::PairList& Pairs() const { return pairs_; }
   void AppendPair(const ncc::PairValue& value);
   // `at` is a position in Pairs().
   void RemovePair(std::uint32_t at);
   void SetPairKind(std::uint32_t at, std::uint8_t kind);
 
- private:
-  friend class CHDBase;
-  friend class CHDBRecordManager;
-  friend class CHDBFolderManager;
+  // The folder gets an empty record, or loses the one that it has.
+  void Create();
+  void Remove();
 
-  CHDBase& Base() const;
+  // Reading what is stored. Throws ncc::StorageError for values that no record has.
+  void Restore(std::uint32_t type, std::string_view name, std::string_view data);
+  void AppendStored(int list, std::uint32_t chunk, std::span<const ncc::IdListElement> elements);
+  void AppendStored(std::uint32_t chunk, std::span<const ncc::PairValue> values);
+  using CHDBFolder::AppendStored;
+
+ private:
+  ncc::ObjectOwner& Owner() const;
+  void TouchValues();
+  void TouchChunk(std::size_t list, std::uint32_t position);
   void PutData(std::string_view data);
   void PutName(std::string_view name);
-
-  // What a look-up reads stands together at the front.
-  std::uint32_t number_;
-  std::uint32_t type_ = 0;
-  bool exists_ = false;  // the object has this record
-  std::uint8_t name_size_ = 0;
-  std::uint8_t data_size_ = 0;
-  std::array<char, ncc::kMaxDataSize> data_{};
-  std::unique_ptr<std::string> own_name_;  // null: the name is what the data image begins with
-  CHDBase* base_;                          // null once the record was removed or its base reloaded
-  std::uint32_t next_namesake_ = ncc::kNoPosition;  // records of one type and name form a chain
-  std::uint32_t previous_namesake_ = ncc::kNoPosition;
-  std::array<std::unique_ptr<ncc::IdList>, 3> lists_;  // null while empty
-  std::unique_ptr<ncc::PairList> pairs_;               // null while none was appended
 };
 
 // The value list of a record that is being written: values are appended in the order of their

@@ -5,7 +5,6 @@
 
 #include <array>
 #include <charconv>
-#include <optional>
 
 namespace ncc {
 namespace {
@@ -39,18 +38,19 @@ void PutString(std::string& out, const std::string& name) {
   out += '"';
 }
 
-template <class Chunk, class PutElement>
-std::string EncodeSlots(const Chunk& chunk, PutElement put) {
-  std::string out = "[";
-  for (std::size_t slot = 0; slot < chunk.slots.size(); ++slot) {
-    if (slot > 0) out += ',';
-    if ((chunk.live >> slot & 1) != 0) {
-      put(out, chunk.slots[slot]);
-    } else {
+// put(out, element, slot)
+template <class T, class PutElement>
+std::string EncodeSlots(std::span<const T> slots, PutElement put) {
+  std::string out;
+  for (std::uint32_t slot = 0; slot < slots.size(); ++slot) {
+    out += slot == 0 ? '[' : ',';
+    if (slots[slot].IsHole()) {
       out += "null";
+    } else {
+      put(out, slots[slot], slot);
     }
   }
-  out += ']';
+  if (!slots.empty()) out += ']';
   return out;
 }
 
@@ -118,35 +118,34 @@ class Reader {
   const char* end_;
 };
 
-template <class Chunk, class TakeElement>
-Chunk DecodeSlots(std::uint32_t number, std::string_view text, TakeElement take) {
-  Chunk chunk{number, 0, {}};
+template <class T, class TakeElement>
+void DecodeSlots(std::string_view text, Slots<T>& slots, TakeElement take) {
   Reader in(text);
+  bool is_empty = true;
   in.Take('[');
   do {
-    if (chunk.slots.size() == kSlotsPerChunk) Reader::Fail();
+    if (slots.IsFull()) Reader::Fail();
     if (in.TakeIf(std::string_view("null"))) {
-      chunk.slots.emplace_back();
+      slots.Append(T::Hole());
     } else {
-      chunk.live |= 1ULL << chunk.slots.size();
-      chunk.slots.push_back(take(in));
+      is_empty = false;
+      slots.Append(take(in));
     }
   } while (in.TakeIf(','));
   in.Take(']');
   in.End();
-  if (chunk.live == 0) Reader::Fail();
-  return chunk;
+  if (is_empty) Reader::Fail();
 }
 
-void PutEntry(std::string& out, const CHDBFolderEntry& entry) {
+void PutEntry(std::string& out, const CHDBFolderEntry& entry, const std::string* label) {
   out += '[';
   PutNumber(out, entry.Kind());
   out += ',';
   PutNumber(out, entry.Object().number);
   const bool other_space = entry.Object().space != ImpliedSpace(entry.Kind());
-  if (entry.Label() != nullptr) {
+  if (label != nullptr) {
     out += ',';
-    PutString(out, *entry.Label());
+    PutString(out, *label);
   } else if (other_space) {
     out += ",null";
   }
@@ -157,7 +156,7 @@ void PutEntry(std::string& out, const CHDBFolderEntry& entry) {
   out += ']';
 }
 
-CHDBFolderEntry TakeEntry(Reader& in) {
+CHDBFolderEntry TakeEntry(Reader& in, std::uint32_t slot, CHDBFolder::Labels& labels) {
   const char* const start = in.At();
   in.Take('[');
   const std::uint32_t kind = in.TakeNumber();
@@ -166,15 +165,14 @@ CHDBFolderEntry TakeEntry(Reader& in) {
   TDBObjId object{ImpliedSpace(static_cast<std::uint8_t>(kind)), in.TakeNumber()};
   if (in.TakeIf(']')) return {object, static_cast<std::uint8_t>(kind)};
   in.Take(',');
-  std::optional<std::string> label;
-  if (!in.TakeIf(std::string_view("null"))) label = in.TakeString();
+  const std::string* label = nullptr;
+  if (!in.TakeIf(std::string_view("null"))) label = &(labels[slot] = in.TakeString());
   if (in.TakeIf(',')) object.space = in.TakeNumber();
-  if (object.space > 0xFFFF) Reader::Fail();
+  if (object.space == 0 || object.space > 0xFFFF) Reader::Fail();
   in.Take(']');
-  CHDBFolderEntry entry = label ? CHDBFolderEntry(object, static_cast<std::uint8_t>(kind), *label)
-                                : CHDBFolderEntry(object, static_cast<std::uint8_t>(kind));
+  const CHDBFolderEntry entry(object, static_cast<std::uint8_t>(kind), label != nullptr);
   std::string again;
-  PutEntry(again, entry);
+  PutEntry(again, entry, label);
   if (again != std::string_view(start, static_cast<std::size_t>(in.At() - start))) Reader::Fail();
   return entry;
 }
@@ -186,7 +184,7 @@ IdListElement TakeId(Reader& in) {
   in.Take(',');
   element.object.number = in.TakeNumber();
   in.Take(']');
-  if (element.object.space == kFolderSpace) Reader::Fail();
+  if (element.object.space == kFolderSpace || element.IsHole()) Reader::Fail();
   return element;
 }
 
@@ -212,10 +210,15 @@ std::string DecodeName(std::string_view utf8) {
   return *std::move(name);
 }
 
-std::string EncodeChunk(const CHDBEntryList::Chunk& chunk) { return EncodeSlots(chunk, PutEntry); }
+std::string EncodeChunk(const CHDBFolder& folder, std::uint32_t chunk) {
+  return EncodeSlots(folder.Entries().SlotsOf(chunk),
+                     [&](std::string& out, const CHDBFolderEntry& entry, std::uint32_t slot) {
+                       PutEntry(out, entry, folder.Label(chunk * kSlotsPerChunk + slot));
+                     });
+}
 
-std::string EncodeChunk(const IdList::Chunk& chunk) {
-  return EncodeSlots(chunk, [](std::string& out, const IdListElement& element) {
+std::string EncodeChunk(const IdList& list, std::uint32_t chunk) {
+  const auto put = [](std::string& out, const IdListElement& element, std::uint32_t) {
     const bool other_space = element.object.space != kFolderSpace;
     if (other_space) {
       out += '[';
@@ -224,11 +227,12 @@ std::string EncodeChunk(const IdList::Chunk& chunk) {
     }
     PutNumber(out, element.object.number);
     if (other_space) out += ']';
-  });
+  };
+  return EncodeSlots(list.SlotsOf(chunk), put);
 }
 
-std::string EncodeChunk(const PairList::Chunk& chunk) {
-  return EncodeSlots(chunk, [](std::string& out, const PairValue& value) {
+std::string EncodeChunk(const PairList& list, std::uint32_t chunk) {
+  const auto put = [](std::string& out, const PairValue& value, std::uint32_t) {
     out += '[';
     PutNumber(out, value.first);
     out += ',';
@@ -236,7 +240,8 @@ std::string EncodeChunk(const PairList::Chunk& chunk) {
     out += ',';
     PutNumber(out, value.kind);
     out += ']';
-  });
+  };
+  return EncodeSlots(list.SlotsOf(chunk), put);
 }
 
 std::string EncodeDefinition(const CHDBDefinition& definition) {
@@ -249,16 +254,22 @@ std::string EncodeDefinition(const CHDBDefinition& definition) {
   return out + "]";
 }
 
-CHDBEntryList::Chunk DecodeEntryChunk(std::uint32_t number, std::string_view text) {
-  return DecodeSlots<CHDBEntryList::Chunk>(number, text, TakeEntry);
+EntrySlots DecodeEntries(std::string_view text) {
+  EntrySlots slots;
+  DecodeSlots(text, slots, [&](Reader& in) { return TakeEntry(in, slots.Size(), slots.labels); });
+  return slots;
 }
 
-IdList::Chunk DecodeIdChunk(std::uint32_t number, std::string_view text) {
-  return DecodeSlots<IdList::Chunk>(number, text, TakeId);
+Slots<IdListElement> DecodeIds(std::string_view text) {
+  Slots<IdListElement> slots;
+  DecodeSlots(text, slots, TakeId);
+  return slots;
 }
 
-PairList::Chunk DecodePairChunk(std::uint32_t number, std::string_view text) {
-  return DecodeSlots<PairList::Chunk>(number, text, TakePair);
+Slots<PairValue> DecodePairs(std::string_view text) {
+  Slots<PairValue> slots;
+  DecodeSlots(text, slots, TakePair);
+  return slots;
 }
 
 CHDBDefinition DecodeDefinition(std::string_view name, std::uint32_t what, std::string_view text) {

@@ -13,6 +13,9 @@
 #include "platform/hdb/folder.h"
 #include "platform/hdb/record.h"
 
+#include <array>
+#include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -20,17 +23,36 @@ struct CHDBDefinition;
 
 namespace ncc {
 
-std::string EncodeChunk(const CHDBEntryList::Chunk& chunk);
-std::string EncodeChunk(const IdList::Chunk& chunk);
-std::string EncodeChunk(const PairList::Chunk& chunk);
+// What stands in a chunk, T::Hole() for what was removed.
+template <class T>
+class Slots {
+ public:
+  bool IsFull() const { return size_ == slots_.size(); }
+  std::uint32_t Size() const { return size_; }
+  void Append(const T& element) { slots_[size_++] = element; }
+  std::span<const T> View() const { return {slots_.data(), size_}; }
+
+ private:
+  std::array<T, kSlotsPerChunk> slots_;
+  std::uint32_t size_ = 0;
+};
+
+struct EntrySlots : Slots<CHDBFolderEntry> {
+  CHDBFolder::Labels labels;
+};
+
+// Empty when no slot of the chunk holds an element.
+std::string EncodeChunk(const CHDBFolder& folder, std::uint32_t chunk);
+std::string EncodeChunk(const IdList& list, std::uint32_t chunk);
+std::string EncodeChunk(const PairList& list, std::uint32_t chunk);
 std::string EncodeDefinition(const CHDBDefinition& definition);
 
 // The readers throw StorageError for text that no encoder wrote. So a row that was read is written
 // again byte for byte, as the totals over all rows presume.
 std::string DecodeName(std::string_view utf8);
-CHDBEntryList::Chunk DecodeEntryChunk(std::uint32_t number, std::string_view text);
-IdList::Chunk DecodeIdChunk(std::uint32_t number, std::string_view text);
-PairList::Chunk DecodePairChunk(std::uint32_t number, std::string_view text);
+EntrySlots DecodeEntries(std::string_view text);
+Slots<IdListElement> DecodeIds(std::string_view text);
+Slots<PairValue> DecodePairs(std::string_view text);
 CHDBDefinition DecodeDefinition(std::string_view name, std::uint32_t what, std::string_view text);
 
 }  // namespace ncc

@@ -1,6 +1,7 @@
 // What changed since the outermost operation began, by the rows that it will be stored in.
 #pragma once
 
+#include "platform/hdb/flat_index.h"
 #include "platform/storage/engine.h"
 #include "platform/storage/row_sum.h"
 
@@ -12,7 +13,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -37,13 +37,23 @@ class UnitOfWork {
     if (HasFailed())
       throw StorageError(std::string("an earlier failure has stopped this batch: ") + Failure());
     ++touch_count_;
-    const auto [place, is_new] = before_.try_emplace(key);
-    if (!is_new) return;
+    const std::uint32_t hash = HashOf(key);
+    std::size_t& recent = recent_[hash % recent_.size()];
+    if (recent < rows_.size() && rows_[recent].key == key) return;
+    bool is_known = false;
+    index_.ForEach(hash, [&](std::uint32_t at) {
+      is_known = rows_[at].key == key;
+      if (is_known) recent = at;
+      return !is_known;
+    });
+    if (is_known) return;
+    std::optional<Row> before = encode_before();
+    rows_.push_back({key, before ? std::make_unique<Row>(std::move(*before)) : nullptr});
+    recent = rows_.size() - 1;
     try {
-      std::optional<Row> before = encode_before();
-      if (before) place->second = std::make_unique<Row>(std::move(*before));
+      index_.Insert(hash, static_cast<std::uint32_t>(recent));
     } catch (...) {
-      before_.erase(place);
+      rows_.pop_back();
       throw;
     }
   }
@@ -53,7 +63,7 @@ class UnitOfWork {
   void RefuseChanges(const char* why) { refusal_ = why; }
   bool RefusesChanges() const { return refusal_ != nullptr; }
 
-  bool HasChanges() const { return !before_.empty(); }
+  bool HasChanges() const { return !rows_.empty(); }
 
   // Keeps the beginning of the first reason; needs no memory.
   void Fail(std::string_view why) noexcept {
@@ -68,16 +78,13 @@ class UnitOfWork {
   // The rows that differ from what is stored, and the totals that they lead to from those before;
   // `encode_now` gives a row's present contents, or nothing when it is gone.
   template <class EncodeNow>
-  ChangeSet Collect(const RowTotals& totals_before, EncodeNow encode_now) const {
-    std::vector<std::pair<RowKey, const Row*>> rows;
-    rows.reserve(before_.size());
-    for (const auto& [key, before] : before_) rows.emplace_back(key, before.get());
-    std::sort(rows.begin(), rows.end(),
-              [](const auto& one, const auto& other) { return one.first < other.first; });
+  ChangeSet Collect(const RowTotals& totals_before, EncodeNow encode_now) {
+    std::sort(rows_.begin(), rows_.end(),
+              [](const Touched& one, const Touched& other) { return one.key < other.key; });
     ChangeSet changes;
     RowTotals& totals = changes.state.totals;
     totals = totals_before;
-    for (const auto& [key, before] : rows) {
+    for (const auto& [key, before] : rows_) {
       std::optional<Row> now = encode_now(key);
       if (before ? now == *before : !now) continue;
       if (before) TakeFrom(totals, SumOf(*before));
@@ -91,27 +98,36 @@ class UnitOfWork {
     return changes;
   }
 
+  // What a batch has left large is given away.
   void Clear() noexcept {
     failure_[0] = '\0';
-    // Clearing costs what the table has grown to: one that a batch has left large is given away.
-    if (before_.bucket_count() > 1024) {
-      decltype(before_)().swap(before_);
-    } else if (!before_.empty()) {
-      before_.clear();
+    if (rows_.size() > kMuch) {
+      decltype(rows_)().swap(rows_);
+      index_ = {};
+    } else {
+      rows_.clear();
+      index_.Clear();
     }
   }
 
  private:
-  struct KeyHash {
-    std::size_t operator()(const RowKey& key) const {
-      const auto head =
-          (static_cast<std::uint64_t>(key.kind) << 61) | (std::uint64_t{key.number} << 29);
-      return ((head | (std::uint64_t{key.list} << 26) | key.chunk) * 0x9E3779B97F4A7C15ULL) >> 16;
-    }
+  static constexpr std::size_t kMuch = 1024;
+
+  struct Touched {
+    RowKey key;
+    std::unique_ptr<Row> before;  // null: not stored yet
   };
 
-  std::unordered_map<RowKey, std::unique_ptr<Row>, KeyHash> before_;  // null: not stored yet
-  std::array<char, 256> failure_{};                                   // empty: none
+  static std::uint32_t HashOf(const RowKey& key) {
+    const auto head =
+        (static_cast<std::uint64_t>(key.kind) << 61) | (std::uint64_t{key.number} << 29);
+    return HashKey(head | (std::uint64_t{key.list} << 26) | key.chunk);
+  }
+
+  std::vector<Touched> rows_;
+  FlatIndex index_;                       // of the rows, by their keys
+  std::array<std::size_t, 32> recent_{};  // rows that were touched last: most are touched again
+  std::array<char, 256> failure_{};       // empty: none
   const char* refusal_ = nullptr;
   std::size_t touch_count_ = 0;
   int depth_ = 0;
