@@ -27,26 +27,22 @@ bool AppendLink(CHDBFolder& dep, const CHDBRecord& other, std::string_view name)
   return true;
 }
 
-// The items show the names as the caller spells them, or as the Deps themselves do.
-bool LinkDeps(const NetState& net, const TDBObjId& object1, const TDBObjId& object2,
-              const char* name1, const char* name2) {
-  const Entity dep1 = OpenEntity(net, object1, kTypeDep);
-  const Entity dep2 = OpenEntity(net, object2, kTypeDep);
-  const std::string shown1 = Spelled(net, *dep1.record, name1);
-  const std::string shown2 = Spelled(net, *dep2.record, name2);
-  const bool added1 = AppendLink(*dep1.folder, *dep2.record, shown2);
-  const bool added2 = AppendLink(*dep2.folder, *dep1.record, shown1);
-  return added1 || added2;
+// Links two Deps by items that show the names as the caller spells them, or else as they are.
+// Returns whether any was added.
+bool LinkDeps(const NetState& net, const EntityPair& deps, const char* name1, const char* name2) {
+  const auto& [one, other] = deps;
+  const std::string shown1 = Spelled(net, *one.record, name1);
+  const std::string shown2 = Spelled(net, *other.record, name2);
+  const bool is_added1 = AppendLink(*one.folder, *other.record, shown2);
+  const bool is_added2 = AppendLink(*other.folder, *one.record, shown1);
+  return is_added1 || is_added2;
 }
 
 bool UnlinkDeps(NetState& net, const ObjectKey& key1, const ObjectKey& key2) {
   return Run(net, [&] {
-    const TDBObjId object1 = Known(net, kTypeDep, key1);
-    const TDBObjId object2 = Known(net, kTypeDep, key2);
-    const Entity dep1 = OpenEntity(net, object1, kTypeDep);
-    const Entity dep2 = OpenEntity(net, object2, kTypeDep);
-    RemoveItem(*dep2.folder, dep1.Id());
-    RemoveItem(*dep1.folder, dep2.Id());
+    const auto [one, other] = OpenPair(net, kTypeDep, key1, kTypeDep, key2);
+    RemoveItem(*other.folder, one.Id());
+    RemoveItem(*one.folder, other.Id());
   });
 }
 
@@ -104,16 +100,15 @@ bool CNCCNet::GetDepInfo(TDBObjId& dep, CDepEntry& entry) {
 
 bool CNCCNet::LinkDepToDep(const char* name1, const char* name2) {
   return Run(*state_, [&] {
-    const TDBObjId dep1 = Known(*state_, kTypeDep, name1);
-    LinkDeps(*state_, dep1, Known(*state_, kTypeDep, name2), name1, name2);
+    LinkDeps(*state_, OpenPair(*state_, kTypeDep, name1, kTypeDep, name2), name1, name2);
   });
 }
 
 bool CNCCNet::LinkDepToDep(unsigned long id1, unsigned long id2, bool* changed) {
   bool added = false;
   const bool linked = Run(*state_, [&] {
-    const TDBObjId dep1 = Known(*state_, kTypeDep, id1);
-    added = LinkDeps(*state_, dep1, Known(*state_, kTypeDep, id2), nullptr, nullptr);
+    const EntityPair deps = OpenPair(*state_, kTypeDep, id1, kTypeDep, id2);
+    added = LinkDeps(*state_, deps, nullptr, nullptr);
   });
   if (linked && changed != nullptr) *changed = added;
   return linked;

@@ -75,21 +75,18 @@ bool CNCCNet::DeleteNNFromNGrp(unsigned long group, unsigned long node) {
 
 bool CNCCNet::LinkDepToNGrp(unsigned long group, unsigned long dep) {
   return Run(*state_, [&] {
-    const TDBObjId group_object = Known(*state_, kTypeNGrp, group);
-    const TDBObjId dep_object = Known(*state_, kTypeDep, dep);
-    const Entity group_entity = OpenEntity(*state_, group_object, kTypeNGrp);
-    const Entity dep_entity = OpenEntity(*state_, dep_object, kTypeDep);
-    auto entry = EntryOf<CDepEntry>(*dep_entity.record);
-    entry.ngrp_id = group_object.number;
-    ReplaceEntry(*dep_entity.record, entry);
-    Link(*group_entity.record, kDepsOfGroup, *dep_entity.record);
+    const auto [holder, held] = OpenPair(*state_, kTypeNGrp, group, kTypeDep, dep);
+    auto entry = EntryOf<CDepEntry>(*held.record);
+    entry.ngrp_id = holder.Number();
+    ReplaceEntry(*held.record, entry);
+    Link(*holder.record, kDepsOfGroup, *held.record);
   });
 }
 
 bool CNCCNet::DeleteDepFromNGrp(unsigned long group, unsigned long dep) {
   return Run(*state_, [&] {
-    const TDBObjId group_object = Known(*state_, kTypeNGrp, group);
-    UnlinkDepFromGroup(*state_, group_object, Known(*state_, kTypeDep, dep));
+    const auto [holder, held] = OpenPair(*state_, kTypeNGrp, group, kTypeDep, dep);
+    UnlinkDepFromGroup(*state_, holder, held);
   });
 }
 

@@ -21,6 +21,13 @@ const CHDBRecord& KnownRecord(NetState& net, std::uint8_t type, const ObjectKey&
   return RecordOf(net, std::get<TDBObjId>(key));
 }
 
+EntityPair OpenPair(NetState& net, std::uint8_t type, const ObjectKey& key, std::uint8_t other_type,
+                    const ObjectKey& other_key) {
+  const TDBObjId one = Known(net, type, key);
+  const TDBObjId other = Known(net, other_type, other_key);
+  return {OpenEntity(net, one, type), OpenEntity(net, other, other_type)};
+}
+
 bool IsNameTaken(NetState& net, std::uint8_t type, std::string_view name) {
   if (type == kTypeAP && net.callback != nullptr) {
     for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
@@ -42,7 +49,7 @@ void RefuseTakenName(NetState& net, std::uint8_t type, std::string_view name) {
                 std::string(KindName(type)) + " or this one");
 }
 
-std::uint32_t TakeId(NetState& net) {
+std::uint32_t AllocateId(NetState& net) {
   const std::uint32_t id = net.prefs.next_id;
   if (id == 0 || id >= kRootNumber - 1) throw Refusal("the network has used up its identifiers");
   if (net.base->FindRecord(id) != nullptr) {

@@ -30,6 +30,15 @@ inline TRef<CHDBFolder> KnownFolder(NetState& net, std::uint8_t type, const Obje
   return OpenFolder(net, Known(net, type, key).number);
 }
 
+// Two objects that an operation brings together: both are found before either is opened, since a
+// progress callback may run meanwhile.
+struct EntityPair {
+  Entity one;
+  Entity other;
+};
+EntityPair OpenPair(NetState& net, std::uint8_t type, const ObjectKey& key, std::uint8_t other_type,
+                    const ObjectKey& other_key);
+
 // Whether an object of this type, an AP included, has the name. Calls the progress callback for
 // APs server by server, and for servers item by item of the root folder.
 bool IsNameTaken(NetState& net, std::uint8_t type, std::string_view name);
@@ -38,7 +47,7 @@ void RefuseTakenName(NetState& net, std::uint8_t type, std::string_view name);
 
 // Takes the next identifier. Throws Refusal, before it is taken, when it is in use or they are used
 // up.
-std::uint32_t TakeId(NetState& net);
+std::uint32_t AllocateId(NetState& net);
 
 // The entry of a new object: name, identifier and type code, all else zero.
 template <class Entry>
@@ -47,7 +56,7 @@ Entry NewEntry(NetState& net, std::uint8_t type, const char* given) {
   Entry entry;
   std::memset(static_cast<void*>(&entry), 0, sizeof(entry));
   name.copy(entry.name, kMaxNameLength);
-  entry.id = TakeId(net);
+  entry.id = AllocateId(net);
   entry.type = type;
   return entry;
 }

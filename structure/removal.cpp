@@ -49,7 +49,7 @@ void RemoveObject(NetState& net, const TDBObjId& object) {
   if (entity.record->Type() == kTypeDep) UnlinkAllUsers(net, *entity.folder);
   if (entity.record->Type() == kTypeNGrp) {
     WalkIds(*entity.record, kDepsOfGroup,
-            [&](const TDBObjId& dep) { UnlinkDepFromGroup(net, object, dep); });
+            [&](const TDBObjId& dep) { UnlinkDepFromGroup(net, entity, OpenEntity(net, dep)); });
   }
   if (!net.base->HasFolder(object)) return;  // a progress callback has deleted it meanwhile
   DeleteAllLink(net, entity.folder);
@@ -105,19 +105,17 @@ void UnlinkAllUsers(NetState& net, CHDBFolder& dep) {
   }
 }
 
-void UnlinkDepFromGroup(const NetState& net, const TDBObjId& group, const TDBObjId& dep) {
-  const Entity group_entity = OpenEntity(net, group, kTypeNGrp);
-  FreeDep(net, group.number, dep);
-  Unlink(*group_entity.record, kDepsOfGroup, *OpenEntity(net, dep).record);
+void UnlinkDepFromGroup(const NetState& net, const Entity& group, const Entity& dep) {
+  FreeDep(net, group.Number(), dep);
+  Unlink(*group.record, kDepsOfGroup, *dep.record);
 }
 
-void FreeDep(const NetState& net, std::uint32_t group, const TDBObjId& dep) {
-  const Entity entity = OpenEntity(net, dep, kTypeDep);
-  auto entry = EntryOf<CDepEntry>(*entity.record);
+void FreeDep(const NetState& net, std::uint32_t group, const Entity& dep) {
+  auto entry = EntryOf<CDepEntry>(*dep.record);
   if (entry.ngrp_id == group) entry.ngrp_id = 0;
-  ReplaceEntry(*entity.record, entry);
-  WalkEntries(*entity.folder, [&](const CHDBFolderEntry& item, std::uint32_t) {
-    if (item.Kind() == kTypeAB) EndMembershipsOfDep(net, item.Object().number, dep.number);
+  ReplaceEntry(*dep.record, entry);
+  WalkEntries(*dep.folder, [&](const CHDBFolderEntry& item, std::uint32_t) {
+    if (item.Kind() == kTypeAB) EndMembershipsOfDep(net, item.Object().number, dep.Number());
     return true;
   });
 }
@@ -150,17 +148,17 @@ using namespace ncc;
 bool CNCCNet::DeleteRootEntry(const char* name, unsigned char type) {
   LockScope lock(state_->lock);
   TDBObjId object;
-  if (!GetRootEntry(name, type, object)) return false;
-  RemoveObject(*state_, object);
-  return true;
+  const bool found = GetRootEntry(name, type, object);
+  if (found) RemoveObject(*state_, object);
+  return found;
 }
 
 bool CNCCNet::DeleteRootEntry(unsigned long id, unsigned char type) {
   LockScope lock(state_->lock);
   TDBObjId object;
-  if (!GetRootEntry(id, type, object)) return false;
-  RemoveObject(*state_, object);
-  return true;
+  const bool found = GetRootEntry(id, type, object);
+  if (found) RemoveObject(*state_, object);
+  return found;
 }
 
 void CNCCNet::DeleteAllLink(TRef<CHDBFolder>& folder) {
@@ -190,5 +188,5 @@ void CNCCNet::DeleteNNFromNGrp(TRef<CHDBFolder>& group, TRef<CHDBFolder>& node) 
 
 void CNCCNet::DeleteDepFromNGrp(TRef<CHDBFolder>& group, TRef<CHDBFolder>& dep) {
   LockScope lock(state_->lock);
-  FreeDep(*state_, group->Number(), dep->Id());
+  FreeDep(*state_, group->Number(), OpenEntity(*state_, dep->Id()));
 }

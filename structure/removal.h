@@ -23,9 +23,9 @@ void RemoveItemsOf(CHDBFolder& folder, std::uint32_t object);
 void UnlinkUser(const NetState& net, CHDBFolder& dep, std::uint32_t user);
 void UnlinkAllUsers(NetState& net, CHDBFolder& dep);
 // Takes a Dep out of a node group.
-void UnlinkDepFromGroup(const NetState& net, const TDBObjId& group, const TDBObjId& dep);
+void UnlinkDepFromGroup(const NetState& net, const Entity& group, const Entity& dep);
 // Frees a Dep if this is its group, and ends all memberships of the Dep that its users have.
-void FreeDep(const NetState& net, std::uint32_t group, const TDBObjId& dep);
+void FreeDep(const NetState& net, std::uint32_t group, const Entity& dep);
 // Ends the memberships at a node of all users of a group's Deps.
 void EndGroupMemberships(NetState& net, std::uint32_t group, std::uint32_t node);
 void EndMembershipsOfDep(const NetState& net, std::uint32_t user, std::uint32_t dep);

@@ -15,20 +15,16 @@ namespace {
 
 bool LinkServers(NetState& net, const ObjectKey& key1, const ObjectKey& key2) {
   return Run(net, [&] {
-    const TDBObjId server1 = Known(net, kTypeServer, key1);
-    const TDBObjId server2 = Known(net, kTypeServer, key2);
-    if (server1 == server2) throw Refusal("a server cannot be linked to itself");
-    const Entity entity1 = OpenEntity(net, server1, kTypeServer);
-    Link(*entity1.record, kServerLinks, *OpenEntity(net, server2, kTypeServer).record);
+    const auto [one, other] = OpenPair(net, kTypeServer, key1, kTypeServer, key2);
+    if (one.Id() == other.Id()) throw Refusal("a server cannot be linked to itself");
+    Link(*one.record, kServerLinks, *other.record);
   });
 }
 
 bool UnlinkServers(NetState& net, const ObjectKey& key1, const ObjectKey& key2) {
   return Run(net, [&] {
-    const TDBObjId server1 = Known(net, kTypeServer, key1);
-    const TDBObjId server2 = Known(net, kTypeServer, key2);
-    const Entity entity1 = OpenEntity(net, server1, kTypeServer);
-    Unlink(*entity1.record, kServerLinks, *OpenEntity(net, server2, kTypeServer).record);
+    const auto [one, other] = OpenPair(net, kTypeServer, key1, kTypeServer, key2);
+    Unlink(*one.record, kServerLinks, *other.record);
   });
 }
 
