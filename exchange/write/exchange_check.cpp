@@ -10,7 +10,7 @@ using namespace ncc;
 
 namespace {
 
-std::string Named(const char* kind, std::uint32_t id) { return kind + Hex4(id); }
+std::string WithId(const char* kind, std::uint32_t id) { return kind + Hex4(id); }
 
 // That the file can be opened is all that can be said without the nodes.
 ReadResult ReadNothing(std::string_view /*text*/, unsigned long /*net*/, ImportedNet& /*into*/) {
@@ -61,14 +61,14 @@ class SetChecker {
   void CheckReferences() {
     for (const CNNEntry& ap : set_.aps.List()) {
       Expect(set_.servers.Find(ap.server_id) != nullptr, ExchangeFile::kNodes,
-             Named("AP ", ap.id) + " is attached to no server of the set");
+             WithId("AP ", ap.id) + " is attached to no server of the set");
     }
     for (const CDepEntry& dep : set_.deps.List()) {
       const bool is_known = dep.kind == kTypeNGrp ? set_.groups.Find(dep.ngrp_id) != nullptr
                             : dep.kind == kTypeAP ? set_.aps.Find(dep.ngrp_id) != nullptr
                                                   : set_.servers.Find(dep.ngrp_id) != nullptr;
       Expect(is_known, ExchangeFile::kDeps,
-             Named("Dep ", dep.id) + Named(": its home is not in the set: ", dep.ngrp_id));
+             WithId("Dep ", dep.id) + WithId(": its home is not in the set: ", dep.ngrp_id));
     }
     for (const auto& [user, memberships] : set_.user_links) {
       for (const CColAb& membership : memberships) {
@@ -82,7 +82,7 @@ class SetChecker {
     }
     for (const auto& [group, members] : set_.group_links) {
       Expect(set_.groups.Find(group) != nullptr, ExchangeFile::kNodeGroupLinks,
-             Named("node group ", group) + " is not in the set");
+             WithId("node group ", group) + " is not in the set");
       for (const GroupMember& member : members) {
         const auto expect =
             member.kind == kMemberDep ? &SetChecker::ExpectDep : &SetChecker::ExpectNode;
@@ -93,17 +93,17 @@ class SetChecker {
 
   void CheckDep(std::uint64_t net, std::uint32_t dep) {
     Expect(net != net_ || set_.deps.Find(dep) != nullptr, ExchangeFile::kDepLinks,
-           Named("Dep ", dep) + " is not in the set");
+           WithId("Dep ", dep) + " is not in the set");
   }
 
   // That what an object names is in the set.
   void ExpectDep(std::uint32_t dep, ExchangeFile file, const char* kind, std::uint32_t id) {
     Expect(set_.deps.Find(dep) != nullptr, file,
-           Named(kind, id) + Named(": not in the set: Dep ", dep));
+           WithId(kind, id) + WithId(": not in the set: Dep ", dep));
   }
   void ExpectNode(std::uint32_t node, ExchangeFile file, const char* kind, std::uint32_t id) {
     Expect(set_.nodes.Find(node) != nullptr, file,
-           Named(kind, id) + Named(": not in the set: node ", node));
+           WithId(kind, id) + WithId(": not in the set: node ", node));
   }
 
   void Expect(bool is_so, ExchangeFile file, const std::string& reason) {

@@ -9,15 +9,23 @@
 #include "exchange/write/own_network.h"
 #include "platform/text/bytes.h"
 
+#include <algorithm>
 #include <array>
+#include <initializer_list>
 #include <stdexcept>
+#include <string_view>
 
 using namespace ncc;
 
 namespace {
 
 // A letter that no reader looks at.
-constexpr char kNodeFlag = 'F';
+constexpr std::string_view kNodeFlag = "F";
+
+void AppendLine(std::string& text, std::initializer_list<std::string_view> fields) {
+  for (const std::string_view field : fields) text.append(field).append(" ");
+  text.back() = '\n';
+}
 
 class Composer {
  public:
@@ -30,43 +38,39 @@ class Composer {
 
   std::string Users() const {
     std::string text;
-    for (const OwnUser& user : own_.users) {
-      PutObject(text, user.entry.id);
-      text += ' ';
-      PutName(text, user.entry);
-      text += '\n';
-    }
+    for (const OwnUser& user : own_.users)
+      AppendLine(text, {Object(user.entry.id), Name(user.entry)});
     return text;
   }
 
   std::string Nodes() const {
     std::string text;
     for (const CNNEntry& server : own_.servers)
-      PutNode(text, server, 'S', server.id, server.number);
-    for (const CNNEntry& ap : own_.aps) PutNode(text, ap, 'A', ap.server_id, ap.number);
+      AppendNode(text, server, "S", server.id, server.number);
+    for (const CNNEntry& ap : own_.aps) AppendNode(text, ap, "A", ap.server_id, ap.number);
     for (const OwnGroup& group : own_.groups)
-      PutNode(text, group.entry, 'G', 0, group.entry.number);
+      AppendNode(text, group.entry, "G", 0, group.entry.number);
     return text;
   }
 
   std::string Applications() const {
     std::string text;
     for (const auto* nodes : {&own_.servers, &own_.aps}) {
-      for (const CNNEntry& node : *nodes) PutApplications(text, node);
+      for (const CNNEntry& node : *nodes) {
+        const char letter[] = {ApplicationLetter(node), '\0'};
+        for (std::size_t bit = 0; bit < kApplicationCodes.size(); ++bit) {
+          if ((node.flags >> bit & 1) != 0)
+            AppendLine(text, {Hex4(kApplicationCodes[bit]), Object(node.id), letter});
+        }
+      }
     }
     return text;
   }
 
   std::string Deps() const {
     std::string text;
-    for (const OwnDep& dep : own_.deps) {
-      PutName(text, dep.entry);
-      text += ' ';
-      PutObject(text, dep.entry.id);
-      text += ' ';
-      PutObject(text, dep.entry.ngrp_id);
-      text += " G\n";
-    }
+    for (const OwnDep& dep : own_.deps)
+      AppendLine(text, {Name(dep.entry), Object(dep.entry.id), Object(dep.entry.ngrp_id), "G"});
     return text;
   }
 
@@ -75,19 +79,20 @@ class Composer {
     std::string text;
     for (const OwnUser& user : own_.users) {
       const CColId primary = user.entry.primary;
-      const auto is_primary = [&](const CColId& id) {
-        return id.dep == primary.dep && id.node == primary.node;
+      const auto append = [&](const CColId& at) {
+        AppendLine(text, {Object(user.entry.id), Object(at.dep), Object(at.node), "P", "M"});
       };
       bool has_primary = false;
       for (const CColAb& membership : user.memberships) {
+        const CColId at = membership.id;
         if (membership.kind != 0) continue;
-        if (is_primary(membership.id)) {
+        if (at.dep == primary.dep && at.node == primary.node) {
           has_primary = true;
         } else {
-          PutUserLink(text, user.entry, membership.id);
+          append(at);
         }
       }
-      if (has_primary) PutUserLink(text, user.entry, primary);
+      if (has_primary) append(primary);
     }
     return text;
   }
@@ -95,12 +100,8 @@ class Composer {
   std::string DepLinks() const {
     std::string text;
     for (const OwnDep& dep : own_.deps) {
-      for (const CDepEntry& linked : dep.linked) {
-        PutObject(text, dep.entry.id);
-        text += ' ';
-        PutObject(text, linked.id);
-        text += '\n';
-      }
+      for (const CDepEntry& linked : dep.linked)
+        AppendLine(text, {Object(dep.entry.id), Object(linked.id)});
     }
     return text;
   }
@@ -108,60 +109,26 @@ class Composer {
   std::string GroupLinks() const {
     std::string text;
     for (const OwnGroup& group : own_.groups) {
-      for (const CNNEntry& node : group.nodes) PutMember(text, group.entry, node, 'A');
-      for (const CDepEntry& dep : group.deps) PutMember(text, group.entry, dep, 'G');
+      const std::string id = Object(group.entry.id);
+      for (const CNNEntry& node : group.nodes) AppendLine(text, {id, Object(node.id), "A1"});
+      for (const CDepEntry& dep : group.deps) AppendLine(text, {id, Object(dep.id), "G1"});
     }
     return text;
   }
 
  private:
-  void PutObject(std::string& text, std::uint32_t id) const {
-    AppendHex4(text, own_.net);
-    AppendHex4(text, id);
+  std::string Object(std::uint32_t id) const { return Hex4(own_.net) + Hex4(id); }
+
+  std::string Name(const CNCCEntry& entry) const {
+    std::string name = entry.name;
+    std::replace_if(name.begin(), name.end(), LineScanner::Separates, blank_);
+    return name;
   }
 
-  void PutName(std::string& text, const CNCCEntry& entry) const {
-    for (const char* at = entry.name; *at != '\0'; ++at)
-      text += LineScanner::Separates(*at) ? blank_ : *at;
-  }
-
-  void PutNode(std::string& text, const CNCCEntry& node, char kind, std::uint32_t key,
-               std::uint32_t number) const {
-    PutName(text, node);
-    text.append({' ', kNodeFlag, ' ', kind, ' '});
-    AppendHex4(text, 0);
-    PutObject(text, key);
-    AppendHex4(text, number);
-    text += ' ';
-    PutObject(text, node.id);
-    text += '\n';
-  }
-
-  void PutApplications(std::string& text, const CNNEntry& node) const {
-    for (std::size_t bit = 0; bit < kApplicationCodes.size(); ++bit) {
-      if ((node.flags >> bit & 1) == 0) continue;
-      AppendHex4(text, kApplicationCodes[bit]);
-      text += ' ';
-      PutObject(text, node.id);
-      text.append({' ', ApplicationLetter(node), '\n'});
-    }
-  }
-
-  void PutUserLink(std::string& text, const CABEntry& user, const CColId& membership) const {
-    PutObject(text, user.id);
-    text += ' ';
-    PutObject(text, membership.dep);
-    text += ' ';
-    PutObject(text, membership.node);
-    text += " P M\n";
-  }
-
-  void PutMember(std::string& text, const CNGrpEntry& group, const CNCCEntry& member,
-                 char kind) const {
-    PutObject(text, group.id);
-    text += ' ';
-    PutObject(text, member.id);
-    text.append({' ', kind, '1', '\n'});
+  void AppendNode(std::string& text, const CNCCEntry& node, std::string_view kind,
+                  std::uint32_t key, std::uint32_t number) const {
+    AppendLine(
+        text, {Name(node), kNodeFlag, kind, Hex4(0) + Object(key) + Hex4(number), Object(node.id)});
   }
 
   const OwnNetwork& own_;

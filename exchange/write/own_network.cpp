@@ -37,17 +37,20 @@ class StillNetwork {
   NCCCallback callback_;
 };
 
-// After a query: throws when it failed.
-void Require(CNCCNet& net) {
+// Runs a query, which gives its result; throws when it failed.
+template <class Query>
+auto Ask(CNCCNet& net, Query query) {
+  const auto result = query();
   const char* error = net.LastError();
   if (*error != '\0') throw std::runtime_error(error);
+  return result;
 }
 
 std::string_view NameOf(const CNCCEntry& entry) {
   return {entry.name, strnlen(entry.name, sizeof(entry.name))};
 }
 
-std::string Describe(const CNCCEntry& entry) {
+std::string KindNameAndId(const CNCCEntry& entry) {
   return std::string(KindName(entry.type)) + " \"" + std::string(NameOf(entry)) + "\" (" +
          Hex4(entry.id) + ")";
 }
@@ -68,7 +71,7 @@ class Omission {
 
   void Count(const CNCCEntry& entry, bool occurs) {
     if (!occurs) return;
-    if (count_++ == 0) first_ = Describe(entry);
+    if (count_++ == 0) first_ = KindNameAndId(entry);
   }
 
   void Report(CExchangeReport& report) const {
@@ -138,15 +141,15 @@ class Judge {
   }
 
   void ReportOmissions() const {
-    for (const Omission* one :
+    for (const Omission* omission :
          {&attributes_, &settings_, &values_, &servers_in_groups_, &memberships_, &repeated_}) {
-      one->Report(report_);
+      omission->Report(report_);
     }
   }
 
  private:
   void Refuse(const CNCCEntry& entry, const std::string& why) {
-    report_.refused.push_back(Describe(entry) + ": " + why);
+    report_.refused.push_back(KindNameAndId(entry) + ": " + why);
   }
 
   void JudgeHead(const CNCCEntry& entry) {
@@ -215,42 +218,36 @@ char ApplicationLetter(const CNNEntry& node) {
 OwnNetwork ReadOwnNetwork(CNCCNet& net) {
   const StillNetwork still(net);
   OwnNetwork own;
-  net.GetListServer(own.servers);
-  Require(net);
   own.net = net.Preferences()->net_number;
+  Ask(net, [&] { return net.GetListServer(own.servers); });
   std::list<CNNEntry> linked;
   for (const CNNEntry& server : own.servers) {
-    if (net.GetListLinkedSrv(server.id, linked) != 0) ++own.linked_servers;
-    Require(net);
+    if (Ask(net, [&] { return net.GetListLinkedSrv(server.id, linked); }) != 0)
+      ++own.linked_servers;
   }
-  net.GetListAP(own.aps);
-  Require(net);
+  Ask(net, [&] { return net.GetListAP(own.aps); });
   std::list<CABEntry> users;
-  net.GetListAB(users);
-  Require(net);
+  Ask(net, [&] { return net.GetListAB(users); });
   own.users.reserve(users.size());
-  for (const CABEntry& user : users) {
-    own.users.emplace_back().entry = user;
-    net.GetListAvailableColAb(user.id, own.users.back().memberships);
-    Require(net);
+  for (const CABEntry& entry : users) {
+    OwnUser& user = own.users.emplace_back();
+    user.entry = entry;
+    Ask(net, [&] { return net.GetListAvailableColAb(entry.id, user.memberships); });
   }
   std::list<CDepEntry> deps;
-  net.GetListDep(deps);
-  Require(net);
-  for (const CDepEntry& dep : deps) {
-    own.deps.emplace_back().entry = dep;
-    net.GetListLinkedDep(dep.id, own.deps.back().linked);
-    Require(net);
+  Ask(net, [&] { return net.GetListDep(deps); });
+  for (const CDepEntry& entry : deps) {
+    OwnDep& dep = own.deps.emplace_back();
+    dep.entry = entry;
+    Ask(net, [&] { return net.GetListLinkedDep(entry.id, dep.linked); });
   }
   std::list<CNGrpEntry> groups;
-  net.GetListNGrp(groups);
-  Require(net);
-  for (const CNGrpEntry& group : groups) {
-    own.groups.emplace_back().entry = group;
-    net.GetListNN(group.id, own.groups.back().nodes);
-    Require(net);
-    net.GetListDepFromNGrp(group.id, own.groups.back().deps);
-    Require(net);
+  Ask(net, [&] { return net.GetListNGrp(groups); });
+  for (const CNGrpEntry& entry : groups) {
+    OwnGroup& group = own.groups.emplace_back();
+    group.entry = entry;
+    Ask(net, [&] { return net.GetListNN(entry.id, group.nodes); });
+    Ask(net, [&] { return net.GetListDepFromNGrp(entry.id, group.deps); });
   }
   FindHomes(own);
   return own;

@@ -18,76 +18,49 @@ namespace ncc {
 namespace {
 
 enum class Folder { kMap, kMapHere, kDirectory, kRoot, kDatabase };
-enum class Naming { kPlain, kHex, kDecimal };
 
 struct PackedFile {
   Folder folder;
-  const char* stem;
-  Naming naming;
-  const char* extension;
+  const char* name;  // with the node's identifier: %d in decimal, %s in hexadecimal digits
 };
 
-constexpr PackedFile kFullServer[] = {{Folder::kMap, "node", Naming::kDecimal, ".map"},
-                                      {Folder::kMap, "node", Naming::kDecimal, ".reg"},
-                                      {Folder::kMap, "node", Naming::kDecimal, ".xnw"},
-                                      {Folder::kMap, "node", Naming::kDecimal, ".tun"},
-                                      {Folder::kMap, "apa", Naming::kHex, ".txt"},
-                                      {Folder::kMap, "apn", Naming::kHex, ".crg"},
-                                      {Folder::kMap, "apn", Naming::kHex, ".txt"},
-                                      {Folder::kRoot, "NMATRIX.DAT", Naming::kPlain, ""},
-                                      {Folder::kDatabase, "ipkeladr.doc", Naming::kPlain, ""}};
-constexpr PackedFile kFullAP[] = {{Folder::kDirectory, "N\\apn", Naming::kHex, ".txt"},
-                                  {Folder::kDirectory, "U\\apu", Naming::kHex, ".txt"},
-                                  {Folder::kDirectory, "A\\apa", Naming::kHex, ".txt"},
-                                  {Folder::kDirectory, "C\\apc", Naming::kHex, ".txt"},
-                                  {Folder::kDirectory, "L\\apl", Naming::kHex, ".txt"},
-                                  {Folder::kDirectory, "T\\node", Naming::kHex, ".tun"},
-                                  {Folder::kDirectory, "R\\apn", Naming::kHex, ".crc"},
-                                  {Folder::kDirectory, "R\\apn", Naming::kHex, ".crg"},
-                                  {Folder::kDatabase, "ipkeladr.doc", Naming::kPlain, ""}};
+constexpr PackedFile kFullServer[] = {
+    {Folder::kMap, "node%d.map"},       {Folder::kMap, "node%d.reg"},
+    {Folder::kMap, "node%d.xnw"},       {Folder::kMap, "node%d.tun"},
+    {Folder::kMap, "apa%s.txt"},        {Folder::kMap, "apn%s.crg"},
+    {Folder::kMap, "apn%s.txt"},        {Folder::kRoot, "NMATRIX.DAT"},
+    {Folder::kDatabase, "ipkeladr.doc"}};
+constexpr PackedFile kFullAP[] = {
+    {Folder::kDirectory, "N\\apn%s.txt"}, {Folder::kDirectory, "U\\apu%s.txt"},
+    {Folder::kDirectory, "A\\apa%s.txt"}, {Folder::kDirectory, "C\\apc%s.txt"},
+    {Folder::kDirectory, "L\\apl%s.txt"}, {Folder::kDirectory, "T\\node%s.tun"},
+    {Folder::kDirectory, "R\\apn%s.crc"}, {Folder::kDirectory, "R\\apn%s.crg"},
+    {Folder::kDatabase, "ipkeladr.doc"}};
 // Two of these are taken from "MAP\" of the current directory, whatever the MAP path is.
-constexpr PackedFile kShortServer[] = {{Folder::kMap, "node", Naming::kDecimal, ".map"},
-                                       {Folder::kMap, "node", Naming::kDecimal, ".reg"},
-                                       {Folder::kMap, "node", Naming::kDecimal, ".xnw"},
-                                       {Folder::kMapHere, "node", Naming::kDecimal, ".tun"},
-                                       {Folder::kRoot, "NMATRIX.DAT", Naming::kPlain, ""},
-                                       {Folder::kMap, "apa", Naming::kHex, ".txt"},
-                                       {Folder::kMap, "apn", Naming::kHex, ".crg"},
-                                       {Folder::kMapHere, "apn", Naming::kHex, ".txt"},
-                                       {Folder::kDatabase, "extnet.doc", Naming::kPlain, ""},
-                                       {Folder::kDatabase, "ipkeladr.doc", Naming::kPlain, ""}};
-constexpr PackedFile kShortAP[] = {{Folder::kDirectory, "A\\apa", Naming::kHex, ".txt"},
-                                   {Folder::kDirectory, "R\\apn", Naming::kHex, ".crc"},
-                                   {Folder::kDirectory, "R\\apn", Naming::kHex, ".crg"},
-                                   {Folder::kDirectory, "N\\apn", Naming::kHex, ".txt"},
-                                   {Folder::kDirectory, "U\\apu", Naming::kHex, ".txt"},
-                                   {Folder::kDatabase, "extnet.doc", Naming::kPlain, ""},
-                                   {Folder::kDatabase, "ipkeladr.doc", Naming::kPlain, ""}};
+constexpr PackedFile kShortServer[] = {
+    {Folder::kMap, "node%d.map"},      {Folder::kMap, "node%d.reg"},
+    {Folder::kMap, "node%d.xnw"},      {Folder::kMapHere, "node%d.tun"},
+    {Folder::kRoot, "NMATRIX.DAT"},    {Folder::kMap, "apa%s.txt"},
+    {Folder::kMap, "apn%s.crg"},       {Folder::kMapHere, "apn%s.txt"},
+    {Folder::kDatabase, "extnet.doc"}, {Folder::kDatabase, "ipkeladr.doc"}};
+constexpr PackedFile kShortAP[] = {
+    {Folder::kDirectory, "A\\apa%s.txt"}, {Folder::kDirectory, "R\\apn%s.crc"},
+    {Folder::kDirectory, "R\\apn%s.crg"}, {Folder::kDirectory, "N\\apn%s.txt"},
+    {Folder::kDirectory, "U\\apu%s.txt"}, {Folder::kDatabase, "extnet.doc"},
+    {Folder::kDatabase, "ipkeladr.doc"}};
 
 std::string PathOf(const NetState& net, const PackedFile& file, const std::string& root,
                    std::uint32_t node) {
-  std::string path;
-  switch (file.folder) {
-    case Folder::kMap:
-      path = net.map_path;
-      break;
-    case Folder::kMapHere:
-      path = "MAP\\";
-      break;
-    case Folder::kDirectory:
-      path = net.apdb_path;
-      break;
-    case Folder::kRoot:
-      path = root;
-      break;
-    case Folder::kDatabase:
-      path = net.db_path;
-      break;
-  }
-  path += file.stem;
-  if (file.naming == Naming::kHex) AppendHex4(path, node);
-  if (file.naming == Naming::kDecimal) path += std::to_string(node);
-  return path + file.extension;
+  static const std::string kHere = "MAP\\";
+  // In the order of Folder.
+  const std::string* const folders[] = {&net.map_path, &kHere, &net.apdb_path, &root, &net.db_path};
+  std::string path = *folders[static_cast<std::size_t>(file.folder)];
+  const std::string_view name(file.name);
+  const std::size_t place = name.find('%');
+  path.append(name, 0, place);
+  if (place == std::string_view::npos) return path;
+  path.append(name[place + 1] == 'd' ? std::to_string(node) : Hex4(node));
+  return path.append(name, place + 2);
 }
 
 void WritePackage(const NetState& net, const std::string& folder, std::uint32_t number,
