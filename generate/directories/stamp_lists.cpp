@@ -18,8 +18,7 @@ void WriteStampList(Generation& run, const std::string& path, std::uint32_t node
                     const std::vector<std::string>& files) {
   WriteFile(run.Net(), path, node, [&](OutputFile& list) {
     const StampKey key;
-    for (const std::string& file : files)
-      list.AppendText(StampLine(file, key.OfFile(ReadablePath(file))));
+    for (const std::string& file : files) list.AppendText(StampLine(file, key.OfFile(file)));
     list.AppendText(StampLine(path, StampSoFar(list, key)));
     list.Commit();
     RememberStampOf(list, key);
@@ -30,7 +29,7 @@ void WriteStampList(Generation& run, const std::string& path, std::uint32_t node
 // 0, and the last error says why, when it cannot be stamped.
 std::uint32_t StampOrZero(const char* path) noexcept {
   std::uint32_t stamp = 0;
-  Attempt([&] { stamp = StampKey().OfFile(ReadablePath(path)); });
+  Attempt([&] { stamp = StampKey().OfFile(path); });
   return stamp;
 }
 

@@ -85,9 +85,7 @@ int CUpdateManager::Write(const char* path) {
   return 1;
 }
 
-unsigned long CUpdateManager::GetImito(const char* path) {
-  return StampKey().OfFile(ReadablePath(path));
-}
+unsigned long CUpdateManager::GetImito(const char* path) { return StampKey().OfFile(path); }
 
 void CUpdateManager::WriteImito(unsigned long value, const char* path) {
   std::string record = JournalName(path);

@@ -151,7 +151,7 @@ void WriteRegistration(Generation& run, const std::string& prefix, std::uint32_t
     const StampKey key;
     const auto stamp_of = [&](const char* extension) {
       const std::string companion = prefix + ServerName(server, extension);
-      return StampDigits(key.OfFile(ReadablePath(companion, names))) + "\n";
+      return StampDigits(key.OfFile(companion, &names)) + "\n";
     };
     OutputCache& cache = OutputCache::Of(net);
     file.AppendText("TCPIP=1\nCCC=" + network + Hex4(cache.Role(net, kFlagNCC).id) +

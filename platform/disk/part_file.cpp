@@ -37,6 +37,13 @@ bool HasName(int file, const std::string& name) {
          info.st_dev == named.st_dev && info.st_ino == named.st_ino;
 }
 
+// Whether nobody has deleted a file of one name. Where the file system does not count names, the
+// name tells.
+bool IsStillThere(int file, const std::string& name) {
+  struct stat info {};
+  return fstat(file, &info) == 0 && (info.st_nlink > 0 || HasName(file, name));
+}
+
 // Deletes what a writer that has died left under the name. False when its writer lives, or it is
 // nothing that a writer leaves.
 bool DiscardLeftover(const std::string& name, const std::function<void()>& before = {}) {
@@ -61,7 +68,7 @@ PartFile::PartFile(std::string path) : path_(std::move(path)) {
     if (file.IsValid()) {
       // Before it was locked, somebody may have taken it for a leftover. Where there are no locks
       // nobody can.
-      if (TryLock(file.Get()) == EWOULDBLOCK || !HasName(file.Get(), name_)) continue;
+      if (TryLock(file.Get()) == EWOULDBLOCK || !IsStillThere(file.Get(), name_)) continue;
       file_ = std::move(file);
       return;
     }

@@ -87,11 +87,15 @@ StampKey::StampKey() {
 
 StampKey::Key::~Key() { explicit_bzero(bytes, sizeof(bytes)); }
 
-std::uint32_t StampKey::OfFile(const std::string& path) const {
-  const std::string native = NativePath(path);
+std::uint32_t StampKey::OfFile(const std::string& path, const FolderNames* names) const {
+  std::string native = NativePath(path);
   if (!problem_.empty()) throw FileError("file " + native + " cannot be stamped: " + problem_);
   if (!has_key_) return 0;
-  const std::optional<FileIdentity> file = FindFile(native);
+  std::optional<FileIdentity> file = FindFile(native);
+  if (!file) {
+    native = names != nullptr ? ReadablePath(path, *names) : ReadablePath(path);
+    file = FindFile(native);
+  }
   if (!file) return 0;
   if (identity_) {
     if (const auto known = Remembered().Find(*file, *identity_)) return *known;

@@ -27,10 +27,11 @@ class StampKey {
   StampKey(const StampKey&) = delete;
   StampKey& operator=(const StampKey&) = delete;
 
-  // The stamp of a file (either separator, this letter case): 0 when no key is configured or there
-  // is no such file. Throws FileError when the key or the file cannot be read. A file that was
-  // remembered and is untouched is not read again.
-  std::uint32_t OfFile(const std::string& path) const;
+  // The stamp of a file (either separator; when there is none of this name, one whose name differs
+  // in letter case alone): 0 when no key is configured or there is no such file. Throws FileError
+  // when the key or the file cannot be read. A file that was remembered and is untouched is not
+  // read again. `names` are those of its folder, for who asks for many that may be missing.
+  std::uint32_t OfFile(const std::string& path, const FolderNames* names = nullptr) const;
 
   // The stamp of bytes; nothing when the provider stamps files alone.
   std::optional<KnownStamp> OfBytes(std::string_view bytes) const;
