@@ -1,19 +1,17 @@
 #include "platform/disk/file_lock.h"
 
+#include "platform/disk/calls.h"
+#include "platform/disk/files.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <system_error>
 
 namespace ncc {
 namespace {
 
 constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
-
-[[noreturn]] void ThrowErrno(const std::string& file) {
-  throw std::system_error(errno, std::generic_category(), file);
-}
 
 // Belongs to the open file, not to the process: another object of this process is kept out, and
 // closing the file elsewhere takes nothing away.
@@ -29,15 +27,15 @@ Descriptor OpenLockFile(const std::string& file, bool& made) {
   constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW;
   Descriptor descriptor(::open(file.c_str(), kFlags));
   if (descriptor.IsValid()) return descriptor;
-  if (errno != ENOENT) ThrowErrno(file);
+  if (errno != ENOENT) ThrowFileError(file, "cannot be opened", errno);
   descriptor = Descriptor(::open(file.c_str(), kFlags | O_CREAT | O_EXCL, kOwnerOnly));
   if (!descriptor.IsValid()) {
-    if (errno != EEXIST) ThrowErrno(file);
+    if (errno != EEXIST) ThrowFileError(file, "cannot be opened", errno);
     return descriptor;
   }
   made = true;
   // A umask may have taken the owner's own rights away.
-  if (::fchmod(descriptor.Get(), kOwnerOnly) != 0) ThrowErrno(file);
+  if (::fchmod(descriptor.Get(), kOwnerOnly) != 0) ThrowFileError(file, "cannot be opened", errno);
   return descriptor;
 }
 
@@ -57,9 +55,9 @@ std::optional<FileLock> FileLock::TryAcquire(const std::string& file) {
     Descriptor descriptor = OpenLockFile(file, made);
     if (!descriptor.IsValid()) continue;
     struct flock lock = WholeFile(F_WRLCK);
-    while (::fcntl(descriptor.Get(), F_OFD_SETLK, &lock) != 0) {
+    if (Again([&] { return ::fcntl(descriptor.Get(), F_OFD_SETLK, &lock); }) != 0) {
       if (errno == EAGAIN || errno == EACCES) return std::nullopt;
-      if (errno != EINTR) ThrowErrno(file);
+      ThrowFileError(file, "cannot be locked", errno);
     }
     if (IsStillThere(file, descriptor.Get())) return FileLock(std::move(descriptor), made);
   }

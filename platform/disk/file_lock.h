@@ -13,7 +13,7 @@ namespace ncc {
 class FileLock {
  public:
   // Creates the file, readable by its owner alone, when it is missing. Nothing when the lock is
-  // held elsewhere, also by this process. Throws std::system_error when the file cannot be opened,
+  // held elsewhere, also by this process. Throws FileError when the file cannot be opened,
   // also when it is a symbolic link.
   static std::optional<FileLock> TryAcquire(const std::string& file);
 

@@ -1,5 +1,6 @@
 #include "platform/disk/files.h"
 
+#include "platform/disk/calls.h"
 #include "platform/disk/descriptor.h"
 #include "platform/disk/file_lock.h"
 #include "platform/disk/output_file.h"
@@ -19,14 +20,14 @@
 #include <ctime>
 #include <map>
 #include <memory>
-#include <system_error>
 #include <vector>
 
 namespace ncc {
 namespace {
 
 [[noreturn]] void ThrowFolderError(const std::string& folder, std::string_view what, int error) {
-  throw FileError("folder " + folder + " " + std::string(what) + ": " + std::strerror(error));
+  throw FileError("folder " + folder + " " + std::string(what) + ": " + std::strerror(error),
+                  error);
 }
 
 // Names of the entries of a folder that `wanted` takes; none when there is no such folder.
@@ -63,7 +64,7 @@ bool BelongsToOpenDatabase(const std::string& folder, std::string_view name) {
     if (access(lock.c_str(), F_OK) != 0) continue;
     try {
       if (!FileLock::TryAcquire(lock)) return true;
-    } catch (const std::system_error&) {
+    } catch (const FileError&) {
       return true;
     }
   }
@@ -75,8 +76,7 @@ std::uint64_t CopyByBuffer(int from, int to, std::uint64_t limit, const std::str
   std::uint64_t done = 0;
   while (done < limit) {
     const auto wanted = std::min<std::uint64_t>(buffer.size(), limit - done);
-    const ssize_t got = read(from, buffer.data(), wanted);
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got = ReadUpTo(from, buffer.data(), wanted);
     if (got < 0) ThrowFileError(path, "cannot be read", errno);
     if (got == 0) break;
     WriteAll(to, {buffer.data(), static_cast<std::size_t>(got)}, path);
@@ -125,7 +125,7 @@ bool IsSettled(const FileIdentity& file) noexcept {
 }
 
 void ThrowFileError(const std::string& path, std::string_view what, int error) {
-  throw FileError("file " + path + " " + std::string(what) + ": " + std::strerror(error));
+  throw FileError("file " + path + " " + std::string(what) + ": " + std::strerror(error), error);
 }
 
 void MakeFolders(std::string_view path) {
@@ -266,8 +266,7 @@ std::optional<SourceFile> OpenSource(const std::string& native_path) {
 
 void WriteAll(int descriptor, std::string_view bytes, const std::string& path) {
   while (!bytes.empty()) {
-    const ssize_t wrote = write(descriptor, bytes.data(), bytes.size());
-    if (wrote < 0 && errno == EINTR) continue;
+    const ssize_t wrote = Again([&] { return write(descriptor, bytes.data(), bytes.size()); });
     if (wrote < 0) ThrowFileError(path, "cannot be written", errno);
     bytes.remove_prefix(static_cast<std::size_t>(wrote));
   }
@@ -276,8 +275,8 @@ void WriteAll(int descriptor, std::string_view bytes, const std::string& path) {
 std::uint64_t AppendFile(int from, int to, std::uint64_t limit, const std::string& path) {
   std::uint64_t done = 0;
   while (done < limit) {
-    const ssize_t copied = copy_file_range(from, nullptr, to, nullptr, limit - done, 0);
-    if (copied < 0 && errno == EINTR) continue;
+    const ssize_t copied =
+        Again([&] { return copy_file_range(from, nullptr, to, nullptr, limit - done, 0); });
     if (copied < 0 && (errno == ENOSPC || errno == EDQUOT || errno == EFBIG))
       ThrowFileError(path, "cannot be written", errno);
     // Other file systems, other kinds of files: by hand. It also tells the end for certain.
@@ -325,15 +324,9 @@ std::optional<FileText> ReadWholeFile(std::string_view path) {
   if (info.st_size > kMaxSize) ThrowFileError(native, "is too long", EFBIG);
   const auto size = static_cast<std::size_t>(info.st_size);
   auto bytes = std::make_unique_for_overwrite<char[]>(size);
-  std::size_t done = 0;
-  while (done < size) {
-    const ssize_t got = read(file.Get(), bytes.get() + done, size - done);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return std::nullopt;
-    if (got == 0) break;
-    done += static_cast<std::size_t>(got);
-  }
-  return FileText(std::move(bytes), done);
+  const ssize_t got = ReadUpTo(file.Get(), bytes.get(), size);
+  if (got < 0) return std::nullopt;
+  return FileText(std::move(bytes), static_cast<std::size_t>(got));
 }
 
 void RequireReplaceable(const std::string& native_path) {

@@ -18,7 +18,13 @@ namespace ncc {
 
 class FileError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit FileError(const std::string& text, int cause = 0)
+      : std::runtime_error(text), cause_(cause) {}
+  // The system's number for what went wrong; 0 when it was not the system that failed.
+  int Cause() const { return cause_; }
+
+ private:
+  int cause_;
 };
 
 // "file x.txt cannot be written: No space left on device"

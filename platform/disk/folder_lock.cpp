@@ -1,5 +1,6 @@
 #include "platform/disk/folder_lock.h"
 
+#include "platform/disk/calls.h"
 #include "platform/disk/files.h"
 
 #include <cerrno>
@@ -17,8 +18,8 @@ FolderLock::FolderLock(const std::string& native_path)
   constexpr std::chrono::seconds kPatience(5);
   if (!folder_.IsValid()) ThrowFileError(native_path, "cannot be opened", errno);
   const auto end = std::chrono::steady_clock::now() + kPatience;
-  while (flock(folder_.Get(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) return;
+  while (Again([&] { return flock(folder_.Get(), LOCK_EX | LOCK_NB); }) != 0) {
+    if (errno != EWOULDBLOCK) return;
     if (std::chrono::steady_clock::now() > end)
       throw FileError("folder " + native_path + " is being written into by somebody else");
     std::this_thread::sleep_for(kPause);

@@ -1,9 +1,9 @@
 #include "platform/disk/journal_file.h"
 
+#include "platform/disk/calls.h"
 #include "platform/disk/descriptor.h"
 #include "platform/disk/files.h"
 
-#include <array>
 #include <cerrno>
 
 #include <fcntl.h>
@@ -33,10 +33,7 @@ void AppendToJournal(const std::string& file, std::string_view bytes) {
   struct stat info {};
   if (!journal.IsValid() || fstat(journal.Get(), &info) != 0)
     ThrowFileError(file, "cannot be opened", errno);
-  ssize_t wrote = -1;
-  do {
-    wrote = write(journal.Get(), bytes.data(), bytes.size());
-  } while (wrote < 0 && errno == EINTR);
+  const ssize_t wrote = Again([&] { return write(journal.Get(), bytes.data(), bytes.size()); });
   if (wrote == static_cast<ssize_t>(bytes.size())) return;
   const int error = wrote < 0 ? errno : ENOSPC;
   // A record that a full disk has cut would shift all that follow.
@@ -49,15 +46,11 @@ std::optional<std::string> ReadJournal(const std::string& file) {
   const Descriptor journal = OpenJournal(file, O_RDONLY);
   if (!journal.IsValid() && errno == ENOENT) return std::nullopt;
   if (!journal.IsValid()) ThrowFileError(file, "cannot be opened", errno);
-  std::string contents;
-  std::array<char, 1U << 16> buffer{};
-  for (;;) {
-    const ssize_t got = read(journal.Get(), buffer.data(), buffer.size());
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) ThrowFileError(file, "cannot be read", errno);
-    if (got == 0) return contents;
-    contents.append(buffer.data(), static_cast<std::size_t>(got));
-  }
+  std::string contents(IdentifyFile(journal.Get(), file).size, '\0');
+  const ssize_t got = ReadUpTo(journal.Get(), contents.data(), contents.size());
+  if (got < 0) ThrowFileError(file, "cannot be read", errno);
+  contents.resize(static_cast<std::size_t>(got));
+  return contents;
 }
 
 void RemoveJournal(const std::string& file) {

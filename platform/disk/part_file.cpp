@@ -1,5 +1,6 @@
 #include "platform/disk/part_file.h"
 
+#include "platform/disk/calls.h"
 #include "platform/disk/files.h"
 
 #include <cerrno>
@@ -24,10 +25,7 @@ std::string PartName(const std::string& path, int number) {
 
 // Locks the file, which is what shows that its writer lives. Returns 0, or the error.
 int TryLock(int file) {
-  while (flock(file, LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EINTR) return errno;
-  }
-  return 0;
+  return Again([&] { return flock(file, LOCK_EX | LOCK_NB); }) == 0 ? 0 : errno;
 }
 
 bool HasName(int file, const std::string& name) {

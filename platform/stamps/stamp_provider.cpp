@@ -1,6 +1,7 @@
 // The library's own stamps: the 32-bit MAC of RFC 5830 under a key from a file.
 #include "nccnet/stamp_provider.h"
 
+#include "platform/disk/calls.h"
 #include "platform/disk/descriptor.h"
 #include "platform/disk/files.h"
 #include "platform/disk/paths.h"
@@ -64,19 +65,6 @@ class Mac {
   bool ok_ = false;
 };
 
-// As many bytes as the buffer takes or the file has; nothing on a failure.
-ssize_t ReadBlock(int file, unsigned char* buffer, std::size_t size) {
-  std::size_t done = 0;
-  while (done < size) {
-    const ssize_t got = read(file, buffer + done, size - done);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return got;
-    if (got == 0) break;
-    done += static_cast<std::size_t>(got);
-  }
-  return static_cast<ssize_t>(done);
-}
-
 // Why a file cannot be the key; empty when it can.
 std::string ProblemOf(const struct stat& info) {
   if (!S_ISREG(info.st_mode)) return "is no plain file";
@@ -97,7 +85,7 @@ std::string ReadKey(const std::string& path, unsigned char key[kKeySize]) {
   if (!file.IsValid() || fstat(file.Get(), &info) != 0)
     return std::string("cannot be read: ") + std::strerror(errno);
   std::string problem = ProblemOf(info);
-  if (problem.empty() && ReadBlock(file.Get(), key, kKeySize) != kKeySize) {
+  if (problem.empty() && ncc::ReadUpTo(file.Get(), key, kKeySize) != kKeySize) {
     explicit_bzero(key, kKeySize);
     return "cannot be read";
   }
@@ -132,7 +120,7 @@ class MacProvider final : public CStampProvider {
     Mac mac(key);
     const auto buffer = std::make_unique<unsigned char[]>(kBlockSize);
     for (ssize_t got = kBlockSize; got == kBlockSize;) {
-      got = ReadBlock(file.Get(), buffer.get(), kBlockSize);
+      got = ncc::ReadUpTo(file.Get(), buffer.get(), kBlockSize);
       if (got < 0) return errno;
       mac.Add(buffer.get(), static_cast<std::size_t>(got));
     }

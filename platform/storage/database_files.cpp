@@ -1,5 +1,6 @@
 #include "platform/storage/database_files.h"
 
+#include "platform/disk/calls.h"
 #include "platform/disk/descriptor.h"
 #include "platform/disk/file_lock.h"
 #include "platform/disk/files.h"
@@ -11,7 +12,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -69,17 +69,11 @@ std::string Canonical(const std::string& folder) {
   return real ? std::string(real.get()) : std::string();
 }
 
-// As many bytes as the buffer takes or the file has.
-std::string_view ReadUpTo(int fd, char* buffer, std::size_t size, const std::string& file) {
-  std::size_t done = 0;
-  while (done < size) {
-    const ssize_t got = ::read(fd, buffer + done, size - done);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) Fail("cannot read", file);
-    if (got == 0) break;
-    done += static_cast<std::size_t>(got);
-  }
-  return {buffer, done};
+// As many bytes of the file as the text has, or the file.
+void ReadInto(std::string& bytes, int fd, const std::string& file) {
+  const ssize_t got = ReadUpTo(fd, bytes.data(), bytes.size());
+  if (got < 0) Fail("cannot read", file);
+  bytes.resize(static_cast<std::size_t>(got));
 }
 
 template <class Action>
@@ -121,7 +115,7 @@ void RemoveOrphanedLock(const std::string& data) {
     return;
   try {
     if (FileLock::TryAcquire(files.lock)) RemoveFile(files.lock);
-  } catch (const std::system_error&) {
+  } catch (const FileError&) {
     // It is not for this user to remove.
   }
 }
@@ -211,8 +205,9 @@ DataFileState InspectDataFile(const std::string& file) {
   if (::fstat(descriptor.Get(), &info) != 0) Fail("cannot read", file);
   CheckKindOfFile(file, info);
   if (info.st_size == 0) return DataFileState::kEmpty;
-  std::array<char, kDataHeadSize> buffer{};
-  CheckDataHead(file, ReadUpTo(descriptor.Get(), buffer.data(), buffer.size(), file));
+  std::string head(kDataHeadSize, '\0');
+  ReadInto(head, descriptor.Get(), file);
+  CheckDataHead(file, head);
   return DataFileState::kOurs;
 }
 
@@ -258,7 +253,7 @@ std::string ReadStart(const std::string& file, std::size_t size) {
   struct stat info {};
   if (!descriptor.IsValid() || ::fstat(descriptor.Get(), &info) != 0) Fail("cannot read", file);
   std::string bytes(std::min(size, static_cast<std::size_t>(info.st_size)), '\0');
-  bytes.resize(ReadUpTo(descriptor.Get(), bytes.data(), bytes.size(), file).size());
+  ReadInto(bytes, descriptor.Get(), file);
   return bytes;
 }
 

@@ -1,6 +1,7 @@
 #include "platform/storage/owner_lock.h"
 
 #include "platform/crc32c.h"
+#include "platform/disk/files.h"
 #include "platform/storage/database_files.h"
 #include "platform/token.h"
 
@@ -12,7 +13,6 @@
 #include <cinttypes>
 #include <cstdio>
 #include <ctime>
-#include <system_error>
 
 namespace ncc {
 namespace {
@@ -127,8 +127,8 @@ void RefuseThisProcess(const std::optional<Holder>& holder) {
 FileLock Acquire(const std::string& file) {
   try {
     if (auto lock = FileLock::TryAcquire(file)) return std::move(*lock);
-  } catch (const std::system_error& error) {
-    throw StorageError(DescribeFailure("cannot open or create", file, error.code().value()));
+  } catch (const FileError& error) {
+    throw StorageError(DescribeFailure("cannot open or create", file, error.Cause()));
   }
   RefuseHeld(file);
 }
