@@ -160,6 +160,21 @@ TEST_F(Nodes, TheNameTableIsWholeWhateverTheFlags) {
   EXPECT_EQ(net_.GetAPP(0x100000005), 0xFFFFFFFFU);
 }
 
+TEST_F(Nodes, AnIdentifierInUseFailsTheWholeOperation) {
+  const std::string before = Describe(net_);
+  const CNetPref kept = *net_.Preferences();
+  const auto revision = net_.GetRevision();
+  for (const std::uint32_t taken : {0U, 5U, 0xFFFFFFFEU, 0xFFFFFFFFU}) {
+    net_.Preferences()->next_id = taken;
+    EXPECT_EQ(net_.AddAP("B", "x", 0) + net_.AddServer("x", 0, 0), 0U) << taken;
+    EXPECT_STRNE(net_.LastError(), "") << taken;
+    EXPECT_EQ(net_.Preferences()->next_id, taken);
+    *net_.Preferences() = kept;
+  }
+  EXPECT_EQ(Describe(net_), before);
+  EXPECT_EQ(net_.GetRevision(), revision);
+}
+
 TEST_F(Nodes, LinkingAllDepsTakesNoLock) {
   ASSERT_TRUE(net_.CreateDep("Red") == 7 && net_.CreateDep("Green") == 8);
   std::promise<void> held, release;

@@ -1,0 +1,22 @@
+# Two nodes that know only each other, one alone, links to itself and twice, names of every kind,
+# a point that is no site, a node of no network, a network of one node, one behind another.
+graph [
+  node [ id 20 label "Hub" Network 'Star' ]
+  node [ id 7 label Hub Network Star graphics [ x 1 y 2 ] ]
+  node [ id 8 label "hub" Network Moon ]
+  node [ id 3 label "Ends &amp; &quot;quotes&quot;\" Network Star ]
+  node [ id 4 Network "Star" ]
+  node [ id 5 label "" Network "Star" ]
+  node [ id 9 label "Łódź Αθήνα Киев Þór" Network Star ]
+  node [ id 10 label "xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx" Network Star ]
+  node [ id 11 label "XXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXXX" Network Star ]
+  edge [ source 20 target 7 ] edge [ source 7 target 20 LinkSpeed "10" ]
+  edge [ source 20 target 20 ]
+  edge [ source 20 target 8 ] edge [ source 8 target 3 ] edge [ source 20 target 3 ]
+  edge [ source 5 target 4 ] edge [ source 10 target 8 ] edge [ source 11 target 8 ]
+  node [ id 30 label "North" Network "yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy" ] node [ id 31 label "South" Network "yyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyyy" ]
+  node [ id 32 label "Mast" ] node [ id 33 label "" Network Moon hyperedge 1 ]
+  edge [ source 30 target 31 ] edge [ source 31 target 20 ] edge [ source 33 target 30 ]
+  edge [ source 33 target 32 ] edge [ source 40 target 41 ] edge [ source 41 target 31 ]
+  node [ id 40 label "Field" Network Leaf ] node [ id 41 label "Gate" Network Leaf ]
+]
