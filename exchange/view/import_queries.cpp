@@ -123,10 +123,10 @@ int _CImportNet::GetNet() const { return static_cast<int>(state_->net); }
   int _CImportNet::LIST(std::list<ENTRY>& list) const {                               \
     return AppendAll(state_->TABLE.List(), list);                                     \
   }                                                                                   \
-  int _CImportNet::INFO(const char* name, ENTRY& entry) const {                       \
+  int _CImportNet::INFO(const char* name, std::list<ENTRY>::reference entry) const {  \
     return CopyFound(state_->TABLE, name, entry);                                     \
   }                                                                                   \
-  int _CImportNet::INFO(unsigned long id, ENTRY& entry) const {                       \
+  int _CImportNet::INFO(unsigned long id, std::list<ENTRY>::reference entry) const {  \
     return CopyFound(state_->TABLE, id, entry);                                       \
   }
 

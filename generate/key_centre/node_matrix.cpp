@@ -11,7 +11,6 @@
 #include "generate/output_cache.h"
 #include "platform/text/bytes.h"
 
-
 #include <algorithm>
 
 namespace ncc {
