@@ -2,9 +2,10 @@
 
 namespace ncc {
 
-std::uint32_t NameIndex::First(std::uint32_t type, std::string_view name) const {
+std::uint32_t NameIndex::First(std::uint32_t hash, std::uint32_t type,
+                               std::string_view name) const {
   std::uint32_t first = kNone;
-  table_.ForEach(HashFolded(name, type), [&](std::uint32_t number) {
+  table_.ForEach(hash, [&](std::uint32_t number) {
     const CHDBRecord& record = *objects_.Find(number);
     if (record.Type() != type || !EqualFolded(record.Name(), name)) return true;
     first = number;
@@ -15,9 +16,10 @@ std::uint32_t NameIndex::First(std::uint32_t type, std::string_view name) const 
 
 void NameIndex::Insert(const CHDBRecord& record) {
   const std::uint32_t number = record.Number();
-  const std::uint32_t first = First(record.Type(), record.Name());
+  const std::uint32_t hash = HashFolded(record.Name(), record.Type());
+  const std::uint32_t first = First(hash, record.Type(), record.Name());
   if (first == kNone) {
-    table_.Insert(HashFolded(record.Name(), record.Type()), number);
+    table_.Insert(hash, number);
     return;
   }
   const std::uint32_t second = Next(first);

@@ -25,7 +25,7 @@ class NameIndex {
   // Calls visit(record) for each record of this type and name, in no order, until it returns false.
   template <class Visit>
   void ForEach(std::uint32_t type, std::string_view name, Visit visit) const {
-    std::uint32_t number = First(type, name);
+    std::uint32_t number = First(HashFolded(name, type), type, name);
     while (number != kNone) {
       const std::uint32_t next = Next(number);
       if (!visit(static_cast<const CHDBRecord&>(*objects_.Find(number)))) return;
@@ -41,7 +41,7 @@ class NameIndex {
     std::uint32_t next = kNone;
   };
 
-  std::uint32_t First(std::uint32_t type, std::string_view name) const;
+  std::uint32_t First(std::uint32_t hash, std::uint32_t type, std::string_view name) const;
   std::uint32_t Next(std::uint32_t number) const {
     if (chains_.empty()) return kNone;
     const auto found = chains_.find(number);

@@ -12,6 +12,7 @@ namespace {
 // Commits overwrite a log of this size in place. It must take a little more than kCheckpointPages
 // pages with their frame heads, after which it starts anew.
 constexpr sqlite3_int64 kLogSize = 4 << 20;
+constexpr std::size_t kManyRows = 1000;
 constexpr const char* kCheckpointPages = "PRAGMA wal_autocheckpoint = 1000";
 
 // Sets the journal mode of the data file and says what it is then.
@@ -79,8 +80,13 @@ void Session::LetClosingFinish(bool finish) {
 StoredState Session::Load(const std::function<void(Row&&)>& row) {
   const StoredState state = ReadRows(db_, row);
   LetClosingFinish(true);
+  FreePages();
   return state;
 }
+
+// Who owns the session has all rows in memory: pages that were read or written together are hardly
+// wanted again.
+void Session::FreePages() { sqlite3_db_release_memory(db_.Handle()); }
 
 void Session::PrepareLog() {
   // A file that an administrator has converted or restored may be in another mode.
@@ -123,6 +129,7 @@ void Session::Commit(const ChangeSet& changes) {
     if (!log_ready_) PrepareLog();
     log_ready_ = true;
     writer_->Commit(changes);
+    if (changes.put.size() > kManyRows) FreePages();
     // Without room in the data file the mark has to wait for a later commit.
     if (!marked_) marked_ = MoveLogToData();
     LetClosingFinish(true);

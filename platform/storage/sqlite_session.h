@@ -53,6 +53,7 @@ class Session {
   };
 
   void SetUp();
+  void FreePages();
   void PrepareLog();
   void FillLog();
   void LetClosingFinish(bool finish);
