@@ -1,11 +1,13 @@
 // app list, set, nodes
 #include <memory>
+#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include "commands/command_line.h"
 #include "console/text.h"
+#include "network/applications.h"
 #include "network/changes.h"
 #include "network/object_writer.h"
 #include "network/reference.h"
@@ -43,6 +45,7 @@ int ListNames(Session& session) {
 }
 
 int List(Session& session, const Arguments& arguments) {
+  session.OnlyRead();
   if (arguments.node.empty()) return ListNames(session);
   const Object node = FindNode(session, arguments.node);
   if (session.IsJson()) {
@@ -93,6 +96,7 @@ int Set(Session& session, const Arguments& arguments) {
 }
 
 int ListNodes(Session& session, const Arguments& arguments) {
+  session.OnlyRead();
   const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
   std::vector<Object> nodes = session.Shown().ServersAndAps();
   std::erase_if(nodes, [&](const Object& node) {
@@ -108,16 +112,16 @@ void AddApplicationCommands(CommandLine& line) {
   CLI::App& group = line.AddGroup("app", "Applications of servers and APs");
   auto arguments = std::make_shared<Arguments>();
 
-  CLI::App& list = CommandLine::AddCommand(
+  CLI::App& list = line.AddCommand(
       group, "list", "List all applications with their bits, or those of one server or AP",
-      "app list\napp list Center");
+      "app list\napp list Center", arguments, List);
   list.add_option("NODE", arguments->node, "The server or AP: its name or id:NUMBER");
-  line.OnRun(list, [arguments](Session& session) { return List(session, *arguments); });
 
-  CLI::App& set = CommandLine::AddCommand(
+  CLI::App& set = line.AddCommand(
       group, "set", "Give a server or AP exactly these applications, or change single ones",
       "app set Center ncc mail 0x20000\napp set Center --add kc --remove mail\napp set Center "
-      "--none");
+      "--none",
+      arguments, Set);
   set.add_option("NODE", arguments->node, "The server or AP: its name or id:NUMBER")->required();
   set.add_option("APP", arguments->applications, "Names of applications, or masks as numbers");
   set.add_option("--add", arguments->added, "Add these, keep the others")
@@ -129,18 +133,16 @@ void AddApplicationCommands(CommandLine& line) {
   set.add_flag("--none", arguments->none, "Remove all");
   set.add_option("--settings", arguments->settings, "Set the settings byte too")
       ->check(CLI::Range(0, 255));
-  line.OnRun(set, [arguments](Session& session) { return Set(session, *arguments); });
 
   CLI::App& nodes =
-      CommandLine::AddCommand(group, "nodes", "List the servers and APs that have applications",
-                              "app nodes kc\napp nodes ncc kc --any");
+      line.AddCommand(group, "nodes", "List the servers and APs that have applications",
+                      "app nodes kc\napp nodes ncc kc --any", arguments, ListNodes);
   nodes.add_option("APP", arguments->applications, "Names of applications, or masks as numbers")
       ->required();
   CLI::Option* any =
       nodes.add_flag("--any", arguments->any, "Those that have at least one of them");
   nodes.add_flag("--all", arguments->all, "Those that have all of them; this is the default")
       ->excludes(any);
-  line.OnRun(nodes, [arguments](Session& session) { return ListNodes(session, *arguments); });
 }
 
 }  // namespace ncc::tool

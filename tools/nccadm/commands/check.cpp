@@ -2,11 +2,14 @@
 #include <algorithm>
 #include <list>
 #include <unordered_set>
+#include <utility>
 
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
+#include "console/failure.h"
 #include "console/text.h"
+#include "nccnet/records.h"
 #include "network/object_writer.h"
 #include "network/preferences.h"
 #include "network/view.h"
@@ -245,6 +248,7 @@ void Print(Output& out, const std::vector<Finding>& findings) {
 }
 
 int Check(Session& session) {
+  session.OnlyRead();
   CNCCNet& net = session.Net();
   std::vector<Finding> findings;
   for (const auto run : {CheckServers, CheckAps, CheckUsers, CheckDeps, CheckGroups}) {

@@ -1,7 +1,7 @@
 #include "commands/command_line.h"
 
+#include <exception>
 #include <map>
-#include <set>
 #include <sstream>
 #include <utility>
 
@@ -58,7 +58,7 @@ Failure UnknownCommand(const CLI::App& root, const Reached& reached, const std::
   collect(root, "nccadm");
   Nearest nearest(word, kMostNamed);
   for (const auto& [name, path] : paths) nearest.Offer(name);
-  std::vector<std::string> found = nearest.Take();
+  std::vector<std::string> found = nearest.Found();
   for (std::string& name : found) name = paths[name];
   return Failure(fmt::format("there is no command \"{} {}\"", reached.path, word),
                  fmt::format("{}'{} --help' lists the commands.", DidYouMean(found), reached.path),
@@ -75,7 +75,7 @@ std::string HintAbout(const std::string& word, const CLI::App& root, const Reach
       for (const std::string& name : option->get_lnames()) nearest.Offer("--" + name);
     }
   }
-  std::string hint = DidYouMean(nearest.Take());
+  std::string hint = DidYouMean(nearest.Found());
   if (!takes_names || !hint.empty()) return hint;
   return fmt::format("A name that begins with \"-\" stands behind \"--\", at the end: '{} -- {}'. ",
                      reached.path, word);
@@ -96,22 +96,6 @@ Failure UsageFailure(const CLI::App& root, const std::string& what) {
   }
   return Failure(what, fmt::format("{}'{} --help' shows the usage.", hint, reached.path),
                  kExitUsage);
-}
-
-// They show what is stored beside whoever owns the database; all others become its owner.
-bool OnlyReads(const std::string& path) {
-  static const std::set<std::string> kReaders = {"nccadm app nodes",
-                                                 "nccadm check",
-                                                 "nccadm dump",
-                                                 "nccadm exchange write",
-                                                 "nccadm export nodenames",
-                                                 "nccadm find",
-                                                 "nccadm info",
-                                                 "nccadm plan",
-                                                 "nccadm show",
-                                                 "nccadm tree"};
-  return kReaders.contains(path) || path.ends_with(" list") || path.ends_with(" show") ||
-         path.starts_with("nccadm generate ");
 }
 
 }  // namespace
@@ -182,7 +166,6 @@ int CommandLine::Parse(int argc, char** argv, bool& finished) {
 
 int CommandLine::RunAction() {
   Session session(options_, output_);
-  if (OnlyReads(ReachedFrom(app_).path)) session.OnlyRead();
   const int code = action_(session);
   output_.Finish();
   return code;

@@ -26,6 +26,16 @@ class CommandLine {
   static CLI::App& AddCommand(CLI::App& parent, const std::string& name,
                               const std::string& description, const std::string& examples);
 
+  // The same with an action that gets the arguments of its family.
+  template <class Arguments>
+  CLI::App& AddCommand(CLI::App& parent, const std::string& name, const std::string& description,
+                       const std::string& examples, const std::shared_ptr<Arguments>& arguments,
+                       int (*action)(Session&, const Arguments&)) {
+    CLI::App& command = AddCommand(parent, name, description, examples);
+    OnRun(command, [arguments, action](Session& session) { return action(session, *arguments); });
+    return command;
+  }
+
   // "--key FILE", for commands that make or test stamps.
   static CLI::Option* AddKeyOption(CLI::App& command, std::string& file);
 

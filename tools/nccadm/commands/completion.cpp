@@ -1,8 +1,11 @@
 // completion: a script for bash, made from the tree of commands itself
+#include <vector>
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include "commands/command_line.h"
+#include "console/failure.h"
 
 namespace ncc::tool {
 namespace {

@@ -2,10 +2,13 @@
 #include <filesystem>
 #include <limits>
 #include <memory>
+#include <system_error>
 
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
+#include "console/failure.h"
+#include "console/output.h"
 #include "console/text.h"
 #include "network/network.h"
 #include "network/view.h"
@@ -52,6 +55,7 @@ void PrintSection(Output& out, const Json& section) {
 }
 
 int ShowInfo(Session& session) {
+  session.OnlyRead();
   const Network network = LoadNetwork(session.Net());
   const Json info = InfoJson(session, network);
   Output& out = session.Out();
@@ -123,10 +127,9 @@ int Restore(Session& session, const std::string& copy) {
 
 void AddDatabaseCommands(CommandLine& line) {
   auto network = std::make_shared<std::string>();
-  CLI::App& init = CommandLine::AddCommand(line.Root(), "init", "Create a database",
-                                           "--db /srv/ncc/city init --network 0x1A");
+  CLI::App& init = line.AddCommand(line.Root(), "init", "Create a database",
+                                   "--db /srv/ncc/city init --network 0x1A", network, Init);
   init.add_option("--network", *network, "The number of the network")->required()->type_name("N");
-  line.OnRun(init, [network](Session& session) { return Init(session, *network); });
 
   CLI::App& info = CommandLine::AddCommand(
       line.Root(), "info", "Show the network number, the counters and the numbers of objects",
@@ -135,16 +138,14 @@ void AddDatabaseCommands(CommandLine& line) {
 
   auto file = std::make_shared<std::string>();
   CLI::App& backup =
-      CommandLine::AddCommand(line.Root(), "backup", "Write a consistent copy of the database",
-                              "--db /srv/ncc/city backup /var/backups/city.db");
+      line.AddCommand(line.Root(), "backup", "Write a consistent copy of the database",
+                      "--db /srv/ncc/city backup /var/backups/city.db", file, Backup);
   backup.add_option("FILE", *file, "The file for the copy")->required();
-  line.OnRun(backup, [file](Session& session) { return Backup(session, *file); });
 
-  CLI::App& restore = CommandLine::AddCommand(
+  CLI::App& restore = line.AddCommand(
       line.Root(), "restore", "Put a copy in the place of the database, which is kept beside it",
-      "--db /srv/ncc/city restore /var/backups/city.db");
+      "--db /srv/ncc/city restore /var/backups/city.db", file, Restore);
   restore.add_option("BACKUP", *file, "The copy, as backup writes it")->required();
-  line.OnRun(restore, [file](Session& session) { return Restore(session, *file); });
 }
 
 }  // namespace ncc::tool

@@ -1,8 +1,12 @@
 // dep add, rename, delete, list, show, link, unlink, link-all
+#include <cstddef>
+
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
 #include "commands/object_commands.h"
+#include "console/failure.h"
+#include "console/output.h"
 #include "console/terminal.h"
 #include "network/view.h"
 

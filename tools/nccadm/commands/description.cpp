@@ -4,9 +4,11 @@
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
+#include "console/failure.h"
 #include "console/text.h"
 #include "description/description.h"
 #include "files/files.h"
+#include "nccnet/netdb.h"
 #include "plan/file.h"
 #include "plan/run.h"
 #include "plan/view.h"
@@ -47,6 +49,7 @@ void SavePlan(Session& session, const Plan& plan, const std::string& file) {
 }
 
 int ShowPlan(Session& session, const Arguments& arguments) {
+  session.OnlyRead();
   session.Net();  // a missing database is told before the faults of the file
   const std::string text = ReadFile(arguments.file, kMaxPlanBytes);
   if (IsPlan(text)) {
@@ -92,18 +95,19 @@ int Apply(Session& session, const Arguments& arguments) {
   if (!arguments.force && !loss.empty()) {
     throw Failure(loss, "Look at it with 'nccadm plan'; add --force if it is meant.");
   }
-  Carry(session, plan);
+  CarryOut(session, plan);
   ReportDone(session, plan);
   if (const std::string kept = KeptOf(plan); !kept.empty()) session.Out().Say(kept);
   return kExitDone;
 }
 
 int Dump(Session& session, const std::string& file) {
+  session.OnlyRead();
   const Network network = LoadWholeNetwork(session.Net());
   std::vector<std::string> notes;
   const std::size_t objects = network.servers.size() + network.ApCount() + network.groups.size() +
                               network.deps.size() + network.users.size();
-  const Description description = Describe(network, notes);
+  const Description description = DescribeNetwork(network, notes);
   Output& out = session.Out();
   const std::string text = [&] {
     Progress progress(out, "Writing", objects);
@@ -143,37 +147,35 @@ void AddDescriptionCommands(CommandLine& line) {
     command.add_flag("--prune", arguments->prune, "Remove what the description does not have");
   };
 
-  CLI::App& plan = CommandLine::AddCommand(
+  CLI::App& plan = line.AddCommand(
       line.Root(), "plan",
       "Show what apply would add, change, move and remove, and change nothing; exit code 4 when "
       "there is anything",
-      "plan city.yaml\nplan city.yaml --prune --out city.plan");
+      "plan city.yaml\nplan city.yaml --prune --out city.plan", arguments, ShowPlan);
   plan.add_option("FILE", arguments->file, "The description; - for standard input")->required();
   add_prune(plan);
   plan.add_option("--out", arguments->out, "Keep the plan in this file, for apply")
       ->type_name("PLAN");
-  line.OnRun(plan, [arguments](Session& session) { return ShowPlan(session, *arguments); });
 
-  CLI::App& apply = CommandLine::AddCommand(
+  CLI::App& apply = line.AddCommand(
       line.Root(), "apply",
       "Bring the database to what a description file says, or carry out a plan: all of it or "
       "nothing",
       "apply city.yaml\napply city.yaml --prune\napply city.plan\n"
-      "dump | nccadm --db /srv/ncc/copy apply -");
+      "dump | nccadm --db /srv/ncc/copy apply -",
+      arguments, Apply);
   apply
       .add_option("FILE", arguments->file,
                   "The description, or a plan of this very revision; - for standard input")
       ->required();
   add_prune(apply);
   apply.add_flag("--force", arguments->force, "Remove even more than 30 % of a kind");
-  line.OnRun(apply, [arguments](Session& session) { return Apply(session, *arguments); });
 
   auto file = std::make_shared<std::string>();
-  CLI::App& dump = CommandLine::AddCommand(
-      line.Root(), "dump", "Write the description of the network, as apply reads it",
-      "dump city.yaml\ndump | less");
+  CLI::App& dump = line.AddCommand(line.Root(), "dump",
+                                   "Write the description of the network, as apply reads it",
+                                   "dump city.yaml\ndump | less", file, Dump);
   dump.add_option("FILE", *file, "The file; standard output when it is left out");
-  line.OnRun(dump, [file](Session& session) { return Dump(session, *file); });
 }
 
 }  // namespace ncc::tool

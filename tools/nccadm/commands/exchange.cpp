@@ -1,16 +1,23 @@
 // exchange ...
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <memory>
+#include <system_error>
+#include <utility>
 
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
 #include "commands/view.h"
+#include "console/failure.h"
+#include "console/output.h"
 #include "console/text.h"
 #include "nccnet/exchange_check.h"
 #include "nccnet/exchange_writer.h"
+#include "nccnet/netdb.h"
 #include "network/neighbour.h"
+#include "network/object.h"
 
 namespace ncc::tool {
 namespace {
@@ -50,7 +57,16 @@ std::string RequireBytes(const std::string& utf8, const char* option) {
   return *bytes;
 }
 
-Failure Refused(Session& session, const CExchangeReport& report) {
+bool HasBlankInName(View& view) {
+  return std::any_of(std::begin(kKinds), std::end(kKinds), [&view](Kind kind) {
+    const std::vector<Object> objects = view.All(kind);
+    return std::any_of(objects.begin(), objects.end(), [](const Object& object) {
+      return object.name.find_first_of(" \t\n\v\f\r") != std::string::npos;
+    });
+  });
+}
+
+Failure Refused(Session& session, const CExchangeReport& report, bool replaces_blanks) {
   std::vector<Problem> problems;
   for (const std::string& reason : report.refused) {
     if (!session.IsJson() && problems.size() == kMostShown) {
@@ -60,9 +76,7 @@ Failure Refused(Session& session, const CExchangeReport& report) {
     }
     problems.push_back({0, 0, Utf8FromReport(reason)});
   }
-  const bool has_blanks = std::any_of(
-      report.refused.begin(), report.refused.end(),
-      [](const std::string& reason) { return reason.ends_with("the name holds a blank"); });
+  const bool has_blanks = !replaces_blanks && HasBlankInName(session.Shown());
   return Failure("no set was written", session.DatabaseText(), std::move(problems),
                  has_blanks ? "Blanks in names can be written as another character: "
                               "--replace-blanks _"
@@ -76,6 +90,7 @@ void ConfirmReplacing(Session& session, const std::string& folder, std::uint32_t
 }
 
 int Write(Session& session, const WriteArguments& arguments) {
+  session.OnlyRead();
   const CExchangeGate gate{arguments.first, arguments.second,
                            RequireBytes(arguments.gate, "--name")};
   const std::string blank = RequireBytes(arguments.blank, "--replace-blanks");
@@ -88,7 +103,7 @@ int Write(Session& session, const WriteArguments& arguments) {
   const std::uint32_t network = session.Shown().Number();
   ConfirmReplacing(session, arguments.out, network);
   if (!WriteExchangeSet(net, arguments.out.c_str(), gate, report, options)) {
-    throw Refused(session, report);
+    throw Refused(session, report, !blank.empty());
   }
   Json not_carried = Json::array();
   for (const std::string& what : report.not_carried) {
@@ -213,10 +228,11 @@ int ShowNetwork(Session& session, const ReadArguments& arguments) {
 
 void AddWrite(CommandLine& line, CLI::App& group) {
   auto arguments = std::make_shared<WriteArguments>();
-  CLI::App& write = CommandLine::AddCommand(
+  CLI::App& write = line.AddCommand(
       group, "write", "Write the set of files that describes this network to its neighbours",
       "exchange write --out /srv/ncc/outgoing --name Center\n"
-      "exchange write --out /srv/ncc/outgoing --name Center --replace-blanks _");
+      "exchange write --out /srv/ncc/outgoing --name Center --replace-blanks _",
+      arguments, Write);
   write.add_option("--out", arguments->out, "The folder of the files; made when missing")
       ->type_name("DIR")
       ->required();
@@ -233,17 +249,15 @@ void AddWrite(CommandLine& line, CLI::App& group) {
       .add_option("--replace-blanks", arguments->blank,
                   "Stands for each blank in names, which the files cannot hold")
       ->type_name("C");
-  line.OnRun(write, [arguments](Session& session) { return Write(session, *arguments); });
 }
 
 CLI::App& AddReader(CommandLine& line, CLI::App& group, const char* name, const char* description,
                     const char* examples, const std::shared_ptr<ReadArguments>& arguments,
                     int (*run)(Session&, const ReadArguments&)) {
-  CLI::App& command = CommandLine::AddCommand(group, name, description, examples);
+  CLI::App& command = line.AddCommand(group, name, description, examples, arguments, run);
   command.add_option("--dir", arguments->folder, "The folder with the files of the networks")
       ->type_name("DIR")
       ->capture_default_str();
-  line.OnRun(command, [arguments, run](Session& session) { return run(session, *arguments); });
   return command;
 }
 

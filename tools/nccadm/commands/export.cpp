@@ -1,16 +1,19 @@
 // export nodenames
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
+#include "console/failure.h"
 #include "console/text.h"
 
 namespace ncc::tool {
 namespace {
 
 int ExportNodeNames(Session& session, const std::string& folder) {
+  session.OnlyRead();
   std::error_code error;
   if (!std::filesystem::is_directory(folder, error)) {
     throw Failure(fmt::format("there is no folder {}", folder),
@@ -32,13 +35,11 @@ int ExportNodeNames(Session& session, const std::string& folder) {
 void AddExportCommands(CommandLine& line) {
   CLI::App& group = line.AddGroup("export", "Single files made from the network");
   auto folder = std::make_shared<std::string>(".");
-  CLI::App& names =
-      CommandLine::AddCommand(group, "nodenames", "Write the node name file NODENAME.DOC",
-                              "export nodenames --out /srv/ncc/kc");
+  CLI::App& names = line.AddCommand(group, "nodenames", "Write the node name file NODENAME.DOC",
+                                    "export nodenames --out /srv/ncc/kc", folder, ExportNodeNames);
   names.add_option("--out", *folder, "The folder for the file")
       ->type_name("DIR")
       ->capture_default_str();
-  line.OnRun(names, [folder](Session& session) { return ExportNodeNames(session, *folder); });
 }
 
 }  // namespace ncc::tool

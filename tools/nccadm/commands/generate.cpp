@@ -7,11 +7,14 @@
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
+#include "console/failure.h"
+#include "console/output.h"
 #include "console/text.h"
 #include "files/generation.h"
 #include "files/generation_steps.h"
 #include "files/output_folder.h"
 #include "files/stamper.h"
+#include "nccnet/netdb.h"
 
 namespace ncc::tool {
 namespace {
@@ -163,6 +166,7 @@ bool ChooseKey(Output& out, const GenerateArguments& arguments, const fs::path& 
 }
 
 int Generate(Session& session, const std::string& what, const GenerateArguments& arguments) {
+  session.OnlyRead();
   session.FixDatabasePath();
   CNCCNet& net = session.Net();
   const GenerationPlan plan = PlanGeneration(session, what, arguments);

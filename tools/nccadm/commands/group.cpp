@@ -1,4 +1,6 @@
 // group add, rename, delete, list, show, add-node, remove-node, add-dep, remove-dep
+#include <utility>
+
 #include <fmt/format.h>
 
 #include "commands/command_line.h"

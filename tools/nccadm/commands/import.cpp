@@ -10,10 +10,15 @@
 
 #include "commands/command_line.h"
 #include "console/encoding.h"
+#include "console/failure.h"
 #include "console/nearest.h"
 #include "console/text.h"
 #include "description/csv.h"
+#include "description/description.h"
 #include "files/files.h"
+#include "network/applications.h"
+#include "network/network.h"
+#include "network/object.h"
 #include "plan/run.h"
 
 namespace ncc::tool {
@@ -367,7 +372,7 @@ int Import(Session& session, const Arguments& arguments) {
   Plan plan = PlanFor(session, description, network, false, source, problems);
   // A table does not claim to speak of the whole network.
   for (Tally& tally : plan.tallies) tally.kept = 0;
-  Carry(session, plan);
+  CarryOut(session, plan);
   ReportDone(session, plan);
   return kExitDone;
 }
@@ -376,11 +381,11 @@ int Import(Session& session, const Arguments& arguments) {
 
 void AddImportCommand(CommandLine& line) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App& command = CommandLine::AddCommand(
+  CLI::App& command = line.AddCommand(
       line.Root(), "import-csv",
       "Add users or APs from a table, or bring those that exist to what it says: all of it or "
       "nothing",
-      "import-csv users staff.csv\nimport-csv aps rooms.csv");
+      "import-csv users staff.csv\nimport-csv aps rooms.csv", arguments, Import);
   command.footer(
       "The first line names the columns, in any order; commas, semicolons or tabs part them.\n"
       "Users: name; deps, and nodes where the user is to be a member (* for every node of the\n"
@@ -401,7 +406,6 @@ void AddImportCommand(CommandLine& line) {
   command.add_option("--encoding", arguments->encoding,
                      "What the table was saved in: utf-8, cp1251, utf-16 or another that iconv "
                      "knows; by default its mark tells, and without one it is UTF-8");
-  line.OnRun(command, [arguments](Session& session) { return Import(session, *arguments); });
 }
 
 }  // namespace ncc::tool

@@ -3,10 +3,14 @@
 #include <filesystem>
 #include <list>
 #include <memory>
+#include <system_error>
+#include <utility>
 
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
+#include "console/failure.h"
+#include "console/output.h"
 #include "console/text.h"
 #include "files/byte_reader.h"
 #include "files/files.h"
@@ -42,7 +46,7 @@ std::vector<JournalRecord> ReadRecords(const std::string& folder) {
   ByteReader reader(file, bytes);
   std::vector<JournalRecord> records;
   while (reader.Left() > 0) {
-    const std::string_view name = reader.Take(kNameSize);
+    const std::string_view name = reader.Next(kNameSize);
     records.push_back({std::string(name.substr(0, name.find('\0'))), 0});
     records.back().stamp = reader.Number(4);
   }
@@ -147,11 +151,10 @@ void AddJournalCommands(CommandLine& line) {
   auto arguments = std::make_shared<JournalArguments>();
   const auto add = [&](const char* name, const char* description, const char* examples,
                        int (*run)(Session&, const JournalArguments&)) -> CLI::App& {
-    CLI::App& command = CommandLine::AddCommand(group, name, description, examples);
+    CLI::App& command = line.AddCommand(group, name, description, examples, arguments, run);
     command.add_option("--dir", arguments->folder, "The folder in which the journal lies")
         ->type_name("DIR")
         ->capture_default_str();
-    line.OnRun(command, [arguments, run](Session& session) { return run(session, *arguments); });
     return command;
   };
   add("list", "Show the records: file names and stamps, the newest last",

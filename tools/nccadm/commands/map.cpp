@@ -1,9 +1,12 @@
 // show-map
 #include <memory>
+#include <utility>
 
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
+#include "console/failure.h"
+#include "console/output.h"
 #include "console/text.h"
 #include "files/files.h"
 #include "files/routing_map.h"
@@ -85,10 +88,9 @@ int ShowMap(Session& session, const std::string& file) {
 void AddMapCommand(CommandLine& line) {
   auto file = std::make_shared<std::string>();
   CLI::App& show =
-      CommandLine::AddCommand(line.Root(), "show-map", "Show what a binary routing map says",
-                              "show-map MAP/node1.map\nshow-map MAP/node1.map --json");
+      line.AddCommand(line.Root(), "show-map", "Show what a binary routing map says",
+                      "show-map MAP/node1.map\nshow-map MAP/node1.map --json", file, ShowMap);
   show.add_option("FILE", *file, "The map")->required();
-  line.OnRun(show, [file](Session& session) { return ShowMap(session, *file); });
 }
 
 }  // namespace ncc::tool

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "console/text.h"
+#include "nccnet/netdb.h"
 #include "network/changes.h"
 #include "network/loss.h"
 #include "network/object_writer.h"
@@ -123,13 +124,14 @@ int DeleteObject(Session& session, Kind kind, const ObjectArguments& arguments) 
   }
   batch.Store();
   const std::string aps =
-      object.IsServer() ? " with " + CountOf(object.ap_count, Kind::kAp) : std::string();
+      object.IsServer() ? fmt::format(" with {}", CountOf(object.ap_count, Kind::kAp)) : "";
   session.Out().Say(fmt::format("Deleted the {} {}{}.", WordOf(kind), Quoted(object), aps));
   if (session.IsJson()) session.Out().Document(document);
   return kExitDone;
 }
 
 int ListObjects(Session& session, Kind kind, const ObjectArguments& arguments) {
+  session.OnlyRead();
   const std::uint32_t mask = session.Apps().ParseAll(arguments.applications);
   View& view = session.Shown();
   std::vector<Object> objects;
@@ -145,6 +147,7 @@ int ListObjects(Session& session, Kind kind, const ObjectArguments& arguments) {
 }
 
 int ShowObject(Session& session, Kind kind, const ObjectArguments& arguments) {
+  session.OnlyRead();
   ObjectWriter(session).Show(FindObject(session, kind, arguments.object));
   return kExitDone;
 }
@@ -193,7 +196,7 @@ ObjectFamily::ObjectFamily(CommandLine& line, Kind kind)
   const std::string key = KeyOf(kind);
   const std::string object = fmt::format("{} {}", ArticleOf(kind), WordOf(kind));
   AddAdding();
-  Add("rename", "Rename " + object,
+  Add("rename", fmt::format("Rename {}", object),
       fmt::format("{} rename {} {}", key, words.sample, words.new_name),
       [kind](auto& session, auto& all) { return RenameObject(session, kind, all); })
       .add_option("NAME", arguments_->other, "Its new name")
@@ -207,7 +210,7 @@ ObjectFamily::ObjectFamily(CommandLine& line, Kind kind)
       fmt::format("{} delete {} --yes", key, words.sample),
       [kind](auto& session, auto& all) { return DeleteObject(session, kind, all); });
   AddListing();
-  Add("show", fmt::format("Show one {}", WordOf(kind)), key + " show " + words.shown,
+  Add("show", fmt::format("Show one {}", WordOf(kind)), fmt::format("{} show {}", key, words.shown),
       [kind](auto& session, auto& all) { return ShowObject(session, kind, all); });
   if (words.linked != nullptr) AddLinking();
 }
@@ -243,7 +246,7 @@ void ObjectFamily::AddListing() {
                            : kind_ == Kind::kAp   ? "\nap list Center --app kc"
                                                   : "";
   CLI::App& list =
-      AddBare("list", FamilyWordsOf(kind_).listing, key + " list" + more,
+      AddBare("list", FamilyWordsOf(kind_).listing, fmt::format("{} list{}", key, more),
               [kind = kind_](auto& session, auto& all) { return ListObjects(session, kind, all); });
   if (kind_ == Kind::kAp) {
     list.add_option("SERVER", arguments_->other, "The server: its name or id:NUMBER");

@@ -2,11 +2,14 @@
 #include <filesystem>
 #include <memory>
 #include <set>
+#include <system_error>
 #include <unordered_map>
+#include <utility>
 
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
+#include "console/failure.h"
 #include "console/text.h"
 #include "files/files.h"
 #include "files/package.h"
@@ -118,7 +121,7 @@ std::set<std::string> CheckPackedStamps(const std::vector<PackedFile>& files,
     const StampFindings found = CheckStamps(packed.name, packed.contents, stamper, stamp_of);
     for (const StampProblem& problem : found.problems) {
       if (problem.fault == StampFault::kMissing) continue;
-      report.faults.push_back({packed.name, Describe(problem)});
+      report.faults.push_back({packed.name, TextOf(problem)});
     }
     std::set<std::string> right;
     for (const std::string& name : found.right) right.insert(FoldName(name));
@@ -201,9 +204,8 @@ void AddPackageCommands(CommandLine& line) {
   auto arguments = std::make_shared<PackageArguments>();
   const auto add = [&](const char* name, const char* description, const char* examples,
                        int (*run)(Session&, const PackageArguments&)) -> CLI::App& {
-    CLI::App& command = CommandLine::AddCommand(group, name, description, examples);
+    CLI::App& command = line.AddCommand(group, name, description, examples, arguments, run);
     command.add_option("FILE", arguments->file, "The package")->required();
-    line.OnRun(command, [arguments, run](Session& session) { return run(session, *arguments); });
     return command;
   };
   add("list", "Show the files in a package", "package list KC/AAA/001A0001.aaf", List);

@@ -1,10 +1,13 @@
 // keygen, stamp, verify-stamps
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
+#include "console/failure.h"
+#include "console/output.h"
 #include "console/text.h"
 #include "files/stamp_tree.h"
 #include "files/stamper.h"
@@ -75,7 +78,7 @@ int ReportFindings(Session& session, const std::string& folder, std::size_t hold
   } else {
     for (const Finding& finding : findings) {
       out.Line(
-          fmt::format("{}: {}", Printable(finding.holder), Printable(Describe(finding.problem))));
+          fmt::format("{}: {}", Printable(finding.holder), Printable(TextOf(finding.problem))));
     }
   }
   out.Say(fmt::format(
@@ -121,21 +124,19 @@ void AddStampCommands(CommandLine& line) {
   keygen.add_option("FILE", arguments->path, "The new file")->required();
   line.OnRun(keygen, [arguments](Session& session) { return MakeKey(session, arguments->path); });
 
-  CLI::App& stamp =
-      CommandLine::AddCommand(line.Root(), "stamp", "Print the stamp line of each file",
-                              "stamp MAP/node1.map MAP/node1.tun --key /etc/ncc/stamp.key");
+  CLI::App& stamp = line.AddCommand(line.Root(), "stamp", "Print the stamp line of each file",
+                                    "stamp MAP/node1.map MAP/node1.tun --key /etc/ncc/stamp.key",
+                                    arguments, Stamp);
   stamp.add_option("FILE", arguments->files, "The files")->required();
   CommandLine::AddKeyOption(stamp, arguments->key);
-  line.OnRun(stamp, [arguments](Session& session) { return Stamp(session, *arguments); });
 
-  CLI::App& verify = CommandLine::AddCommand(
+  CLI::App& verify = line.AddCommand(
       line.Root(), "verify-stamps",
       "Compute anew every stamp in the stamp lists, registrations and tunnels below a folder; "
       "exit code 3 when one is wrong",
-      "verify-stamps /srv/ncc/out\nverify-stamps /srv/ncc/out/MAP --json");
+      "verify-stamps /srv/ncc/out\nverify-stamps /srv/ncc/out/MAP --json", arguments, VerifyStamps);
   verify.add_option("DIR", arguments->path, "The folder")->required();
   CommandLine::AddKeyOption(verify, arguments->key);
-  line.OnRun(verify, [arguments](Session& session) { return VerifyStamps(session, *arguments); });
 }
 
 }  // namespace ncc::tool

@@ -6,6 +6,7 @@
 #include "commands/command_line.h"
 #include "commands/object_commands.h"
 #include "console/text.h"
+#include "nccnet/netdb.h"
 #include "network/changes.h"
 #include "network/loss.h"
 #include "network/object_writer.h"

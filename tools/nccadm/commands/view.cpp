@@ -40,6 +40,7 @@ std::vector<Object> AllObjects(View& view) {
 }  // namespace
 
 int ShowTree(Session& session, const TreeArguments& arguments) {
+  session.OnlyRead();
   const Kind kind = arguments.deps ? Kind::kDep : arguments.groups ? Kind::kGroup : Kind::kServer;
   std::vector<Object> objects;
   if (!arguments.server.empty()) {
@@ -68,6 +69,7 @@ void AddTreeOptions(CLI::App& command, TreeArguments& arguments) {
 }
 
 int FindObjects(Session& session, const std::string& text) {
+  session.OnlyRead();
   View& view = session.Shown();
   const auto bytes = BytesFromUtf8(text);
   const std::string pattern = bytes ? FoldForSearch(*bytes) : std::string();
@@ -81,6 +83,7 @@ int FindObjects(Session& session, const std::string& text) {
 }
 
 int ShowObject(Session& session, const std::string& text) {
+  session.OnlyRead();
   const Reference reference = ParseReference(text);
   View& view = session.Shown();
   const std::vector<Object> all = AllObjects(view);
@@ -105,26 +108,23 @@ int ShowObject(Session& session, const std::string& text) {
 
 void AddViewCommands(CommandLine& line) {
   auto arguments = std::make_shared<TreeArguments>();
-  CLI::App& tree = CommandLine::AddCommand(
+  CLI::App& tree = line.AddCommand(
       line.Root(), "tree", "Show the network as a tree",
-      "tree\ntree --depth 1\ntree --server Center\ntree --groups --depth 3");
+      "tree\ntree --depth 1\ntree --server Center\ntree --groups --depth 3", arguments, ShowTree);
   AddTreeOptions(tree, *arguments);
-  line.OnRun(tree, [arguments](Session& session) { return ShowTree(session, *arguments); });
 
   auto text = std::make_shared<std::string>();
-  CLI::App& find = CommandLine::AddCommand(
+  CLI::App& find = line.AddCommand(
       line.Root(), "find",
       "Find objects by a part of the name, a pattern with * and ?, an id or an address; "
       "exit code 1 when there is none",
-      "find ivan\nfind 'North*'\nfind id:12\nfind 001A000C");
+      "find ivan\nfind 'North*'\nfind id:12\nfind 001A000C", text, FindObjects);
   find.add_option("TEXT", *text, "What to look for")->required();
-  line.OnRun(find, [text](Session& session) { return FindObjects(session, *text); });
 
-  CLI::App& show = CommandLine::AddCommand(
-      line.Root(), "show", "Show all that is known about one object of whichever kind",
-      "show Ivanov\nshow id:12\nshow 001A000C");
+  CLI::App& show = line.AddCommand(line.Root(), "show",
+                                   "Show all that is known about one object of whichever kind",
+                                   "show Ivanov\nshow id:12\nshow 001A000C", text, ShowObject);
   show.add_option("OBJECT", *text, "Its name, id:NUMBER or its address")->required();
-  line.OnRun(show, [text](Session& session) { return ShowObject(session, *text); });
 }
 
 }  // namespace ncc::tool

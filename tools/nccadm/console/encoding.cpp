@@ -1,11 +1,11 @@
 #include "console/encoding.h"
 
-#include <iconv.h>
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
+
+#include <iconv.h>
 
 #include <fmt/format.h>
 

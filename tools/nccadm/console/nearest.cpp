@@ -71,7 +71,7 @@ void Nearest::Offer(const std::string& candidate) {
   if (found_.size() == most_) limit_ = found_.back().first;
 }
 
-std::vector<std::string> Nearest::Take() {
+std::vector<std::string> Nearest::Found() {
   std::vector<std::string> names;
   names.reserve(found_.size());
   for (auto& [distance, name] : found_) names.push_back(std::move(name));
@@ -82,7 +82,7 @@ std::vector<std::string> Nearest::Take() {
 std::string ClosestMatch(std::string_view text, const std::vector<std::string>& candidates) {
   Nearest nearest(text);
   for (const std::string& candidate : candidates) nearest.Offer(candidate);
-  const std::vector<std::string> found = nearest.Take();
+  const std::vector<std::string> found = nearest.Found();
   return found.empty() ? std::string() : found.front();
 }
 

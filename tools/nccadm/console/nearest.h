@@ -19,7 +19,7 @@ class Nearest {
   void Offer(const std::string& candidate);
 
   // The nearest first, as many as were wanted at most; none when none is near.
-  std::vector<std::string> Take();
+  std::vector<std::string> Found();
 
  private:
   bool SharesLetters(std::string_view folded) const;

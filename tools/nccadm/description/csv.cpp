@@ -1,6 +1,7 @@
 #include "description/csv.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "console/text.h"
 

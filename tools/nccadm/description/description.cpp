@@ -21,7 +21,9 @@ class Names {
  public:
   explicit Names(const char* word) : word_(word) {}
 
-  void Add(const std::string& name, std::uint32_t id, std::vector<std::string>& problems) {
+  void Add(const Object& object, std::vector<std::string>& problems) {
+    const std::string& name = object.name;
+    const std::uint32_t id = object.id;
     positions_.emplace(id, names_.size());
     names_.push_back(&name);
     const auto [first, added] = seen_.emplace(FoldName(name), id);
@@ -82,13 +84,12 @@ class Describer {
  private:
   void CollectNames() {
     for (const ServerView& server : network_.servers) {
-      servers_.Add(server.entry.name, server.entry.id, problems_);
-      for (const Object& ap : server.aps) aps_.Add(ap.name, ap.id, problems_);
+      servers_.Add(server.entry, problems_);
+      for (const Object& ap : server.aps) aps_.Add(ap, problems_);
     }
-    for (const auto& group : network_.groups)
-      groups_.Add(group.entry.name, group.entry.id, problems_);
-    for (const auto& dep : network_.deps) deps_.Add(dep.entry.name, dep.entry.id, problems_);
-    for (const auto& user : network_.users) users_.Add(user.entry.name, user.entry.id, problems_);
+    for (const GroupView& group : network_.groups) groups_.Add(group.entry, problems_);
+    for (const DepView& dep : network_.deps) deps_.Add(dep.entry, problems_);
+    for (const UserView& user : network_.users) users_.Add(user.entry, problems_);
   }
 
   Failure Failed() const {
@@ -117,9 +118,9 @@ class Describer {
   }
 
   // Links among the objects of one kind, at the objects where that gives each its own order.
-  template <class View, class One>
+  template <class View, class Part>
   static void DescribeLinks(const Names& names, const std::vector<View>& views, Ids View::*linked,
-                            std::vector<One>& objects, std::vector<NamePair>& pairs) {
+                            std::vector<Part>& objects, std::vector<NamePair>& pairs) {
     Neighbours links(views.size());
     for (std::size_t i = 0; i < links.size(); ++i) {
       for (const std::uint32_t id : views[i].*linked) {
@@ -293,7 +294,7 @@ class Describer {
 
 }  // namespace
 
-Description Describe(const Network& network, std::vector<std::string>& notes) {
+Description DescribeNetwork(const Network& network, std::vector<std::string>& notes) {
   return Describer(network, notes).Run();
 }
 

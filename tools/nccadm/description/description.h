@@ -104,7 +104,7 @@ Description ReadDescription(std::string_view text, const Applications& applicati
 // Describes a network so that an empty database made from the description gives the same
 // description. Throws Failure when names are not unique or cannot be written. What has to be left
 // out is told in `notes`.
-Description Describe(const Network& network, std::vector<std::string>& notes);
+Description DescribeNetwork(const Network& network, std::vector<std::string>& notes);
 
 // `after_each` is called for each object.
 std::string WriteDescription(const Description& description, const Applications& applications,

@@ -1,9 +1,10 @@
 #include "description/fields.h"
-#include "console/nearest.h"
 
 #include <algorithm>
 
 #include <fmt/ranges.h>
+
+#include "console/nearest.h"
 
 namespace ncc::tool {
 namespace {

@@ -1,5 +1,8 @@
 // The part of a description that is about node groups, Deps and users.
+#include <utility>
+
 #include "description/fields.h"
+#include "description/yaml_tree.h"
 
 namespace ncc::tool {
 namespace {
@@ -77,9 +80,9 @@ void ReadUser(FieldReader& reader, const YamlNode& node, UserDescription& user) 
        {"primary", [&](const YamlNode& n) { ReadPrimary(reader, n, user); }}});
 }
 
-template <class One>
-Field ListField(FieldReader& reader, const char* key, std::vector<One>& result,
-                void (*read)(FieldReader&, const YamlNode&, One&)) {
+template <class Part>
+Field ListField(FieldReader& reader, const char* key, std::vector<Part>& result,
+                void (*read)(FieldReader&, const YamlNode&, Part&)) {
   return {key, [&reader, key, &result, read](const YamlNode& node) {
             reader.ReadList(node, key, [&](const YamlNode& item) {
               read(reader, item, result.emplace_back());

@@ -1,4 +1,8 @@
+#include <utility>
+
 #include "description/fields.h"
+#include "description/yaml_tree.h"
+#include "network/applications.h"
 
 namespace ncc::tool {
 namespace {
@@ -39,18 +43,16 @@ class Reader {
     result.network_place = node.place;
   }
 
-  template <class Number>
-  Field NumberField(const char* key, std::optional<Number>& result) {
-    return {key, [this, key, &result](const YamlNode& n) { fields_.ReadNumber(n, key, result); }};
-  }
-
   void ReadPreferences(const YamlNode& node, PreferencesDescription& result) {
     if (node.kind == Form::kNull || !fields_.Expect(node, Form::kMap, "preferences")) return;
-    fields_.ReadMap(
-        node,
-        {NumberField("byte_12", result.byte_12), NumberField("node_settings", result.node_settings),
-         NumberField("value_14", result.value_14), NumberField("byte_18", result.byte_18),
-         NumberField("byte_19", result.byte_19), NumberField("value_20", result.value_20)});
+    std::vector<Field> fields;
+    VisitPreferences(
+        [&](const char* key, auto& value) {
+          fields.push_back(
+              {key, [this, key, &value](const YamlNode& n) { fields_.ReadNumber(n, key, value); }});
+        },
+        result);
+    fields_.ReadMap(node, fields);
   }
 
   void ReadServers(const YamlNode& node, std::vector<ServerDescription>& result) {

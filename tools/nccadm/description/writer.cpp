@@ -28,7 +28,7 @@ class Writer {
     WritePairs("dep_links", description.dep_links);
     WriteList("users", description.users);
     out_.End();
-    return out_.Take();
+    return out_.Finish();
   }
 
  private:

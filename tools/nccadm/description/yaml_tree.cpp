@@ -31,7 +31,7 @@ bool IsOpenTag(const yaml_char_t* tag) {
 
 class TreeBuilder {
  public:
-  void Take(const yaml_event_t& event) {
+  void Handle(const yaml_event_t& event) {
     const Place place = PlaceOf(event.start_mark);
     switch (event.type) {
       case YAML_DOCUMENT_START_EVENT:
@@ -132,7 +132,7 @@ class Parser {
       yaml_event_t event;
       if (yaml_parser_parse(&parser_, &event) == 0) Fail();
       const EventGuard guard{event};
-      builder.Take(event);
+      builder.Handle(event);
       at_end = event.type == YAML_STREAM_END_EVENT;
     }
     return builder.TakeRoot();
@@ -218,7 +218,7 @@ void ProblemList::Add(Place place, std::string what) {
   }
 }
 
-std::vector<Problem> ProblemList::Take() {
+std::vector<Problem> ProblemList::TakeSorted() {
   std::stable_sort(problems_.begin(), problems_.end(), [](const Problem& a, const Problem& b) {
     return std::tie(a.line, a.column) < std::tie(b.line, b.column);
   });

@@ -40,7 +40,7 @@ class ProblemList {
   bool IsFull() const { return problems_.size() == kMaxProblems; }
 
   // In the order of the text, with a last entry when some were left out.
-  std::vector<Problem> Take();
+  std::vector<Problem> TakeSorted();
 
  private:
   std::vector<Problem> problems_;

@@ -96,7 +96,7 @@ void YamlWriter::Text(std::string_view utf8) {
   Word(quoted += '"');
 }
 
-std::string YamlWriter::Take() {
+std::string YamlWriter::Finish() {
   out_ += '\n';
   return std::exchange(out_, {});
 }

@@ -2,6 +2,7 @@
 // values always give the same bytes.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,7 +26,7 @@ class YamlWriter {
   void Text(std::string_view utf8);
 
   // The document; the writer is empty then.
-  std::string Take();
+  std::string Finish();
 
  private:
   struct Open {

@@ -7,13 +7,13 @@
 namespace ncc::tool {
 
 std::uint32_t ByteReader::Number(std::size_t size) {
-  const std::string_view bytes = Take(size);
+  const std::string_view bytes = Next(size);
   std::uint32_t number = 0;
   for (std::size_t i = size; i-- > 0;) number = number << 8 | static_cast<unsigned char>(bytes[i]);
   return number;
 }
 
-std::string_view ByteReader::Take(std::size_t size) {
+std::string_view ByteReader::Next(std::size_t size) {
   if (size > Left()) {
     Fail(at_, fmt::format("{} bytes should follow, {} do", size, Left()));
   }

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace ncc::tool {
 
@@ -15,8 +16,8 @@ class ByteReader {
   ByteReader(std::string file, std::string_view bytes) : file_(std::move(file)), bytes_(bytes) {}
 
   std::uint32_t Number(std::size_t size);  // of up to 4 bytes
-  std::string_view Take(std::size_t size);
-  void Skip(std::size_t size) { Take(size); }
+  std::string_view Next(std::size_t size);
+  void Skip(std::size_t size) { Next(size); }
 
   std::size_t At() const { return at_; }
   std::size_t Left() const { return bytes_.size() - at_; }

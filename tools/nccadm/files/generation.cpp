@@ -50,7 +50,7 @@ std::string Generation::Label(std::uint32_t node) const {
   return found == names_.end() ? std::string() : found->second;
 }
 
-void Generation::Take(const CFileEvent& event, StepResult& result) {
+void Generation::Record(const CFileEvent& event, StepResult& result) {
   if (event.failure != nullptr) {
     failures_.push_back({NativePath(event.path), static_cast<std::uint32_t>(event.node),
                          NativePath(event.failure)});
@@ -83,7 +83,7 @@ void Generation::Run(const std::vector<GenerationStep>& steps) {
   StepResult* current = nullptr;
   const ObserverGuard guard(net_);
   net_.SetFileObserver([&](const CFileEvent& event) {
-    Take(event, *current);
+    Record(event, *current);
     bytes += event.bytes;
     progress.Reach(++done, Label(static_cast<std::uint32_t>(event.node)), bytes);
     if (interrupt.IsAsked()) net_.LockGen();

@@ -52,7 +52,7 @@ class Generation {
 
  private:
   void RunStep(const GenerationStep& step, StepResult& result);
-  void Take(const CFileEvent& event, StepResult& result);
+  void Record(const CFileEvent& event, StepResult& result);
   // How a file's node is shown in the little room behind the bar.
   std::string Label(std::uint32_t node) const;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <set>
+#include <system_error>
 #include <unordered_set>
 #include <utility>
 

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "files/files.h"
+#include "network/object.h"
 #include "network/reference.h"
 
 namespace ncc::tool {

@@ -3,8 +3,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <set>
 #include <sstream>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -74,10 +76,10 @@ void Exchange(const fs::path& fresh, const fs::path& live, const fs::path& aside
   Rename(fresh, live);
 }
 
-// Calls one(folder of the old tree, its place in the new tree) for each folder that is in the old
+// Calls visit(folder of the old tree, its place in the new tree) for each folder that is in the old
 // one alone.
-template <class One>
-void ForEachStranger(const fs::path& old, const fs::path& fresh, const One& one) {
+template <class Visit>
+void ForEachStranger(const fs::path& old, const fs::path& fresh, const Visit& visit) {
   if (!IsFolder(old)) return;
   std::vector<fs::path> folders;
   for (const auto& entry : fs::directory_iterator(old)) {
@@ -86,24 +88,24 @@ void ForEachStranger(const fs::path& old, const fs::path& fresh, const One& one)
   for (const fs::path& folder : folders) {
     const fs::path place = fresh / folder.filename();
     if (IsFolder(place)) {
-      ForEachStranger(folder, place, one);
+      ForEachStranger(folder, place, visit);
     } else {
-      one(folder, place);
+      visit(folder, place);
     }
   }
 }
 
 // What each file or folder below `from` is called below `to`, folders before what is in them. Links
 // are left out.
-template <class One>
-void ForEachStaged(const fs::path& from, const fs::path& to, const One& one) {
+template <class Visit>
+void ForEachStaged(const fs::path& from, const fs::path& to, const Visit& visit) {
   std::vector<fs::path> entries;
   for (const auto& entry : fs::directory_iterator(from)) entries.push_back(entry.path());
   for (const fs::path& entry : entries) {
     const fs::path place = to / entry.filename();
     if (fs::is_symlink(entry)) continue;
-    one(entry, place);
-    if (IsFolder(entry)) ForEachStaged(entry, place, one);
+    visit(entry, place);
+    if (IsFolder(entry)) ForEachStaged(entry, place, visit);
   }
 }
 

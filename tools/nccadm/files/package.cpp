@@ -16,10 +16,10 @@ std::vector<PackedFile> ReadPackage(const std::string& file, std::string_view by
     PackedFile& packed = files.emplace_back();
     packed.at = reader.At();
     const std::size_t length = reader.Number(4);
-    packed.name = reader.Take(kNameColumns);
+    packed.name = reader.Next(kNameColumns);
     if (reader.Number(1) != 0) reader.Fail(packed.at, "the name does not end in a zero");
     packed.name.erase(packed.name.find_last_not_of(' ') + 1);
-    packed.contents = reader.Take(length);
+    packed.contents = reader.Next(length);
   }
   return files;
 }

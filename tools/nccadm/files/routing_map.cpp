@@ -22,7 +22,7 @@ struct MapHead {
 };
 
 MapHead ReadHead(const std::string& file, ByteReader& reader) {
-  if (reader.Left() < kMagic.size() || reader.Take(kMagic.size()) != kMagic) {
+  if (reader.Left() < kMagic.size() || reader.Next(kMagic.size()) != kMagic) {
     throw Failure(fmt::format("{} is no routing map: it does not begin with {}", file, kMagic));
   }
   if (const std::uint32_t version = reader.Number(4); version != kVersion) {
@@ -49,13 +49,13 @@ MapNode ReadNode(ByteReader& reader) {
   if (node.name_length > kLongestName) {
     reader.Fail(at, fmt::format("a name of {} bytes", node.name_length));
   }
-  node.name = reader.Take(kNameRoom).substr(0, node.name_length);
+  node.name = reader.Next(kNameRoom).substr(0, node.name_length);
   return node;
 }
 
 // What follows the records: the overrun of the last name, zeros, each linked server's id twice.
 void ReadTail(ByteReader& reader, const MapHead& head, std::vector<MapNode>& nodes) {
-  const std::string_view behind = reader.Take(kZerosBehind);
+  const std::string_view behind = reader.Next(kZerosBehind);
   if (nodes.back().name_length > kNameRoom) nodes.back().name += behind[0];
   reader.Skip(head.servers > 2 ? 4 * std::size_t{head.servers - 2} : 0);
   for (const MapNode& node : nodes) {

@@ -1,5 +1,8 @@
 #include "files/stamp_check.h"
 
+#include <algorithm>
+#include <utility>
+
 #include <fmt/format.h>
 
 #include "console/text.h"
@@ -138,7 +141,7 @@ void Check::CheckTunnels() {
 
 }  // namespace
 
-std::string Describe(const StampProblem& problem) {
+std::string TextOf(const StampProblem& problem) {
   switch (problem.fault) {
     case StampFault::kDiffers:
       return fmt::format("{} differs: its stamp is {:08X}, listed is {:08X}", problem.file,
@@ -158,7 +161,7 @@ Json StampProblemJson(const StampProblem& problem) {
   constexpr const char* kNames[] = {"differs", "missing", "unstamped", "malformed"};
   Json json = {{"file", problem.file},
                {"problem", kNames[static_cast<std::size_t>(problem.fault)]},
-               {"text", Describe(problem)}};
+               {"text", TextOf(problem)}};
   if (problem.fault == StampFault::kDiffers || problem.fault == StampFault::kUnstamped) {
     json["listed"] = fmt::format("{:08X}", problem.listed);
     json["found"] = fmt::format("{:08X}", problem.found);

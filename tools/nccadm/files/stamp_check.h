@@ -1,6 +1,7 @@
 // Files that hold stamps of others: stamp lists (.crg), registrations (.reg), tunnels (.tun).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -24,7 +25,7 @@ struct StampProblem {
 };
 
 // Says what is wrong, for people; and as a member of documents.
-std::string Describe(const StampProblem& problem);
+std::string TextOf(const StampProblem& problem);
 Json StampProblemJson(const StampProblem& problem);
 
 // Whether files of this name hold stamps.

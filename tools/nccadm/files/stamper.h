@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "console/failure.h"
 #include "nccnet/stamp_provider.h"
 
 namespace ncc::tool {

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "console/failure.h"
+#include "nccnet/records.h"
 
 namespace ncc::tool {
 namespace {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>

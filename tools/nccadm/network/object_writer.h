@@ -1,6 +1,7 @@
 // Turns objects into JSON and into table rows. One for every command, so that all of them agree.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <unordered_map>
 #include <vector>

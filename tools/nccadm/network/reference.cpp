@@ -99,7 +99,7 @@ Failure UnknownName(const std::string& what, const std::string& text,
                     const std::vector<Object>& candidates, const std::string& hint) {
   Nearest nearest(BytesFromUtf8(text).value_or(text));
   for (const Object& object : candidates) nearest.Offer(object.name);
-  const std::vector<std::string> closest = nearest.Take();
+  const std::vector<std::string> closest = nearest.Found();
   return Failure(what, closest.empty()
                            ? hint
                            : fmt::format("Did you mean \"{}\"?", PrintableName(closest.front())));

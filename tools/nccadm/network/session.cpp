@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 #include <list>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>

@@ -1,12 +1,16 @@
 #include "plan/builder.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
 #include "console/nearest.h"
 #include "console/text.h"
+#include "description/yaml_tree.h"
+#include "network/applications.h"
+#include "network/object.h"
 
 namespace ncc::tool {
 namespace {
@@ -88,23 +92,23 @@ PlanBuilder::PlanBuilder(const Description& description, const Network& network,
   plan_.network = network.preferences.net_number;
   plan_.preferences = network.preferences;
   for (const ServerView& server : network.servers) {
-    AddPresent(Item::kServer, server.entry.name, server.entry.id);
-    for (const Object& ap : server.aps) AddPresent(Item::kAp, ap.name, ap.id);
+    AddPresent(server.entry);
+    for (const Object& ap : server.aps) AddPresent(ap);
   }
-  for (const GroupView& one : network.groups) {
-    AddPresent(Item::kGroup, one.entry.name, one.entry.id);
-  }
-  for (const DepView& one : network.deps) AddPresent(Item::kDep, one.entry.name, one.entry.id);
-  for (const UserView& one : network.users) AddPresent(Item::kUser, one.entry.name, one.entry.id);
+  for (const GroupView& group : network.groups) AddPresent(group.entry);
+  for (const DepView& dep : network.deps) AddPresent(dep.entry);
+  for (const UserView& user : network.users) AddPresent(user.entry);
 }
 
-void PlanBuilder::AddPresent(Item item, const std::string& name, std::uint32_t id) {
-  IndexOf(item).try_emplace(FoldName(name), Known{id, {}}).first->second.ids.push_back(id);
-  objects_.emplace(id, Named{item, &name});
+void PlanBuilder::AddPresent(const Object& object) {
+  const auto item = static_cast<Item>(object.kind);
+  const std::uint32_t id = object.id;
+  IndexOf(item).try_emplace(FoldName(object.name), Known{id, {}}).first->second.ids.push_back(id);
+  objects_.emplace(id, Named{item, &object.name});
   ++Of(item).before;
 }
 
-std::optional<PlanBuilder::Described> PlanBuilder::Describe(Item item, const NamePlace& name) {
+std::optional<PlanBuilder::Described> PlanBuilder::FindOrAdd(Item item, const NamePlace& name) {
   const auto [known, added] = IndexOf(item).try_emplace(FoldName(name.name), Known{next_new_, {}});
   if (known->second.ids.size() > 1) {
     ComplainSeveral(item, name, known->second);
@@ -139,7 +143,7 @@ void PlanBuilder::ComplainUnknown(const char* word, const NamePlace& name,
         nearest.Offer(*object.name);
       }
     }
-    for (const std::string& found : nearest.Take()) {
+    for (const std::string& found : nearest.Found()) {
       hint = fmt::format("; did you mean \"{}\"?", Utf8FromBytes(found));
     }
   }
@@ -290,7 +294,7 @@ PlanBuilder::PairChanges PlanBuilder::PlanPairs(Item item, const RefPairs& wante
   return result;
 }
 
-Plan PlanBuilder::Take() {
+Plan PlanBuilder::Finish() {
   if (plan_.preferences_changed != 0) {
     plan_.steps.push_back({Step::Kind::kPreferences, Item::kServer});
   }
@@ -314,7 +318,7 @@ Plan MakePlan(const Description& description, const Network& network,
   PlanBuilder builder(description, network, applications, prune, problems);
   PlanNodes(builder);
   PlanPopulation(builder);
-  return builder.Take();
+  return builder.Finish();
 }
 
 }  // namespace ncc::tool

@@ -2,13 +2,17 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
+#include "description/yaml_tree.h"
+#include "network/applications.h"
 #include "plan/plan.h"
 
 namespace ncc::tool {
@@ -36,7 +40,7 @@ class PlanBuilder {
     Ref ref;
     bool is_new;
   };
-  std::optional<Described> Describe(Item item, const NamePlace& name);
+  std::optional<Described> FindOrAdd(Item item, const NamePlace& name);
   bool IsDescribed(Ref ref) const { return described_.contains(ref); }
 
   // The object of either side that a name in the description means. What it cannot mean is
@@ -67,7 +71,7 @@ class PlanBuilder {
   PairChanges PlanPairs(Item item, const RefPairs& wanted, const RefPairs& present);
 
   void Complain(Place place, std::string what) { problems_.Add(place, std::move(what)); }
-  Plan Take();
+  Plan Finish();
 
  private:
   struct Known {
@@ -80,7 +84,7 @@ class PlanBuilder {
     const std::string* name;
   };
 
-  void AddPresent(Item item, const std::string& name, std::uint32_t id);
+  void AddPresent(const Object& object);
   Index& IndexOf(Item item) { return indexes_[static_cast<std::size_t>(item)]; }
   const Known* Find(Item item, const NamePlace& name);
   void ComplainSeveral(Item item, const NamePlace& name, const Known& known);

@@ -5,6 +5,7 @@
 
 #include <fmt/format.h>
 
+#include "console/failure.h"
 #include "console/text.h"
 #include "network/changes.h"
 #include "network/view.h"
@@ -18,7 +19,7 @@ class Executor {
   Executor(const Plan& plan, Session& session)
       : plan_(plan), session_(session), net_(session.Net()) {}
 
-  void CarryOut(const Step& step) {
+  void Run(const Step& step) {
     bool done = false;
     switch (step.kind) {
       case Step::Kind::kPreferences:
@@ -182,7 +183,7 @@ class Executor {
 void Execute(const Plan& plan, Session& session, const std::function<void()>& after_each) {
   Executor executor(plan, session);
   for (const Step& step : plan.steps) {
-    executor.CarryOut(step);
+    executor.Run(step);
     after_each();
   }
 }

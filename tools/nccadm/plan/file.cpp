@@ -7,6 +7,7 @@
 
 #include "console/output.h"
 #include "console/text.h"
+#include "nccnet/netdb.h"
 
 namespace ncc::tool {
 namespace {

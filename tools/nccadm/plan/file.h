@@ -1,9 +1,11 @@
 // A plan kept in a file until somebody has agreed to it.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
+#include "nccnet/netdb.h"
 #include "plan/plan.h"
 
 namespace ncc::tool {

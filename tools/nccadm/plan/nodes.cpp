@@ -1,7 +1,12 @@
 // The part of a plan that is about preferences, servers, APs and the links between servers.
+#include <cstddef>
+#include <optional>
+
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "network/object.h"
+#include "network/preferences.h"
 #include "plan/builder.h"
 
 namespace ncc::tool {
@@ -77,7 +82,7 @@ class NodePlanner {
   }
 
   std::optional<Ref> PlanServer(const ServerDescription& server) {
-    const auto described = builder_.Describe(Item::kServer, server);
+    const auto described = builder_.FindOrAdd(Item::kServer, server);
     if (!described) return std::nullopt;
     if (described->is_new) {
       PlanNewNode(Item::kServer, described->ref, 0, server, server.value.value_or(kDefaultValue));
@@ -112,7 +117,7 @@ class NodePlanner {
   }
 
   void PlanAp(const ApDescription& ap, Ref server) {
-    const auto described = builder_.Describe(Item::kAp, ap);
+    const auto described = builder_.FindOrAdd(Item::kAp, ap);
     if (!described) return;
     if (described->is_new) return PlanNewNode(Item::kAp, described->ref, server, ap, 0);
     const Object& entry = *present_.at(described->ref);

@@ -1,10 +1,16 @@
 // The part of a plan that is about node groups, Deps and users.
 #include <algorithm>
+#include <cstddef>
 #include <map>
+#include <optional>
 #include <set>
 
 #include <fmt/format.h>
 
+#include "description/description.h"
+#include "network/network.h"
+#include "network/object.h"
+#include "network/view.h"
 #include "plan/builder.h"
 
 namespace ncc::tool {
@@ -39,7 +45,7 @@ class PopulationPlanner {
     Refs refs;
     refs.reserve(objects.size());
     for (const auto& object : objects) {
-      const auto described = builder_.Describe(item, object);
+      const auto described = builder_.FindOrAdd(item, object);
       refs.push_back(described ? std::optional(described->ref) : std::nullopt);
       if (described && described->is_new) {
         builder_.PlanNew(item, *refs.back(), {Step::Kind::kAdd, item, *refs.back()});

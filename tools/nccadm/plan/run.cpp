@@ -1,14 +1,18 @@
 #include "plan/run.h"
 
+#include <utility>
+
 #include <fmt/format.h>
 
+#include "console/failure.h"
 #include "console/terminal.h"
+#include "description/yaml_tree.h"
 #include "plan/view.h"
 
 namespace ncc::tool {
 
 void RefuseProblems(const Source& source, ProblemList& problems) {
-  if (!problems.Empty()) throw Failure(source.refused, source.file, problems.Take());
+  if (!problems.Empty()) throw Failure(source.refused, source.file, problems.TakeSorted());
 }
 
 Plan PlanFor(Session& session, const Description& description, const Network& network, bool prune,
@@ -19,7 +23,7 @@ Plan PlanFor(Session& session, const Description& description, const Network& ne
   return plan;
 }
 
-void Carry(Session& session, const Plan& plan) {
+void CarryOut(Session& session, const Plan& plan) {
   if (plan.steps.empty()) return;
   const InterruptGuard interrupt;
   Progress progress(session.Out(), "Applying", plan.steps.size());

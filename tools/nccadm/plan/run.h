@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "description/yaml_tree.h"
 #include "plan/plan.h"
 
 namespace ncc::tool {
@@ -21,7 +22,7 @@ Plan PlanFor(Session& session, const Description& description, const Network& ne
              const Source& source, ProblemList& problems);
 
 // Does all of the plan or nothing.
-void Carry(Session& session, const Plan& plan);
+void CarryOut(Session& session, const Plan& plan);
 
 // What was done, as text or document.
 void ReportDone(Session& session, const Plan& plan);

@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include "console/text.h"
+#include "network/object.h"
 
 namespace ncc::tool {
 namespace {
