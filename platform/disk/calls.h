@@ -4,7 +4,9 @@
 
 #include <cerrno>
 #include <cstddef>
+#include <string>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace ncc {
@@ -28,6 +30,14 @@ inline ssize_t ReadUpTo(int file, void* buffer, std::size_t size) {
     done += static_cast<std::size_t>(got);
   }
   return static_cast<ssize_t>(done);
+}
+
+// Whether the open file is the one of that name.
+inline bool HasName(int file, const std::string& name) {
+  struct stat info {};
+  struct stat named {};
+  return fstat(file, &info) == 0 && lstat(name.c_str(), &named) == 0 &&
+         info.st_dev == named.st_dev && info.st_ino == named.st_ino;
 }
 
 }  // namespace ncc

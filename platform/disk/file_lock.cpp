@@ -39,14 +39,6 @@ Descriptor OpenLockFile(const std::string& file, bool& made) {
   return descriptor;
 }
 
-// An owner may have removed its lock file between our opening and locking it.
-bool IsStillThere(const std::string& file, int descriptor) {
-  struct stat open {};
-  struct stat named {};
-  return ::fstat(descriptor, &open) == 0 && ::lstat(file.c_str(), &named) == 0 &&
-         open.st_dev == named.st_dev && open.st_ino == named.st_ino;
-}
-
 }  // namespace
 
 std::optional<FileLock> FileLock::TryAcquire(const std::string& file) {
@@ -59,7 +51,8 @@ std::optional<FileLock> FileLock::TryAcquire(const std::string& file) {
       if (errno == EAGAIN || errno == EACCES) return std::nullopt;
       ThrowFileError(file, "cannot be locked", errno);
     }
-    if (IsStillThere(file, descriptor.Get())) return FileLock(std::move(descriptor), made);
+    // An owner may have removed its lock file between our opening and locking it.
+    if (HasName(descriptor.Get(), file)) return FileLock(std::move(descriptor), made);
   }
 }
 

@@ -28,13 +28,6 @@ int TryLock(int file) {
   return Again([&] { return flock(file, LOCK_EX | LOCK_NB); }) == 0 ? 0 : errno;
 }
 
-bool HasName(int file, const std::string& name) {
-  struct stat info {};
-  struct stat named {};
-  return fstat(file, &info) == 0 && lstat(name.c_str(), &named) == 0 &&
-         info.st_dev == named.st_dev && info.st_ino == named.st_ino;
-}
-
 // Whether nobody has deleted a file of one name. Where the file system does not count names, the
 // name tells.
 bool IsStillThere(int file, const std::string& name) {
