@@ -83,7 +83,7 @@ void PartFile::PutInPlace() {
 
 void DiscardLeftovers(const std::string& folder, const BeforeDiscarding& before) {
   for (const std::string& entry : FolderEntries(folder)) {
-    const std::string name = folder + "/" + entry;
+    const std::string name = std::string(folder).append("/").append(entry);
     const auto end = name.rfind(kEnding);
     if (end == std::string::npos ||
         name.find_first_not_of("0123456789", end + kEnding.size()) != std::string::npos)
