@@ -260,6 +260,7 @@ TEST_F(Callback, DoesNotWriteOverWhatACallbackChanged) {
     net_.ModifyAB(8, ("inner" + std::to_string(wanted)).c_str());
   });
   EXPECT_TRUE(net_.LinkABToDep(7, 8, false));
+  EXPECT_EQ(net_.GetPrimaryCol(8).node, 4U);
   calls = 0;
   wanted = 6 + 1;
   EXPECT_TRUE(net_.ModifyAB(8, "outer"));

@@ -180,6 +180,7 @@ TEST_F(Damage, IsNamedWithTheObjectAndTheFault) {
       {"user 25: its entry is of a wrong size", [&](Rows& r) { object(r, 0x19).body += 'x'; }},
       {"AP 12: it is not under its one server, server 99", put(0xC, 70, "\x63")},
       {"server 9: it has another number of APs", put(9, 66, "\7")},
+      {"server 9: it has another number", [&](Rows& r) { chunk(r, 9, 0).insert(1, "[6,15],"); }},
       {"Dep 23: it is not in its group, node group 99", put(0x17, 57, "\x63")},
       {"server 9: it cannot be linked to user 25", [&](Rows& r) { chunk(r, 9, 1) = "[25]"; }},
       {"server 9: it is linked to what is not there, object 99",

@@ -2,6 +2,7 @@
 // addresses, the table of applications, and what takes no lock.
 #include "support/memory_net.h"
 #include "support/network.h"
+#include "support/no_memory.h"
 
 #include <algorithm>
 #include <future>
@@ -173,6 +174,18 @@ TEST_F(Nodes, AnIdentifierInUseFailsTheWholeOperation) {
   }
   EXPECT_EQ(Describe(net_), before);
   EXPECT_EQ(net_.GetRevision(), revision);
+}
+
+TEST_F(Nodes, AListThatCannotBeFilledIsEmpty) {
+  std::list<CNNEntry> list;
+  unsigned long size = 0;
+  for (long allowed = 0; size != 3; ++allowed) {
+    AllowAllocations(allowed);
+    size = net_.GetListServer(list);
+    AllowAllocations(-1);
+    EXPECT_EQ(list.size(), size) << allowed;
+    EXPECT_TRUE(size == 3 || (size == 0 && CString(net_.LastError()) == "out of memory"));
+  }
 }
 
 TEST_F(Nodes, LinkingAllDepsTakesNoLock) {

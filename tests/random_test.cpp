@@ -39,6 +39,8 @@ class Comparison {
         net_(net),
         tally_(tally) {
     if (!net_.Create(folder_.c_str(), "net", 7)) ADD_FAILURE() << net_.LastError();
+    net_.Preferences()->node_settings = 9;
+    net_.SaveNetInfo();
     model_ = Model(*net_.Preferences());
     // With a progress callback look-ups walk, without one they go by index.
     if (seed % 3 == 0) net_.SetCallback([](void*, void*) -> long { return 0; });

@@ -1,5 +1,7 @@
 #include "exchange.h"
 
+#include "outputs.h"
+
 #include <array>
 #include <cstdio>
 
@@ -50,29 +52,10 @@ std::string DescribeRelations(const CImportNet& view, const CNNEntry& node) {
 }  // namespace
 
 SetTexts SampleSet() {
-  return {{"gt", "N 5\nG 11\r\nL 22\nE Gate\n"},
-          {"an", "00050020 ursula\n00050022 walter\r\n\n00050021 vera\n"},
-          {"nn",
-           "east F S 0000000500090001 00050002\n"
-           "west F S 0000000500010002 00050001\n"
-           "a1 F A 0000000500010001 00050003\n"
-           "a2 F A 0000000500090001 00050017\n"
-           "a3 F A 0000000500070001 00050004\n"
-           "g F G 0000000500000001 0005000A\n"
-           "h F G 0000000500000002 0005000B\n"},
-          {"bc",
-           "0004 00050017 Z\n0000 00050017 Y\n0004 00050002 Z\n001b 00050003 Z\n"
-           "0014 99990003 Z\n"},
-          {"un",
-           "D 00050010 0005000A G\nE 00050011 00050003 A\nF 00050012 00050002 S\n"
-           "C 0005000F 0005000B G\n"},
-          {"ul",
-           "00050021 00050010 00050003 P M\n00050020 00050011 00050003 P M\n"
-           "00050021 00050011 00050003 P M\n00050021 00050010 00050017 P M\n"},
-          {"uc", "00050011 00050010\n00050010 00070044\n00070044 00050010\n00050010 00050011\n"},
-          {"ng",
-           "0005000B 00050003 A1\n0005000A 00050003 A1\n0005000A 00050010 G1\n"
-           "0007000A 00050017 A1\n0005000B 00070012 G1\n0005000B 00050010 G1\n"}};
+  SetTexts set = LoadGolden("exchange_set.txt");
+  set.erase("view");
+  set.erase("rules");
+  return set;
 }
 
 std::string SetFileName(const std::string& file, unsigned long net) {
