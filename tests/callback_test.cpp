@@ -115,8 +115,9 @@ TEST_F(Callback, UsersDepsAndGroupsCallOncePerItem) {
       {"linking again", [&] { return net_.LinkABToDep(7, 10, true); }, 5 + 8 + 9, 0},
       {"linking Deps", [&] { return net_.LinkDepToDep(7UL, 8UL); }, 5 + 6, 0},
       {"linked Deps", [&] { return net_.GetListLinkedDep(7, deps) == 1; }, 5, 6},
+      {"linking behind a Dep", [&] { return net_.LinkABToDep(7, 12, true); }, 5 + 10 + 9, 0},
       {"unlinking all, beginning anew after each", [&] { return net_.DeleteAllAb(7), true; }, 5,
-       4}};
+       7}};
   Progress progress(net_);
   for (const auto& [what, run, looking_up, own] : cases) {
     EXPECT_TRUE(run()) << what;

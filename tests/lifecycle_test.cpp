@@ -225,20 +225,4 @@ TEST_F(Lifecycle, DestructionWhileTheLockIsEntered) {
   EXPECT_EQ(net_.GetServersCount(), 1U);
 }
 
-TEST_F(Lifecycle, BackupIsAWholeDatabase) {
-  BuildSample(net_);
-  const std::string before = Describe(net_);
-  WriteFile(scratch_.Path("copy.db"), "an older file");
-  WriteFile(scratch_.Path("copy.db.nccnet-part1"), "of a process that was killed");
-  ASSERT_TRUE(net_.Backup(scratch_.Path("copy.db").c_str())) << net_.LastError();
-  EXPECT_FALSE(std::filesystem::exists(scratch_.Path("copy.db.nccnet-part1")));
-  EXPECT_FALSE(net_.Backup((folder_ + "/net.db").c_str()));
-  EXPECT_FALSE(net_.Backup(scratch_.Path("no/such/folder").c_str()));
-  EXPECT_FALSE(net_.Backup(nullptr));
-  net_.AddServer("later", 0, 0);
-  CNCCNet copy;
-  ASSERT_TRUE(copy.Open(scratch_.Path().c_str(), "copy")) << copy.LastError();
-  EXPECT_EQ(Describe(copy), before);
-}
-
 }  // namespace

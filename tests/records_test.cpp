@@ -22,33 +22,25 @@ std::string Padded(std::string bytes, std::size_t size) {
 // Makes the compiler assume that the memory was read and written here.
 void Touch(void* memory) { asm volatile("" : : "g"(memory) : "memory"); }
 
-// Storage filled with one byte, in which records are then constructed.
-template <class Record>
-class FilledStorage {
- public:
-  explicit FilledStorage(char fill) {
-    std::memset(bytes_.data(), fill, bytes_.size());
-    Touch(bytes_.data());
-  }
-  template <class... Arguments>
-  std::string Construct(const Arguments&... arguments) {
-    new (bytes_.data()) Record(arguments...);
-    Touch(bytes_.data());
-    return {bytes_.data(), bytes_.size()};
-  }
-
- private:
-  alignas(Record) std::array<char, sizeof(Record)> bytes_;
-};
+// The bytes of a record that is constructed where every byte was an "x".
+template <class Record, class... Arguments>
+std::string Construct(const Arguments&... arguments) {
+  alignas(Record) std::array<char, sizeof(Record)> bytes;
+  bytes.fill('x');
+  Touch(bytes.data());
+  new (bytes.data()) Record(arguments...);
+  Touch(bytes.data());
+  return {bytes.data(), bytes.size()};
+}
 
 TEST(Records, DefaultsFillTheWholeImage) {
-  EXPECT_EQ(FilledStorage<CNCCEntry>('x').Construct(), Padded("", 56) + "\xFF");
+  EXPECT_EQ(Construct<CNCCEntry>(), Padded("", 56) + "\xFF");
 
   std::string node = Padded(Padded("", 56) + "\xFF", 77);
   node[65] = 1;
   node[74] = 2;
   node[75] = 10;
-  EXPECT_EQ(FilledStorage<CNNEntry>('x').Construct(), node);
+  EXPECT_EQ(Construct<CNNEntry>(), node);
 
   std::string preferences = Padded("", 28);
   preferences[4] = 1;
@@ -64,12 +56,12 @@ TEST(Records, CopyConstructionKeepsTheOldBytesBehindTheName) {
   source.value = 3;
   std::string expected = Bytes(source);
   expected.replace(2, 50, 50, 'x');
-  EXPECT_EQ(FilledStorage<CNNEntry>('x').Construct(source), expected);
+  EXPECT_EQ(Construct<CNNEntry>(source), expected);
 
   CNCCEntry head;
   std::strcpy(head.name, std::string(kMaxNameLength, 'n').c_str());
   head.type = kTypeServer;
-  EXPECT_EQ(FilledStorage<CNCCEntry>('x').Construct(head), Bytes(head));
+  EXPECT_EQ(Construct<CNCCEntry>(head), Bytes(head));
 }
 
 }  // namespace
