@@ -83,7 +83,7 @@ void ForEachStranger(const fs::path& old, const fs::path& fresh, const Visit& vi
   if (!IsFolder(old)) return;
   std::vector<fs::path> folders;
   for (const auto& entry : fs::directory_iterator(old)) {
-    if (IsFolder(entry.path())) folders.push_back(entry.path());
+    if (!entry.is_symlink() && entry.is_directory()) folders.push_back(entry.path());
   }
   for (const fs::path& folder : folders) {
     const fs::path place = fresh / folder.filename();
@@ -95,17 +95,18 @@ void ForEachStranger(const fs::path& old, const fs::path& fresh, const Visit& vi
   }
 }
 
-// What each file or folder below `from` is called below `to`, folders before what is in them. Links
-// are left out.
+// Calls visit(path, place, is_folder) for each file or folder below `from` and its place below
+// `to`, folders before what is in them. Links are left out. The system tells the kinds with the
+// names, so that no file is examined for them.
 template <class Visit>
 void ForEachStaged(const fs::path& from, const fs::path& to, const Visit& visit) {
-  std::vector<fs::path> entries;
-  for (const auto& entry : fs::directory_iterator(from)) entries.push_back(entry.path());
-  for (const fs::path& entry : entries) {
-    const fs::path place = to / entry.filename();
-    if (fs::is_symlink(entry)) continue;
-    visit(entry, place);
-    if (IsFolder(entry)) ForEachStaged(entry, place, visit);
+  const std::vector<fs::directory_entry> entries(fs::directory_iterator(from), {});
+  for (const fs::directory_entry& entry : entries) {
+    if (entry.is_symlink()) continue;
+    const bool is_folder = entry.is_directory();
+    const fs::path place = to / entry.path().filename();
+    visit(entry.path(), place, is_folder);
+    if (is_folder) ForEachStaged(entry.path(), place, visit);
   }
 }
 
@@ -262,12 +263,14 @@ std::string OutputFolder::Begin(const std::vector<FolderChange>& changes) {
 }
 
 void OutputFolder::RefuseWhatIsInTheWay() const {
-  ForEachStaged(work_ / "set", folder_, [](const fs::path& entry, const fs::path& place) {
-    if (!Exists(place) || IsFolder(entry) == IsFolder(place)) return;
+  const auto refuse = [](const fs::path&, const fs::path& place, bool is_folder) {
+    const struct stat info = StatOf(place);
+    if (info.st_ino == 0 || S_ISDIR(info.st_mode) == is_folder) return;
     throw Failure(fmt::format("{} stands where a {} has to be", place.string(),
-                              IsFolder(entry) ? "folder" : "file"),
+                              is_folder ? "folder" : "file"),
                   "Remove it; nothing was replaced.");
-  });
+  };
+  ForEachStaged(work_ / "set", folder_, refuse);
 }
 
 void OutputFolder::WriteMarker() const {
@@ -321,14 +324,15 @@ void OutputFolder::FinishPlacing() {
     ForEachStranger(aside, live, Rename);
     touched.insert({live.parent_path(), fresh.parent_path()});
   }
-  ForEachStaged(work_ / "set", folder_, [&](const fs::path& entry, const fs::path& place) {
-    if (!IsFolder(entry)) {
+  const auto put_in_place = [&](const fs::path& entry, const fs::path& place, bool is_folder) {
+    if (!is_folder) {
       Rename(entry, place);
     } else if (!Exists(place)) {
       MakePrivateFolder(place.string());
     }
     touched.insert(place.parent_path());
-  });
+  };
+  ForEachStaged(work_ / "set", folder_, put_in_place);
   FlushNames(touched);
   fs::remove(work_ / "placing");
 }
