@@ -199,7 +199,7 @@ void CHDBList::Append(const CHDBVal& value) {
 }
 
 TRef<CHDBRecord> CHDBRecordManager::RecCreate(const TDBObjId& id) {
-  const TRef<CHDBRecord> record = base_.OpenObject(id.number);
+  TRef<CHDBRecord> record = base_.OpenObject(id.number);
   const std::string name = "record " + std::to_string(id.number);
   if (record == nullptr) throw StorageError(name + " has no folder to stand on");
   if (record->HasRecord()) throw StorageError(name + " exists");
