@@ -15,8 +15,8 @@ import signal
 import subprocess
 
 ROOMS = ("core", "exchange", "generate", "platform", "structure")
-SLOW = ("callback", "output_fault", "random", "crash", "engine_fault")  # these last, in this order
-BELOW = ("engine", "engine_fault", "crash")  # these see nothing of the rooms above the storage
+SLOW = ("callback", "output_fault", "random", "crash", "kill", "engine_fault")  # these last, in this order
+BELOW = ("engine", "engine_fault", "crash", "kill")  # these see nothing of the rooms above the storage
 ABOVE = ("exchange_container", "exchange_thread", "exchange_view", "output_fault", "stamps",
          "thread", "update_manager")  # and these next to nothing of those below generate
 ROUNDS = "4"
