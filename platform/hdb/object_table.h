@@ -5,7 +5,6 @@
 #include "platform/hdb/record.h"
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <unordered_map>
@@ -50,7 +49,7 @@ class ObjectTable {
   }
 
  private:
-  static constexpr std::size_t kSlab = 64;
+  static constexpr std::uint32_t kSlab = 64;
   using Slab = std::array<CHDBRecord, kSlab>;
 
   CHDBRecord* FindDisplaced(std::uint32_t number) const;
