@@ -5,6 +5,7 @@
 #include "support/exchange.h"
 #include "support/memory_net.h"
 #include "support/network.h"
+#include "support/transcript.h"
 
 #include <algorithm>
 #include <atomic>
@@ -55,11 +56,74 @@ class Writer : public ExchangeTest {
 
   bool Write() { return WriteExchangeSet(net_, "DB\\IMPORT", kGate, report_, options_); }
 
+  Commands Known();
+  void PlayExchange() { Play("exchange.txt", Known()); }
+
   MemoryNet memory_;
   CNCCNet& net_ = memory_.Net();
   CExchangeReport report_;
   CExchangeOptions options_;
 };
+
+std::string Lines(const std::list<std::string>& lines) {
+  std::string text;
+  for (const std::string& line : lines) text += line + "\n";
+  return text;
+}
+
+std::string Faults(unsigned long net) {
+  std::string text;
+  for (const CExchangeFault& fault : CheckExchangeSet("DB/IMPORT", net)) {
+    text += fault.file + ":" + std::to_string(fault.line) + (fault.is_fatal ? "! " : ": ") +
+            fault.reason + "\n";
+  }
+  return text;
+}
+
+// What the transcripts can say: each "small" and "empty" begins a new database.
+Commands Writer::Known() {
+  Commands known = FileCommands();
+  known.merge(NetworkCommands(net_));
+  const auto begin = [this](const char* network) {
+    return [this, network](const Words&) {
+      NetAccess::UseEngines(net_, ncc::MemoryEngineFactory(std::make_shared<ncc::MemoryStore>()));
+      EXPECT_TRUE(net_.Create("memory", "net", 0x1A));
+      net_.Preferences()->next_id = 1;
+      if (*network != '\0') Play("exchange.txt", NetworkCommands(net_), network);
+      return "";
+    };
+  };
+  known["small"] = begin("small");
+  known["empty"] = begin("");
+  known["close"] = [this](const Words&) { return net_.Close(), ""; };
+  known["write"] = [this](const Words& words) {  // [CHARACTER for a blank]
+    options_.blank = words.empty() ? '\0' : words[0][0];
+    const bool is_written = Write();
+    EXPECT_EQ(is_written, report_.refused.empty());
+    return Lines(report_.refused);
+  };
+  known["left-out"] = [this](const Words&) { return Lines(report_.not_carried); };
+  known["check"] = [](const Words& words) { return Faults(std::stoul(words[0])); };
+  known["homes"] = [](const Words& words) {
+    OpenView view;
+    EXPECT_EQ(view.Load(0x1A), 0);
+    return Answer<CNCCEntry>(
+        [&](auto& list) { return view.GetListNOFromDep(words[0].c_str(), list); });
+  };
+  // The sample, with lines put behind those of its files: FILE LINES, "^" for before them.
+  known["sample"] = [](const Words& words) {
+    static SetTexts set;
+    if (words.empty()) set = SampleSet();
+    for (std::size_t i = 0; i + 1 < words.size(); i += 2) {
+      std::string& text = set[words[i]];
+      text = words[i + 1][0] == '^' ? words[i + 1].substr(1) + text : text + words[i + 1];
+    }
+    PutSet(set, 5);
+    EXPECT_EQ(ListExchangeSets("DB\\IMPORT"), std::list<unsigned long>{5});
+    return "";
+  };
+  return known;
+}
 
 void BuildRandom(CNCCNet& net, unsigned seed) {
   std::mt19937 random(seed);
@@ -210,114 +274,15 @@ TEST_F(Writer, WhatItWritesIsReadBack) {
   }
 }
 
-TEST_F(Writer, EveryFileAsItIsWritten) {
-  const unsigned long server = net_.AddServer("S", 0x10001, 0);
-  const unsigned long ap = net_.AddAP(server, "a b", 0);
-  const unsigned long group = net_.CreateNGrp("G");
-  net_.LinkNNToNGrp(group, ap);
-  net_.LinkNNToNGrp(group, server);
-  const unsigned long dep = net_.CreateDep("D");
-  net_.LinkDepToNGrp(group, dep);
-  net_.LinkDepToDep(dep, net_.CreateDep("E"));
-  net_.LinkDepToNGrp(group, 5);
-  net_.LinkABToDep("D", "u", true);
-  ASSERT_FALSE(Write());
-  EXPECT_EQ(report_.refused, std::list<std::string>{"AP \"a b\" (0002): the name holds a blank"});
-  EXPECT_FALSE(std::filesystem::exists("DB/IMPORT/an26.txt"));
-  options_.blank = '_';
-  ASSERT_TRUE(Write());
-  const std::map<std::string, std::string> expected = {
-      {"gt", "N 26\r\nG 11\r\nL 22\r\nE Gate\r\n"},
-      {"an", "001A0006 u\r\n"},
-      {"nn",
-       "S F S 0000001A00010001 001A0001\r\na_b F A 0000001A00010001 001A0002\r\n"
-       "G F G 0000001A00000001 001A0003\r\n"},
-      {"bc", "0000 001A0001 A\r\n001B 001A0001 A\r\n"},
-      {"un", "D 001A0004 001A0003 G\r\nE 001A0005 001A0003 G\r\n"},
-      {"ul", "001A0006 001A0004 001A0001 P M\r\n001A0006 001A0004 001A0002 P M\r\n"},
-      {"uc", "001A0004 001A0005\r\n001A0005 001A0004\r\n"},
-      {"ng",
-       "001A0003 001A0002 A1\r\n001A0003 001A0001 A1\r\n001A0003 001A0004 G1\r\n"
-       "001A0003 001A0005 G1\r\n"}};
-  for (const auto& [file, text] : expected)
-    EXPECT_EQ(ReadFile("DB/IMPORT/" + SetFileName(file, 26)), text);
-}
-
-// Server S (1) with a short value, linked to T (5); node group G (2) with S and Dep D (3); user u
-// (4) in D, with S.
-void BuildSmall(CNCCNet& net) {
-  const unsigned long server = net.AddServer("S", 0, 7);
-  net.LinkNNToNGrp(net.CreateNGrp("G"), server);
-  net.LinkDepToNGrp(2, net.CreateDep("D"));
-  net.LinkABToDep(3, net.CreateAB("u"), true);
-  net.LinkSrvToSrv(server, net.AddServer("T", 0, 0));
-}
+TEST_F(Writer, EveryFileAsItIsWritten) { PlayExchange(); }
 
 TEST_F(Writer, ListsWhatIsInTheWay) {
-  struct {
-    void (*make)(CNCCNet&);
-    const char* refused;
-  } const cases[] = {
-      {[](CNCCNet&) {}, ""},
-      {[](CNCCNet& net) { net.RegSrv(1, 0x20000, 0); },
-       "server \"S\" (0001): it has applications without a code\n"},
-      {[](CNCCNet& net) {
-         net.SetPrimaryCol(4, {3, 99});
-       },
-       "user \"u\" (0004): the primary collective is no membership of kind 0\n"},
-      {[](CNCCNet& net) {
-         net.SetListAvailableColAb(4, 3, {{{3, 1}, 1}}, true);
-       },
-       "user \"u\" (0004): the primary collective is no membership of kind 0\n"},
-      {[](CNCCNet& net) {
-         net.SetPrimaryCol(4, {0, 0});
-       },
-       "user \"u\" (0004): it has memberships and no primary collective\n"},
-      {[](CNCCNet& net) { net.ModifyAB(4, ""); }, "user \"\" (0004): the name is empty\n"},
-      {[](CNCCNet& net) { net.ModifyAB(4, "u\v"); },
-       "user \"u\v\" (0004): the name holds a blank\n"},
-      {[](CNCCNet& net) { net.CreateDep("E"); }, "Dep \"E\" (0006): it is in no node group\n"},
-      {[](CNCCNet& net) {
-         net.Preferences()->next_id = 0x10000;
-         net.CreateAB("high");
-       },
-       "user \"high\" (10000): the identifier is above FFFF\n"},
-      {[](CNCCNet& net) { net.Preferences()->net_number = 0x10000; },
-       "network number 10000 is not one of 0001 to FFFF\n"},
-      {[](CNCCNet& net) { net.Close(); }, "no database is open\n"},
-  };
-  for (const auto& one : cases) {
-    MemoryNet memory;
-    ASSERT_TRUE(memory.Create());
-    BuildSmall(memory.Net());
-    one.make(memory.Net());
-    const bool is_written = WriteExchangeSet(memory.Net(), "DB\\IMPORT", kGate, report_);
-    EXPECT_EQ(is_written, *one.refused == '\0');
-    std::string refused;
-    for (const std::string& line : report_.refused) refused += line + "\n";
-    EXPECT_EQ(refused, one.refused);
-  }
+  PlayExchange();
   EXPECT_FALSE(WriteExchangeSet(net_, "", {1, 2, "two words"}, report_, {'\t'}));
   EXPECT_EQ(report_.refused.size(), 3U);
 }
 
-TEST_F(Writer, ListsWhatItLeavesOut) {
-  BuildSmall(net_);
-  net_.SetListAvailableColAb(4, 3, {{{3, 77}, 2}}, false);
-  net_.LinkABToDep(3, 4, true);
-  ASSERT_TRUE(net_.BeginBatch());  // of the calling thread: no obstacle
-  ASSERT_TRUE(Write());
-  EXPECT_TRUE(net_.EndBatch());
-  EXPECT_EQ(
-      report_.not_carried,
-      (std::list<std::string>{"links between servers, of 2 servers",
-                              "the settings byte of server \"S\" (0001) and 1 more",
-                              "the short value of server \"S\" (0001)",
-                              "in a reader's list of nodes, the servers of node group \"G\" (0002)",
-                              "memberships of other kinds than 0 of user \"u\" (0004)",
-                              "repetitions of the primary membership of user \"u\" (0004)"}));
-  EXPECT_EQ(ReadFile("DB/IMPORT/ul26.txt"), "001A0004 001A0003 001A0001 P M\r\n");
-}
+TEST_F(Writer, ListsWhatItLeavesOut) { PlayExchange(); }
 
 TEST_F(Writer, AllFilesOrNone) {
   net_.AddServer("S", 0, 0);
@@ -369,7 +334,7 @@ std::optional<std::string> SetAsRead() {
 }
 
 TEST_F(Writer, AKilledOneLeavesTheOldSetOrTheNewOne) {
-  BuildSmall(net_);
+  Play("exchange.txt", NetworkCommands(net_), "small");
   ASSERT_TRUE(Write());
   const Texts old_files = SetAsNamed();
   const auto old_set = SetAsRead();
@@ -407,7 +372,7 @@ TEST_F(Writer, AKilledOneLeavesTheOldSetOrTheNewOne) {
 }
 
 TEST_F(Writer, WhoReadsBesideItReadsOneSet) {
-  BuildSmall(net_);
+  Play("exchange.txt", NetworkCommands(net_), "small");
   net_.CreateAB("even");
   ASSERT_TRUE(Write());
   const auto even = SetAsRead();
@@ -428,68 +393,12 @@ TEST_F(Writer, WhoReadsBesideItReadsOneSet) {
   EXPECT_EQ(SetAsRead(), even);
 }
 
-std::string Faults(unsigned long net) {
-  std::string text;
-  for (const CExchangeFault& fault : CheckExchangeSet("DB/IMPORT", net)) {
-    text += fault.file + ":" + std::to_string(fault.line) + (fault.is_fatal ? "! " : ": ") +
-            fault.reason + "\n";
-  }
-  return text;
-}
-
-// A Dep is at home in the first group that lists it when the one it was assigned to let it go.
 TEST_F(Writer, HomesAndNamesThatBecomeEqual) {
-  const unsigned long first = net_.CreateNGrp("G");
-  const unsigned long last = net_.CreateNGrp("H");
-  const unsigned long dep = net_.CreateDep("D");
-  ASSERT_TRUE(net_.LinkDepToNGrp(first, dep) && net_.LinkDepToNGrp(last, dep));
-  ASSERT_TRUE(net_.DeleteDepFromNGrp(last, dep));
-  ASSERT_TRUE(Write()) << report_.refused.front();
-  OpenView view;
-  ASSERT_EQ(view.Load(0x1A), 0);
-  std::list<CNCCEntry> homes;
-  EXPECT_EQ(view.GetListNOFromDep("D", homes), 0);
-  ASSERT_FALSE(homes.empty());
-  EXPECT_EQ(homes.front().id, first);
-  net_.CreateAB("a b");
-  net_.CreateAB("a_b");
-  options_.blank = '_';
-  EXPECT_FALSE(Write());
-  EXPECT_EQ(report_.refused.size(), 1U);
+  PlayExchange();
   EXPECT_FALSE(CheckExchangeSet("DB/IMPORT", 0).empty());
   EXPECT_FALSE(CheckExchangeSet(nullptr, 5).empty());
 }
 
-TEST_F(Writer, ChecksTellEveryFileAndEveryLooseEnd) {
-  SetTexts set = SampleSet();
-  PutSet(set, 5);
-  EXPECT_EQ(ListExchangeSets("DB\\IMPORT"), std::list<unsigned long>{5});
-  EXPECT_EQ(Faults(5), "nn5.txt:0: AP 0004 is attached to no server of the set\n");
-  set["un"] += "X 00050013 000500AA G\n";
-  set["ul"] += "00050020 000500AB 000500AC P M\n";
-  set["uc"] += "00050010 000500AD\n00070011 000700AE\n";
-  set["ng"] += "000500AF 000500B1 A1\n0005000A 000500B0 G1\n";
-  PutSet(set, 5);
-  EXPECT_EQ(Faults(5),
-            "nn5.txt:0: AP 0004 is attached to no server of the set\n"
-            "un5.txt:0: Dep 0013: its home is not in the set: 00AA\n"
-            "ul5.txt:0: user 0020: not in the set: Dep 00AB\n"
-            "ul5.txt:0: user 0020: not in the set: node 00AC\n"
-            "uc5.txt:0: Dep 00AD is not in the set\n"
-            "ng5.txt:0: node group 000A: not in the set: Dep 00B0\n"
-            "ng5.txt:0: node group 00AF is not in the set\n"
-            "ng5.txt:0: node group 00AF: not in the set: node 00B1\n");
-  set["an"] = "0005 x y\n" + set["an"];
-  set["nn"] += "x\n";
-  set["bc"] += "bad\n";
-  set["uc"] += "bad\n";
-  PutSet(set, 5);
-  std::filesystem::remove("DB/IMPORT/gt5.way");
-  EXPECT_EQ(Faults(5),
-            "gt5.way:0! the file cannot be opened\n"
-            "an5.txt:1! a hexadecimal number is missing in column 6\n"
-            "nn5.txt:8! a letter is missing in column 2\n"
-            "uc5.txt:7! a hexadecimal number is missing in column 4\n");
-}
+TEST_F(Writer, ChecksTellEveryFileAndEveryLooseEnd) { PlayExchange(); }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "support/outputs.h"
+#include "support/transcript.h"
 
 #include <algorithm>
 #include <functional>
@@ -89,11 +89,6 @@ struct Generator {
   All all;
   One one;
   Several several;
-  const char* golden;  // where its files lie in the golden set; "%" stands for an address
-  const char* folder;  // to hand to the forms for all nodes and for one
-  const char* root;    // to hand to the form for several
-  int callbacks;       // of the form for all nodes
-  bool stops;
 };
 
 #define FORMS(member) \
@@ -105,196 +100,148 @@ struct Generator {
       [](CNCCNet& n, const char* f, unsigned long id) { return n.member(f, 200, id); }, \
       [](CNCCNet& n, const char* f, Ids ids) { return n.member(f, 200, std::move(ids)); }
 
-// The callbacks: one for each AP and, where Deps are walked, one for each Dep, each item of a Dep's
-// folder (GenApc), each node of the group and each linked Dep (GenApu).
-const std::vector<Generator>& ApGenerators() {
+const std::vector<Generator>& NodeGenerators() {
   static const std::vector<Generator> all = {
-      {FORMS(GenApa), "out/APDB/A/apa%.txt", "out\\APDB\\A\\", "out\\APDB", 0, true},
-      {FORMS(GenApc), "out/APDB/C/apc%.txt", "out/APDB/C/", "out/APDB/", 6 + 65, true},
-      {FORMS(GenApl), "out/APDB/L/apl%.txt", "out/APDB/L/", "out/APDB/", 6, true},
-      {MODE_FORMS(GenApn), "out/APDB/N/apn%.txt", "out/APDB/N/", "out\\APDB\\", 6, true},
-      {FORMS(GenTun), "out/APDB/T/node%.tun", "out/APDB/T/", "out/APDB/", 0, true},
-      {FORMS(GenApu), "out/APDB/U/apu%.txt", "out/APDB/U/", "out/APDB/", 6 + 57, true},
-      {FORMS(GenApnCrg), "out/APDB/R/apn%.crg", "out/APDB/", "out/APDB", 6, false},
-      {FORMS(GenApnCrc), "out/APDB/R/apn%.crc", "out/APDB/R/", "out/APDB/", 6, false},
+      {FORMS(GenApa)},    {FORMS(GenApc)},         {FORMS(GenApl)},       {MODE_FORMS(GenApn)},
+      {FORMS(GenTun)},    {FORMS(GenApu)},         {FORMS(GenApnCrg)},    {FORMS(GenApnCrc)},
+      {FORMS(GenMAPApa)}, {MODE_FORMS(GenMAPApn)}, {FORMS(GenMAPApnCrg)},
   };
   return all;
 }
-
-const std::vector<Generator>& ServerGenerators() {
-  static const std::vector<Generator> all = {
-      {FORMS(GenMAPApa), "out/MAP/apa%.txt", "out\\MAP\\", "out\\MAP\\", 3, true},
-      {MODE_FORMS(GenMAPApn), "out/MAP/apn%.txt", "out/MAP/", "out/MAP/", 3, true},
-      {FORMS(GenMAPApnCrg), "out/MAP/apn%.crg", "out/MAP/", "out/MAP/", 3, false},
-  };
-  return all;
-}
-
-std::string Path(const char* pattern, const std::string& address) {
-  std::string path = pattern;
-  return path.replace(path.find('%'), 1, address);
-}
-
-Files Expected(const Files& golden, const Generator& generator,
-               const std::vector<std::string>& addresses) {
-  Files files;
-  for (const auto& address : addresses) {
-    const std::string path = Path(generator.golden, address);
-    files[path] = golden.at(path);
-  }
-  return files;
-}
-
-// All forms of one generator; `addresses` and `ids` are the nodes in the order of the database.
-void CheckForms(CNCCNet& net, const Generator& generator, const std::vector<std::string>& addresses,
-                const std::vector<unsigned long>& ids, unsigned long other_kind) {
-  SCOPED_TRACE(generator.name);
-  const Files golden = LoadNetworkFiles();
-  const std::string folder = fs::path(Path(generator.golden, "")).parent_path();
-  const auto again = [&] {
-    fs::remove_all("out");
-    fs::create_directories(folder);
-  };
-  const auto made = [&] { return FilesBelow("out"); };
-  int calls = 0;
-  net.SetCallback([](void* context, void*) -> long { return ++*static_cast<int*>(context); },
-                  &calls);
-  again();
-  EXPECT_TRUE(generator.all(net, generator.folder)) << net.LastError();
-  EXPECT_EQ(Differences(Expected(golden, generator, addresses), made()), "");
-  EXPECT_EQ(calls, generator.callbacks);
-  net.SetCallback(nullptr, nullptr);
-
-  again();
-  EXPECT_TRUE(generator.one(net, generator.folder, ids[1])) << net.LastError();
-  for (const unsigned long id : {0UL, other_kind, 0x11UL, 0x19UL, 0x100000009UL}) {
-    EXPECT_FALSE(generator.one(net, generator.folder, id)) << id;
-    EXPECT_STRNE(net.LastError(), "") << id;
-  }
-  EXPECT_EQ(Differences(Expected(golden, generator, {addresses[1]}), made()), "");
-
-  fs::remove_all("out");
-  const bool rewrites_all = generator.name == std::string("GenApnCrc");
-  if (rewrites_all) Put({{Path(generator.golden, addresses[0]), "old"}});
-  EXPECT_TRUE(generator.several(net, generator.root, {ids[2], 0, other_kind, ids[1]}));
-  EXPECT_EQ(
-      Differences(Expected(golden, generator,
-                           rewrites_all ? addresses : std::vector{addresses[1], addresses[2]}),
-                  made()),
-      "");
-
-  again();
-  net.LockGen();
-  EXPECT_TRUE(generator.all(net, generator.folder));
-  const std::vector<std::string> first = {addresses[0]};
-  EXPECT_EQ(Differences(Expected(golden, generator, generator.stops ? first : addresses), made()),
-            "");
-  again();
-  EXPECT_TRUE(generator.several(net, generator.root, {ids[0], ids[1]}));
-  EXPECT_EQ(made().size(), rewrites_all ? addresses.size() : generator.stops ? 1U : 2U);
-  net.UnLockGen();
-}
-
-TEST_F(OutputTest, TheFormsOfEachGenerator) {
-  for (const auto& generator : ApGenerators()) {
-    CheckForms(net_, generator, OutputApAddresses(), {0xC, 0xD, 0xE, 0xF, 0x10, 0x1002F}, 9);
-  }
-  for (const auto& generator : ServerGenerators()) {
-    CheckForms(net_, generator, {"0009", "000A", "000B"}, {9, 10, 11}, 0xC);
-  }
-}
-
-struct Whole {
-  const char* name;
-  All run;
-  const char* folder;
-  int callbacks;              // -1 where it is not said
-  std::size_t files_stopped;  // made when a stop has been asked for before
-};
 
 #define WHOLE(member) #member, [](CNCCNet & n, const char* f) { return n.member(f); }
 
-const std::vector<Whole>& WholeGenerators() {
-  // The root folder has 16 items: the network's, 3 servers, 4 groups, 4 Deps, 4 users.
-  static const std::vector<Whole> all = {
-      {WHOLE(CreateAbonameFile), "kc/", 16, 1},
-      {WHOLE(CreateAbonameeFile), "kc/", 0, 1},
-      {WHOLE(CreateCcc_kcFile), "kc/", 0, 1},
-      {WHOLE(CreateAbn_apFile), "kc\\", 16, 1},
-      {WHOLE(CreateNodenameFile), "kc/", 4 + 3 + 6, 1},
-      {WHOLE(CreateNmatrixFile), "kc/", -1, 1},
-      {WHOLE(GenAB), "kc/AB/", 4, 1},
-      {WHOLE(GenAP), "kc/AP\\", 6, 1},
-      {WHOLE(GenMAPNodeTun), "out/MAP/", 16 + 3 * 3, 1},
-      {WHOLE(GenMAPNodeMap), "out/MAP/", 3 + 2, 1},
-      {WHOLE(GenMAPNodeReg), "out/MAP/", 16, 1},
-      {WHOLE(GenFullDistr), "kc", 9, 1},
-      {WHOLE(GenShortDistr), "short\\", 9, 1},
+const std::vector<std::pair<const char*, All>>& WholeGenerators() {
+  static const std::vector<std::pair<const char*, All>> all = {
+      {WHOLE(CreateAbonameFile)},
+      {WHOLE(CreateAbonameeFile)},
+      {WHOLE(CreateCcc_kcFile)},
+      {WHOLE(CreateAbn_apFile)},
+      {WHOLE(CreateNodenameFile)},
+      {WHOLE(CreateNmatrixFile)},
+      {WHOLE(GenAB)},
+      {WHOLE(GenAP)},
+      {WHOLE(GenMAPNodeTun)},
+      {WHOLE(GenMAPNodeMap)},
+      {WHOLE(GenMAPNodeReg)},
+      {WHOLE(GenFullDistr)},
+      {WHOLE(GenShortDistr)},
   };
   return all;
 }
 
-TEST_F(OutputTest, TheGeneratorsOfWholeNetworks) {
-  const Files golden = LoadNetworkFiles();
-  const auto run = [&](const Whole& generator) {
-    for (const char* folder : {"out", "kc", "short"}) fs::remove_all(folder);
-    for (const char* folder : {"out/MAP", "kc/AB", "kc/AP", "kc/AAA", "short/AAA"}) {
-      fs::create_directories(folder);
-    }
-    EXPECT_TRUE(generator.run(net_, generator.folder)) << net_.LastError();
-    fs::remove("newfiles.dat");
-    return FilesBelow(".");
+// Every generator in every form; with "+" those that are always true.
+using Form = std::function<bool(CNCCNet&, const char*, const Ids&)>;
+
+#define RUN(call) [](CNCCNet& n, const char* f, const Ids& ids) { return (void)ids, n.call; }
+
+std::vector<std::pair<std::string, Form>> AllForms() {
+  std::vector<std::pair<std::string, Form>> forms = {
+      {"+GenAPDB", RUN(GenAPDB(f, 200))},
+      {"+GenAPDB-some", RUN(GenAPDB(f, 200, ids))},
+      {"+GenMAP", RUN(GenMAP(f, 200))},
+      {"+GenMAP-some", RUN(GenMAP(f, 200, ids))},
+      {"+GenRoutingTables", RUN(GenRoutingTables(f))},
+      {"+ExportForKC", RUN(ExportForKC(true, f))},
+      {"GenMAPNodeMap-one", RUN(GenMAPNodeMap(f, ids.front()))},
+      {"GenMAPNodeTun-one", RUN(GenMAPNodeTun(f, ids.front()))},
+      {"GenMAPNodeReg-one", RUN(GenMAPNodeReg(f, ids.front()))},
+      {"GenFullDistr-one", RUN(GenFullDistr(f, ids.front()))},
+      {"GenShortDistr-one", RUN(GenShortDistr(f, ids.front()))},
   };
-  int calls = 0;
-  net_.SetCallback([](void* context, void*) -> long { return ++*static_cast<int*>(context); },
-                   &calls);
-  for (const auto& generator : WholeGenerators()) {
-    SCOPED_TRACE(generator.name);
-    calls = 0;
-    for (const auto& [path, bytes] : run(generator)) {
-      const bool package = path.find("/AAA/") != std::string::npos;  // of nothing that is here
-      EXPECT_TRUE(golden.contains(path) && (package || golden.at(path) == bytes)) << path;
-    }
-    EXPECT_TRUE(generator.callbacks < 0 || calls == generator.callbacks) << calls;
-    net_.LockGen();
-    EXPECT_EQ(run(generator).size(), generator.files_stopped);
-    net_.UnLockGen();
+  for (const auto& g : NodeGenerators()) {
+    const std::string name = g.name;
+    forms.emplace_back("+" + name, [&g](auto& n, auto* f, auto&) { return g.all(n, f); });
+    forms.emplace_back("+" + name + "-some",
+                       [&g](auto& n, auto* f, auto& ids) { return g.several(n, f, ids); });
+    forms.emplace_back(name + "-one",
+                       [&g](auto& n, auto* f, auto& ids) { return g.one(n, f, ids.front()); });
   }
+  for (const auto& [name, run] : WholeGenerators())
+    forms.emplace_back(name, [&run = run](auto& n, auto* f, auto&) { return run(n, f); });
+  return forms;
 }
 
-TEST_F(OutputTest, AStopEndsTheRunsBetweenTheirGenerators) {
-  const auto old = [] {
-    fs::remove_all("out");
-    Touch({"out/APDB/A/old", "out/APDB/C/old", "out/APDB/old", "out/MAP/node99.map",
-           "out/MAP/node9.reg"});
-  };
-  const auto made = [&](auto generate) {
-    old();
-    EXPECT_TRUE(generate());
-    return Names(FilesBelow("out"));
-  };
-  using Paths = std::vector<std::string>;
-  net_.LockGen();
-  EXPECT_EQ(made([&] { return net_.GenAPDB("out", 0); }),
-            (Paths{"out/APDB/A/apa000C.txt", "out/APDB/C/old", "out/APDB/old", "out/MAP/node9.reg",
-                   "out/MAP/node99.map"}));
-  EXPECT_EQ(made([&] { return net_.GenRoutingTables("out"); }),
-            (Paths{"out/APDB/A/old", "out/APDB/C/old", "out/APDB/old", "out/MAP/node9.tun"}));
-  EXPECT_EQ(made([&] { return net_.GenMAP("out", 0); }),
-            (Paths{"out/APDB/A/old", "out/APDB/C/old", "out/APDB/old", "out/MAP/apa0009.txt",
-                   "out/MAP/node9.reg", "out/MAP/node99.map"}));
-  fs::remove_all("out");
-  EXPECT_TRUE(net_.GenAPDB("out", 0, Ids{0xD, 0xC}));
-  EXPECT_EQ(
-      Names(FilesBelow("out")),
-      (Paths{"out/A/apa000D.txt", "out/C/apc000D.txt", "out/L/apl000D.txt", "out/N/apn000D.txt",
-             "out/R/apn000D.crc", "out/R/apn000D.crg", "out/U/apu000D.txt"}))
-      << "the first is made whole";
-  EXPECT_EQ(ReadFile("newfiles.dat").size(), 17U) << "one list of stamps";
-  EXPECT_TRUE(net_.ExportForKC(true, "kc"));
-  EXPECT_EQ(FilesBelow("kc").size(), 6U + 1 + 1 + 1) << "each of its generators ends by itself";
-  net_.UnLockGen();
+// A node of the kind that the form is for.
+Ids NodeFor(const std::string& form) {
+  return {form.find("MAP") != std::string::npos ? 9UL : 0xCUL};
 }
+
+// What transcripts can say: a form by its name, with a folder and identifiers; it prints its
+// result, how often the callback was called, the last error and what failed.
+class OutputTranscript : public OutputTest {
+ protected:
+  ~OutputTranscript() override { SetTextLineEnd("\r\n"); }
+
+  void PlayOutputs() { Play("outputs.txt", Known()); }
+  Commands Known();
+
+  std::string failed_;
+  int calls_ = 0;
+  std::shared_ptr<LengthStamps> provider_ = std::make_shared<LengthStamps>();
+};
+
+Ids Numbers(const Words& words) {
+  Ids ids;
+  for (const auto& word : words) ids.push_back(std::stoul(word, nullptr, 16));
+  return ids;
+}
+
+Commands OutputTranscript::Known() {
+  Files stated = LoadNetworkFiles();
+  std::erase_if(stated, [](const auto& file) { return file.first.starts_with("MAP/"); });
+  Commands known = FileCommands(stated);
+  net_.SetCallback([](void* context, void*) -> long { return ++*static_cast<int*>(context); },
+                   &calls_);
+  net_.SetFileObserver([this](const CFileEvent& event) {
+    if (event.failure != nullptr) failed_ += "failed " + std::string(event.path) + "\n";
+  });
+  for (const auto& [name, run] : AllForms()) {
+    known[name.substr(name[0] == '+' ? 1 : 0)] = [this, run = run](const Words& words) {
+      failed_.clear();
+      calls_ = 0;
+      const bool result = run(net_, words[0].c_str(), Numbers({words.begin() + 1, words.end()}));
+      const std::string error = net_.LastError();
+      return (result ? "true" : "false") +
+             (calls_ == 0 ? "" : " after " + std::to_string(calls_) + " callbacks") +
+             (error.empty() ? "" : ": " + error) + "\n" + failed_;
+    };
+  }
+  known.merge(NetworkCommands(net_));
+  known["lock"] = [this](const Words&) { return net_.LockGen(), ""; };
+  known["unlock"] = [this](const Words&) { return net_.UnLockGen(), ""; };
+  known["line-feeds"] = [](const Words&) { return SetTextLineEnd("\n") ? "" : "refused"; };
+  known["create"] = [this](const Words& words) {
+    NetAccess::UseEngines(net_, ncc::MemoryEngineFactory(std::make_shared<ncc::MemoryStore>()));
+    return net_.Create("db", "net", Numbers(words).front()) ? "" : net_.LastError();
+  };
+  known["key"] = [](const Words& words) { return UseKey(words[0]), ""; };
+  known["provider"] = [this](const Words& words) {
+    provider_->fails = words[0] == "fails";
+    provider_->has_key = words[0] != "keyless";
+    SetStampProvider(provider_);
+    return "asked " + std::to_string(std::exchange(provider_->files, 0));
+  };
+  known["paths"] = [this](const Words&) { return net_.APDBPath() + "|" + net_.MAPPath(); };
+  return known;
+}
+
+TEST_F(OutputTranscript, TheFormsOfEachGenerator) { PlayOutputs(); }
+TEST_F(OutputTranscript, TheGeneratorsOfWholeNetworks) { PlayOutputs(); }
+TEST_F(OutputTranscript, AStopEndsTheRunsBetweenTheirGenerators) { PlayOutputs(); }
+TEST_F(OutputTranscript, SomeApsInAFolderOfTheirOwn) { PlayOutputs(); }
+TEST_F(OutputTranscript, SomeServersWithTheStampsOfTheMapsBefore) { PlayOutputs(); }
+TEST_F(OutputTranscript, MapsOfOneServerAndNetworksWithoutTunnels) { PlayOutputs(); }
+TEST_F(OutputTranscript, WithoutCentresTheirLinesHaveNoNode) { PlayOutputs(); }
+TEST_F(OutputTranscript, TheZerosBehindAMapGrowWithTheNetwork) { PlayOutputs(); }
+TEST_F(OutputTranscript, AnEmptyNetworkHasTheFilesOfTheWholeNetworkOnly) { PlayOutputs(); }
+TEST_F(OutputTranscript, ARegistrationAndAListFindWhatTheyStamp) { PlayOutputs(); }
+TEST_F(OutputTranscript, AProviderOfTheApplication) { PlayOutputs(); }
+TEST_F(OutputTranscript, LineEndsOfTexts) {
+  EXPECT_FALSE(SetTextLineEnd("\r") || SetTextLineEnd("") || SetTextLineEnd(nullptr));
+  PlayOutputs();
+}
+TEST_F(OutputTranscript, LinksBelowTheNamedFolderAreNotFollowed) { PlayOutputs(); }
 
 TEST_F(OutputTest, AStopFromAnotherThreadEndsARunAfterTheNodeInHand) {
   std::vector<std::string> seen;
@@ -314,66 +261,6 @@ TEST_F(OutputTest, AStopFromAnotherThreadEndsARunAfterTheNodeInHand) {
   net_.SetFileObserver([](const CFileEvent&) { throw 1; });
   EXPECT_TRUE(net_.GenRoutingTables("out")) << "what the observer throws is ignored";
   EXPECT_EQ(FilesBelow("out").size(), 48U + 9);
-}
-
-TEST_F(OutputTest, SomeApsInAFolderOfTheirOwn) {
-  const Files golden = LoadNetworkFiles();
-  Put({{"some/T/node000C.tun", "as it was"}, {"some/A/apa9999.txt", "stale"}, {"some/old", ""}});
-  SetStampProvider(std::make_shared<LengthStamps>());
-  EXPECT_TRUE(net_.GenAPDB("some", 200, Ids{0x1002F, 9, 0xC}));
-  Files expected = {
-      {"some/T/node000C.tun", "as it was"}, {"some/A/apa9999.txt", "stale"}, {"some/old", ""}};
-  for (const char* address : {"000C", "1002F"}) {
-    for (const auto& generator : ApGenerators()) {
-      if (generator.name == std::string("GenTun")) continue;
-      const std::string path = Path(generator.golden, address);
-      expected["some" + path.substr(8)] = golden.at(path);
-    }
-  }
-  expected["some/R/apn000C.crg"] =
-      "APN000C.TXT=000001B8\r\nAPU000C.TXT=00000163\r\nAPA000C.TXT=0000017E\r\n"
-      "APL000C.TXT=00000000\r\nNODE000C.TUN=00000009\r\nAPN000C.CRG=0000006F\r\n";
-  expected.erase("some/R/apn1002F.crg");
-  Files made = FilesBelow("some");
-  EXPECT_TRUE(made["some/R/apn1002F.crg"].find("NODE1002F.TUN=00000000\r\n") != std::string::npos);
-  made.erase("some/R/apn1002F.crg");
-  EXPECT_EQ(Differences(expected, made), "");
-  EXPECT_TRUE(fs::is_empty("some/S"));
-  EXPECT_EQ(net_.APDBPath(), "some\\");
-}
-
-TEST_F(OutputTest, SomeServersWithTheStampsOfTheMapsBefore) {
-  Put({{"some/node9.map", "old map"}, {"some/node9.tun", "old"}, {"some/node77.map", "kept"}});
-  SetStampProvider(std::make_shared<LengthStamps>());
-  EXPECT_TRUE(net_.GenMAP("some", 200, Ids{9, 0xC}));
-  EXPECT_EQ(ReadFile("some/apn0009.crg"),
-            "APN0009.TXT=00000164\r\nAPA0009.TXT=00000084\r\nNODE9.MAP=00000007\r\n"
-            "NODE9.TUN=00000003\r\nAPN0009.CRG=00000054\r\n");
-  EXPECT_EQ(FilesBelow("some").size(), 3U + 3 * 3 + 1) << "the maps of all, and what was there";
-  EXPECT_EQ(ReadFile("some/node9.map").size(), 363U);
-  EXPECT_EQ(net_.MAPPath(), "some\\");
-}
-
-TEST_F(OutputTest, MapsOfOneServerAndNetworksWithoutTunnels) {
-  fs::create_directory("one");
-  for (const unsigned long id : {10UL, 0xCUL, 0UL}) {
-    EXPECT_EQ(net_.GenMAPNodeMap("one/", id), id == 10);
-    EXPECT_EQ(net_.GenMAPNodeTun("one/", id), id == 10);
-    EXPECT_EQ(net_.GenMAPNodeReg("one/", id), id == 10);
-  }
-  const Files golden = LoadNetworkFiles();
-  Files expected;
-  for (const char* name : {"node10.map", "node10.tun", "node10.reg"}) {
-    expected["one/" + std::string(name)] = golden.at("out/MAP/" + std::string(name));
-  }
-  EXPECT_EQ(Differences(expected, FilesBelow("one")), "");
-
-  EXPECT_TRUE(net_.DeleteServer(9UL) && net_.DeleteServer(11UL));
-  EXPECT_FALSE(net_.GenMAPNodeTun("one/") || net_.GenMAPNodeTun("one/", 10));
-  EXPECT_EQ(Differences(expected, FilesBelow("one")), "") << "left alone";
-  EXPECT_TRUE(net_.GenRoutingTables("two"));
-  EXPECT_EQ(Names(FilesBelow("two")),
-            (std::vector<std::string>{"two/MAP/node10.map", "two/MAP/node10.reg"}));
 }
 
 TEST_F(OutputTest, WhatChangesBetweenTwoFilesShowsInTheSecond) {
@@ -414,71 +301,6 @@ TEST_F(OutputTest, WhatChangesBetweenTwoFilesShowsInTheSecond) {
   EXPECT_NE(ReadFile("x/apu000C.txt").find(" by the callback\r\n"), std::string::npos);
 }
 
-TEST_F(OutputTest, WithoutCentresTheirLinesHaveNoNode) {
-  EXPECT_TRUE(net_.RegAPP(0xC, 0, 0) && net_.RegAPP(0xD, 0, 0) && net_.RegSrv(9, 0x44, 0));
-  EXPECT_TRUE(net_.GenApn("./", 1, 0xCUL) && net_.GenMAPNodeReg("./", 9UL));
-  EXPECT_TRUE(net_.CreateCcc_kcFile("./"));
-  const std::string none = std::string(50, ' ') + " 001A00000 0000001A00000000\r\n";
-  EXPECT_EQ(ReadFile("apn000C.txt"), "0000 S S Alpha" + std::string(45, ' ') +
-                                         " 001A00090 0000001A00090000\r\n" + "0004     " + none +
-                                         "0008     " + none);
-  EXPECT_EQ(ReadFile("CCC_KC.TXT"), "001A00000\r\n001A00000\r\n");
-  EXPECT_NE(ReadFile("node9.reg").find("\nCCC=001A0000\r\nKeyC=001A0000\r\n"), std::string::npos);
-}
-
-TEST_F(OutputTest, TheZerosBehindAMapGrowWithTheNetwork) {
-  CNCCNet net;
-  ASSERT_TRUE(net.Create("db", "net", 0xABCDE));
-  for (const std::uintmax_t size : {103U, 103U, 107U, 111U, 115U}) {
-    ASSERT_NE(net.AddServer(std::to_string(size + net.GetServersCount()).c_str(), 0, 0), 0U);
-    EXPECT_TRUE(net.GenMAPNodeMap("./", 1));
-    EXPECT_EQ(fs::file_size("node1.map"), size);
-  }
-  EXPECT_TRUE(net.LinkSrvToSrv(1, 5) && net.LinkSrvToSrv(1, 3) && net.GenMAPNodeMap("./", 1));
-  const std::string map = ReadFile("node1.map");
-  EXPECT_EQ(map.substr(103 + 2 * 63), std::string(12, '\0') + std::string("\5\0\5\0\3\0\3\0", 8));
-  EXPECT_EQ(map.substr(42, 4), std::string("\xDE\xBC\0\0", 4)) << "the low half of the network";
-}
-
-TEST_F(OutputTest, AnEmptyNetworkHasTheFilesOfTheWholeNetworkOnly) {
-  CNCCNet net;
-  ASSERT_TRUE(net.Create("db", "net", 2));
-  EXPECT_TRUE(net.GenAPDB("out", 0) && net.GenMAP("out", 0) && net.GenRoutingTables("out"));
-  EXPECT_TRUE(net.ExportForKC(true, "kc"));
-  EXPECT_TRUE(FilesBelow("out").empty());
-  EXPECT_TRUE(fs::is_directory("out/APDB/R") && fs::is_directory("out/MAP"));
-  EXPECT_EQ(ReadFile("kc/NODENAME.DOC").size(), 51U + 29 + 2);
-  EXPECT_EQ(ReadFile("kc/CCC_KC.TXT"), "000200000\r\n000200000\r\n");
-  EXPECT_EQ(ReadFile("kc/NMATRIX.DAT"), std::string("NMATRIX\0\1\0\0\0\2\0\0\0\0\0\0\0", 20));
-  for (const char* name : {"ABONAME.TXT", "ABONAMEE.TXT", "ABN_AP.TXT"})
-    EXPECT_EQ(fs::file_size("kc" / fs::path(name)), 0U);
-  EXPECT_EQ(FilesBelow("kc").size(), 6U);
-}
-
-// Every generator in every form.
-std::vector<std::pair<std::string, std::function<bool(CNCCNet&, const char*)>>> AllForms() {
-  std::vector<std::pair<std::string, std::function<bool(CNCCNet&, const char*)>>> forms = {
-      {"+GenAPDB", [](CNCCNet& n, const char* f) { return n.GenAPDB(f, 0); }},
-      {"+GenAPDB some", [](CNCCNet& n, const char* f) { return n.GenAPDB(f, 0, Ids{0xC}); }},
-      {"+GenMAP", [](CNCCNet& n, const char* f) { return n.GenMAP(f, 0); }},
-      {"+GenMAP some", [](CNCCNet& n, const char* f) { return n.GenMAP(f, 0, Ids{9}); }},
-      {"+GenRoutingTables", [](CNCCNet& n, const char* f) { return n.GenRoutingTables(f); }},
-      {"+ExportForKC", [](CNCCNet& n, const char* f) { return n.ExportForKC(true, f); }},
-  };
-  for (const auto* table : {&ApGenerators(), &ServerGenerators()}) {
-    for (const auto& g : *table) {
-      const unsigned long id = table == &ApGenerators() ? 0xC : 9;
-      forms.emplace_back("+" + std::string(g.name), g.all);
-      forms.emplace_back("+some " + std::string(g.name),
-                         [&g, id](CNCCNet& n, const char* f) { return g.several(n, f, Ids{id}); });
-      forms.emplace_back("one " + std::string(g.name),
-                         [&g, id](CNCCNet& n, const char* f) { return g.one(n, f, id); });
-    }
-  }
-  for (const auto& g : WholeGenerators()) forms.emplace_back(g.name, g.run);
-  return forms;
-}
-
 TEST_F(OutputTest, WithoutADatabaseOrAFolderNothingIsTouched) {
   CNCCNet closed;
   Put({{"kc/AB/old", "1"}, {"kc/APDB/A/old", "2"}, {"kc/MAP/node9.map", "3"}, {"kc/x", "4"}});
@@ -486,10 +308,10 @@ TEST_F(OutputTest, WithoutADatabaseOrAFolderNothingIsTouched) {
   for (const auto& [name, run] : AllForms()) {
     SCOPED_TRACE(name);
     const bool always_true = name[0] == '+';
-    const bool without_database = run(closed, "kc/");
+    const bool without_database = run(closed, "kc/", NodeFor(name));
     EXPECT_STRNE(closed.LastError(), "");
     EXPECT_TRUE(without_database || !always_true);
-    const bool without_folder = run(net_, nullptr);
+    const bool without_folder = run(net_, nullptr, NodeFor(name));
     EXPECT_STRNE(net_.LastError(), "");
     EXPECT_TRUE(without_folder || !always_true);
     EXPECT_EQ(Differences(before, FilesBelow(".")), "");
@@ -557,7 +379,7 @@ TEST_F(OutputTest, WhatCannotBeWrittenIsReportedAndPassedOver) {
 
   for (const auto& [name, run] : AllForms()) {
     SCOPED_TRACE(name);
-    const bool result = run(net_, "plain/");
+    const bool result = run(net_, "plain/", NodeFor(name));
     EXPECT_STRNE(net_.LastError(), "");
     EXPECT_TRUE(result || name[0] != '+');
     EXPECT_TRUE(!result || !name.starts_with("Create"));

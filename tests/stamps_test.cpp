@@ -30,7 +30,6 @@ class StampTest : public OutputTest {
  protected:
   ~StampTest() override {
     SetShareIdenticalFiles(true);
-    SetTextLineEnd("\r\n");
     whole_seconds = false;
   }
 
@@ -189,43 +188,6 @@ TEST_F(StampTest, WhereTimesAreCoarseNothingIsRemembered) {
   EXPECT_NE(ReadFile("R/apn000C.crg").find("APA000C.TXT=" + Stamp("copy")), std::string::npos);
 }
 
-// By any prefix, and whatever the case of its letters; not what lies elsewhere.
-TEST_F(StampTest, ARegistrationAndAListFindWhatTheyStamp) {
-  UseKey(kKey);
-  Put({{"out/preNode9.MAP", "hello"},
-       {"out/preNODE9.XNW", "hello wo"},
-       {"out/pre/node9.xnw", "x"}});
-  Put({{"out/preNODE9.tun", std::string(1024, 'q')}, {"N/APN000C.txt", "hello"}, {"R/x", ""}});
-  ASSERT_TRUE(net_.GenMAPNodeReg("out/pre", 9) && net_.GenApnCrg("./", 0xCUL));
-  const std::string lines = ReadFile("out/prenode9.reg");
-  EXPECT_NE(lines.find("MAPCRC=583734D0\r\nXNWCRC=B08C79E0\r\n"), std::string::npos) << lines;
-  EXPECT_NE(lines.find("TUNCRC=10C5640A\r\n"), std::string::npos) << lines;
-  const std::string all = ReadFile("out/prenode9.reg");
-  ASSERT_TRUE(net_.GenMAPNodeReg("out/pre"));
-  EXPECT_EQ(ReadFile("out/prenode9.reg"), all);
-  EXPECT_TRUE(ReadFile("R/apn000C.crg").starts_with("APN000C.TXT=583734D0\r\n"));
-}
-
-TEST_F(StampTest, AProviderOfTheApplication) {
-  const auto provider = std::make_shared<LengthStamps>();
-  SetStampProvider(provider);
-  fs::create_directories("out/N");
-  fs::create_directories("out/R");
-  const auto list = [&] {
-    EXPECT_TRUE(net_.GenApn("out/N/", 0, 0xCUL) && net_.GenApnCrg("out/", 0xCUL));
-    return ReadFile("out/R/apn000C.crg").substr(0, 22);
-  };
-  EXPECT_EQ(list(), "APN000C.TXT=000001B8\r\n") << "the form for bytes is not there";
-  provider->fails = true;
-  fs::remove("out/R/apn000C.crg");
-  EXPECT_EQ(list(), "") << "no list of what cannot be stamped";
-  EXPECT_NE(std::string(net_.LastError()).find("cannot be stamped"), std::string::npos);
-  provider->has_key = false;
-  provider->files = 0;
-  EXPECT_EQ(list(), "APN000C.TXT=00000000\r\n");
-  EXPECT_EQ(provider->files, 0) << "not asked without a key";
-}
-
 TEST_F(StampTest, FilesOfEqualBytesShareTheirStorage) {
   std::list<CColAb> many;
   for (std::uint32_t node = 1; node <= 1700; ++node) many.push_back({{0x18, node}, 0});
@@ -258,16 +220,6 @@ TEST_F(StampTest, FilesOfEqualBytesShareTheirStorage) {
   EXPECT_EQ(ReadFile("on/apa1002F.txt"), bytes);
 }
 
-TEST_F(StampTest, LineEndsOfTexts) {
-  EXPECT_FALSE(SetTextLineEnd("\r") || SetTextLineEnd("") || SetTextLineEnd(nullptr));
-  EXPECT_TRUE(net_.CreateCcc_kcFile("./"));
-  EXPECT_EQ(ReadFile("CCC_KC.TXT"), "001A000C0\r\n001A000D0\r\n");
-  EXPECT_TRUE(SetTextLineEnd("\n"));
-  EXPECT_TRUE(net_.CreateCcc_kcFile("./") && net_.GenMAPNodeTun("./", 9));
-  EXPECT_EQ(ReadFile("CCC_KC.TXT"), "001A000C0\n001A000D0\n");
-  EXPECT_EQ(ReadFile("node9.tun"), "001A00090 10\n001A000B0 65535\nTUNNEL.REG=00000000\n");
-}
-
 class ThrowingStamps : public LengthStamps {
  public:
   int FindFileImito(const char*, const unsigned char*, std::uint32_t&) override {
@@ -294,51 +246,6 @@ TEST_F(StampTest, AnObserverCannotCloseOrBatch) {
   EXPECT_TRUE(net_.GenAPDB("out", 1));
   EXPECT_EQ(refused, 1);
   EXPECT_NE(net_.AddServer("still open", 0, 0), 0U);
-}
-
-TEST_F(StampTest, LinksBelowTheNamedFolderAreNotFollowed) {
-  Put({{"disk/other", "x"}, {"real/APDB/old", ""}});
-  fs::create_directory_symlink("real", "out");
-  fs::create_directory_symlink("../../disk", "out/APDB/keep");
-  fs::create_symlink("../../disk/other", "out/APDB/file");
-  std::vector<std::string> failed;
-  net_.SetFileObserver([&](const CFileEvent& event) {
-    if (event.failure != nullptr) failed.emplace_back(event.path);
-  });
-  EXPECT_TRUE(net_.GenAPDB("out", 1));
-  EXPECT_STREQ(net_.LastError(), "");
-  EXPECT_TRUE(fs::is_symlink("out/APDB/keep") && fs::exists("real/APDB/A/apa000C.txt"));
-  EXPECT_FALSE(fs::exists(fs::symlink_status("out/APDB/file")) || fs::exists("out/APDB/old"));
-
-  const auto link = [](const std::string& folder) {
-    fs::remove_all(folder);
-    fs::create_directory_symlink(fs::absolute("disk"), folder);
-  };
-  link("real/APDB/A");
-  link("real/APDB/R");
-  link("real/MAP");
-  link("real/NEW");
-  fs::create_directory("kc");
-  link("kc/AB");
-  link("kc/AAA");
-  EXPECT_TRUE(net_.GenAPDB("out", 1));
-  EXPECT_NE(std::string(net_.LastError()).find("folder out/NEW is a link"), std::string::npos);
-  EXPECT_EQ(failed,
-            (std::vector<std::string>{"out\\NEW\\APDB\\", "out\\APDB\\A\\", "out\\APDB\\R\\"}));
-  EXPECT_TRUE(fs::exists("real/APDB/N/apn000C.txt")) << "the others are made";
-  const auto refused = [&](bool ended) { return ended && *net_.LastError() != '\0'; };
-  const std::list<unsigned long> ap = {0xC};
-  EXPECT_TRUE(refused(net_.GenApnCrg("out/APDB/")) && refused(net_.GenApnCrg("out/APDB", ap)));
-  EXPECT_TRUE(refused(net_.GenAPDB("out/APDB", 1, ap)) && refused(net_.GenApa("out/APDB", ap)));
-  EXPECT_TRUE(refused(net_.GenRoutingTables("out")) && refused(net_.GenMAP("out", 1)));
-  EXPECT_TRUE(refused(net_.ExportForKC(true, "kc")) && refused(net_.GenShortDistr("kc", 0xC)));
-  EXPECT_EQ(Differences({{"disk/other", "x"}}, FilesBelow("disk")), "");
-  WriteFile("disk/package", "whole");
-  fs::remove("kc/AAA");
-  fs::create_directory("kc/AAA");
-  fs::create_symlink("../../disk/package", "kc/AAA/001A000C.aaf");
-  EXPECT_TRUE(net_.GenFullDistr("kc", 0xC));
-  EXPECT_EQ(ReadFile("disk/package"), "whole");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "platform/disk/output_file.h"
 #include "support/no_memory.h"
-#include "support/outputs.h"
+#include "support/transcript.h"
 
 #include <memory>
 
@@ -36,25 +36,71 @@ class UpdateManagerTest : public ::testing::Test {
   }
 
   void Journal(const std::string& records) { WriteFile("newfiles.dat", records); }
-  // The files outside "NEW" after a check; they are removed.
-  std::vector<std::string> Copied() {
-    manager_.CheckCRC();
-    std::vector<std::string> names;
-    for (const auto& [path, bytes] : FilesBelow(".")) {
-      if (path.starts_with("NEW/") || path == "newfiles.dat") continue;
-      EXPECT_EQ(bytes, path.substr(path.rfind('/') + 1)) << "from the folder of its own kind";
-      names.push_back(path);
-      fs::remove(path);
-    }
-    return names;
-  }
+  Commands Known();
 
   fs::path before_ = fs::current_path();
   ScratchFolder scratch_;
   CUpdateManager manager_;
+  Words folders_;  // which it does not copy
 };
 
 using Paths = std::vector<std::string>;
+
+// A list of a report, a line each.
+std::string Lines(const char* kind, const std::list<std::string>& files) {
+  std::string text;
+  for (const auto& file : files) text += std::string(kind) + " " + file + "\n";
+  return text;
+}
+
+// What the transcripts can say: "check" prints what it copied and removes it.
+Commands UpdateManagerTest::Known() {
+  Commands known = FileCommands();
+  known["journal"] = [this](const Words& words) {
+    std::string all;
+    for (std::size_t i = 0; i + 1 < words.size(); i += 2)
+      all += Record(words[i] == "-" ? "" : words[i], static_cast<char>(std::stoi(words[i + 1])));
+    Journal(all);
+    return "";
+  };
+  known["cut"] = [this](const Words& words) {
+    Journal(ReadFile("newfiles.dat").substr(0, std::stoul(words[0])));
+    return "";
+  };
+  known["check"] = [this](const Words&) {
+    manager_.CheckCRC();
+    std::string copied;
+    for (const auto& [path, bytes] : FilesBelow(".")) {
+      if (path.starts_with("NEW/") || path == "newfiles.dat") continue;
+      EXPECT_EQ(bytes, path.substr(path.rfind('/') + 1)) << "from the folder of its own kind";
+      copied += path + "\n";
+      fs::remove(path);
+    }
+    return copied;
+  };
+  known["report"] = [this](const Words&) {
+    CCopyReport report;
+    std::string text = manager_.CheckCRC(report) ? "true\n" : "false\n";
+    for (const auto& one : report.failed) text += "failed " + one.file + ": " + one.reason + "\n";
+    if (!report.failed.empty()) {
+      EXPECT_EQ(report.failed.back().reason, CNCCNet().LastError());
+    }
+    return text + Lines("copied", report.copied) + Lines("missing", report.missing) +
+           Lines("unplaced", report.unplaced);
+  };
+  known["read"] = [this](const Words&) { return std::to_string(manager_.Read()); };
+  known["clear"] = [this](const Words&) { return manager_.Clear(), ""; };
+  known["folders"] = [this](const Words& words) {
+    EXPECT_TRUE(manager_.GetExportFolder() == nullptr && manager_.GetDBFolder() == nullptr);
+    folders_ = words;
+    manager_.SetExportFolder(folders_.at(0).c_str());
+    manager_.SetDBFolder(folders_.at(1).c_str());
+    EXPECT_TRUE(manager_.GetExportFolder() == folders_[0].c_str() &&
+                manager_.GetDBFolder() == folders_[1].c_str());
+    return "";
+  };
+  return known;
+}
 
 TEST_F(UpdateManagerTest, WriteAppendsARecordForEachFile) {
   fs::create_directory("some");
@@ -168,116 +214,9 @@ TEST_F(UpdateManagerTest, WantOfMemoryShowsInNoResult) {
   EXPECT_EQ(ReadFile("ABN/001A0019.abn"), "001A0019.abn");
 }
 
-TEST_F(UpdateManagerTest, EachNameTakesItsFilesAlong) {
-  const std::string ap_files[] = {"apn00AB.txt", "apn00AB.crg", "apn00AB.crc", "apa00AB.txt",
-                                  "apc00AB.txt", "apl00AB.txt", "apu00AB.txt", "apn00AC.txt"};
-  const std::string server_files[] = {"node12.map", "node12.reg", "node12.xnw", "node12.tun",
-                                      "node1.map",  "node12.txt", "node123.map"};
-  for (const auto& name : ap_files) Put({{"NEW/APDB/" + name, name}});
-  for (const auto& name : server_files) Put({{"NEW/MAP/" + name, name}});
-  const std::string single_files[] = {"ABONAME.TXT", "ABONAMEE.TXT", "CCC_KC.TXT",
-                                      "ABN_AP.TXT",  "NODENAME.DOC", "NMATRIX.DAT",
-                                      "EXTNET.DOC",  "IPKELADR.DOC", "OTHER.TXT"};
-  for (const auto& name : single_files) Put({{"NEW/" + name, name}});
-  Put({{"NEW/ABN/001A0019.abn", "001A0019.abn"}, {"NEW/ABN/001A0020.abn", "001A0020.abn"}});
-  for (const char* folder : {"APDB", "MAP", "ABN", "kc", "db"}) fs::create_directory(folder);
+TEST_F(UpdateManagerTest, EachNameTakesItsFilesAlong) { Play("copies.txt", Known()); }
 
-  Journal(Record("apn00AB.crg", 1));
-  EXPECT_EQ(Copied(), (Paths{"APDB/apa00AB.txt", "APDB/apc00AB.txt", "APDB/apl00AB.txt",
-                             "APDB/apn00AB.crc", "APDB/apn00AB.crg", "APDB/apn00AB.txt"}));
-  Journal(Record("node12.reg", 1));
-  EXPECT_EQ(Copied(),
-            (Paths{"MAP/node12.map", "MAP/node12.reg", "MAP/node12.tun", "MAP/node12.xnw"}));
-  Journal(Record("001A0019.abn", 1) + Record("OTHER.TXT", 1) + Record("", 9));
-  EXPECT_EQ(Copied(), Paths{"ABN/001A0019.abn"});
-
-  std::string all;
-  for (const auto& name : single_files) all += Record(name, 1);
-  Journal(all);
-  EXPECT_EQ(manager_.GetExportFolder(), nullptr);
-  EXPECT_EQ(manager_.GetDBFolder(), nullptr);
-  EXPECT_EQ(Copied(), Paths{}) << "no folder is set";
-  const char* const export_folder = "kc\\";
-  const char* const db_folder = "db/";
-  manager_.SetExportFolder(export_folder);
-  manager_.SetDBFolder(db_folder);
-  EXPECT_TRUE(manager_.GetExportFolder() == export_folder && manager_.GetDBFolder() == db_folder);
-  EXPECT_EQ(Copied(), Paths{}) << "known already";
-  Journal("");
-  EXPECT_EQ(Copied(), Paths{});
-  Journal(all);
-  EXPECT_EQ(Copied(),
-            (Paths{"db/EXTNET.DOC", "db/IPKELADR.DOC", "kc/ABN_AP.TXT", "kc/ABONAME.TXT",
-                   "kc/ABONAMEE.TXT", "kc/CCC_KC.TXT", "kc/NMATRIX.DAT", "kc/NODENAME.DOC"}));
-  Put({{"NEW/ipkelAdr.Doc", "ipkelAdr.Doc"}});
-  Journal(Record("ipkelAdr.Doc", 7));
-  EXPECT_EQ(Copied(), Paths{"db/IPKELADR.DOC"}) << "known without regard to case";
-}
-
-TEST_F(UpdateManagerTest, OnlyWhatIsNewOrChangedIsCopied) {
-  for (const char* number : {"1", "2"}) {
-    const std::string name = "node" + std::string(number) + ".map";
-    Put({{"NEW/MAP/" + name, name}});
-  }
-  Put({{"NEW/APDB/apn0001.txt", "apn0001.txt"}});
-  fs::create_directory("MAP");
-  fs::create_directory("APDB");
-  const std::string one1 = Record("node1.reg", 1);
-  const std::string one2 = Record("node1.reg", 2);
-  const Paths first = {"MAP/node1.map"};
-  const Paths none;
-  Journal(one1);
-  EXPECT_EQ(Copied(), first);
-  EXPECT_EQ(Copied(), none);
-  Journal(one1 + Record("node2.reg", 1));
-  EXPECT_EQ(Copied(), Paths{"MAP/node2.map"});
-  Journal(one1 + one2);
-  EXPECT_EQ(Copied(), first) << "the later record counts";
-  Journal(one1 + one2 + one1 + one2);
-  EXPECT_EQ(Copied(), none);
-  Journal(one1 + one1);
-  EXPECT_EQ(Copied(), first);
-  Journal(one1.substr(0, 13));
-  EXPECT_EQ(manager_.Read(), 1) << "a cut record is one that was known";
-  manager_.Clear();
-  EXPECT_EQ(Copied(), none);
-  Journal(one1);
-  EXPECT_EQ(Copied(), first) << "nothing was known any more";
-
-  WriteFile("MAP/node1.map", "a longer text that is overwritten");
-  Journal(one2);
-  EXPECT_EQ(Copied(), first);
-  fs::remove_all("NEW/MAP");
-  WriteFile("MAP/node1.map", "node1.map");
-  Journal(one1 + Record("apn0001.crg", 1));
-  EXPECT_EQ(Copied(), (Paths{"APDB/apn0001.txt", "MAP/node1.map"}))
-      << "what is not staged stays, and the rest is copied";
-
-  fs::create_directories("MAP/node2.map");
-  Put({{"NEW/MAP/node2.map", "node2.map"}, {"NEW/MAP/node2.reg", "node2.reg"}});
-  CCopyReport report;
-  Journal(Record("node2.reg", 9) + Record("OTHER.TXT", 1) + Record("NMATRIX.DAT", 1));
-  EXPECT_FALSE(manager_.CheckCRC(report));
-  EXPECT_EQ(report.copied, (std::list<std::string>{"MAP\\node2.reg"}));
-  EXPECT_EQ(report.missing, (std::list<std::string>{"NEW\\MAP\\node2.xnw", "NEW\\MAP\\node2.tun"}));
-  EXPECT_EQ(report.unplaced, (std::list<std::string>{"NMATRIX.DAT", "OTHER.TXT"}));
-  ASSERT_EQ(report.failed.size(), 1U);
-  EXPECT_EQ(report.failed.front().file, "MAP\\node2.map");
-  EXPECT_EQ(report.failed.front().reason, CNCCNet().LastError());
-  EXPECT_TRUE(manager_.CheckCRC(report)) << "known already";
-
-  fs::rename("MAP", "documents");
-  fs::create_directory_symlink("documents", "MAP");
-  WriteFile("documents/node2.reg", "not ours");
-  Journal(Record("node2.reg", 1));
-  EXPECT_FALSE(manager_.CheckCRC(report)) << "the caller has named no link";
-  EXPECT_EQ(report.failed.size(), 4U);
-  EXPECT_EQ(ReadFile("documents/node2.reg"), "not ours");
-  Put({{"NEW/NMATRIX.DAT", "NMATRIX.DAT"}});
-  manager_.SetExportFolder("MAP");
-  Journal(Record("NMATRIX.DAT", 2));
-  EXPECT_TRUE(manager_.CheckCRC(report)) << "the caller has named the link";
-}
+TEST_F(UpdateManagerTest, OnlyWhatIsNewOrChangedIsCopied) { Play("copies.txt", Known()); }
 
 // Who is still writing keeps its place, what dead ones left goes, and what is not theirs stays.
 TEST_F(UpdateManagerTest, WritersOfOneFileLeaveNothingBehind) {

@@ -1,17 +1,15 @@
 #include "outputs.h"
 
 #include "model.h"
+#include "transcript.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
 
-namespace {
-
 namespace fs = std::filesystem;
 
-// ASCII, "\xHH" and the Russian letters of UTF-8.
 std::string ToCodePage1251(const std::string& text) {
   std::string bytes;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -29,6 +27,8 @@ std::string ToCodePage1251(const std::string& text) {
   }
   return bytes;
 }
+
+namespace {
 
 std::string PackageRecord(const std::string& path, const std::string& contents) {
   std::string name = path.substr(path.rfind('/') + 1).substr(0, 12);
@@ -155,71 +155,7 @@ const std::vector<std::string>& OutputApAddresses() {
   return addresses;
 }
 
-namespace {
-
-void AddNodes(CNCCNet& net) {
-  net.Preferences()->next_id = 9;
-  EXPECT_EQ(net.AddServer("Alpha", 0x8000, 10), 9U);
-  EXPECT_EQ(net.AddServer(("Bravo " + std::string(44, 'b') + "Z").c_str(), 0x8000, 0), 10U);
-  EXPECT_EQ(net.AddServer("\xC3\xE0\xEC\xEC\xE0", 0, 65535), 11U);
-  EXPECT_TRUE(net.LinkSrvToSrv(9, 10));
-  EXPECT_EQ(net.AddAP(9UL, "\xD6\xE5\xED\xF2\xF0", 0x5), 0xCU);
-  EXPECT_EQ(net.AddAP(9UL, ("fifty " + std::string(43, 'd') + "Z").c_str(), 0x440), 0xDU);
-  EXPECT_EQ(net.AddAP(9UL, ("Eagle " + std::string(44, 'e') + "Z").c_str(), 0x1401), 0xEU);
-  EXPECT_EQ(net.AddAP(10UL, "ap of Bravo", 0x1000), 0xFU);
-  EXPECT_EQ(net.AddAP(10UL, "alone", 0x1001), 0x10U);
-}
-
-void AddGroups(CNCCNet& net) {
-  EXPECT_EQ(net.CreateNGrp(("Group " + std::string(44, 'g') + "Z").c_str()), 0x11U);
-  EXPECT_EQ(net.CreateNGrp("\xC3\xF0\xF3\xEF\xEF\xE0 \xE4\xE2\xE0"), 0x12U);
-  EXPECT_EQ(net.CreateNGrp("three"), 0x13U);
-  EXPECT_EQ(net.CreateNGrp("four"), 0x14U);
-  EXPECT_EQ(net.CreateDep("\xCE\xF2\xE4\xE5\xEB 1"), 0x15U);
-  EXPECT_EQ(net.CreateDep(("Depot " + std::string(44, 'p') + "Z").c_str()), 0x16U);
-  EXPECT_EQ(net.CreateDep("three"), 0x17U);
-  EXPECT_EQ(net.CreateDep("four"), 0x18U);
-  for (const unsigned long node : {0xEUL, 9UL, 0xCUL, 0xDUL})
-    EXPECT_TRUE(net.LinkNNToNGrp(0x11, node));
-  for (const unsigned long node : {10UL, 0xCUL, 0xFUL}) EXPECT_TRUE(net.LinkNNToNGrp(0x12, node));
-  EXPECT_TRUE(net.LinkNNToNGrp(0x13, 11));
-  // The Dep in two groups is assigned to group 11 last: its users work there.
-  EXPECT_TRUE(net.LinkDepToNGrp(0x12, 0x15) && net.LinkDepToNGrp(0x11, 0x17) &&
-              net.LinkDepToNGrp(0x11, 0x15) && net.LinkDepToNGrp(0x13, 0x16) &&
-              net.LinkDepToNGrp(0x14, 0x18));
-  EXPECT_TRUE(net.LinkDepToDep(0x15, 0x16) && net.LinkDepToDep(0x16, 0x17) &&
-              net.LinkDepToDep(0x15, 0x17) && net.LinkDepToDep(0x16, 0x18));
-}
-
-void AddUsers(CNCCNet& net) {
-  EXPECT_EQ(net.CreateAB("\xC8\xE2\xE0\xED\xEE\xE2 \xC8.\xC8."), 0x19U);
-  EXPECT_EQ(net.CreateAB(("Ulric " + std::string(44, 'u') + "Z").c_str()), 0x1AU);
-  EXPECT_EQ(net.CreateAB(("Fifty " + std::string(43, 'f') + "Z").c_str()), 0x1BU);
-  EXPECT_EQ(net.CreateAB("twice at Alpha"), 0x1CU);
-  EXPECT_TRUE(net.LinkABToDep(0x15, 0x19, true) && net.LinkABToDep(0x16, 0x1A, true) &&
-              net.LinkABToDep(0x17, 0x1B, false) && net.LinkABToDep(0x17, 0x1C, false));
-  net.SetListAvailableColAb(0x19, 0x15, {{{0x15, 9}, 1}, {{0x15, 0xF}, 1}}, false);
-  EXPECT_TRUE(net.SetPrimaryCol(0x1A, CColId{0, 0}));
-  net.SetListAvailableColAb(0x1C, 0x17, {{{0x17, 9}, 0}}, true);
-  net.SetListAvailableColAb(0x1C, 0x15, {{{0x15, 9}, 1}}, true);
-  EXPECT_TRUE(net.SetPrimaryCol(0x1C, CColId{0x15, 9}));
-}
-
-}  // namespace
-
-void BuildOutputNetwork(CNCCNet& net) {
-  AddNodes(net);
-  AddGroups(net);
-  AddUsers(net);
-  net.Preferences()->next_id = 0x1002F;
-  EXPECT_EQ(net.AddAP(10UL, "far away", 0x1001), 0x1002FU);
-  EXPECT_TRUE(net.LinkNNToNGrp(0x14, 0x1002F));
-  // A file shows no byte of a longer name from before.
-  for (const char* name : {"a name of before", "twice at Alpha"})
-    EXPECT_TRUE(net.ModifyAB(0x1C, name));
-  for (const char* name : {"a name of before", "far away"})
-    EXPECT_TRUE(net.ModifyAP(0x1002F, name));
-}
+void BuildOutputNetwork(CNCCNet& net) { Play("outputs.txt", NetworkCommands(net), "network"); }
 
 OutputTest::OutputTest() {
   ::unsetenv("NCCNET_STAMP_KEY");

@@ -12,6 +12,9 @@
 
 #include <gtest/gtest.h>
 
+// ASCII, "\xHH" and the Russian letters of UTF-8.
+std::string ToCodePage1251(const std::string& text);
+
 // Bytes by path; the path is relative and separated by "/".
 using Files = std::map<std::string, std::string>;
 
