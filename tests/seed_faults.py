@@ -15,8 +15,10 @@ import signal
 import subprocess
 
 ROOMS = ("core", "exchange", "generate", "platform", "structure")
-SLOW = ("callback", "output_fault", "random", "crash", "kill", "engine_fault")  # these last, in this order
-BELOW = ("engine", "engine_fault", "crash", "kill")  # these see nothing of the rooms above the storage
+# These last, in this order.
+SLOW = ("callback", "output_fault", "random", "crash", "kill", "engine_fault")
+# These see nothing of the rooms above the storage.
+BELOW = ("engine", "engine_fault", "crash", "kill")
 ABOVE = ("exchange_container", "exchange_thread", "exchange_view", "output_fault", "stamps",
          "thread", "update_manager")  # and these next to nothing of those below generate
 ROUNDS = "4"
