@@ -16,7 +16,6 @@
 #include "platform/text/code_page.h"
 #include "structure/nodes.h"
 
-
 namespace ncc {
 namespace {
 

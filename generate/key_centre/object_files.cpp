@@ -14,7 +14,6 @@
 #include "generate/key_centre/key_centre_files.h"
 #include "generate/output.h"
 
-
 #include <algorithm>
 
 namespace ncc {

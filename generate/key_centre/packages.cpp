@@ -11,7 +11,6 @@
 #include "generate/output.h"
 #include "platform/disk/package_file.h"
 
-
 #include <span>
 
 namespace ncc {
