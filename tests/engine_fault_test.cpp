@@ -10,16 +10,11 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
-#include <filesystem>
-#include <limits>
 #include <map>
 #include <random>
 #include <set>
-#include <vector>
 
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -29,17 +24,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using EngineFaultTest = EngineFiles;
+
 // In place: a file that is emptied first makes some file systems flush it.
 void Overwrite(const std::string& file, const std::string& bytes) {
   std::fstream(file, std::ios::binary | std::ios::in | std::ios::out) << bytes;
   fs::resize_file(file, bytes.size());
 }
 
-TEST(EngineFaultTest, DamageIsRefusedOrHarmlessNeverBelieved) {
-  const ScratchFolder scratch;
-  const std::string base = scratch.Path("net");
+TEST_F(EngineFaultTest, DamageIsRefusedOrHarmlessNeverBelieved) {
   MakeHistory(base, 25);
-  const std::string sound = ReadFile(base + ".db");
+  const std::string sound = ReadFile(data);
   const Contents expected{HistoryRows(25), 25};
   const unsigned seed = std::random_device{}();
   std::mt19937 random(seed);
@@ -54,28 +49,24 @@ TEST(EngineFaultTest, DamageIsRefusedOrHarmlessNeverBelieved) {
     } else {
       damaged[at] = static_cast<char>(damaged[at] ^ (1 << bit));
     }
-    Overwrite(base + ".db", damaged);
+    Overwrite(data, damaged);
     Contents loaded;
-    const std::string error =
-        ErrorOf([&] { loaded = LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})); });
+    const std::string error = ErrorOf([&] { loaded = Load(); });
     ASSERT_TRUE(!error.empty() || loaded == expected)
         << "other rows after damage: byte " << at << ", bit " << bit << ", case " << i << ", seed "
         << seed;
     refused += error.empty() ? 0 : 1;
-    ASSERT_TRUE(ReadFile(base + ".db") == damaged)
-        << "changed on opening: byte " << at << ", bit " << bit;
-    ASSERT_FALSE(fs::exists(base + ".db-wal")) << error;
+    ASSERT_TRUE(ReadFile(data) == damaged) << "changed on opening: byte " << at << ", bit " << bit;
+    ASSERT_FALSE(fs::exists(log)) << error;
   }
   // The rows fill most of the file.
   EXPECT_GT(refused, kCases / 3) << "seed " << seed;
 }
 
 // A row that is taken out of its page leaves only sound rows behind.
-TEST(EngineFaultTest, ALostRowIsNoticed) {
-  const ScratchFolder scratch;
-  const std::string base = scratch.Path("net");
+TEST_F(EngineFaultTest, ALostRowIsNoticed) {
   MakeHistory(base, 25);
-  const std::string sound = ReadFile(base + ".db");
+  const std::string sound = ReadFile(data);
   constexpr std::size_t kPage = 4096;
   int pages = 0;
   for (std::size_t page = kPage; page < sound.size(); page += kPage) {
@@ -84,61 +75,46 @@ TEST(EngineFaultTest, ALostRowIsNoticed) {
     ++pages;
     std::string damaged = sound;
     --damaged[page + 4];
-    Overwrite(base + ".db", damaged);
-    EXPECT_NE(ErrorOf([&] { LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})); }), "")
-        << "page " << page / kPage;
+    Overwrite(data, damaged);
+    EXPECT_NE(Refusal(), "") << "page " << page / kPage;
   }
   EXPECT_GE(pages, 3);
 }
 
-TEST(EngineFaultTest, ADamagedFileKeepsTheLogOfADeadProcess) {
-  const ScratchFolder scratch;
-  const std::string base = scratch.Path("net");
+TEST_F(EngineFaultTest, ADamagedFileKeepsTheLogOfADeadProcess) {
   MakeHistory(base, 20);
-  // Its end is sudden: nothing is closed.
-  ASSERT_EQ(RunInChild([&] {
-              const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
-              engine->Load([](Row&&) {});
-              engine->Commit(HistoryChanges(21));
-              ::_exit(0);
-              return 1;
-            }),
-            0);
-  const std::string sound = ReadFile(base + ".db");
-  const std::string log = ReadFile(base + ".db-wal");
+  LeaveLog(base, 20, 21);
+  const std::string sound = ReadFile(data);
+  const std::string logged = ReadFile(log);
   // A text of a row that the log does not replace.
   std::string damaged = sound;
   damaged[damaged.find("row of 19") + 2] = 'u';
-  WriteFile(base + ".db", damaged);
-  EXPECT_NE(ErrorOf([&] { LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})); }), "");
-  EXPECT_TRUE(ReadFile(base + ".db") == damaged);
-  EXPECT_TRUE(ReadFile(base + ".db-wal") == log);
-  WriteFile(base + ".db", sound);
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})), (Contents{HistoryRows(21), 21}));
-  EXPECT_FALSE(fs::exists(base + ".db-wal"));
+  WriteFile(data, damaged);
+  EXPECT_NE(Refusal(), "");
+  EXPECT_TRUE(ReadFile(data) == damaged);
+  EXPECT_TRUE(ReadFile(log) == logged);
+  WriteFile(data, sound);
+  EXPECT_EQ(Load(), HistoryContents(21));
+  EXPECT_FALSE(fs::exists(log));
 }
 
-TEST(EngineFaultTest, AChangedRowIsNamed) {
-  const ScratchFolder scratch;
-  MakeHistory(scratch.Path("net"), 1);
-  std::string bytes = ReadFile(scratch.Path("net.db"));
+TEST_F(EngineFaultTest, AChangedRowIsNamed) {
+  MakeHistory(base, 1);
+  std::string bytes = ReadFile(data);
   const Row row = HistoryRows(1).rbegin()->second;
   bytes[bytes.find(row.body) + 10] = '#';
-  WriteFile(scratch.Path("net.db"), bytes);
-  const std::string error =
-      ErrorOf([&] { LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen})); });
-  EXPECT_NE(error.find("database is damaged: page "), std::string::npos) << error;
-  EXPECT_NE(error.find("list " + std::to_string(row.key.list) + " of object " +
-                       std::to_string(row.key.number) + ")"),
-            std::string::npos)
-      << error;
+  WriteFile(data, bytes);
+  const std::string error = Refusal();
+  EXPECT_TRUE(Says(error, "database is damaged: page "));
+  EXPECT_TRUE(Says(error, "list " + std::to_string(row.key.list) + " of object " +
+                              std::to_string(row.key.number) + ")"));
 }
 
 // Opens the database, lets the given call fail in the next commit and checks what is told
 // afterwards. False when the commit made fewer calls than that.
 bool CommitUnderFault(const std::string& base, const Fault& wanted, std::uint64_t& revision) {
   const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
-  EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(revision), revision}));
+  EXPECT_EQ(LoadAll(*engine), HistoryContents(revision));
   // Every other time the log has seen a commit before.
   if (wanted.after % 2 == 1) engine->Commit(HistoryChanges(++revision));
   fault = wanted;
@@ -158,14 +134,12 @@ bool CommitUnderFault(const std::string& base, const Fault& wanted, std::uint64_
     ++revision;
   }
   fault = Fault();
-  EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(revision), revision}));
+  EXPECT_EQ(LoadAll(*engine), HistoryContents(revision));
   engine->Commit(HistoryChanges(++revision));
   return hit;
 }
 
-TEST(EngineFaultTest, AFailingWriteOrFlushAnywhereInACommitTellsTheTruth) {
-  const ScratchFolder scratch;
-  const std::string base = scratch.Path("net");
+TEST_F(EngineFaultTest, AFailingWriteOrFlushAnywhereInACommitTellsTheTruth) {
   MakeHistory(base, 1);
   std::uint64_t revision = 1;
   for (const bool sticky : {false, true}) {
@@ -177,8 +151,7 @@ TEST(EngineFaultTest, AFailingWriteOrFlushAnywhereInACommitTellsTheTruth) {
     // A commit of five rows writes at least their pages and flushes.
     EXPECT_GT(points, 5) << "sticky " << sticky;
   }
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})),
-            (Contents{HistoryRows(revision), revision}));
+  EXPECT_EQ(Load(), HistoryContents(revision));
 }
 
 ino_t FileNumber(const std::string& file) {
@@ -186,66 +159,56 @@ ino_t FileNumber(const std::string& file) {
   return ::stat(file.c_str(), &info) == 0 ? info.st_ino : 0;
 }
 
-TEST(EngineFaultTest, AFailedFlushIsNotRetriedButWrittenAnew) {
-  const ScratchFolder scratch;
-  const auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kCreate});
-  engine->Load([](Row&&) {});
-  engine->Commit(HistoryChanges(1));
-  const std::string log = scratch.Path("net.db-wal");
+TEST_F(EngineFaultTest, AFailedFlushIsNotRetriedButWrittenAnew) {
+  const auto engine = Continue(1, Mode::kCreate);
   const ino_t before = FileNumber(log);
   fault = {0, false, true, 0};
   const std::string error = ErrorOf([&] { engine->Commit(HistoryChanges(2)); });
-  EXPECT_NE(error.find("net.db: Input/output error"), std::string::npos) << error;
+  EXPECT_TRUE(Says(error, "net.db: Input/output error"));
   EXPECT_EQ(FileNumber(log), before);
   // Nobody else gets in meanwhile, though the file itself is not open.
-  EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}); }),
-            "database is in use by another object of this process");
+  EXPECT_EQ(Refusal(), "database is in use by another object of this process");
   const std::uint64_t revision = LoadAll(*engine).revision;
   fault = Fault();
   EXPECT_NE(FileNumber(log), before);
-  EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(revision), revision}));
+  EXPECT_EQ(LoadAll(*engine), HistoryContents(revision));
 }
 
-TEST(EngineFaultTest, AFullDiskUndoesTheCommitAndNothingElse) {
-  const ScratchFolder scratch;
-  const std::string base = scratch.Path("net");
+TEST_F(EngineFaultTest, AFullDiskUndoesTheCommitAndNothingElse) {
   const auto limit_files = [](rlim_t size) {
     const rlimit limit{size, RLIM_INFINITY};
     return ::setrlimit(RLIMIT_FSIZE, &limit) == 0;
   };
   const int result = RunInChild([&] {
     ::signal(SIGXFSZ, SIG_IGN);
-    const auto engine = OpenSqliteEngine(base, {OpenMode::kCreate});
-    engine->Load([](Row&&) {});
+    const auto engine = Continue(0, Mode::kCreate);
     if (!limit_files(1 << 20)) return 1;
     engine->Commit(HistoryChanges(1));
     ChangeSet big = HistoryChanges(2);
     big.put[0].body.assign(2 << 20, 'b');
     if (ErrorOf([&] { engine->Commit(big); }).find("File too large") == std::string::npos) return 2;
-    if (LoadAll(*engine) != Contents{HistoryRows(1), 1}) return 3;
+    if (LoadAll(*engine) != HistoryContents(1)) return 3;
     engine->Commit(HistoryChanges(2));
     if (!limit_files(4096)) return 4;
     if (ErrorOf([&] { engine->CopyTo(scratch.Path("copy.db")); }).empty()) return 5;
     if (std::distance(fs::directory_iterator(scratch.Path()), {}) != 3) return 6;
     if (!limit_files(RLIM_INFINITY)) return 7;
     engine->Commit(HistoryChanges(3));
-    return LoadAll(*engine) == Contents{HistoryRows(3), 3} ? 0 : 8;
+    return LoadAll(*engine) == HistoryContents(3) ? 0 : 8;
   });
   EXPECT_EQ(result, 0);
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})), (Contents{HistoryRows(3), 3}));
+  EXPECT_EQ(Load(), HistoryContents(3));
 }
 
-TEST(EngineFaultTest, ALostOrDamagedLogIsSaid) {
-  const ScratchFolder scratch;
-  const std::string base = scratch.Path("net");
+TEST_F(EngineFaultTest, ALostOrDamagedLogIsSaid) {
   MakeHistory(base, 20);
   LeaveLog(base, 20, 26);
-  const std::string data = ReadFile(base + ".db");
-  const std::string log = ReadFile(base + ".db-wal");
+  const std::string stored = ReadFile(data);
+  const std::string logged = ReadFile(log);
   const std::string lock = ReadFile(base + ".lock");
-  const std::uint64_t end = LogFile(base + ".db-wal").SizeOfCommits();
+  const std::uint64_t end = LogFile(log).SizeOfCommits();
   const auto flipped = [&](std::uint64_t at) {
-    std::string bytes = log;
+    std::string bytes = logged;
     bytes[at] = static_cast<char>(bytes[at] ^ 4);
     return bytes;
   };
@@ -254,53 +217,47 @@ TEST(EngineFaultTest, ALostOrDamagedLogIsSaid) {
     std::string log;
     bool has_lock;
     bool is_loss;
-  } cases[] = {{"sound", log, true, false},
-               {"sound, without lock file", log, false, false},
+  } cases[] = {{"sound", logged, true, false},
+               {"sound, without lock file", logged, false, false},
                {"removed", "", true, true},
                {"removed with the lock file", "", false, true},
-               {"zeros", std::string(log.size(), '\0'), false, true},
+               {"zeros", std::string(logged.size(), '\0'), false, true},
                {"damaged head", flipped(9), false, true},
                {"damaged first commit", flipped(300), false, true},
                {"damaged last commit", flipped(end - 300), true, true},
-               {"cut behind a commit", log.substr(0, 32), true, true}};
+               {"cut behind a commit", logged.substr(0, 32), true, true}};
   for (const auto& [what, bytes, has_lock, is_loss] : cases) {
-    Overwrite(base + ".db", data);
-    fs::remove(base + ".db-wal");
-    if (!bytes.empty()) WriteFile(base + ".db-wal", bytes);
+    Overwrite(data, stored);
+    fs::remove(log);
+    if (!bytes.empty()) WriteFile(log, bytes);
     fs::remove(base + ".lock");
     if (has_lock) WriteFile(base + ".lock", lock);
-    for (const OpenMode mode : {OpenMode::kSnapshot, OpenMode::kOpen}) {
+    for (const OpenMode mode : {Mode::kSnapshot, Mode::kOpen}) {
       try {
-        EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {mode})), (Contents{HistoryRows(26), 26}))
-            << what;
+        EXPECT_EQ(Load(mode), HistoryContents(26)) << what;
         EXPECT_FALSE(is_loss) << what;
       } catch (const StorageError& error) {
         EXPECT_TRUE(is_loss && error.Kind() == NCCFailure::kLossPossible) << what << error.what();
-        EXPECT_NE(std::string(error.what()).find("last changes after revision 2"),
-                  std::string::npos);
-        EXPECT_TRUE(ReadFile(base + ".db") == data) << what;
-        EXPECT_TRUE(ReadFile(base + ".db-wal") == bytes) << what;
+        EXPECT_TRUE(Says(error.what(), "last changes after revision 2"));
+        EXPECT_TRUE(ReadFile(data) == stored) << what;
+        EXPECT_TRUE(ReadFile(log) == bytes) << what;
       }
     }
     if (!is_loss) continue;
     std::uint64_t revision = 0;
     {
-      const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen, true});
+      const auto engine = OpenSqliteEngine(base, {Mode::kOpen, true});
       revision = LoadAll(*engine).revision;
       EXPECT_LT(revision, 26U) << what;
     }
     LeaveLog(base, revision, revision + 1);
-    EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})),
-              (Contents{HistoryRows(revision + 1), revision + 1}))
-        << what;
+    EXPECT_EQ(Load(), HistoryContents(revision + 1)) << what;
   }
 }
 
-TEST(EngineFaultTest, ALogThatGrowsWhileItIsReadRaisesNoQuestion) {
-  const ScratchFolder scratch;
-  const std::string log = scratch.Path("net.db-wal");
-  MakeHistory(scratch.Path("net"), 20);
-  LeaveLog(scratch.Path("net"), 20, 26);
+TEST_F(EngineFaultTest, ALogThatGrowsWhileItIsReadRaisesNoQuestion) {
+  MakeHistory(base, 20);
+  LeaveLog(base, 20, 26);
   const std::string grown = ReadFile(log);
   const std::size_t written = LogFile(log).SizeOfCommits() / 3;
   const std::size_t read = written + (1U << 14);
@@ -310,12 +267,9 @@ TEST(EngineFaultTest, ALogThatGrowsWhileItIsReadRaisesNoQuestion) {
     return size == grown.size() ? read : size;
   };
   Contents found;
-  EXPECT_EQ(ErrorOf([&] {
-              found = LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kSnapshot}));
-            }),
-            "");
+  EXPECT_EQ(ErrorOf([&] { found = Load(Mode::kSnapshot); }), "");
   before_read = nullptr;
-  EXPECT_EQ(found, (Contents{HistoryRows(26), 26}));
+  EXPECT_EQ(found, HistoryContents(26));
 }
 
 // The files of a recorded run as an end of power at some event leaves them: what was flushed, and
@@ -367,19 +321,16 @@ class PowerCut {
   std::uint64_t acknowledged_ = 0;
 };
 
-TEST(EngineFaultTest, AnEndOfPowerLosesNothingAcknowledgedAndRaisesNoQuestion) {
-  const ScratchFolder scratch;
+TEST_F(EngineFaultTest, AnEndOfPowerLosesNothingAcknowledgedAndRaisesNoQuestion) {
   const ScratchFolder after;
-  const std::string base = scratch.Path("net");
   MakeHistory(base, 4);
   const unsigned seed = std::random_device{}();
   std::mt19937 random(seed);
-  std::map<std::string, std::string> durable{{"net.db", ReadFile(base + ".db")}};
+  std::map<std::string, std::string> durable{{"net.db", ReadFile(data)}};
   std::vector<Event> events;
   recording = &events;
   for (std::uint64_t revision = 4; revision < 8;) {  // two owners, closed cleanly
-    const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
-    engine->Load([](Row&&) {});
+    const auto engine = Continue(0);
     for (int i = 0; i < 2; ++i) {
       engine->Commit(HistoryChanges(++revision));
       events.push_back({Event::kAcknowledge, "", "", revision});
@@ -393,8 +344,8 @@ TEST(EngineFaultTest, AnEndOfPowerLosesNothingAcknowledgedAndRaisesNoQuestion) {
     for (int state = 0; state < 2; ++state) {
       cut.Leave(after);
       Contents found;
-      const std::string error = ErrorOf(
-          [&] { found = LoadAll(*OpenSqliteEngine(after.Path("net"), {OpenMode::kOpen})); });
+      const std::string error =
+          ErrorOf([&] { found = LoadAll(*OpenSqliteEngine(after.Path("net"), {Mode::kOpen})); });
       ASSERT_EQ(error, "") << "event " << i << ", seed " << seed;
       ASSERT_GE(found.revision, cut.Acknowledged()) << "event " << i << ", seed " << seed;
       ASSERT_TRUE(found.rows == HistoryRows(found.revision)) << "event " << i << ", seed " << seed;
@@ -403,10 +354,7 @@ TEST(EngineFaultTest, AnEndOfPowerLosesNothingAcknowledgedAndRaisesNoQuestion) {
   EXPECT_EQ(cut.Acknowledged(), 8U);
 }
 
-TEST(EngineFaultTest, AFileOfAnotherDatabaseNeverPassesAsStored) {
-  const ScratchFolder scratch;
-  const std::string base = scratch.Path("net");
-  const std::string data = base + ".db";
+TEST_F(EngineFaultTest, AFileOfAnotherDatabaseNeverPassesAsStored) {
   MakeHistory(base, 2);
   MakeHistory(scratch.Path("other"), 3);  // of the revision that the commit below leads to
   const std::string own = ReadFile(data);
@@ -419,29 +367,23 @@ TEST(EngineFaultTest, AFileOfAnotherDatabaseNeverPassesAsStored) {
   };
   for (const bool in_place : {false, true}) {
     WriteFile(data, own);
-    const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
-    engine->Load([](Row&&) {});
+    const auto engine = Continue(0);
     fault = {0, true, false, 0};
     EXPECT_NE(ErrorOf([&] { engine->Commit(changes); }), "");
     fault = Fault();
     replace(in_place);
     const std::string error = ErrorOf([&] { LoadAll(*engine); });
-    EXPECT_NE(error.find(in_place ? "another program" : "removed or replaced"), std::string::npos)
-        << error;
+    EXPECT_TRUE(Says(error, in_place ? "another program" : "removed or replaced"));
   }
   WriteFile(data, own);
-  const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
-  engine->Load([](Row&&) {});
+  const auto engine = Continue(0);
   replace(false);
-  EXPECT_NE(ErrorOf([&] { engine->Commit(changes); }).find("removed or replaced"),
-            std::string::npos);
+  EXPECT_TRUE(Says(ErrorOf([&] { engine->Commit(changes); }), "removed or replaced"));
   engine->CopyTo(scratch.Path("saved.db"));
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("saved"), {OpenMode::kOpen})),
-            (Contents{HistoryRows(2), 2}));
+  EXPECT_EQ(Load(Mode::kOpen, "saved"), HistoryContents(2));
   // Nor is a database replaced that somebody has open.
-  const auto owner = OpenSqliteEngine(scratch.Path("other"), {OpenMode::kOpen});
-  EXPECT_NE(ErrorOf([&] { engine->CopyTo(scratch.Path("other.db")); }).find("is in use"),
-            std::string::npos);
+  const auto owner = Open(Mode::kOpen, "other");
+  EXPECT_TRUE(Says(ErrorOf([&] { engine->CopyTo(scratch.Path("other.db")); }), "is in use"));
 }
 
 // The commit after `revision` that adds a row of two megabytes.
@@ -452,12 +394,12 @@ ChangeSet LargeCommit(std::uint64_t revision) {
   return changes;
 }
 
-TEST(EngineFaultTest, TheLogLeavesANearlyFullDiskToTheChanges) {
+TEST_F(EngineFaultTest, TheLogLeavesANearlyFullDiskToTheChanges) {
   for (const bool admits_it : {true, false}) {
-    const ScratchFolder scratch;
-    disk = {scratch.Path(), 3 << 20, admits_it, 0};
-    MakeHistory(scratch.Path("net"), 1);
-    LeaveLog(scratch.Path("net"), 1, 2);
+    const ScratchFolder place;
+    disk = {place.Path(), 3 << 20, admits_it, 0};
+    MakeHistory(place.Path("net"), 1);
+    LeaveLog(place.Path("net"), 1, 2);
     EXPECT_LT(disk.Used(), 1U << 18) << "the log was filled";
     if (admits_it) {
       EXPECT_LT(disk.most_used, 1U << 18) << "the room was not asked for";
@@ -465,13 +407,12 @@ TEST(EngineFaultTest, TheLogLeavesANearlyFullDiskToTheChanges) {
     disk = {};
   }
   for (const bool reopened : {false, true}) {
-    const ScratchFolder scratch;
-    const std::string base = scratch.Path("net");
-    MakeHistory(base, 10);
-    LeaveLog(base, 10, reopened ? 90 : 11);
-    const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
+    const ScratchFolder place;
+    MakeHistory(place.Path("net"), 10);
+    LeaveLog(place.Path("net"), 10, reopened ? 90 : 11);
+    const auto engine = OpenSqliteEngine(place.Path("net"), {OpenMode::kOpen});
     for (std::uint64_t r = LoadAll(*engine).revision; r < 90;) engine->Commit(HistoryChanges(++r));
-    disk = {scratch.Path(), 0, true, 0};
+    disk = {place.Path(), 0, true, 0};
     disk.room = disk.Used();
     EXPECT_EQ(ErrorOf([&] { engine->Commit(LargeCommit(90)); }), "") << reopened;
     EXPECT_EQ(LoadAll(*engine).revision, 91U);

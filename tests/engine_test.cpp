@@ -20,6 +20,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using SqliteEngineTest = EngineFiles;
+
 constexpr const char* kInUse = "database is in use by another process";
 
 std::set<std::string> Listing(const std::string& folder) {
@@ -118,10 +120,10 @@ TEST_P(EngineTest, MissesEachRowAndTellsAnOlderOne) {
   const std::string missing = "it has " + std::to_string(rows.size() - 1) + " rows and not the " +
                               std::to_string(rows.size());
   for (const auto& [key, row] : rows) {
-    EXPECT_NE(refusal({{}, {key}, state}).find(missing), std::string::npos);
+    EXPECT_TRUE(Says(refusal({{}, {key}, state}), missing));
     const auto before = older.find(key);
     if (before != older.end() && before->second != row) {
-      EXPECT_NE(refusal({{before->second}, {}, state}).find("older than"), std::string::npos);
+      EXPECT_TRUE(Says(refusal({{before->second}, {}, state}), "older than"));
     }
     engine->Commit({{row}, {}, state});
   }
@@ -129,80 +131,47 @@ TEST_P(EngineTest, MissesEachRowAndTellsAnOlderOne) {
 }
 
 TEST_P(EngineTest, HasOneOwnerAndExistsFromItsFirstCommitOn) {
-  EXPECT_NE(ErrorOf([&] { Open(OpenMode::kOpen); }).find("there is no database"),
-            std::string::npos);
+  EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kOpen); }), "there is no database"));
   {
     const auto engine = Open(OpenMode::kCreate);
-    EXPECT_NE(ErrorOf([&] { Open(OpenMode::kOpen); }).find("in use"), std::string::npos);
-    EXPECT_NE(ErrorOf([&] { Open(OpenMode::kCreate); }).find("in use"), std::string::npos);
+    EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kOpen); }), "in use"));
+    EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kCreate); }), "in use"));
   }
-  EXPECT_NE(ErrorOf([&] { Open(OpenMode::kOpen); }).find("there is no database"),
-            std::string::npos);
+  EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kOpen); }), "there is no database"));
   {
     const auto engine = Open(OpenMode::kCreate);
     engine->Load([](Row&&) {});
     engine->Commit(HistoryChanges(1));
   }
-  EXPECT_NE(ErrorOf([&] { Open(OpenMode::kCreate); }).find("a database of that name exists"),
-            std::string::npos);
+  EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kCreate); }), "a database of that name exists"));
   EXPECT_EQ(LoadAll(*Open(OpenMode::kOpen)).rows, HistoryRows(1));
-}
-
-TEST(MemoryEngineTest, FailsAsTold) {
-  const auto store = std::make_shared<MemoryStore>();
-  const EngineFactory open = MemoryEngineFactory(store);
-  auto engine = open("net", {OpenMode::kCreate});
-  engine->Commit(HistoryChanges(1));
-  store->FailCommit(2);
-  store->FailCommitButKeep(3);
-  EXPECT_THROW(engine->Commit(HistoryChanges(2)), StorageError);
-  EXPECT_THROW(engine->Commit(HistoryChanges(2)), std::logic_error);
-  EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(1), 1}));
-  EXPECT_THROW(engine->Commit(HistoryChanges(2)), StorageError);
-  store->FailLoads(true);
-  EXPECT_THROW(LoadAll(*engine), StorageError);
-  store->FailLoads(false);
-  EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(2), 2}));
-  engine->CopyTo("copy");
-  engine->Commit(HistoryChanges(3));
-  engine.reset();
-  store->ForgetLastCommit();
-  engine = open("net", {OpenMode::kOpen});
-  EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(2), 2}));
-  EXPECT_EQ(LoadAll(*MemoryEngineFactory(store->Copy("copy"))("copy", {OpenMode::kOpen})),
-            (Contents{HistoryRows(2), 2}));
 }
 
 // The files of the default engine
 // -----------------------------------------------------------------------
 
-TEST(SqliteEngineTest, IsOwnedByOneProcessUntilItDies) {
-  const ScratchFolder scratch;
-  const std::string base = scratch.Path("net");
+TEST_F(SqliteEngineTest, IsOwnedByOneProcessUntilItDies) {
   MakeHistory(base, 3);
   int ready[2];
   ASSERT_EQ(::pipe(ready), 0);
   const pid_t child = ::fork();
   if (child == 0) {
-    const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
+    const auto engine = Open();
     static_cast<void>(!::write(ready[1], "x", 1));
     for (;;) ::pause();
   }
   char byte = 0;
   EXPECT_EQ(::read(ready[0], &byte, 1), 1);
-  const std::string error = ErrorOf([&] { OpenSqliteEngine(base, {OpenMode::kOpen}); });
+  const std::string error = Refusal();
   const std::string owner = std::string(kInUse) + ": process " + std::to_string(child) + " (";
   EXPECT_TRUE(error.starts_with(owner) && error.find("engine_test") != error.npos) << error;
   ::kill(child, SIGKILL);
   ::waitpid(child, nullptr, 0);
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})), (Contents{HistoryRows(3), 3}));
+  EXPECT_EQ(Load(), HistoryContents(3));
 }
 
-TEST(SqliteEngineTest, IsOfNoUseToAForkedChildAndUnharmedByIt) {
-  const ScratchFolder scratch;
-  auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kCreate});
-  engine->Load([](Row&&) {});
-  engine->Commit(HistoryChanges(1));
+TEST_F(SqliteEngineTest, IsOfNoUseToAForkedChildAndUnharmedByIt) {
+  auto engine = Continue(1, Mode::kCreate);
   EXPECT_EQ(RunInChild([&] {
               const bool refused = !ErrorOf([&] { engine->Commit(HistoryChanges(2)); }).empty() &&
                                    !ErrorOf([&] { LoadAll(*engine); }).empty() &&
@@ -212,28 +181,18 @@ TEST(SqliteEngineTest, IsOfNoUseToAForkedChildAndUnharmedByIt) {
             }),
             0);
   engine->Commit(HistoryChanges(2));
-  EXPECT_EQ(RunInChild([&] {
-              return ErrorOf([&] {
-                       OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen});
-                     }).starts_with(kInUse)
-                         ? 0
-                         : 1;
-            }),
-            0);
+  EXPECT_EQ(RunInChild([&] { return Refusal().starts_with(kInUse) ? 0 : 1; }), 0);
   engine.reset();
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen})).revision, 2U);
+  EXPECT_EQ(Load().revision, 2U);
 }
 
-TEST(SqliteEngineTest, MakesFoldersAndPrivateFilesWhateverTheUmask) {
-  const ScratchFolder scratch;
-  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("a/net"), {OpenMode::kOpen}); }), "");
-  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}); }), "");
+TEST_F(SqliteEngineTest, MakesFoldersAndPrivateFilesWhateverTheUmask) {
+  EXPECT_NE(Refusal(Mode::kOpen, "a/net"), "");
+  EXPECT_NE(Refusal(), "");
   EXPECT_EQ(Listing(scratch.Path()), std::set<std::string>{});
   const mode_t before = ::umask(0);
   {
-    const auto engine = OpenSqliteEngine(scratch.Path("a/b/net"), {OpenMode::kCreate});
-    engine->Load([](Row&&) {});
-    engine->Commit(HistoryChanges(1));
+    const auto engine = Continue(1, Mode::kCreate, "a/b/net");
     engine->CopyTo(scratch.Path("a/b/copy.db"));
     for (const char* name : {"net.db", "net.db-wal", "net.lock", "copy.db"}) {
       EXPECT_EQ(ModeOf(scratch.Path("a/b/") + name), 0600U) << name;
@@ -247,55 +206,44 @@ TEST(SqliteEngineTest, MakesFoldersAndPrivateFilesWhateverTheUmask) {
   EXPECT_EQ(Listing(scratch.Path("a/b")), (std::set<std::string>{"net.db", "net.lock", "copy.db"}));
 }
 
-TEST(SqliteEngineTest, IsNotChangedByReading) {
-  const ScratchFolder scratch;
-  const std::string file = scratch.Path("net.db");
-  MakeHistory(scratch.Path("net"), 20);
-  const std::string bytes = ReadFile(file);
-  const auto time = fs::last_write_time(file);
+TEST_F(SqliteEngineTest, IsNotChangedByReading) {
+  MakeHistory(base, 20);
+  const std::string bytes = ReadFile(data);
+  const auto time = fs::last_write_time(data);
   const auto names = Listing(scratch.Path());
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen})).revision, 20U);
-  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kCreate}); }), "");
-  EXPECT_TRUE(ReadFile(file) == bytes);
-  EXPECT_EQ(fs::last_write_time(file), time);
+  EXPECT_EQ(Load().revision, 20U);
+  EXPECT_NE(Refusal(Mode::kCreate), "");
+  EXPECT_TRUE(ReadFile(data) == bytes);
+  EXPECT_EQ(fs::last_write_time(data), time);
   EXPECT_EQ(Listing(scratch.Path()), names);
 }
 
 // A write that never reached the disk leaves a whole page as it was.
-TEST(SqliteEngineTest, TellsAPageThatIsOlderThanTheOthers) {
-  const ScratchFolder scratch;
-  const std::string file = scratch.Path("net.db");
-  MakeHistory(scratch.Path("net"), 20);
-  const std::string older = ReadFile(file);
-  for (std::uint64_t r = 21; r <= 23; ++r) {
-    const auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen});
-    engine->Load([](Row&&) {});
-    engine->Commit(HistoryChanges(r));
-  }
-  const std::string newer = ReadFile(file);
+TEST_F(SqliteEngineTest, TellsAPageThatIsOlderThanTheOthers) {
+  MakeHistory(base, 20);
+  const std::string older = ReadFile(data);
+  for (std::uint64_t r = 21; r <= 23; ++r) Continue(r);
+  const std::string newer = ReadFile(data);
   int refused = 0;
   for (std::size_t at = 0; at < std::min(older.size(), newer.size()); at += 4096) {
     std::string mixed = newer;
     if (mixed.replace(at, 4096, older, at, 4096) == newer) continue;
-    WriteFile(file, mixed);
+    WriteFile(data, mixed);
     Contents found;
-    const std::string error = ErrorOf(
-        [&] { found = LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen})); });
+    const std::string error = ErrorOf([&] { found = Load(); });
     refused += error.find("database is damaged: ") != std::string::npos ? 1 : 0;
-    EXPECT_TRUE(!error.empty() || found == (Contents{HistoryRows(23), 23})) << "page at " << at;
+    EXPECT_TRUE(!error.empty() || found == HistoryContents(23)) << "page at " << at;
   }
   EXPECT_GE(refused, 4);
 }
 
-TEST(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
-  const ScratchFolder scratch;
+TEST_F(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
   MakeHistory(scratch.Path("ours"), 3);
   std::string ours = ReadFile(scratch.Path("ours.db"));
   std::string other_program = ours;
   other_program.replace(68, 4, 4, '\0');
   std::string newer = ours;
   newer[63] = 2;
-  const std::string file = scratch.Path("net.db");
   const struct {
     std::string bytes;
     const char* says;
@@ -306,48 +254,43 @@ TEST(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
                {ours.substr(0, ours.size() - 4096), "database is damaged: "},
                {ours.substr(0, 4096), "database is damaged: "}};
   for (const auto& [bytes, says] : cases) {
-    WriteFile(file, bytes);
-    const auto time = fs::last_write_time(file);
-    for (const OpenMode mode : {OpenMode::kOpen, OpenMode::kCreate}) {
-      const std::string error = ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {mode}); });
-      EXPECT_NE(error.find(says), std::string::npos) << error;
+    WriteFile(data, bytes);
+    const auto time = fs::last_write_time(data);
+    for (const OpenMode mode : {Mode::kOpen, Mode::kCreate}) {
+      EXPECT_TRUE(Says(Refusal(mode), says));
     }
-    EXPECT_TRUE(ReadFile(file) == bytes) << says;
-    EXPECT_EQ(fs::last_write_time(file), time) << says;
+    EXPECT_TRUE(ReadFile(data) == bytes) << says;
+    EXPECT_EQ(fs::last_write_time(data), time) << says;
     EXPECT_EQ(Listing(scratch.Path()), (std::set<std::string>{"net.db", "ours.db", "ours.lock"}));
   }
-  WriteFile(file, "");
-  EXPECT_NE(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}); }), "");
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("net"), {OpenMode::kCreate})), Contents{});
+  WriteFile(data, "");
+  EXPECT_NE(Refusal(), "");
+  EXPECT_EQ(Load(Mode::kCreate), Contents{});
 }
 
 // A unique index would let a change of one row remove another.
-TEST(SqliteEngineTest, RefusesWhatSomebodyHasAddedToTheTables) {
-  const ScratchFolder scratch;
-  const std::string file = scratch.Path("net.db");
-  MakeHistory(scratch.Path("net"), 3);
-  const std::string ours = ReadFile(file);
+TEST_F(SqliteEngineTest, RefusesWhatSomebodyHasAddedToTheTables) {
+  MakeHistory(base, 3);
+  const std::string ours = ReadFile(data);
   for (const char* what :
        {"UNIQUE INDEX mine ON object(sum)", "TABLE mine(x)", "VIEW mine AS SELECT 1",
         "TRIGGER mine AFTER INSERT ON page BEGIN SELECT 1; END"}) {
-    WriteFile(file, ours);
-    Connection(file.c_str(), SQLITE_OPEN_READWRITE, "")
+    WriteFile(data, ours);
+    Connection(data.c_str(), SQLITE_OPEN_READWRITE, "")
         .Execute(("CREATE " + std::string(what)).c_str());
-    for (const OpenMode mode : {OpenMode::kOpen, OpenMode::kSnapshot}) {
-      const std::string error =
-          ErrorOf([&] { LoadAll(*OpenSqliteEngine(scratch.Path("net"), {mode})); });
+    for (const OpenMode mode : {Mode::kOpen, Mode::kSnapshot}) {
+      const std::string error = Refusal(mode);
       EXPECT_TRUE(error.starts_with("database is damaged: foreign or changed: ") &&
-                  error.ends_with(" mine (" + file + ")"))
+                  error.ends_with(" mine (" + data + ")"))
           << error;
     }
   }
 }
 
-TEST(SqliteEngineTest, RefusesAliasesAndPathsThatCannotBe) {
-  const ScratchFolder scratch;
-  MakeHistory(scratch.Path("net"), 1);
+TEST_F(SqliteEngineTest, RefusesAliasesAndPathsThatCannotBe) {
+  MakeHistory(base, 1);
   fs::create_symlink("net.db", scratch.Path("soft.db"));
-  fs::create_hard_link(scratch.Path("net.db"), scratch.Path("hard.db"));
+  fs::create_hard_link(data, scratch.Path("hard.db"));
   fs::create_directory(scratch.Path("folder.db"));
   fs::create_directory_symlink(scratch.Path(), scratch.Path("around"));
   const std::string deep = std::string(240, 'd') + "/" + std::string(240, 'e') + "/net";
@@ -360,24 +303,19 @@ TEST(SqliteEngineTest, RefusesAliasesAndPathsThatCannotBe) {
       {"net.db/x/y", "is a file, not a folder"},   {"folder.db/", "is no name of a database"},
       {deep.c_str(), "bytes; the limit is 504"}};
   for (const auto& [name, says] : cases) {
-    const std::string error =
-        ErrorOf([&, base = scratch.Path(name)] { OpenSqliteEngine(base, {OpenMode::kCreate}); });
-    EXPECT_NE(error.find(says), std::string::npos) << name << ": " << error;
+    EXPECT_TRUE(Says(Refusal(Mode::kCreate, name), says)) << name;
   }
   fs::remove(scratch.Path("hard.db"));
-  const auto engine = OpenSqliteEngine(scratch.Path("around/net"), {OpenMode::kOpen});
-  EXPECT_EQ(ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}); }),
-            "database is in use by another object of this process");
+  const auto engine = Open(Mode::kOpen, "around/net");
+  EXPECT_EQ(Refusal(), "database is in use by another object of this process");
 }
 
-TEST(SqliteEngineTest, SaysWhatIsMissingWithoutRights) {
-  const ScratchFolder scratch;
-  MakeHistory(scratch.Path("net"), 1);
+TEST_F(SqliteEngineTest, SaysWhatIsMissingWithoutRights) {
+  MakeHistory(base, 1);
   const auto try_as_nobody = [&](const std::string& says) {
     return RunInChild([&] {
       if (::geteuid() == 0 && (::setgid(65534) != 0 || ::setuid(65534) != 0)) return 2;
-      const auto error = ErrorOf([&] { OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen}); });
-      return error.find(says) == std::string::npos ? 1 : 0;
+      return Says(Refusal(), says) ? 0 : 1;
     });
   };
   if (::geteuid() == 0) {
@@ -386,35 +324,31 @@ TEST(SqliteEngineTest, SaysWhatIsMissingWithoutRights) {
     }
   }
   const auto read = fs::perms::owner_read;
-  fs::permissions(scratch.Path("net.db"), read);
+  fs::permissions(data, read);
   EXPECT_EQ(try_as_nobody("net.db: the file or its folder is read-only"), 0);
-  fs::permissions(scratch.Path("net.db"), read | fs::perms::owner_write);
+  fs::permissions(data, read | fs::perms::owner_write);
   fs::permissions(scratch.Path(), read | fs::perms::owner_exec);
   EXPECT_EQ(try_as_nobody("net.db: the file or its folder is read-only"), 0);
   fs::remove(scratch.Path("net.lock"));
   EXPECT_EQ(try_as_nobody("cannot open or create " + scratch.Path("net.lock") + ": Permission"), 0);
   fs::permissions(scratch.Path(), read);
-  EXPECT_EQ(try_as_nobody("cannot look at " + scratch.Path("net.db") + ": Permission"), 0);
+  EXPECT_EQ(try_as_nobody("cannot look at " + data + ": Permission"), 0);
   fs::permissions(scratch.Path(), fs::perms::owner_all);
   EXPECT_EQ(try_as_nobody(""), 0);
 }
 
-TEST(SqliteEngineTest, CopiesTheLastCommitWhole) {
-  const ScratchFolder scratch;
+TEST_F(SqliteEngineTest, CopiesTheLastCommitWhole) {
   fs::create_directory(scratch.Path("to"));
   WriteFile(scratch.Path("to/copy.db"), "an older copy");
-  const auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kCreate});
-  engine->Load([](Row&&) {});
-  for (std::uint64_t r = 1; r <= 30; ++r) engine->Commit(HistoryChanges(r));
+  const auto engine = Continue(30, Mode::kCreate);
   engine->CopyTo(scratch.Path("to/copy.db"));
   engine->Commit(HistoryChanges(31));
   {
-    const auto copy = OpenSqliteEngine(scratch.Path("to/copy"), {OpenMode::kOpen});
-    EXPECT_EQ(LoadAll(*copy), (Contents{HistoryRows(30), 30}));
+    const auto copy = Open(Mode::kOpen, "to/copy");
+    EXPECT_EQ(LoadAll(*copy), HistoryContents(30));
     copy->Commit(HistoryChanges(31));
   }
-  EXPECT_EQ(LoadAll(*OpenSqliteEngine(scratch.Path("to/copy"), {OpenMode::kOpen})),
-            LoadAll(*engine));
+  EXPECT_EQ(Load(Mode::kOpen, "to/copy"), LoadAll(*engine));
   WriteFile(scratch.Path("to/torn.db-wal"), "changes of another file");
   fs::create_directory_symlink(scratch.Path(), scratch.Path("to/around"));
   for (const char* name : {"net.db", "net.db-wal", "net.lock", "to/around/net.db", "to/torn.db",
@@ -425,20 +359,17 @@ TEST(SqliteEngineTest, CopiesTheLastCommitWhole) {
             (std::set<std::string>{"copy.db", "copy.lock", "torn.db-wal", "around"}));
   EXPECT_EQ(Listing(scratch.Path()),
             (std::set<std::string>{"net.db", "net.db-wal", "net.lock", "to"}));
-  EXPECT_EQ(LoadAll(*engine), (Contents{HistoryRows(31), 31}));
+  EXPECT_EQ(LoadAll(*engine), HistoryContents(31));
 }
 
 // More than a log holds is written, so that it begins anew while others look.
-TEST(SqliteEngineTest, ShowsTheLastCommitBesideItsOwner) {
-  const ScratchFolder scratch;
-  const std::string base = scratch.Path("net");
+TEST_F(SqliteEngineTest, ShowsTheLastCommitBesideItsOwner) {
   MakeHistory(base, 1);
   int stored[2];
   ASSERT_EQ(::pipe2(stored, O_NONBLOCK), 0);
   const pid_t child = ::fork();
   if (child == 0) {
-    const auto engine = OpenSqliteEngine(base, {OpenMode::kOpen});
-    engine->Load([](Row&&) {});
+    const auto engine = Continue(0);
     for (std::uint64_t r = 2; r <= 400; ++r) {
       engine->Commit(HistoryChanges(r));
       static_cast<void>(!::write(stored[1], &r, sizeof r));
@@ -446,7 +377,7 @@ TEST(SqliteEngineTest, ShowsTheLastCommitBesideItsOwner) {
     engine->CopyTo(scratch.Path("last.db"));
     for (;;) ::pause();
   }
-  const auto snapshot = OpenSqliteEngine(base, {OpenMode::kSnapshot});
+  const auto snapshot = Open(Mode::kSnapshot);
   Rows rows = HistoryRows(1);
   std::uint64_t revision = 1;
   std::uint64_t acknowledged = 1;
@@ -460,12 +391,11 @@ TEST(SqliteEngineTest, ShowsTheLastCommitBesideItsOwner) {
     ASSERT_TRUE(found.rows == rows) << revision;
   }
   EXPECT_GT(looks, 5);
-  EXPECT_NE(ErrorOf([&] { snapshot->Commit(HistoryChanges(401)); }).find("snapshot"),
-            std::string::npos);
+  EXPECT_TRUE(Says(ErrorOf([&] { snapshot->Commit(HistoryChanges(401)); }), "snapshot"));
   ::kill(child, SIGKILL);
   ::waitpid(child, nullptr, 0);
   EXPECT_EQ(LoadAll(*snapshot).revision, 400U);
-  EXPECT_TRUE(fs::exists(base + ".db-wal"));
+  EXPECT_TRUE(fs::exists(log));
 }
 
 }  // namespace

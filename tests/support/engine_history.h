@@ -4,13 +4,16 @@
 #include "platform/storage/engine.h"
 #include "platform/storage/row_sum.h"
 #include "platform/storage/sqlite_engine.h"
+#include "scratch.h"
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -108,11 +111,15 @@ int RunInChild(Body body) {
   return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
 }
 
+// With its rows loaded, brought to `revision`.
+inline auto Continued(std::unique_ptr<ncc::StorageEngine> engine, std::uint64_t revision) {
+  for (auto r = LoadAll(*engine).revision; r < revision;) engine->Commit(HistoryChanges(++r));
+  return engine;
+}
+
 // A database with the history up to `revision`, closed.
 inline void MakeHistory(const std::string& base, std::uint64_t revision) {
-  const auto engine = ncc::OpenSqliteEngine(base, {ncc::OpenMode::kCreate});
-  engine->Load([](ncc::Row&&) {});
-  for (std::uint64_t r = 1; r <= revision; ++r) engine->Commit(HistoryChanges(r));
+  Continued(ncc::OpenSqliteEngine(base, {ncc::OpenMode::kCreate}), revision);
 }
 
 // An owner that is killed after it has brought the database from `from` to `to`.
@@ -136,3 +143,39 @@ std::string ErrorOf(Action action) {
   }
   return {};
 }
+
+inline Contents HistoryContents(std::uint64_t revision) {
+  return {HistoryRows(revision), revision};
+}
+
+inline ::testing::AssertionResult Says(const std::string& text, const std::string& part) {
+  if (text.find(part) != text.npos) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "\"" << text << "\" lacks \"" << part << "\"";
+}
+
+// A folder for the files of the default engine; those of the database "net" mostly.
+class EngineFiles : public ::testing::Test {
+ protected:
+  using Mode = ncc::OpenMode;
+
+  std::unique_ptr<ncc::StorageEngine> Open(Mode mode = Mode::kOpen,
+                                           const std::string& name = "net") const {
+    return ncc::OpenSqliteEngine(scratch.Path(name), {mode});
+  }
+  Contents Load(Mode mode = Mode::kOpen, const std::string& name = "net") const {
+    return LoadAll(*Open(mode, name));
+  }
+  // What opening and loading fails with.
+  std::string Refusal(Mode mode = Mode::kOpen, const std::string& name = "net") const {
+    return ErrorOf([&] { Load(mode, name); });
+  }
+  std::unique_ptr<ncc::StorageEngine> Continue(std::uint64_t revision, Mode mode = Mode::kOpen,
+                                               const std::string& name = "net") const {
+    return Continued(Open(mode, name), revision);
+  }
+
+  const ScratchFolder scratch;
+  const std::string base = scratch.Path("net");
+  const std::string data = base + ".db";
+  const std::string log = data + "-wal";
+};

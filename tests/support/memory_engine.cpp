@@ -24,41 +24,10 @@ void CheckContract(const ChangeSet& changes) {
 
 }  // namespace
 
-std::shared_ptr<MemoryStore> MemoryStore::Copy(const std::string& file) const {
-  const auto found = copies_.find(file);
-  return found == copies_.end() ? nullptr : found->second;
-}
-
-void MemoryStore::SetAside(const RowKey& key) {
-  const auto found = rows_.find(key);
-  before_last_commit_.emplace_back(
-      key, found == rows_.end() ? std::nullopt : std::optional<Row>(found->second));
-}
-
 void MemoryStore::Keep(const ChangeSet& changes) {
-  before_last_commit_.clear();
-  state_before_last_commit_ = state_;
-  for (const RowKey& key : changes.removed) {
-    SetAside(key);
-    rows_.erase(key);
-  }
-  for (const Row& row : changes.put) {
-    SetAside(row.key);
-    rows_.insert_or_assign(row.key, row);
-  }
+  for (const RowKey& key : changes.removed) rows_.erase(key);
+  for (const Row& row : changes.put) rows_.insert_or_assign(row.key, row);
   state_ = changes.state;
-}
-
-void MemoryStore::UndoLastCommit() {
-  for (const auto& [key, row] : before_last_commit_) {
-    if (row) {
-      rows_.insert_or_assign(key, *row);
-    } else {
-      rows_.erase(key);
-    }
-  }
-  before_last_commit_.clear();
-  state_ = state_before_last_commit_;
 }
 
 class MemoryEngine final : public StorageEngine {
@@ -66,7 +35,6 @@ class MemoryEngine final : public StorageEngine {
   MemoryEngine(std::shared_ptr<MemoryStore> store, const std::string& base, OpenMode mode)
       : store_(std::move(store)) {
     if (store_->in_use_) throw StorageError("database is in use by another process");
-    if (std::exchange(store_->forget_, false)) store_->UndoLastCommit();
     if (mode == OpenMode::kCreate && store_->state_.revision != 0) {
       throw StorageError("a database of that name exists: " + base);
     }
@@ -103,13 +71,7 @@ class MemoryEngine final : public StorageEngine {
     if (!usable_) throw StorageError("commit " + std::to_string(number) + " was told to fail");
   }
 
-  void CopyTo(const std::string& file) override {
-    CheckUsable();
-    auto copy = std::make_shared<MemoryStore>();
-    copy->rows_ = store_->rows_;
-    copy->state_ = store_->state_;
-    store_->copies_.insert_or_assign(file, std::move(copy));
-  }
+  void CopyTo(const std::string&) override { CheckUsable(); }
 
  private:
   void CheckUsable() const {

@@ -6,11 +6,8 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <optional>
 #include <set>
 #include <string>
-#include <utility>
-#include <vector>
 
 namespace ncc {
 
@@ -29,25 +26,16 @@ class MemoryStore {
     failing_but_kept_.insert(number);
     of_another_.insert(number);
   }
-  // The next engine that opens the store finds the last kept commit gone.
-  void ForgetLastCommit() { forget_ = true; }
   // Whether loading fails from now on.
   void FailLoads(bool fail) { loads_fail_ = fail; }
 
   std::uint64_t Revision() const { return state_.revision; }
   const std::map<RowKey, Row>& Rows() const { return rows_; }
 
-  // What CopyTo wrote under that name; null when it wrote nothing there.
-  std::shared_ptr<MemoryStore> Copy(const std::string& file) const;
-
  private:
   friend class MemoryEngine;
 
-  using RowBefore = std::pair<RowKey, std::optional<Row>>;
-
   void Keep(const ChangeSet& changes);
-  void UndoLastCommit();
-  void SetAside(const RowKey& key);
 
   std::map<RowKey, Row> rows_;
   StoredState state_;
@@ -55,12 +43,8 @@ class MemoryStore {
   std::set<std::uint64_t> failing_;
   std::set<std::uint64_t> failing_but_kept_;
   std::set<std::uint64_t> of_another_;
-  bool forget_ = false;
   bool loads_fail_ = false;
   bool in_use_ = false;
-  std::vector<RowBefore> before_last_commit_;
-  StoredState state_before_last_commit_;
-  std::map<std::string, std::shared_ptr<MemoryStore>> copies_;
 };
 
 // Makes engines over that store, whatever the path. Beyond the contract they throw std::logic_error

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "net_access.h"
+#include "network.h"
 #include "tests/support/memory_engine.h"
 
 #include <memory>
@@ -26,4 +27,14 @@ class MemoryNet {
  private:
   std::shared_ptr<ncc::MemoryStore> store_;
   CNCCNet net_;
+};
+
+// With the sample and its people in it.
+struct SampleNet : MemoryNet {
+  explicit SampleNet(std::shared_ptr<ncc::MemoryStore> store = std::make_shared<ncc::MemoryStore>())
+      : MemoryNet(std::move(store)) {
+    EXPECT_TRUE(Create()) << Net().LastError();
+    BuildSample(Net());
+    BuildPeople(Net());
+  }
 };

@@ -195,6 +195,8 @@ struct Step {
   unsigned long Run(Model& model) const;
 };
 
+// The step of which `text`, or how it begins, is the Text; without memberships.
+Step StepOf(const std::string& text);
 // Names collide often; names and identifiers are mostly of objects of the kind that is wanted.
 Step RandomStep(std::mt19937& random, const Model& model);
 

@@ -30,26 +30,36 @@ std::string DescribeItem(std::uint8_t kind, const TDBObjId& object, const std::s
 // Servers A, B, C (1, 2, 3; links A-B, A-C); APs a1, a2 under A (4, 5), b1 under B (6).
 void BuildSample(CNCCNet& net);
 
+// Behind the sample Deps d, e, f (7, 8, 13), users u, v, w (9, 10, 12), node group g (11). g has
+// a2, d and e; d has u, then e, then v.
+void BuildPeople(CNCCNet& net);
+
 struct Operation {
-  const char* name;
+  std::string name;
   std::function<unsigned long(CNCCNet&)> run;
-  unsigned long refused = 0;  // result when it finds or does nothing
 };
 
-// Each change applies to the sample: it succeeds there and changes something that is stored.
+// Each change of golden/operations.txt applies to the sample with its people: it succeeds there and
+// changes something that is stored.
 const std::vector<Operation>& SampleChanges();
-// Each query finds something in the sample.
+// Each query finds something there.
 const std::vector<Operation>& SampleQueries();
 
+// Whether an operation with this result gave a reason for doing nothing.
+inline bool IsRefused(CNCCNet& net, unsigned long result) {
+  return result == 0 && *net.LastError() != '\0';
+}
 // Every operation answers as for an object that does not exist, and LastError has a reason.
 void ExpectEverythingRefused(CNCCNet& net, const std::string& when);
 
-std::vector<unsigned long> ServerIds(CNCCNet& net);
-std::vector<unsigned long> ApIds(CNCCNet& net, unsigned long server);
-std::vector<unsigned long> LinkIds(CNCCNet& net, unsigned long server);
+using Numbers = std::vector<unsigned long>;
+
+Numbers ServerIds(CNCCNet& net);
+Numbers ApIds(CNCCNet& net, unsigned long server);
+Numbers LinkIds(CNCCNet& net, unsigned long server);
 template <class Entry>
-std::vector<unsigned long> Ids(const std::list<Entry>& list) {
-  std::vector<unsigned long> ids;
+Numbers Ids(const std::list<Entry>& list) {
+  Numbers ids;
   for (const Entry& entry : list) ids.push_back(entry.id);
   return ids;
 }
@@ -64,16 +74,16 @@ std::list<Entry> Filled(Fill fill) {
   return list;
 }
 
-std::vector<unsigned long> UserIds(CNCCNet& net, unsigned long dep);
-std::vector<unsigned long> LinkedDepIds(CNCCNet& net, unsigned long dep);
-std::vector<unsigned long> GroupsOfDep(CNCCNet& net, unsigned long dep);
-std::vector<unsigned long> GroupsOfNode(CNCCNet& net, unsigned long node);
-std::vector<unsigned long> NodesOfGroup(CNCCNet& net, unsigned long group);
-std::vector<unsigned long> DepsOfGroup(CNCCNet& net, unsigned long group);
+Numbers UserIds(CNCCNet& net, unsigned long dep);
+Numbers LinkedDepIds(CNCCNet& net, unsigned long dep);
+Numbers GroupsOfDep(CNCCNet& net, unsigned long dep);
+Numbers GroupsOfNode(CNCCNet& net, unsigned long node);
+Numbers NodesOfGroup(CNCCNet& net, unsigned long group);
+Numbers DepsOfGroup(CNCCNet& net, unsigned long group);
 // Dep, node and kind of each membership, one behind the other.
-std::vector<unsigned long> Memberships(CNCCNet& net, unsigned long user);
+Numbers Memberships(CNCCNet& net, unsigned long user);
 // Dep and node of what the user could hold.
-std::vector<unsigned long> PossibleMemberships(CNCCNet& net, unsigned long user);
+Numbers PossibleMemberships(CNCCNet& net, unsigned long user);
 // The items of an object's folder, as DescribeItem gives them.
 std::string Items(CNCCNet& net, unsigned long id);
 

@@ -1,6 +1,10 @@
 // The table of random operations: each says what it does to a network object and what to the model.
 #include "model.h"
 
+#include <iomanip>
+#include <sstream>
+#include <stdexcept>
+
 namespace {
 
 struct Action {
@@ -12,6 +16,11 @@ struct Action {
   unsigned long (*on_net)(CNCCNet&, const Step&);
   unsigned long (*on_model)(Model&, const Step&);
 };
+
+Action Row(const char* name, int weight, const char* kinds, decltype(Action::on_net) on_net,
+           decltype(Action::on_model) on_model) {
+  return {name, weight, kinds, on_net, on_model};
+}
 
 const char* Arg(const std::string& name) {
   return name.size() == Step::kNullName ? nullptr : name.c_str();
@@ -36,6 +45,23 @@ CColId Collective(const Step& s) { return {s.flags, s.byte}; }
 #define OTHER_NAME Arg(s.other_name)
 #define LIST std::list<CColAb>(s.memberships.begin(), s.memberships.end())
 
+// By identifier and by name.
+#define MODIFY(Kind, letter)                                                                 \
+  Row("Modify" #Kind " id", 2, letter "...", NET(n.Modify##Kind(s.id, NAME)),                \
+      MODEL(m.Modify##Kind(m.Find##Kind(s.id), s.name))),                                    \
+      Row("Modify" #Kind " name", 2, ".." letter ".", NET(n.Modify##Kind(NAME, OTHER_NAME)), \
+          MODEL(m.Modify##Kind(m.Find##Kind(s.name), s.other_name)))
+#define DELETE(Kind, letter, weight)                                                  \
+  Row("Delete" #Kind " id", weight, letter "...", NET(n.Delete##Kind(s.id)),          \
+      MODEL(m.Delete##Kind(m.Find##Kind(s.id)))),                                     \
+      Row("Delete" #Kind " name", weight, ".." letter ".", NET(n.Delete##Kind(NAME)), \
+          MODEL(m.Delete##Kind(m.Find##Kind(s.name))))
+#define PAIR(call, weight, Kind, letter, on_model)                                  \
+  Row(#call " id", weight, letter letter "..", NET(n.call(s.id, s.other_id)),       \
+      MODEL(m.on_model(m.Find##Kind(s.id), m.Find##Kind(s.other_id)))),             \
+      Row(#call " name", weight, ".." letter letter, NET(n.call(NAME, OTHER_NAME)), \
+          MODEL(m.on_model(m.Find##Kind(s.name), m.Find##Kind(s.other_name))))
+
 const Action kActions[] = {
     {"AddServer", 5, "....", NET(n.AddServer(NAME, s.flags, s.byte)),
      MODEL(m.AddServer(s.name, s.flags, s.byte))},
@@ -43,26 +69,11 @@ const Action kActions[] = {
      MODEL(m.AddAP(m.FindServer(s.id), s.name, s.flags))},
     {"AddAP name", 4, "..S.", NET(n.AddAP(NAME, OTHER_NAME, s.flags)),
      MODEL(m.AddAP(m.FindServer(s.name), s.other_name, s.flags))},
-    {"DeleteServer id", 1, "S...", NET(n.DeleteServer(s.id)),
-     MODEL(m.DeleteServer(m.FindServer(s.id)))},
-    {"DeleteServer name", 1, "..S.", NET(n.DeleteServer(NAME)),
-     MODEL(m.DeleteServer(m.FindServer(s.name)))},
-    {"ModifyServer id", 2, "S...", NET(n.ModifyServer(s.id, NAME)),
-     MODEL(m.ModifyServer(m.FindServer(s.id), s.name))},
-    {"ModifyServer name", 2, "..S.", NET(n.ModifyServer(NAME, OTHER_NAME)),
-     MODEL(m.ModifyServer(m.FindServer(s.name), s.other_name))},
-    {"LinkSrvToSrv id", 4, "SS..", NET(n.LinkSrvToSrv(s.id, s.other_id)),
-     MODEL(m.Link(m.FindServer(s.id), m.FindServer(s.other_id)))},
-    {"LinkSrvToSrv name", 4, "..SS", NET(n.LinkSrvToSrv(NAME, OTHER_NAME)),
-     MODEL(m.Link(m.FindServer(s.name), m.FindServer(s.other_name)))},
-    {"DeleteLink id", 2, "SS..", NET(n.DeleteLink(s.id, s.other_id)),
-     MODEL(m.Unlink(m.FindServer(s.id), m.FindServer(s.other_id)))},
-    {"DeleteLink name", 2, "..SS", NET(n.DeleteLink(NAME, OTHER_NAME)),
-     MODEL(m.Unlink(m.FindServer(s.name), m.FindServer(s.other_name)))},
-    {"ModifyAP id", 2, "A...", NET(n.ModifyAP(s.id, NAME)),
-     MODEL(m.ModifyAP(m.FindAP(s.id), s.name))},
-    {"ModifyAP name", 2, "..A.", NET(n.ModifyAP(NAME, OTHER_NAME)),
-     MODEL(m.ModifyAP(m.FindAP(s.name), s.other_name))},
+    DELETE(Server, "S", 1),
+    MODIFY(Server, "S"),
+    PAIR(LinkSrvToSrv, 4, Server, "S", Link),
+    PAIR(DeleteLink, 2, Server, "S", Unlink),
+    MODIFY(AP, "A"),
     {"ChangeSrv ids", 3, "AS..", NET(n.ChangeSrv(s.id, s.other_id)),
      MODEL(m.ChangeSrv(m.FindAP(s.id), m.FindServer(s.other_id)))},
     {"ChangeSrv name, id", 2, "S.A.", NET(n.ChangeSrv(NAME, s.id)),
@@ -79,12 +90,8 @@ const Action kActions[] = {
      MODEL(m.Register(m.FindServer(s.id), s.flags, s.byte))},
 
     {"CreateAB", 5, "....", NET(n.CreateAB(NAME)), MODEL(m.CreateAB(s.name))},
-    {"ModifyAB id", 2, "U...", NET(n.ModifyAB(s.id, NAME)),
-     MODEL(m.ModifyAB(m.FindAB(s.id), s.name))},
-    {"ModifyAB name", 2, "..U.", NET(n.ModifyAB(NAME, OTHER_NAME)),
-     MODEL(m.ModifyAB(m.FindAB(s.name), s.other_name))},
-    {"DeleteAB id", 2, "U...", NET(n.DeleteAB(s.id)), MODEL(m.DeleteAB(m.FindAB(s.id)))},
-    {"DeleteAB name", 2, "..U.", NET(n.DeleteAB(NAME)), MODEL(m.DeleteAB(m.FindAB(s.name)))},
+    MODIFY(AB, "U"),
+    DELETE(AB, "U", 2),
     {"LinkABToDep id", 12, "DU..", NET(n.LinkABToDep(s.id, s.other_id, s.byte % 4 != 0)),
      MODEL(m.LinkABToDep(m.FindDep(s.id), m.FindAB(s.other_id), s.byte % 4 != 0))},
     {"LinkABToDep name", 5, "..DU", NET(n.LinkABToDep(NAME, OTHER_NAME, s.byte % 4 != 0)),
@@ -107,30 +114,18 @@ const Action kActions[] = {
      MODEL(m.SetMemberships(m.FindAB(s.name), s.other_id, s.memberships, s.byte % 2))},
 
     {"CreateDep", 5, "....", NET(n.CreateDep(NAME)), MODEL(m.CreateDep(s.name))},
-    {"ModifyDep id", 2, "D...", NET(n.ModifyDep(s.id, NAME)),
-     MODEL(m.ModifyDep(m.FindDep(s.id), s.name))},
-    {"ModifyDep name", 2, "..D.", NET(n.ModifyDep(NAME, OTHER_NAME)),
-     MODEL(m.ModifyDep(m.FindDep(s.name), s.other_name))},
-    {"DeleteDep id", 2, "D...", NET(n.DeleteDep(s.id)), MODEL(m.DeleteDep(m.FindDep(s.id)))},
-    {"DeleteDep name", 2, "..D.", NET(n.DeleteDep(NAME)), MODEL(m.DeleteDep(m.FindDep(s.name)))},
+    MODIFY(Dep, "D"),
+    DELETE(Dep, "D", 2),
     {"LinkDepToDep id", 5, "DD..", &LinkDeps,
      MODEL(m.LinkDeps(m.FindDep(s.id), m.FindDep(s.other_id)))},
     {"LinkDepToDep name", 5, "..DD", NET(n.LinkDepToDep(NAME, OTHER_NAME)),
      MODEL(m.LinkDeps(s.name, s.other_name))},
     {"LinkAllDeps", 1, "....", NET(n.LinkAllDeps() ? 2 : Succeeded(n)), MODEL(m.LinkAllDeps())},
-    {"DeleteLinkDepToDep id", 3, "DD..", NET(n.DeleteLinkDepToDep(s.id, s.other_id)),
-     MODEL(m.UnlinkDeps(m.FindDep(s.id), m.FindDep(s.other_id)))},
-    {"DeleteLinkDepToDep name", 3, "..DD", NET(n.DeleteLinkDepToDep(NAME, OTHER_NAME)),
-     MODEL(m.UnlinkDeps(m.FindDep(s.name), m.FindDep(s.other_name)))},
+    PAIR(DeleteLinkDepToDep, 3, Dep, "D", UnlinkDeps),
 
     {"CreateNGrp", 5, "....", NET(n.CreateNGrp(NAME)), MODEL(m.CreateNGrp(s.name))},
-    {"ModifyNGrp id", 2, "G...", NET(n.ModifyNGrp(s.id, NAME)),
-     MODEL(m.ModifyNGrp(m.FindNGrp(s.id), s.name))},
-    {"ModifyNGrp name", 2, "..G.", NET(n.ModifyNGrp(NAME, OTHER_NAME)),
-     MODEL(m.ModifyNGrp(m.FindNGrp(s.name), s.other_name))},
-    {"DeleteNGrp id", 2, "G...", NET(n.DeleteNGrp(s.id)), MODEL(m.DeleteNGrp(m.FindNGrp(s.id)))},
-    {"DeleteNGrp name", 2, "..G.", NET(n.DeleteNGrp(NAME)),
-     MODEL(m.DeleteNGrp(m.FindNGrp(s.name)))},
+    MODIFY(NGrp, "G"),
+    DELETE(NGrp, "G", 2),
     {"LinkNNToNGrp", 12, "GN..", NET(n.LinkNNToNGrp(s.id, s.other_id)),
      MODEL(m.LinkNode(m.FindNGrp(s.id), m.FindNode(s.other_id)))},
     {"DeleteNNFromNGrp", 4, "GN..", NET(n.DeleteNNFromNGrp(s.id, s.other_id)),
@@ -218,6 +213,20 @@ std::string Step::Text() const {
             std::to_string(one.kind) + ")";
   }
   return text;
+}
+
+Step StepOf(const std::string& text) {
+  const std::string name = text.substr(0, text.find(" \""));
+  Step step;
+  while (name != kActions[step.operation].name) {
+    if (++step.operation == std::size(kActions)) throw std::invalid_argument(text);
+  }
+  std::istringstream in(text.substr(name.size()));
+  int byte = 0;
+  in >> std::quoted(step.name) >> std::quoted(step.other_name) >> step.id >> step.other_id;
+  in >> step.flags >> byte;
+  step.byte = static_cast<std::uint8_t>(byte);
+  return step;
 }
 
 unsigned long Step::Run(CNCCNet& net) const { return kActions[operation].on_net(net, *this); }
