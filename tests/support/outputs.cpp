@@ -76,7 +76,7 @@ std::string WhereDifferent(const std::string& expected, const std::string& actua
 }  // namespace
 
 Files LoadGolden(const std::string& name, const Files& known) {
-  std::ifstream in(std::string(NCCNET_GOLDEN) + "/" + name);
+  std::ifstream in(std::filesystem::path(NCCNET_GOLDEN) / name);
   if (!in) throw std::runtime_error("no golden file " + name);
   Files files = known;
   std::vector<std::string> paths;
