@@ -97,25 +97,37 @@ const CodePage& Cp1251() {
 
 }  // namespace
 
-std::string Utf8FromCp1251(std::string_view bytes) {
+namespace ncc {
+
+void AppendUtf8(std::string& out, std::string_view bytes) {
   const CodePage& code_page = Cp1251();
+  for (const char byte : bytes) out += code_page.CharacterOf(byte);
+}
+
+bool AppendCp1251(std::string& out, std::string_view utf8) {
+  const CodePage& code_page = Cp1251();
+  while (!utf8.empty()) {
+    const std::optional<char> byte = code_page.FirstByte(utf8);
+    if (!byte) return false;
+    out += *byte;
+    utf8.remove_prefix(code_page.CharacterOf(*byte).size());
+  }
+  return true;
+}
+
+}  // namespace ncc
+
+std::string Utf8FromCp1251(std::string_view bytes) {
   std::string utf8;
   utf8.reserve(bytes.size());
-  for (const char byte : bytes) utf8 += code_page.CharacterOf(byte);
+  ncc::AppendUtf8(utf8, bytes);
   return utf8;
 }
 
 std::optional<std::string> Cp1251FromUtf8(std::string_view utf8) {
-  const CodePage& code_page = Cp1251();
-  std::string bytes(utf8.size(), '\0');
-  std::size_t size = 0;
-  while (!utf8.empty()) {
-    const std::optional<char> byte = code_page.FirstByte(utf8);
-    if (!byte) return std::nullopt;
-    bytes[size++] = *byte;
-    utf8.remove_prefix(code_page.CharacterOf(*byte).size());
-  }
-  bytes.resize(size);
+  std::string bytes;
+  bytes.reserve(utf8.size());
+  if (!ncc::AppendCp1251(bytes, utf8)) return std::nullopt;
   return bytes;
 }
 

@@ -1,4 +1,4 @@
-// Code page 866; for code page 1251 and UTF-8 see nccnet/text.h.
+// Code page 866, and code page 1251 where a text goes on; else see nccnet/text.h for that.
 #pragma once
 
 #include <string>
@@ -8,5 +8,10 @@ namespace ncc {
 
 // Letters of the Russian alphabet and ASCII; any other byte becomes '?'.
 std::string Cp866FromCp1251(std::string_view bytes);
+
+// Appends text of code page 1251 as UTF-8.
+void AppendUtf8(std::string& out, std::string_view bytes);
+// The other way. False when not all of it is text of that code page; then some may be appended.
+bool AppendCp1251(std::string& out, std::string_view utf8);
 
 }  // namespace ncc
