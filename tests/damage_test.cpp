@@ -22,7 +22,7 @@ class Damage : public OutputTest {
   bool Open(const Rows& rows, std::uint64_t revision) {
     const auto store = std::make_shared<ncc::MemoryStore>();
     const ncc::EngineFactory engines = ncc::MemoryEngineFactory(store);
-    ncc::ChangeSet all{{}, {}, {revision, TotalsOf(rows)}};
+    ListedChanges all{{}, {}, {revision, TotalsOf(rows)}};
     for (const auto& [key, row] : rows) all.put.push_back(row);
     engines("memory", {ncc::OpenMode::kCreate})->Commit(all);
     NetAccess::UseEngines(net_, engines);

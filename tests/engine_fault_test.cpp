@@ -184,7 +184,7 @@ TEST_F(EngineFaultTest, AFullDiskUndoesTheCommitAndNothingElse) {
     const auto engine = Continue(0, Mode::kCreate);
     if (!limit_files(1 << 20)) return 1;
     engine->Commit(HistoryChanges(1));
-    ChangeSet big = HistoryChanges(2);
+    ListedChanges big = HistoryChanges(2);
     big.put[0].body.assign(2 << 20, 'b');
     if (ErrorOf([&] { engine->Commit(big); }).find("File too large") == std::string::npos) return 2;
     if (LoadAll(*engine) != HistoryContents(1)) return 3;
@@ -358,7 +358,7 @@ TEST_F(EngineFaultTest, AFileOfAnotherDatabaseNeverPassesAsStored) {
   MakeHistory(base, 2);
   MakeHistory(scratch.Path("other"), 3);  // of the revision that the commit below leads to
   const std::string own = ReadFile(data);
-  ChangeSet changes = HistoryChanges(3);
+  ListedChanges changes = HistoryChanges(3);
   changes.state.unit = 77;
   const auto replace = [&](bool in_place) {
     if (in_place) return Overwrite(data, ReadFile(scratch.Path("other.db")));
@@ -387,9 +387,9 @@ TEST_F(EngineFaultTest, AFileOfAnotherDatabaseNeverPassesAsStored) {
 }
 
 // The commit after `revision` that adds a row of two megabytes.
-ChangeSet LargeCommit(std::uint64_t revision) {
+ListedChanges LargeCommit(std::uint64_t revision) {
   const Row row{{RowKind::kChunk, 900, 0, 0}, 0, "", std::string(2 << 20, 'b')};
-  ChangeSet changes{{row}, {}, {revision + 1, TotalsOf(HistoryRows(revision)), 0}};
+  ListedChanges changes{{row}, {}, {revision + 1, TotalsOf(HistoryRows(revision)), 0}};
   AddTo(changes.state.totals, SumOf(row));
   return changes;
 }

@@ -72,19 +72,19 @@ TEST_P(EngineTest, GivesBackWhatWasCommittedInOrder) {
   constexpr auto kMax = std::numeric_limits<std::uint32_t>::max();
   std::string every_byte;
   for (int i = 0; i < 256; ++i) every_byte += static_cast<char>(i);
-  ChangeSet first{{{{RowKind::kDefinition, 0, 0, 0}, kMax, "", "[]"},
-                   {{RowKind::kDefinition, kMax, 0, 0}, 0, "Имя", ""},
-                   {{RowKind::kObject, 0, 0, 0}, 1, std::string("a\0b", 3), ""},
-                   {{RowKind::kObject, kMax, 0, 0}, kMax, "x", every_byte},
-                   {{RowKind::kChunk, 0, 0, 0}, 0, "", "[]"},
-                   {{RowKind::kChunk, 3, 0, 7}, 0, "", std::string(3000000, '1')},
-                   {{RowKind::kChunk, 3, 1, 0}, 0, "", "[1]"},
-                   {{RowKind::kChunk, kMax, 7, (1U << 26) - 1}, 0, "", "[null]"}},
-                  {},
-                  {5, {}}};
-  ChangeSet second{{first.put[2], first.put[6]},
-                   {first.put[0].key, {RowKind::kDefinition, 77, 0, 0}, first.put[5].key},
-                   {std::numeric_limits<std::uint64_t>::max() / 2, {}}};
+  ListedChanges first{{{{RowKind::kDefinition, 0, 0, 0}, kMax, "", "[]"},
+                       {{RowKind::kDefinition, kMax, 0, 0}, 0, "Имя", ""},
+                       {{RowKind::kObject, 0, 0, 0}, 1, std::string("a\0b", 3), ""},
+                       {{RowKind::kObject, kMax, 0, 0}, kMax, "x", every_byte},
+                       {{RowKind::kChunk, 0, 0, 0}, 0, "", "[]"},
+                       {{RowKind::kChunk, 3, 0, 7}, 0, "", std::string(3000000, '1')},
+                       {{RowKind::kChunk, 3, 1, 0}, 0, "", "[1]"},
+                       {{RowKind::kChunk, kMax, 7, (1U << 26) - 1}, 0, "", "[null]"}},
+                      {},
+                      {5, {}}};
+  ListedChanges second{{first.put[2], first.put[6]},
+                       {first.put[0].key, {RowKind::kDefinition, 77, 0, 0}, first.put[5].key},
+                       {std::numeric_limits<std::uint64_t>::max() / 2, {}}};
   second.put[0].body = "new";
   second.put[1].body = "";
   Contents expected;
@@ -108,24 +108,24 @@ TEST_P(EngineTest, GivesBackWhatWasCommittedInOrder) {
 
 TEST_P(EngineTest, MissesEachRowAndTellsAnOlderOne) {
   const auto engine = Open(OpenMode::kCreate);
-  engine->Load([](Row&&) {});
+  engine->Load([](const RowView&) {});
   for (std::uint64_t r = 1; r <= 12; ++r) engine->Commit(HistoryChanges(r));
   const Rows rows = HistoryRows(12);
   const Rows older = HistoryRows(8);
   const StoredState state = HistoryChanges(12).state;
-  const auto refusal = [&](const ChangeSet& loss) {
+  const auto refusal = [&](const ListedChanges& loss) {
     engine->Commit(loss);
-    return ErrorOf([&] { engine->Load([](Row&&) {}); });
+    return ErrorOf([&] { engine->Load([](const RowView&) {}); });
   };
   const std::string missing = "it has " + std::to_string(rows.size() - 1) + " rows and not the " +
                               std::to_string(rows.size());
   for (const auto& [key, row] : rows) {
-    EXPECT_TRUE(Says(refusal({{}, {key}, state}), missing));
+    EXPECT_TRUE(Says(refusal(ListedChanges({}, {key}, state)), missing));
     const auto before = older.find(key);
     if (before != older.end() && before->second != row) {
-      EXPECT_TRUE(Says(refusal({{before->second}, {}, state}), "older than"));
+      EXPECT_TRUE(Says(refusal(ListedChanges({before->second}, {}, state)), "older than"));
     }
-    engine->Commit({{row}, {}, state});
+    engine->Commit(ListedChanges({row}, {}, state));
   }
   EXPECT_EQ(LoadAll(*engine), (Contents{rows, 12}));
 }
@@ -140,7 +140,7 @@ TEST_P(EngineTest, HasOneOwnerAndExistsFromItsFirstCommitOn) {
   EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kOpen); }), "there is no database"));
   {
     const auto engine = Open(OpenMode::kCreate);
-    engine->Load([](Row&&) {});
+    engine->Load([](const RowView&) {});
     engine->Commit(HistoryChanges(1));
   }
   EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kCreate); }), "a database of that name exists"));

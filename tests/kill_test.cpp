@@ -69,7 +69,7 @@ TEST(KillTest, WhatAKilledBackupLeftGoesWithTheNext) {
   for (int dead = 0;; ++dead) {
     const int result = RunInChild([&] {
       const auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen});
-      engine->Load([](Row&&) {});
+      engine->Load([](const RowView&) {});
       calls_to_death = dead;
       engine->CopyTo(scratch.Path("copy" + std::to_string(dead) + ".db"));
       return 0;
@@ -78,7 +78,7 @@ TEST(KillTest, WhatAKilledBackupLeftGoesWithTheNext) {
     ASSERT_EQ(result, 99);
   }
   const auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen});
-  engine->Load([](Row&&) {});
+  engine->Load([](const RowView&) {});
   engine->CopyTo(scratch.Path("last.db"));
   for (const auto& file : fs::directory_iterator(scratch.Path())) {
     const std::string name = file.path();

@@ -1,15 +1,18 @@
 #include "platform/hdb/base.h"
 
-#include "nccnet/text.h"
 #include "platform/hdb/row_codec.h"
+#include "platform/text/code_page.h"
 #include "platform/token.h"
 
 #include <algorithm>
 #include <utility>
 
 using ncc::Row;
+using ncc::RowChange;
+using ncc::RowDecoder;
 using ncc::RowKey;
 using ncc::RowKind;
+using ncc::RowView;
 using ncc::StorageError;
 
 namespace {
@@ -17,11 +20,6 @@ namespace {
 [[noreturn]] void Damaged(std::uint32_t number, const char* fault) {
   throw StorageError("database is damaged: object " + std::to_string(number) + ": " + fault);
 }
-
-// Lists within the rows of an object: the folder's entries, the three id lists, the pair values.
-constexpr std::uint8_t kEntryRowList = 0;
-constexpr std::uint8_t kPairRowList = 4;
-int ListOf(const RowKey& key) { return key.list - 1 + ncc::kFirstListPosition; }
 
 constexpr const char* kSnapshotRefusal =
     "this is a snapshot of the database: changes need the database itself";
@@ -74,7 +72,7 @@ void CHDBase::RemoveObject(std::uint32_t number) {
 void CHDBase::AddDefinition(CHDBDefinition definition) {
   definition.name = manager_.VarMap().Expand(definition.name);
   const auto ordinal = static_cast<std::uint32_t>(definitions_.size());
-  unit_.Touch({RowKind::kDefinition, ordinal}, [] { return std::nullopt; });
+  unit_.Touch({RowKind::kDefinition, ordinal}, [](Row&) { return false; });
   definitions_.push_back(std::move(definition));
 }
 
@@ -128,26 +126,30 @@ void CHDBase::Unindex(const CHDBRecord& record) {
 // Rows ------------------------------------------------------------------------------------------
 
 void CHDBase::Touch(const RowKey& row) {
-  unit_.Touch(row, [&] { return EncodeRow(row); });
+  unit_.Touch(row, [&](Row& before) { return EncodeRow(row, before); });
 }
 
-std::optional<Row> CHDBase::EncodeRow(const RowKey& key) const {
+bool CHDBase::EncodeRow(const RowKey& key, Row& row) const {
+  row.key = key;
+  row.type = 0;
+  for (std::string* text : {&row.name, &row.body}) text->clear();
   if (key.kind == RowKind::kDefinition) {
     const CHDBDefinition& definition = definitions_[key.number];
-    return Row{key, static_cast<std::uint32_t>(definition.what), Utf8FromCp1251(definition.name),
-               ncc::EncodeDefinition(definition)};
+    row.type = static_cast<std::uint32_t>(definition.what);
+    ncc::AppendUtf8(row.name, definition.name);
+    ncc::EncodeDefinition(row.body, definition);
+    return true;
   }
   const CHDBRecord* object = objects_.Find(key.number);
-  if (object == nullptr) return std::nullopt;
-  if (key.kind == RowKind::kObject) {
-    return Row{key, object->Type(), Utf8FromCp1251(object->Name()), std::string(object->Data())};
+  if (object == nullptr) return false;
+  if (key.kind == RowKind::kChunk) {
+    ncc::EncodeChunk(row.body, *object, key.list, key.chunk);
+    return !row.body.empty();
   }
-  std::string body = key.list == kEntryRowList ? ncc::EncodeChunk(*object, key.chunk)
-                     : key.list == kPairRowList
-                         ? ncc::EncodeChunk(object->Pairs(), key.chunk)
-                         : ncc::EncodeChunk(object->List(ListOf(key)), key.chunk);
-  if (body.empty()) return std::nullopt;
-  return Row{key, 0, {}, std::move(body)};
+  row.type = object->Type();
+  ncc::AppendUtf8(row.name, object->Name());
+  row.body = object->Data();
+  return true;
 }
 
 // Units of work ---------------------------------------------------------------------------------
@@ -158,19 +160,51 @@ void CHDBase::CheckUsable() const {
                      broken_reason_);
 }
 
+// What the unit that ends leads to.
+class CHDBase::Changes final : public ncc::ChangeSet {
+ public:
+  explicit Changes(CHDBase& base) : base_(base) {
+    VisitUntil([this](const RowChange&) {
+      has_any_ = true;
+      return false;
+    });
+  }
+
+  bool HasAny() const { return has_any_; }
+  std::uint64_t Revision() const { return base_.state_.revision + 1; }
+  std::uint64_t Unit() const { return unit_; }
+
+  ncc::StoredState ForEach(const std::function<void(const RowChange&)>& visit) const override {
+    ncc::StoredState state{Revision(), base_.state_.totals, unit_};
+    VisitUntil([&](const RowChange& change) {
+      if (change.before != nullptr) TakeFrom(state.totals, SumOf(*change.before));
+      if (change.now != nullptr) AddTo(state.totals, change.sum);
+      visit(change);
+      return true;
+    });
+    return state;
+  }
+
+ private:
+  template <class Visit>
+  void VisitUntil(Visit visit) const {
+    base_.unit_.ForEachChange(
+        [this](const RowKey& key, Row& row) { return base_.EncodeRow(key, row); }, visit);
+  }
+
+  CHDBase& base_;
+  const std::uint64_t unit_ = ncc::DrawToken();
+  bool has_any_ = false;
+};
+
 void CHDBase::Commit() {
   const std::uint64_t next = state_.revision + 1;
   std::uint64_t unit = 0;
   try {
     if (unit_.HasFailed()) throw StorageError(unit_.Failure());
-    ncc::ChangeSet changes =
-        unit_.Collect(state_.totals, [this](const RowKey& key) { return EncodeRow(key); });
-    changes.state.revision = next;
-    changes.state.unit = unit = ncc::DrawToken();
-    if (!changes.put.empty() || !changes.removed.empty()) {
-      engine_->Commit(changes);
-      state_ = changes.state;
-    }
+    const Changes changes(*this);
+    unit = changes.Unit();
+    if (changes.HasAny()) state_ = engine_->Commit(changes);
     unit_.Clear();
   } catch (...) {
     Reload();
@@ -217,42 +251,35 @@ void CHDBase::Reload() noexcept {
 // Loading ---------------------------------------------------------------------------------------
 
 void CHDBase::Load() {
-  state_ = engine_->Load([this](Row&& row) { LoadRow(row); });
+  RowDecoder decoder;
+  state_ = engine_->Load([&](const RowView& row) { LoadRow(row, decoder); });
   DeriveParents();
   if (state_.revision != 0) manager_.Examine(*this);
 }
 
-void CHDBase::LoadRow(const Row& row) {
-  if (row.key.kind == RowKind::kChunk) return LoadChunk(row);
-  if (row.key.kind == RowKind::kObject) return LoadObject(row);
+void CHDBase::LoadRow(const RowView& row, RowDecoder& decoder) {
+  if (row.key.kind == RowKind::kChunk) return LoadChunk(row, decoder);
+  if (row.key.kind == RowKind::kObject) return LoadObject(row, decoder);
   if (row.key.number != definitions_.size()) {
     throw StorageError("database is damaged: its definitions are not numbered through");
   }
-  definitions_.push_back(ncc::DecodeDefinition(ncc::DecodeName(row.name), row.type, row.body));
+  definitions_.push_back(decoder.DecodeDefinition(row.name, row.type, row.body));
 }
 
-void CHDBase::LoadObject(const Row& row) {
+void CHDBase::LoadObject(const RowView& row, RowDecoder& decoder) {
   const std::uint32_t number = row.key.number;
   if (number == 0) Damaged(number, "that is no identifier");
   CHDBRecord& record = objects_.Create(*this, number);
-  record.Restore(row.type, ncc::DecodeName(row.name), row.body);
+  record.Restore(row.type, decoder.DecodeName(row.name), row.body);
   if (record.HasRecord()) Index(record);
 }
 
-void CHDBase::LoadChunk(const Row& row) {
+void CHDBase::LoadChunk(const RowView& row, RowDecoder& decoder) {
   const auto& [kind, number, list, chunk] = row.key;
   CHDBRecord* const object = objects_.Find(number);
   if (object == nullptr) Damaged(number, "it is missing, and a list of it is there");
-  if (list == kEntryRowList) {
-    const ncc::EntrySlots slots = ncc::DecodeEntries(row.body);
-    object->AppendStored(chunk, slots.View(), slots.labels);
-  } else if (list < kPairRowList) {
-    object->AppendStored(ListOf(row.key), chunk, ncc::DecodeIds(row.body).View());
-  } else if (list == kPairRowList) {
-    object->AppendStored(chunk, ncc::DecodePairs(row.body).View());
-  } else {
-    Damaged(number, "it has a list of an unknown kind");
-  }
+  if (list >= ncc::kLists) Damaged(number, "it has a list of an unknown kind");
+  decoder.DecodeChunk(*object, list, chunk, row.body);
 }
 
 // What an entry names is there after this.

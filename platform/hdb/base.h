@@ -14,10 +14,13 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace ncc {
+class RowDecoder;
+}
 
 enum class TDBMode { kOpenExisting = 2, kSnapshot = 3 };
 
@@ -126,14 +129,17 @@ class CHDBase final : ncc::ObjectOwner {
   void Index(const CHDBRecord& record) override;
   CHDBRecord& Object(std::uint32_t number) const override;
 
-  std::optional<ncc::Row> EncodeRow(const ncc::RowKey& key) const;
+  class Changes;
+
+  // False when there is none.
+  bool EncodeRow(const ncc::RowKey& key, ncc::Row& row) const;
 
   void AddDefinition(CHDBDefinition definition);
   void Commit();
   void Load();
-  void LoadRow(const ncc::Row& row);
-  void LoadObject(const ncc::Row& row);
-  void LoadChunk(const ncc::Row& row);
+  void LoadRow(const ncc::RowView& row, ncc::RowDecoder& decoder);
+  void LoadObject(const ncc::RowView& row, ncc::RowDecoder& decoder);
+  void LoadChunk(const ncc::RowView& row, ncc::RowDecoder& decoder);
   void DeriveParents();
   void Reload() noexcept;
   void DropObjects();

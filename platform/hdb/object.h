@@ -33,6 +33,18 @@ constexpr std::uint64_t KeyOf(const TDBObjId& id) {
   return (static_cast<std::uint64_t>(id.space) << 32) | id.number;
 }
 
+// The lists of an object: the folder's entries, the record's id lists, its pair values.
+inline constexpr std::uint8_t kEntryList = 0;
+inline constexpr std::uint8_t kFirstIdList = 1;
+inline constexpr std::uint8_t kPairList = 4;
+inline constexpr std::uint8_t kLists = 5;
+
+// The row that holds a chunk of a list: the first one stands in the row of the object.
+constexpr RowKey RowOfChunk(std::uint32_t number, std::uint8_t list, std::uint32_t chunk) {
+  if (chunk == 0) return {RowKind::kObject, number};
+  return {RowKind::kChunk, number, list, chunk};
+}
+
 // The database that an object belongs to, as the object sees it.
 class ObjectOwner {
  public:

@@ -1,10 +1,11 @@
 #include "platform/hdb/row_codec.h"
 
-#include "nccnet/text.h"
 #include "platform/hdb/base.h"
+#include "platform/text/code_page.h"
 
 #include <array>
 #include <charconv>
+#include <span>
 
 namespace ncc {
 namespace {
@@ -15,16 +16,22 @@ std::uint32_t ImpliedSpace(std::uint8_t kind) {
   return kind == kRecordItemKind ? kRecordSpace : kFolderSpace;
 }
 
+int PositionOfIdList(std::uint8_t list) { return kFirstListPosition + list - kFirstIdList; }
+
+// Writing ---------------------------------------------------------------------------------------
+
 void PutNumber(std::string& out, std::uint32_t number) {
   std::array<char, 10> digits;
   const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
   out.append(digits.data(), end);
 }
 
-void PutString(std::string& out, const std::string& name) {
+void PutString(std::string& out, std::string_view name) {
   static constexpr char kHex[] = "0123456789abcdef";
+  std::string utf8;
+  AppendUtf8(utf8, name);
   out += '"';
-  for (char c : Utf8FromCp1251(name)) {
+  for (char c : utf8) {
     const auto byte = static_cast<unsigned char>(c);
     if (byte < 0x20 || byte == 0x7F) {
       out += "\\u00";
@@ -38,20 +45,114 @@ void PutString(std::string& out, const std::string& name) {
   out += '"';
 }
 
-// put(out, element, slot)
+void PutEntry(std::string& out, const CHDBFolderEntry& entry, const std::string* label) {
+  out += '[';
+  PutNumber(out, entry.Kind());
+  out += ',';
+  PutNumber(out, entry.Object().number);
+  const bool other_space = entry.Object().space != ImpliedSpace(entry.Kind());
+  if (label != nullptr) {
+    out += ',';
+    PutString(out, *label);
+  } else if (other_space) {
+    out += ",null";
+  }
+  if (other_space) {
+    out += ',';
+    PutNumber(out, entry.Object().space);
+  }
+  out += ']';
+}
+
+void PutId(std::string& out, const IdListElement& element) {
+  const bool other_space = element.object.space != kFolderSpace;
+  if (other_space) {
+    out += '[';
+    PutNumber(out, element.object.space);
+    out += ',';
+  }
+  PutNumber(out, element.object.number);
+  if (other_space) out += ']';
+}
+
+void PutPair(std::string& out, const PairValue& value) {
+  out += '[';
+  PutNumber(out, value.first);
+  out += ',';
+  PutNumber(out, value.second);
+  out += ',';
+  PutNumber(out, value.kind);
+  out += ']';
+}
+
+// put(element)
 template <class T, class PutElement>
-std::string EncodeSlots(std::span<const T> slots, PutElement put) {
-  std::string out;
-  for (std::uint32_t slot = 0; slot < slots.size(); ++slot) {
-    out += slot == 0 ? '[' : ',';
-    if (slots[slot].IsHole()) {
+void PutSlots(std::string& out, std::span<const T> slots, PutElement put) {
+  for (const T& element : slots) {
+    out += &element == slots.data() ? '[' : ',';
+    if (element.IsHole()) {
       out += "null";
     } else {
-      put(out, slots[slot], slot);
+      put(element);
     }
   }
   if (!slots.empty()) out += ']';
-  return out;
+}
+
+}  // namespace
+
+void EncodeChunk(std::string& out, const CHDBRecord& object, std::uint8_t list,
+                 std::uint32_t chunk) {
+  if (list == kEntryList) {
+    const auto slots = object.Entries().SlotsOf(chunk);
+    PutSlots(out, slots, [&](const CHDBFolderEntry& entry) {
+      const auto slot = static_cast<std::uint32_t>(&entry - slots.data());
+      PutEntry(out, entry, object.Label(chunk * kSlotsPerChunk + slot));
+    });
+  } else if (list == kPairList) {
+    PutSlots(out, object.Pairs().SlotsOf(chunk),
+             [&](const PairValue& value) { PutPair(out, value); });
+  } else {
+    PutSlots(out, object.List(PositionOfIdList(list)).SlotsOf(chunk),
+             [&](const IdListElement& element) { PutId(out, element); });
+  }
+}
+
+void EncodeFirstChunks(std::string& out, const CHDBRecord& object) {
+  const std::size_t start = out.size();
+  std::size_t end = start;  // of the last list with an element
+  for (std::uint8_t list = 0; list < kLists; ++list) {
+    out += list == 0 ? '[' : ',';
+    const std::size_t before = out.size();
+    EncodeChunk(out, object, list, 0);
+    if (out.size() == before) {
+      out += "null";
+    } else {
+      end = out.size();
+    }
+  }
+  out.resize(end);
+  if (end > start) out += ']';
+}
+
+void EncodeDefinition(std::string& out, const CHDBDefinition& definition) {
+  char separator = '[';
+  for (std::uint32_t value :
+       {definition.number, definition.kind, definition.length, definition.tag, definition.flags}) {
+    out += separator;
+    PutNumber(out, value);
+    separator = ',';
+  }
+  out += ']';
+}
+
+// Reading ---------------------------------------------------------------------------------------
+
+namespace {
+
+// Appends it in code page 1251.
+void PutName(std::string& out, std::string_view utf8) {
+  if (!AppendCp1251(out, utf8)) throw StorageError("database is damaged: a name cannot be read");
 }
 
 // Takes a text apart from its front; every mismatch is a damaged row.
@@ -82,6 +183,7 @@ class Reader {
     return number;
   }
 
+  // Of code page 1251.
   std::string TakeString() {
     Take('"');
     std::string utf8;
@@ -95,7 +197,9 @@ class Reader {
       }
     }
     Take('"');
-    return DecodeName(utf8);
+    std::string name;
+    PutName(name, utf8);
+    return name;
   }
 
   const char* At() const { return at_; }
@@ -117,44 +221,6 @@ class Reader {
   const char* at_;
   const char* end_;
 };
-
-template <class T, class TakeElement>
-void DecodeSlots(std::string_view text, Slots<T>& slots, TakeElement take) {
-  Reader in(text);
-  bool is_empty = true;
-  in.Take('[');
-  do {
-    if (slots.IsFull()) Reader::Fail();
-    if (in.TakeIf(std::string_view("null"))) {
-      slots.Append(T::Hole());
-    } else {
-      is_empty = false;
-      slots.Append(take(in));
-    }
-  } while (in.TakeIf(','));
-  in.Take(']');
-  in.End();
-  if (is_empty) Reader::Fail();
-}
-
-void PutEntry(std::string& out, const CHDBFolderEntry& entry, const std::string* label) {
-  out += '[';
-  PutNumber(out, entry.Kind());
-  out += ',';
-  PutNumber(out, entry.Object().number);
-  const bool other_space = entry.Object().space != ImpliedSpace(entry.Kind());
-  if (label != nullptr) {
-    out += ',';
-    PutString(out, *label);
-  } else if (other_space) {
-    out += ",null";
-  }
-  if (other_space) {
-    out += ',';
-    PutNumber(out, entry.Object().space);
-  }
-  out += ']';
-}
 
 CHDBFolderEntry TakeEntry(Reader& in, std::uint32_t slot, CHDBFolder::Labels& labels) {
   const char* const start = in.At();
@@ -202,80 +268,77 @@ PairValue TakePair(Reader& in) {
   return value;
 }
 
+template <class T, class TakeElement>
+std::span<const T> TakeSlots(Reader& in, std::vector<T>& slots, TakeElement take) {
+  bool is_empty = true;
+  slots.clear();
+  in.Take('[');
+  do {
+    if (slots.size() == kSlotsPerChunk) Reader::Fail();
+    if (in.TakeIf(std::string_view("null"))) {
+      slots.push_back(T::Hole());
+    } else {
+      is_empty = false;
+      slots.push_back(take(in));
+    }
+  } while (in.TakeIf(','));
+  in.Take(']');
+  if (is_empty) Reader::Fail();
+  return slots;
+}
+
+void TakeChunk(Reader& in, CHDBRecord& object, std::uint8_t list, std::uint32_t chunk,
+               ChunkSlots& slots) {
+  if (list == kEntryList) {
+    slots.labels.clear();
+    const auto take = [&](Reader& from) {
+      return TakeEntry(from, static_cast<std::uint32_t>(slots.entries.size()), slots.labels);
+    };
+    object.AppendStored(chunk, TakeSlots(in, slots.entries, take), slots.labels);
+  } else if (list == kPairList) {
+    object.AppendStored(chunk, TakeSlots(in, slots.pairs, TakePair));
+  } else {
+    object.AppendStored(PositionOfIdList(list), chunk, TakeSlots(in, slots.ids, TakeId));
+  }
+}
+
 }  // namespace
 
-std::string DecodeName(std::string_view utf8) {
-  auto name = Cp1251FromUtf8(utf8);
-  if (!name) throw StorageError("database is damaged: a name cannot be read");
-  return *std::move(name);
+std::string_view RowDecoder::DecodeName(std::string_view utf8) {
+  name_.clear();
+  PutName(name_, utf8);
+  return name_;
 }
 
-std::string EncodeChunk(const CHDBFolder& folder, std::uint32_t chunk) {
-  return EncodeSlots(folder.Entries().SlotsOf(chunk),
-                     [&](std::string& out, const CHDBFolderEntry& entry, std::uint32_t slot) {
-                       PutEntry(out, entry, folder.Label(chunk * kSlotsPerChunk + slot));
-                     });
+void RowDecoder::DecodeFirstChunks(CHDBRecord& object, std::string_view text) {
+  if (text.empty()) return;
+  Reader in(text);
+  bool has_elements = false;
+  std::uint8_t list = 0;
+  in.Take('[');
+  do {
+    if (list == kLists) Reader::Fail();
+    has_elements = !in.TakeIf(std::string_view("null"));
+    if (has_elements) TakeChunk(in, object, list, 0, slots_);
+    ++list;
+  } while (in.TakeIf(','));
+  in.Take(']');
+  in.End();
+  if (!has_elements) Reader::Fail();
 }
 
-std::string EncodeChunk(const IdList& list, std::uint32_t chunk) {
-  const auto put = [](std::string& out, const IdListElement& element, std::uint32_t) {
-    const bool other_space = element.object.space != kFolderSpace;
-    if (other_space) {
-      out += '[';
-      PutNumber(out, element.object.space);
-      out += ',';
-    }
-    PutNumber(out, element.object.number);
-    if (other_space) out += ']';
-  };
-  return EncodeSlots(list.SlotsOf(chunk), put);
+void RowDecoder::DecodeChunk(CHDBRecord& object, std::uint8_t list, std::uint32_t chunk,
+                             std::string_view text) {
+  Reader in(text);
+  TakeChunk(in, object, list, chunk, slots_);
+  in.End();
 }
 
-std::string EncodeChunk(const PairList& list, std::uint32_t chunk) {
-  const auto put = [](std::string& out, const PairValue& value, std::uint32_t) {
-    out += '[';
-    PutNumber(out, value.first);
-    out += ',';
-    PutNumber(out, value.second);
-    out += ',';
-    PutNumber(out, value.kind);
-    out += ']';
-  };
-  return EncodeSlots(list.SlotsOf(chunk), put);
-}
-
-std::string EncodeDefinition(const CHDBDefinition& definition) {
-  std::string out = "[";
-  for (std::uint32_t value :
-       {definition.number, definition.kind, definition.length, definition.tag, definition.flags}) {
-    if (out.size() > 1) out += ',';
-    PutNumber(out, value);
-  }
-  return out + "]";
-}
-
-EntrySlots DecodeEntries(std::string_view text) {
-  EntrySlots slots;
-  DecodeSlots(text, slots, [&](Reader& in) { return TakeEntry(in, slots.Size(), slots.labels); });
-  return slots;
-}
-
-Slots<IdListElement> DecodeIds(std::string_view text) {
-  Slots<IdListElement> slots;
-  DecodeSlots(text, slots, TakeId);
-  return slots;
-}
-
-Slots<PairValue> DecodePairs(std::string_view text) {
-  Slots<PairValue> slots;
-  DecodeSlots(text, slots, TakePair);
-  return slots;
-}
-
-CHDBDefinition DecodeDefinition(std::string_view name, std::uint32_t what, std::string_view text) {
+CHDBDefinition RowDecoder::DecodeDefinition(std::string_view name, std::uint32_t what,
+                                            std::string_view text) {
   CHDBDefinition definition;
   definition.what = static_cast<CHDBDefinition::What>(what);
-  definition.name = name;
+  definition.name = DecodeName(name);
   Reader in(text);
   char separator = '[';
   for (std::uint32_t* value : {&definition.number, &definition.kind, &definition.length,

@@ -7,52 +7,54 @@
 //   pair values     [[7,12,0],null]                     the two numbers and the kind
 //
 // A null is the position of a removed element. Kind 6 implies the record space, any other the
-// folder space.
+// folder space. The row of an object has the first chunks of its lists:
+//
+//   [[[4,17],[6,17]],null,[5,9]]                    folder entries, three id lists, pair values;
+//                                                   null without an element, none behind the last
 #pragma once
 
 #include "platform/hdb/folder.h"
 #include "platform/hdb/record.h"
 
-#include <array>
 #include <cstdint>
-#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 struct CHDBDefinition;
 
 namespace ncc {
 
+// Each appends to the text; those of lists append nothing when there is no element.
+void EncodeFirstChunks(std::string& out, const CHDBRecord& object);
+void EncodeChunk(std::string& out, const CHDBRecord& object, std::uint8_t list,
+                 std::uint32_t chunk);
+void EncodeDefinition(std::string& out, const CHDBDefinition& definition);
+
 // What stands in a chunk, T::Hole() for what was removed.
-template <class T>
-class Slots {
+struct ChunkSlots {
+  std::vector<CHDBFolderEntry> entries;
+  CHDBFolder::Labels labels;
+  std::vector<IdListElement> ids;
+  std::vector<PairValue> pairs;
+};
+
+// Reads rows one after another, in memory that it keeps. Each member throws StorageError for text
+// that no encoder wrote. So a row that was read is written again byte for byte, as the totals over
+// all rows presume.
+class RowDecoder {
  public:
-  bool IsFull() const { return size_ == slots_.size(); }
-  std::uint32_t Size() const { return size_; }
-  void Append(const T& element) { slots_[size_++] = element; }
-  std::span<const T> View() const { return {slots_.data(), size_}; }
+  // Lives until the next one is read.
+  std::string_view DecodeName(std::string_view utf8);
+  CHDBDefinition DecodeDefinition(std::string_view name, std::uint32_t what, std::string_view text);
+  // Give the object what it holds.
+  void DecodeFirstChunks(CHDBRecord& object, std::string_view text);
+  void DecodeChunk(CHDBRecord& object, std::uint8_t list, std::uint32_t chunk,
+                   std::string_view text);
 
  private:
-  std::array<T, kSlotsPerChunk> slots_;
-  std::uint32_t size_ = 0;
+  std::string name_;
+  ChunkSlots slots_;
 };
-
-struct EntrySlots : Slots<CHDBFolderEntry> {
-  CHDBFolder::Labels labels;
-};
-
-// Empty when no slot of the chunk holds an element.
-std::string EncodeChunk(const CHDBFolder& folder, std::uint32_t chunk);
-std::string EncodeChunk(const IdList& list, std::uint32_t chunk);
-std::string EncodeChunk(const PairList& list, std::uint32_t chunk);
-std::string EncodeDefinition(const CHDBDefinition& definition);
-
-// The readers throw StorageError for text that no encoder wrote. So a row that was read is written
-// again byte for byte, as the totals over all rows presume.
-std::string DecodeName(std::string_view utf8);
-EntrySlots DecodeEntries(std::string_view text);
-Slots<IdListElement> DecodeIds(std::string_view text);
-Slots<PairValue> DecodePairs(std::string_view text);
-CHDBDefinition DecodeDefinition(std::string_view name, std::uint32_t what, std::string_view text);
 
 }  // namespace ncc

@@ -10,7 +10,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -27,9 +26,9 @@ class UnitOfWork {
   // True when the outermost unit was left.
   bool Leave() { return --depth_ == 0; }
 
-  // Call before each change of a row. `encode_before` gives the stored row, or nothing when there
-  // is none yet; it is called once per row and unit. Throws StorageError outside a unit or when the
-  // unit has failed.
+  // Call before each change of a row. `encode_before` fills in the stored row and says whether
+  // there is one; it is called once per row and unit. Throws StorageError outside a unit or when
+  // the unit has failed.
   template <class EncodeBefore>
   void Touch(const RowKey& key, EncodeBefore encode_before) {
     if (depth_ == 0) throw StorageError("a change outside an operation");
@@ -37,18 +36,19 @@ class UnitOfWork {
     if (HasFailed())
       throw StorageError(std::string("an earlier failure has stopped this batch: ") + Failure());
     ++touch_count_;
-    const std::uint32_t hash = HashOf(key);
+    const std::uint64_t packed = Pack(key);
+    const std::uint32_t hash = HashKey(packed);
     std::size_t& recent = recent_[hash % recent_.size()];
-    if (recent < rows_.size() && rows_[recent].key == key) return;
+    if (recent < rows_.size() && rows_[recent].key == packed) return;
     bool is_known = false;
     index_.ForEach(hash, [&](std::uint32_t at) {
-      is_known = rows_[at].key == key;
+      is_known = rows_[at].key == packed;
       if (is_known) recent = at;
       return !is_known;
     });
     if (is_known) return;
-    std::optional<Row> before = encode_before();
-    rows_.push_back({key, before ? std::make_unique<Row>(std::move(*before)) : nullptr});
+    const bool is_stored = encode_before(scratch_);
+    rows_.push_back({packed, is_stored ? std::make_unique<Row>(scratch_) : nullptr});
     recent = rows_.size() - 1;
     try {
       index_.Insert(hash, static_cast<std::uint32_t>(recent));
@@ -75,27 +75,23 @@ class UnitOfWork {
   bool HasFailed() const { return failure_[0] != '\0'; }
   const char* Failure() const { return failure_.data(); }
 
-  // The rows that differ from what is stored, and the totals that they lead to from those before;
-  // `encode_now` gives a row's present contents, or nothing when it is gone.
-  template <class EncodeNow>
-  ChangeSet Collect(const RowTotals& totals_before, EncodeNow encode_now) {
-    std::sort(rows_.begin(), rows_.end(),
-              [](const Touched& one, const Touched& other) { return one.key < other.key; });
-    ChangeSet changes;
-    RowTotals& totals = changes.state.totals;
-    totals = totals_before;
-    for (const auto& [key, before] : rows_) {
-      std::optional<Row> now = encode_now(key);
-      if (before ? now == *before : !now) continue;
-      if (before) TakeFrom(totals, SumOf(*before));
-      if (now) {
-        AddTo(totals, SumOf(*now));
-        changes.put.push_back(std::move(*now));
-      } else {
-        changes.removed.push_back(key);
-      }
+  // Calls visit(change) for each row that differs from what is stored, ascending by key, until it
+  // returns false. `encode_now` fills in the present row and says whether there is one. Nothing may
+  // be touched any more then.
+  template <class EncodeNow, class Visit>
+  void ForEachChange(EncodeNow encode_now, Visit visit) {
+    const auto by_key = [](const Touched& one, const Touched& other) {
+      return one.key < other.key;
+    };
+    if (!std::is_sorted(rows_.begin(), rows_.end(), by_key))
+      std::sort(rows_.begin(), rows_.end(), by_key);
+    for (const auto& [packed, before] : rows_) {
+      const RowKey key = Unpack(packed);
+      const bool is_there = encode_now(key, scratch_);
+      if (is_there ? before && scratch_ == *before : !before) continue;
+      const Row* const now = is_there ? &scratch_ : nullptr;
+      if (!visit(RowChange{key, before.get(), now, now != nullptr ? SumOf(*now) : 0})) return;
     }
-    return changes;
   }
 
   // What a batch has left large is given away.
@@ -114,18 +110,13 @@ class UnitOfWork {
   static constexpr std::size_t kMuch = 1024;
 
   struct Touched {
-    RowKey key;
+    std::uint64_t key;            // packed
     std::unique_ptr<Row> before;  // null: not stored yet
   };
 
-  static std::uint32_t HashOf(const RowKey& key) {
-    const auto head =
-        (static_cast<std::uint64_t>(key.kind) << 61) | (std::uint64_t{key.number} << 29);
-    return HashKey(head | (std::uint64_t{key.list} << 26) | key.chunk);
-  }
-
   std::vector<Touched> rows_;
   FlatIndex index_;                       // of the rows, by their keys
+  Row scratch_;                           // what was encoded last
   std::array<std::size_t, 32> recent_{};  // rows that were touched last: most are touched again
   std::array<char, 256> failure_{};       // empty: none
   const char* refusal_ = nullptr;

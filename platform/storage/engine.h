@@ -45,11 +45,13 @@ class StorageEngine {
   // checks that they are together what the last commit left, and returns what that stored with
   // them. May be called again at any time; after a failed Commit it recovers first, so that it
   // tells what the failed commit left.
-  virtual StoredState Load(const std::function<void(Row&&)>& row) = 0;
+  // A row lives until `row` returns.
+  virtual StoredState Load(const std::function<void(const RowView&)>& row) = 0;
 
-  // Stores all changes and the state, or none. On return they are on stable storage. After an
-  // exception they may be stored or not, and only Load tells: nothing else may be called before it.
-  virtual void Commit(const ChangeSet& changes) = 0;
+  // Stores all changes and the state, or none, and returns the state. On return they are on stable
+  // storage. After an exception they may be stored or not, and only Load tells: nothing else may be
+  // called before it.
+  virtual StoredState Commit(const ChangeSet& changes) = 0;
 
   // Writes a consistent copy of the last committed state to `file` (replacing it whole, durable,
   // readable by its owner alone).

@@ -69,7 +69,8 @@ void Restoration::FoldLog() const {
   if (log.IsEmpty()) return;
   try {
     Session session(files_, false);
-    if (FindLoss(files_, log, session.Meta(), lock_.Left()).empty()) session.Load([](Row&&) {});
+    if (FindLoss(files_, log, session.Meta(), lock_.Left()).empty())
+      session.Load([](const RowView&) {});
   } catch (const StorageError&) {
     // It is damaged, and the log is kept as it is.
   }

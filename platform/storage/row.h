@@ -3,8 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
-#include <vector>
+#include <string_view>
 
 namespace ncc {
 
@@ -26,16 +27,34 @@ struct RowKey {
   friend auto operator<=>(const RowKey&, const RowKey&) = default;
 };
 
+// A key as a number, in the order of keys.
+constexpr std::uint64_t Pack(const RowKey& key) {
+  return std::uint64_t{static_cast<std::uint8_t>(key.kind)} << 61 |
+         std::uint64_t{key.number} << 29 | std::uint64_t{key.list} << 26 | key.chunk;
+}
+constexpr RowKey Unpack(std::uint64_t key) {
+  return {static_cast<RowKind>(key >> 61), static_cast<std::uint32_t>(key >> 29),
+          static_cast<std::uint8_t>(key >> 26 & 7), static_cast<std::uint32_t>(key & 0x3FFFFFF)};
+}
+
 // Contents of a row. Text is UTF-8 (the code page 1251 names of the library, converted without
 // loss).
-struct Row {
+template <class Text>
+struct BasicRow {
   RowKey key;
   std::uint32_t type = 0;  // kObject, kDefinition: the type code; else 0
-  std::string name;        // kObject, kDefinition: UTF-8 text; else empty
-  std::string body;        // kObject: the data image, any bytes; else JSON text
+  Text name{};             // kObject, kDefinition: UTF-8 text; else empty
+  Text body{};             // kObject: the data image, any bytes; else JSON text
 
-  friend bool operator==(const Row&, const Row&) = default;
+  friend bool operator==(const BasicRow&, const BasicRow&) = default;
 };
+using Row = BasicRow<std::string>;
+using RowView = BasicRow<std::string_view>;
+
+inline RowView ViewOf(const Row& row) { return {row.key, row.type, row.name, row.body}; }
+inline Row CopyOf(const RowView& row) {
+  return {row.key, row.type, std::string(row.name), std::string(row.body)};
+}
 
 // What is kept about all rows together, so that a row that is missing, or is an older one, shows
 // although every row that is there has its right checksum: the revision's writer counted each row
@@ -56,11 +75,24 @@ struct StoredState {
   friend bool operator==(const StoredState&, const StoredState&) = default;
 };
 
-// A set of changes that becomes stored as a whole or not at all.
-struct ChangeSet {
-  std::vector<Row> put;         // inserted, or replacing the row of the same key; ascending keys
-  std::vector<RowKey> removed;  // ascending keys; none of them in put
-  StoredState state;            // of the database once this is stored; the revision is never 0
+// A row that differs from what is stored.
+struct RowChange {
+  RowKey key;
+  const Row* before = nullptr;  // null: not stored yet
+  const Row* now = nullptr;     // null: to be removed
+  std::uint32_t sum = 0;        // of the row as it is now
+};
+
+// Changes that become stored as a whole or not at all. Their rows are made while they are visited,
+// so that they need not be in memory together.
+class ChangeSet {
+ public:
+  // Visits each change, ascending by key, which lives until `visit` returns. Gives the state of the
+  // database once all are stored, whose revision is never 0. Each call does the same.
+  virtual StoredState ForEach(const std::function<void(const RowChange&)>& visit) const = 0;
+
+ protected:
+  ~ChangeSet() = default;
 };
 
 }  // namespace ncc

@@ -21,7 +21,7 @@ std::uint64_t Spread(std::uint32_t sum) {
 
 std::uint32_t SumHead::Sum() const { return ExtendCrc32c(0, {bytes_.data(), size_}); }
 
-std::uint32_t SumOf(const Row& row) {
+std::uint32_t SumOf(const RowView& row) {
   SumHead head;
   head.Add(static_cast<std::uint8_t>(row.key.kind), 1);
   head.Add(row.key.number, 4);
@@ -30,7 +30,9 @@ std::uint32_t SumOf(const Row& row) {
   head.Add(row.type, 4);
   head.Add(row.name.size(), 8);
   head.Add(row.body.size(), 8);
-  return ExtendCrc32c(ExtendCrc32c(head.Sum(), row.name), row.body);
+  std::uint32_t sum = head.Sum();
+  for (const std::string_view text : {row.name, row.body}) sum = ExtendCrc32c(sum, text);
+  return sum;
 }
 
 void AddTo(RowTotals& totals, std::uint32_t sum) {

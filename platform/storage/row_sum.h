@@ -25,7 +25,8 @@ class SumHead {
 };
 
 // The CRC-32C of a row's key, lengths and contents; no two rows give the same bytes to it.
-std::uint32_t SumOf(const Row& row);
+std::uint32_t SumOf(const RowView& row);
+inline std::uint32_t SumOf(const Row& row) { return SumOf(ViewOf(row)); }
 
 // Takes a row with this sum (see SumOf) into the totals, or out of them.
 void AddTo(RowTotals& totals, std::uint32_t sum);

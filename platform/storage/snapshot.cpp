@@ -72,7 +72,7 @@ class SnapshotEngine final : public StorageEngine {
   SnapshotEngine(DatabaseFiles files, bool accepts_loss)
       : files_(std::move(files)), accepts_loss_(accepts_loss) {}
 
-  StoredState Load(const std::function<void(Row&&)>& row) override {
+  StoredState Load(const std::function<void(const RowView&)>& row) override {
     RefuseOwnedHere(files_.lock);
     std::optional<LogFile> doubted;
     for (int i = 0; i < kTries; ++i) {
@@ -96,7 +96,7 @@ class SnapshotEngine final : public StorageEngine {
     RefuseTooFast();
   }
 
-  void Commit(const ChangeSet&) override { Refuse("changed"); }
+  StoredState Commit(const ChangeSet&) override { Refuse("changed"); }
   void CopyTo(const std::string&) override { Refuse("copied"); }
 
  private:

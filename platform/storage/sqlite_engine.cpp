@@ -10,6 +10,7 @@
 
 #include <unistd.h>
 
+#include <optional>
 #include <utility>
 
 namespace ncc {
@@ -42,7 +43,7 @@ class SqliteEngine final : public StorageEngine {
     const LogFile log(files_.log);
     session_ = std::make_unique<Session>(files_, fills_log_);
     const MetaRow meta = session_->Meta();
-    stored_ = attempted_ = meta.state;
+    stored_ = meta.state;
     if (stored_.revision != 0 && request.mode == OpenMode::kCreate) {
       throw StorageError("a database of that name exists; open it or remove " + files_.data);
     }
@@ -69,10 +70,10 @@ class SqliteEngine final : public StorageEngine {
     if (IdOf(files_.log) == FileId{}) lock_.Close();
   }
 
-  StoredState Load(const std::function<void(Row&&)>& row) override {
+  StoredState Load(const std::function<void(const RowView&)>& row) override {
     CheckProcess();
     if (!session_) Recover();
-    stored_ = attempted_ = session_->Load(row);
+    stored_ = session_->Load(row);
     if (std::exchange(accepted_loss_, false)) {
       BeginLogAnew();
       Acknowledge();
@@ -80,12 +81,12 @@ class SqliteEngine final : public StorageEngine {
     return stored_;
   }
 
-  void Commit(const ChangeSet& changes) override {
+  StoredState Commit(const ChangeSet& changes) override {
     CheckUsable();
     CheckFile();
-    attempted_ = changes.state;
+    attempted_.reset();
     try {
-      session_->Commit(changes);
+      session_->Commit(changes, attempted_);
     } catch (const SqliteError& error) {
       log_suspect_ = log_suspect_ || error.Code() == SQLITE_IOERR_FSYNC ||
                      error.Code() == SQLITE_IOERR_DIR_FSYNC;
@@ -95,8 +96,9 @@ class SqliteEngine final : public StorageEngine {
       session_.reset();
       throw;
     }
-    stored_ = changes.state;
+    stored_ = *attempted_;
     Acknowledge();
+    return stored_;
   }
 
   void CopyTo(const std::string& file) override {
@@ -152,7 +154,7 @@ class SqliteEngine final : public StorageEngine {
     CheckFile();
     auto session = std::make_unique<Session>(files_, fills_log_);
     const StoredState found = session->Meta().state;
-    if (found != stored_ && found != attempted_) {
+    if (found != stored_ && attempted_ != found) {
       throw StorageError(files_.data + " holds what another program has put there");
     }
     stored_ = found;
@@ -173,10 +175,10 @@ class SqliteEngine final : public StorageEngine {
       const LogFile log(files_.log);
       if (!log.IsEmpty() && !log.HasGap()) CutFile(files_.log, log.SizeOfCommits());
       Recover();
-      if (stored_ == changes.state) return true;
+      if (attempted_ == stored_) return true;
       session_->MoveLogToData();
       BeginLogAnew();
-      session_->Commit(changes);
+      session_->Commit(changes, attempted_);
       return true;
     } catch (const StorageError&) {
       session_.reset();
@@ -189,7 +191,7 @@ class SqliteEngine final : public StorageEngine {
   const pid_t pid_;
   FileId file_;
   StoredState stored_;
-  StoredState attempted_;  // by the last commit, stored or not
+  std::optional<StoredState> attempted_;  // by the last commit, where it came so far
   bool accepted_loss_ = false;
   bool fills_log_ = true;             // off once the disk was full
   bool log_suspect_ = false;          // a flush of the log has failed

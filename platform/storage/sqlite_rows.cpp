@@ -115,26 +115,32 @@ bool FitsKey(RowKind kind, std::int64_t table_key) {
   return FitsNumber(kind == RowKind::kChunk ? table_key >> (kListBits + kChunkBits) : table_key);
 }
 
+// The columns behind the key and the sum; gives the type as it stands there.
+std::int64_t TakeColumns(const Statement& from, RowView& row) {
+  if (row.key.kind == RowKind::kChunk) {
+    row.body = from.Bytes(2);
+    return 0;
+  }
+  row.name = from.Bytes(3);
+  row.body = from.Bytes(4);
+  return from.Integer(2);
+}
+
 // Adds the table's rows to the totals.
 void ReadTable(const Connection& db, RowKind kind, std::string_view sql, RowTotals& totals,
-               const std::function<void(Row&&)>& row) {
+               const std::function<void(const RowView&)>& row) {
   Statement statement(db, sql);
-  Row found;  // one for all, whose texts keep their memory
   while (statement.Step()) {
     const std::int64_t table_key = statement.Integer(0);
-    const std::int64_t type = statement.Integer(1);
-    const bool fits = FitsKey(kind, table_key) && FitsNumber(type);
-    // NOLINTNEXTLINE(bugprone-use-after-move): all of it is set anew
-    found.key = KeyFromTable(kind, table_key);
+    RowView found{KeyFromTable(kind, table_key)};
+    const std::int64_t type = TakeColumns(statement, found);
     found.type = static_cast<std::uint32_t>(type);
-    found.name = statement.Bytes(2);
-    found.body = statement.Bytes(3);
     const std::uint32_t sum = SumOf(found);
-    if (!fits || sum != statement.Integer(4)) {
+    if (!FitsKey(kind, table_key) || !FitsNumber(type) || sum != statement.Integer(1)) {
       ThrowDamaged(db, DescribeRow(kind, table_key) + " does not match its checksum");
     }
     AddTo(totals, sum);
-    row(std::move(found));
+    row(found);
   }
 }
 
@@ -199,14 +205,14 @@ void MarkClosed(const Connection& db) {
   PutMeta(put_meta, {meta.state, false});
 }
 
-StoredState ReadRows(const Connection& db, const std::function<void(Row&&)>& row) {
+StoredState ReadRows(const Connection& db, const std::function<void(const RowView&)>& row) {
   const StoredState state = ReadMeta(db).state;
   RowTotals found;
   ReadTable(db, RowKind::kDefinition,
-            "SELECT id, type, name, body, sum FROM definition ORDER BY id", found, row);
-  ReadTable(db, RowKind::kObject, "SELECT id, type, name, data, sum FROM object ORDER BY id", found,
+            "SELECT id, sum, type, name, body FROM definition ORDER BY id", found, row);
+  ReadTable(db, RowKind::kObject, "SELECT id, sum, type, name, data FROM object ORDER BY id", found,
             row);
-  ReadTable(db, RowKind::kChunk, "SELECT key, 0, '', body, sum FROM page ORDER BY key", found, row);
+  ReadTable(db, RowKind::kChunk, "SELECT key, sum, body FROM page ORDER BY key", found, row);
   CheckTotals(found, state.totals);
   return state;
 }
@@ -248,16 +254,23 @@ RowWriter::RowWriter(const Connection& db)
       remove_page_(db, "DELETE FROM page WHERE key = ?1"),
       put_meta_(db, kPutMeta) {}
 
-void RowWriter::Put(const Row& row) {
+void RowWriter::Write(const RowChange& change) {
+  if (change.now != nullptr) {
+    Put(*change.now, change.sum);
+  } else {
+    Remove(change.key);
+  }
+}
+
+void RowWriter::Put(const Row& row, std::int64_t sum) {
   const std::int64_t key = TableKey(row.key);
-  const std::int64_t sum = SumOf(row);
   if (row.key.kind == RowKind::kChunk) {
     put_page_.Bind(1, key).BindText(2, row.body).Bind(3, sum).Run();
     return;
   }
   if (row.key.kind == RowKind::kObject) {
-    put_object_.Bind(1, key).Bind(2, row.type).BindText(3, row.name);
-    put_object_.BindBlob(4, row.body).Bind(5, sum).Run();
+    put_object_.Bind(1, key).Bind(2, row.type).BindText(3, row.name).BindBlob(4, row.body);
+    put_object_.Bind(5, sum).Run();
     return;
   }
   put_definition_.Bind(1, key).Bind(2, row.type).BindText(3, row.name);
@@ -271,11 +284,8 @@ void RowWriter::Remove(const RowKey& key) {
   statement.Bind(1, TableKey(key)).Run();
 }
 
-void RowWriter::Commit(const ChangeSet& changes) {
-  begin_.Run();
-  for (const RowKey& key : changes.removed) Remove(key);
-  for (const Row& row : changes.put) Put(row);
-  PutMeta(put_meta_, {changes.state, true});
+void RowWriter::Commit(const StoredState& state) {
+  PutMeta(put_meta_, {state, true});
   commit_.Run();
 }
 

@@ -32,7 +32,7 @@ struct MetaRow {
 // These three throw StorageError "database is damaged: ..." for what this system did not write.
 void CheckStructure(const Connection& db);
 MetaRow ReadMeta(const Connection& db);
-StoredState ReadRows(const Connection& db, const std::function<void(Row&&)>& row);
+StoredState ReadRows(const Connection& db, const std::function<void(const RowView&)>& row);
 
 // Takes the mark away that each commit makes.
 void MarkClosed(const Connection& db);
@@ -42,16 +42,18 @@ Connection OpenCopyAndMarkClosed(const std::string& file);
 // Opens what the data file `name` holds without its log, for reading; `bytes` must outlive it.
 Connection OpenImage(const std::string& bytes, const std::string& name);
 
-// Writes change sets with statements that are prepared once.
+// Writes changes with statements that are prepared once, in one transaction from Begin to Commit.
+// After an exception it is still open, or its end is unknown.
 class RowWriter {
  public:
   explicit RowWriter(const Connection& db);
 
-  // One transaction. After an exception it is still open, or its end is unknown.
-  void Commit(const ChangeSet& changes);
+  void Begin() { begin_.Run(); }
+  void Write(const RowChange& change);
+  void Commit(const StoredState& state);
 
  private:
-  void Put(const Row& row);
+  void Put(const Row& row, std::int64_t sum);
   void Remove(const RowKey& key);
 
   Statement begin_;

@@ -77,7 +77,7 @@ void Session::LetClosingFinish(bool finish) {
   db_.Configure(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, finish ? 0 : 1);
 }
 
-StoredState Session::Load(const std::function<void(Row&&)>& row) {
+StoredState Session::Load(const std::function<void(const RowView&)>& row) {
   const StoredState state = ReadRows(db_, row);
   LetClosingFinish(true);
   FreePages();
@@ -124,12 +124,18 @@ bool Session::MoveLogToData() {
          frames == moved;
 }
 
-void Session::Commit(const ChangeSet& changes) {
+void Session::Commit(const ChangeSet& changes, std::optional<StoredState>& attempted) {
   try {
     if (!log_ready_) PrepareLog();
     log_ready_ = true;
-    writer_->Commit(changes);
-    if (changes.put.size() > kManyRows) FreePages();
+    writer_->Begin();
+    std::size_t rows = 0;
+    attempted = changes.ForEach([&](const RowChange& change) {
+      writer_->Write(change);
+      ++rows;
+    });
+    writer_->Commit(*attempted);
+    if (rows > kManyRows) FreePages();
     // Without room in the data file the mark has to wait for a later commit.
     if (!marked_) marked_ = MoveLogToData();
     LetClosingFinish(true);
@@ -144,7 +150,7 @@ void Session::CopyTo(const std::string& file) {
   Statement(db_, "VACUUM INTO ?1").BindText(1, file).Run();
   const Connection copy = OpenCopyAndMarkClosed(file);
   CheckStructure(copy);
-  if (ReadRows(copy, [](Row&&) {}) != state) {
+  if (ReadRows(copy, [](const RowView&) {}) != state) {
     throw StorageError("the copy is of another revision");
   }
 }

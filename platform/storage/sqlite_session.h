@@ -23,13 +23,14 @@ class Session {
 
   MetaRow Meta() { return ReadMeta(db_); }
 
-  StoredState Load(const std::function<void(Row&&)>& row);
+  StoredState Load(const std::function<void(const RowView&)>& row);
   // The rows are what an earlier session has found sound and written since.
   void TrustRows() { LetClosingFinish(true); }
 
   // After an exception this object is good for nothing but its destruction, which leaves the files
-  // as they are: only a new session can tell what is stored.
-  void Commit(const ChangeSet& changes);
+  // as they are: only a new session can tell what is stored. That is `attempted` only when it was
+  // set.
+  void Commit(const ChangeSet& changes, std::optional<StoredState>& attempted);
 
   // Brings the log's commits into the data file, durably. False when not all of them got there;
   // none is lost then.

@@ -19,6 +19,27 @@
 
 using Rows = std::map<ncc::RowKey, ncc::Row>;
 
+// Changes whose rows lie ready.
+struct ListedChanges final : ncc::ChangeSet {
+  explicit ListedChanges(std::vector<ncc::Row> rows = {}, std::vector<ncc::RowKey> gone = {},
+                         ncc::StoredState after = {})
+      : put(std::move(rows)), removed(std::move(gone)), state(after) {}
+
+  ncc::StoredState ForEach(const std::function<void(const ncc::RowChange&)>& visit) const override {
+    std::map<ncc::RowKey, const ncc::Row*> all;
+    for (const ncc::RowKey& key : removed) all[key] = nullptr;
+    for (const ncc::Row& row : put) all[row.key] = &row;
+    for (const auto& [key, row] : all) {
+      visit({key, nullptr, row, row != nullptr ? ncc::SumOf(*row) : 0});
+    }
+    return state;
+  }
+
+  std::vector<ncc::Row> put;
+  std::vector<ncc::RowKey> removed;
+  ncc::StoredState state;
+};
+
 inline ncc::RowKey HistoryKey(std::uint32_t n) {
   if (n % 4 == 0) return {ncc::RowKind::kDefinition, n, 0, 0};
   if (n % 4 == 1) return {ncc::RowKind::kObject, n, 0, 0};
@@ -26,7 +47,7 @@ inline ncc::RowKey HistoryKey(std::uint32_t n) {
 }
 
 // The rows of the commit that leads to `revision`: some of 48 are put and one is removed.
-inline ncc::ChangeSet HistoryRowChanges(std::uint64_t revision) {
+inline ListedChanges HistoryRowChanges(std::uint64_t revision) {
   std::map<ncc::RowKey, ncc::Row> put;
   for (std::uint32_t i = 0; i < 5; ++i) {
     ncc::Row row;
@@ -38,14 +59,14 @@ inline ncc::ChangeSet HistoryRowChanges(std::uint64_t revision) {
     row.body += std::to_string(revision);
     put[row.key] = std::move(row);
   }
-  ncc::ChangeSet changes;
+  ListedChanges changes;
   const ncc::RowKey gone = HistoryKey(static_cast<std::uint32_t>(revision * 5 % 48));
   if (!put.contains(gone)) changes.removed.push_back(gone);
   for (auto& [key, row] : put) changes.put.push_back(std::move(row));
   return changes;
 }
 
-inline void Apply(const ncc::ChangeSet& changes, Rows& rows) {
+inline void Apply(const ListedChanges& changes, Rows& rows) {
   for (const auto& key : changes.removed) rows.erase(key);
   for (const auto& row : changes.put) rows.insert_or_assign(row.key, row);
 }
@@ -63,13 +84,13 @@ inline Rows HistoryRows(std::uint64_t revision) {
 }
 
 // The commit that leads to `revision`.
-inline ncc::ChangeSet HistoryChanges(std::uint64_t revision) {
+inline ListedChanges HistoryChanges(std::uint64_t revision) {
   static std::vector<ncc::RowTotals> totals(1);  // by revision
   for (Rows rows = HistoryRows(totals.size() <= revision ? totals.size() - 1 : 0);
        totals.size() <= revision; totals.push_back(TotalsOf(rows))) {
     Apply(HistoryRowChanges(totals.size()), rows);
   }
-  ncc::ChangeSet changes = HistoryRowChanges(revision);
+  ListedChanges changes = HistoryRowChanges(revision);
   changes.state = {revision, totals[revision]};
   return changes;
 }
@@ -83,11 +104,11 @@ struct Contents {
 // Throws std::logic_error when the rows do not come in ascending order.
 inline Contents LoadAll(ncc::StorageEngine& engine) {
   Contents contents;
-  const ncc::StoredState state = engine.Load([&](ncc::Row&& row) {
+  const ncc::StoredState state = engine.Load([&](const ncc::RowView& row) {
     if (!contents.rows.empty() && !(contents.rows.rbegin()->first < row.key)) {
       throw std::logic_error("rows are loaded out of order");
     }
-    contents.rows.emplace_hint(contents.rows.end(), row.key, std::move(row));
+    contents.rows.emplace_hint(contents.rows.end(), row.key, CopyOf(row));
   });
   contents.revision = state.revision;
   return contents;
@@ -126,7 +147,7 @@ inline void MakeHistory(const std::string& base, std::uint64_t revision) {
 inline void LeaveLog(const std::string& base, std::uint64_t from, std::uint64_t to) {
   RunInChild([&] {
     const auto engine = ncc::OpenSqliteEngine(base, {ncc::OpenMode::kOpen});
-    engine->Load([](ncc::Row&&) {});
+    engine->Load([](const ncc::RowView&) {});
     for (std::uint64_t r = from + 1; r <= to; ++r) engine->Commit(HistoryChanges(r));
     ::_exit(0);
     return 1;

@@ -2,32 +2,39 @@
 
 #include "platform/storage/row_sum.h"
 
-#include <algorithm>
+#include <optional>
 #include <stdexcept>
 
 namespace ncc {
 namespace {
 
-void CheckContract(const ChangeSet& changes) {
-  if (changes.state.revision == 0) throw std::logic_error("a commit without a revision");
-  const auto not_below = [](const auto& a, const auto& b) { return !(a < b); };
-  if (std::ranges::adjacent_find(changes.removed, not_below) != changes.removed.end() ||
-      std::ranges::adjacent_find(changes.put, not_below, &Row::key) != changes.put.end()) {
-    throw std::logic_error("the rows of a commit are not in ascending order");
-  }
-  for (const RowKey& key : changes.removed) {
-    if (std::ranges::binary_search(changes.put, key, {}, &Row::key)) {
-      throw std::logic_error("a commit both puts and removes a row");
+void CheckContract(const ChangeSet& changes, const std::map<RowKey, Row>& rows) {
+  std::optional<RowKey> last;
+  const StoredState state = changes.ForEach([&](const RowChange& change) {
+    if (last && !(*last < change.key)) {
+      throw std::logic_error("the rows of a commit are not in ascending order");
     }
-  }
+    if (change.now != nullptr && change.sum != SumOf(*change.now)) {
+      throw std::logic_error("a row comes with the sum of another");
+    }
+    if (change.before != nullptr && *change.before != rows.at(change.key)) {
+      throw std::logic_error("a row was another before");
+    }
+    last = change.key;
+  });
+  if (state.revision == 0) throw std::logic_error("a commit without a revision");
 }
 
 }  // namespace
 
 void MemoryStore::Keep(const ChangeSet& changes) {
-  for (const RowKey& key : changes.removed) rows_.erase(key);
-  for (const Row& row : changes.put) rows_.insert_or_assign(row.key, row);
-  state_ = changes.state;
+  state_ = changes.ForEach([this](const RowChange& change) {
+    if (change.now != nullptr) {
+      rows_.insert_or_assign(change.key, *change.now);
+    } else {
+      rows_.erase(change.key);
+    }
+  });
 }
 
 class MemoryEngine final : public StorageEngine {
@@ -47,21 +54,21 @@ class MemoryEngine final : public StorageEngine {
   MemoryEngine(const MemoryEngine&) = delete;
   MemoryEngine& operator=(const MemoryEngine&) = delete;
 
-  StoredState Load(const std::function<void(Row&&)>& row) override {
+  StoredState Load(const std::function<void(const RowView&)>& row) override {
     if (store_->loads_fail_) throw StorageError("loading was told to fail");
     RowTotals found;
     for (const auto& [key, stored] : store_->rows_) {
       AddTo(found, SumOf(stored));
-      row(Row(stored));
+      row(ViewOf(stored));
     }
     CheckTotals(found, store_->state_.totals);
     usable_ = true;
     return store_->state_;
   }
 
-  void Commit(const ChangeSet& changes) override {
+  StoredState Commit(const ChangeSet& changes) override {
     CheckUsable();
-    CheckContract(changes);
+    CheckContract(changes, store_->rows_);
     const std::uint64_t number = ++store_->commit_count_;
     const bool fails = store_->failing_.contains(number);
     const bool fails_but_kept = store_->failing_but_kept_.contains(number);
@@ -69,6 +76,7 @@ class MemoryEngine final : public StorageEngine {
     if (store_->of_another_.contains(number)) ++store_->state_.unit;
     usable_ = !fails && !fails_but_kept;
     if (!usable_) throw StorageError("commit " + std::to_string(number) + " was told to fail");
+    return store_->state_;
   }
 
   void CopyTo(const std::string&) override { CheckUsable(); }
