@@ -71,6 +71,9 @@ class Change {
     const auto at = Any();
     Row row = at->second;
     const bool chunk = row.key.kind == RowKind::kChunk;
+    const bool lists = row.key.kind == RowKind::kObject && random_() % 2 == 0;
+    std::string Row::*const field = lists ? &Row::lists : &Row::body;
+    std::string& text = row.*field;
     switch (random_() % 12) {
       case 0:
         rows_.erase(at);
@@ -89,16 +92,16 @@ class Change {
         if (!chunk) row.name = random_() % 2 == 0 ? Any()->second.name : std::string(60, 'n');
         break;
       case 5:
-        row.body = Any()->second.body;
+        text = Any()->second.*field;
         break;
       case 6:
-        row.body.resize(random_() % 90, '1');
+        text.resize(random_() % 90, '1');
         break;
       case 7:
-        row.body.insert(random_() % (row.body.size() + 1), chunk ? ",null" : "1");
+        text.insert(random_() % (text.size() + 1), chunk || lists ? ",null" : "1");
         break;
       default:
-        ChangeNumber(row);
+        ChangeNumber(text, row.key.kind == RowKind::kObject && !lists);
     }
     rows_.insert_or_assign(row.key, row);
   }
@@ -111,22 +114,21 @@ class Change {
     static constexpr std::uint32_t kSpecial[] = {0, 1, 2, 100, 200, 0x80000000, kRoot, kRoot - 1};
     return random_() % 2 == 0 ? kSpecial[random_() % 8] : Any()->first.number;
   }
-  // Of text one that stands there, of an entry one of its fields or a byte.
-  void ChangeNumber(Row& row) {
-    if (row.body.empty()) return;
-    std::size_t from = random_() % row.body.size();
-    if (row.key.kind == RowKind::kObject) {
+  // Of JSON one that stands there, of an entry one of its fields or a byte.
+  void ChangeNumber(std::string& text, bool is_entry) {
+    if (text.empty()) return;
+    std::size_t from = random_() % text.size();
+    if (is_entry) {
       static constexpr std::size_t kFields[] = {52, 56, 57, 61, 66, 70};
       if (random_() % 2 == 0) from = kFields[random_() % 6];
       const std::string bytes = LittleEndian(Number(), random_() % 2 == 0 ? 4 : 1);
-      if (from + bytes.size() <= row.body.size()) row.body.replace(from, bytes.size(), bytes);
+      if (from + bytes.size() <= text.size()) text.replace(from, bytes.size(), bytes);
       return;
     }
-    from = row.body.find_first_of("0123456789", from);
+    from = text.find_first_of("0123456789", from);
     if (from == std::string::npos) return;
-    const std::size_t until = row.body.find_first_not_of("0123456789", from);
-    row.body.replace(from, until - from,
-                     std::to_string(Number() % (random_() % 2 == 0 ? 9 : kRoot)));
+    const std::size_t until = text.find_first_not_of("0123456789", from);
+    text.replace(from, until - from, std::to_string(Number() % (random_() % 2 == 0 ? 9 : kRoot)));
   }
 
   Rows& rows_;
@@ -162,8 +164,14 @@ TEST_F(Damage, IsNamedWithTheObjectAndTheFault) {
   const auto object = [](Rows& rows, std::uint32_t number) -> Row& {
     return rows.at({RowKind::kObject, number});
   };
-  const auto chunk = [](Rows& rows, std::uint32_t number, std::uint8_t list) -> std::string& {
-    return rows[{RowKind::kChunk, number, list, 0}].body;
+  const auto lists = [&](std::uint32_t number, const std::string& text) {
+    return [=](Rows& rows) { object(rows, number).lists = text; };
+  };
+  const auto insert_item = [&](std::uint32_t number, const std::string& item) {
+    return [=](Rows& rows) { object(rows, number).lists.insert(2, item + ","); };
+  };
+  const auto add_chunk = [](std::uint32_t number, std::uint32_t chunk) {
+    return [=](Rows& rows) { rows[{RowKind::kChunk, number, 0, chunk}].body = "[[2,12]]"; };
   };
   const auto put = [&](std::uint32_t number, std::size_t at, std::string bytes) {
     return [=](Rows& rows) { object(rows, number).body.replace(at, bytes.size(), bytes); };
@@ -180,19 +188,19 @@ TEST_F(Damage, IsNamedWithTheObjectAndTheFault) {
       {"user 25: its entry is of a wrong size", [&](Rows& r) { object(r, 0x19).body += 'x'; }},
       {"AP 12: it is not under its one server, server 99", put(0xC, 70, "\x63")},
       {"server 9: it has another number of APs", put(9, 66, "\7")},
-      {"server 9: it has another number", [&](Rows& r) { chunk(r, 9, 0).insert(1, "[6,15],"); }},
+      {"server 9: it has another number", insert_item(9, "[6,15]")},
       {"Dep 23: it is not in its group, node group 99", put(0x17, 57, "\x63")},
-      {"server 9: it cannot be linked to user 25", [&](Rows& r) { chunk(r, 9, 1) = "[25]"; }},
-      {"server 9: it is linked to what is not there, object 99",
-       [&](Rows& r) { chunk(r, 9, 1) = "[99]"; }},
-      {"server 9: it is not linked back by server 11", [&](Rows& r) { chunk(r, 9, 1) = "[11]"; }},
-      {"server 9: it is linked twice to server 10", [&](Rows& r) { chunk(r, 9, 1) = "[10,10]"; }},
-      {"Dep 23: it cannot hold, as this kind of item, server 9",
-       [&](Rows& r) { chunk(r, 0x17, 0) = "[[1,9]]"; }},
-      {"AP 12: it has memberships and is no user",
-       [&](Rows& r) { chunk(r, 0xC, 4) = "[[1,2,0]]"; }},
-      {"object 99: it is missing, and a list of it is there",
-       [&](Rows& r) { chunk(r, 99, 0) = "[[2,12]]"; }},
+      {"server 9: it cannot be linked to user 25", lists(9, "[null,[25]]")},
+      {"server 9: it is linked to what is not there, object 99", lists(9, "[null,[99]]")},
+      {"server 9: it is not linked back by server 11", lists(9, "[null,[11]]")},
+      {"server 9: it is linked twice to server 10", lists(9, "[null,[10,10]]")},
+      {"Dep 23: it cannot hold, as this kind of item, server 9", insert_item(0x17, "[1,9]")},
+      {"AP 12: it has memberships and is no user", lists(0xC, "[null,null,null,null,[[1,2,0]]]")},
+      {"object 99: it is missing, and a list of it is there", add_chunk(99, 1)},
+      {"object 9: the beginning of a list stands beside its row", add_chunk(9, 0)},
+      {"a row cannot be read", lists(9, "[[[2,12]],null]")},
+      {"a row cannot be read", lists(9, "[null,[null]]")},
+      {"a row cannot be read", lists(9, "[null,null,null,null,null,[1]]")},
       {"its definitions are not those of a network", [&](Rows& r) {
          r.erase({RowKind::kDefinition, 5});
        }}};

@@ -75,18 +75,19 @@ TEST_P(EngineTest, GivesBackWhatWasCommittedInOrder) {
   ListedChanges first{{{{RowKind::kDefinition, 0, 0, 0}, kMax, "", "[]"},
                        {{RowKind::kDefinition, kMax, 0, 0}, 0, "Имя", ""},
                        {{RowKind::kObject, 0, 0, 0}, 1, std::string("a\0b", 3), ""},
-                       {{RowKind::kObject, kMax, 0, 0}, kMax, "x", every_byte},
+                       {{RowKind::kObject, 7, 0, 0}, 1, "", "", "[[1]]"},
+                       {{RowKind::kObject, kMax, 0, 0}, kMax, "x", every_byte, "[null,[2]]"},
                        {{RowKind::kChunk, 0, 0, 0}, 0, "", "[]"},
                        {{RowKind::kChunk, 3, 0, 7}, 0, "", std::string(3000000, '1')},
                        {{RowKind::kChunk, 3, 1, 0}, 0, "", "[1]"},
                        {{RowKind::kChunk, kMax, 7, (1U << 26) - 1}, 0, "", "[null]"}},
                       {},
                       {5, {}}};
-  ListedChanges second{{first.put[2], first.put[6]},
-                       {first.put[0].key, {RowKind::kDefinition, 77, 0, 0}, first.put[5].key},
+  ListedChanges second{{first.put[2], first.put[3], first.put[7]},
+                       {first.put[0].key, {RowKind::kDefinition, 77, 0, 0}, first.put[6].key},
                        {std::numeric_limits<std::uint64_t>::max() / 2, {}}};
-  second.put[0].body = "new";
-  second.put[1].body = "";
+  second.put[0].body = second.put[0].lists = "new";
+  second.put[1].lists = second.put[2].body = "";
   Contents expected;
   {
     const auto engine = Open(OpenMode::kCreate);
@@ -243,7 +244,7 @@ TEST_F(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
   std::string other_program = ours;
   other_program.replace(68, 4, 4, '\0');
   std::string newer = ours;
-  newer[63] = 2;
+  ++newer[63];
   const struct {
     std::string bytes;
     const char* says;
@@ -266,6 +267,30 @@ TEST_F(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
   WriteFile(data, "");
   EXPECT_NE(Refusal(), "");
   EXPECT_EQ(Load(Mode::kCreate), Contents{});
+}
+
+TEST_F(SqliteEngineTest, UnfoldsListsInItsViews) {
+  ListedChanges changes(
+      {{{RowKind::kObject, 7}, 3, "Dep", "", R"([[[4,9],null,[6,9,"own"]],[5,[100,12]],null,[8]])"},
+       {{RowKind::kObject, 9}, 4, "User", "", "[null,null,null,null,[[7,12,1]]]"},
+       {{RowKind::kChunk, 7, 0, 2}, 0, "", "[null,[4,9]]"},
+       {{RowKind::kChunk, 7, 3, 1}, 0, "", "[6]"},
+       {{RowKind::kChunk, 9, 4, 1}, 0, "", "[[8,13,0]]"}},
+      {}, {1, {}});
+  Open(Mode::kCreate)->Commit(changes);
+  const Connection db(data.c_str(), SQLITE_OPEN_READWRITE, "");
+  const auto rows_of = [&](const std::string& columns, const std::string& view) {
+    std::string rows;
+    Statement all(db, "SELECT " + columns + " FROM " + view + " ORDER BY 1");
+    while (all.Step()) rows += std::string(all.Bytes(0)) + "; ";
+    return rows;
+  };
+  EXPECT_EQ(rows_of("folder || ' ' || position || ' ' || kind || ' ' || number || name", "item"),
+            "7 0 4 9User; 7 129 4 9User; 7 2 6 9own; ");
+  EXPECT_EQ(rows_of("owner || ' ' || list || ' ' || position || ' ' || number", "link"),
+            "7 4 0 5; 7 4 1 12; 7 6 0 8; 7 6 64 6; ");
+  EXPECT_EQ(rows_of("user || ' ' || position || ' ' || dep || ' ' || node || kind", "membership"),
+            "9 0 7 121; 9 64 8 130; ");
 }
 
 // A unique index would let a change of one row remove another.

@@ -132,7 +132,7 @@ void CHDBase::Touch(const RowKey& row) {
 bool CHDBase::EncodeRow(const RowKey& key, Row& row) const {
   row.key = key;
   row.type = 0;
-  for (std::string* text : {&row.name, &row.body}) text->clear();
+  for (std::string* text : {&row.name, &row.body, &row.lists}) text->clear();
   if (key.kind == RowKind::kDefinition) {
     const CHDBDefinition& definition = definitions_[key.number];
     row.type = static_cast<std::uint32_t>(definition.what);
@@ -149,6 +149,7 @@ bool CHDBase::EncodeRow(const RowKey& key, Row& row) const {
   row.type = object->Type();
   ncc::AppendUtf8(row.name, object->Name());
   row.body = object->Data();
+  ncc::EncodeFirstChunks(row.lists, *object);
   return true;
 }
 
@@ -271,6 +272,7 @@ void CHDBase::LoadObject(const RowView& row, RowDecoder& decoder) {
   if (number == 0) Damaged(number, "that is no identifier");
   CHDBRecord& record = objects_.Create(*this, number);
   record.Restore(row.type, decoder.DecodeName(row.name), row.body);
+  decoder.DecodeFirstChunks(record, row.lists);
   if (record.HasRecord()) Index(record);
 }
 
@@ -279,6 +281,7 @@ void CHDBase::LoadChunk(const RowView& row, RowDecoder& decoder) {
   CHDBRecord* const object = objects_.Find(number);
   if (object == nullptr) Damaged(number, "it is missing, and a list of it is there");
   if (list >= ncc::kLists) Damaged(number, "it has a list of an unknown kind");
+  if (chunk == 0) Damaged(number, "the beginning of a list stands beside its row");
   decoder.DecodeChunk(*object, list, chunk, row.body);
 }
 

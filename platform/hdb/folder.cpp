@@ -9,12 +9,6 @@
 
 using ncc::StorageError;
 
-namespace {
-
-constexpr std::uint8_t kEntryList = 0;
-
-}  // namespace
-
 CHDBObject::~CHDBObject() {
   if (has_many_parents_) delete parents_.many;
 }
@@ -25,7 +19,7 @@ ncc::ObjectOwner& CHDBFolder::Owner() const {
 }
 
 void CHDBFolder::TouchEntry(std::uint32_t position) {
-  Owner().Touch({ncc::RowKind::kChunk, number_, kEntryList, position / ncc::kSlotsPerChunk});
+  Owner().Touch(ncc::RowOfChunk(number_, ncc::kEntryList, position / ncc::kSlotsPerChunk));
 }
 
 // Parents ---------------------------------------------------------------------------------------

@@ -18,8 +18,6 @@ std::size_t ListIndex(int position) {
   return static_cast<std::size_t>(position - ncc::kFirstListPosition);
 }
 
-constexpr std::size_t kPairList = 3;  // after the id lists
-
 }  // namespace
 
 ncc::ObjectOwner& CHDBRecord::Owner() const {
@@ -31,10 +29,12 @@ ncc::ObjectOwner& CHDBRecord::Owner() const {
 
 void CHDBRecord::TouchValues() { Owner().Touch({ncc::RowKind::kObject, number_}); }
 
-// Within the rows of an object list 0 are the folder's entries.
-void CHDBRecord::TouchChunk(std::size_t list, std::uint32_t position) {
-  Owner().Touch({ncc::RowKind::kChunk, number_, static_cast<std::uint8_t>(list + 1),
-                 position / ncc::kSlotsPerChunk});
+void CHDBRecord::TouchList(std::uint8_t list, std::uint32_t position) {
+  Owner().Touch(ncc::RowOfChunk(number_, list, position / ncc::kSlotsPerChunk));
+}
+
+void CHDBRecord::TouchIdList(std::size_t index, std::uint32_t position) {
+  TouchList(static_cast<std::uint8_t>(ncc::kFirstIdList + index), position);
 }
 
 // Values ----------------------------------------------------------------------------------------
@@ -100,7 +100,7 @@ bool CHDBRecord::AddToList(int position, const TDBObjId& object) {
   const ncc::IdListElement element{object};
   if (element.IsHole()) throw StorageError("an object of no space cannot be in a list");
   if (List(position).Find(element.Key()) != ncc::kNoPosition) return false;
-  TouchChunk(index, List(position).EndPosition());
+  TouchIdList(index, List(position).EndPosition());
   MakeRarities().id_lists[index].Append(element);
   return true;
 }
@@ -109,24 +109,24 @@ bool CHDBRecord::RemoveFromList(int position, std::uint32_t number) {
   const std::size_t index = ListIndex(position);
   const std::uint32_t at = List(position).Find(number);
   if (at == ncc::kNoPosition) return false;
-  TouchChunk(index, at);
+  TouchIdList(index, at);
   rarities_->id_lists[index].Remove(at);
   return true;
 }
 
 void CHDBRecord::AppendPair(const ncc::PairValue& value) {
-  TouchChunk(kPairList, pairs_.EndPosition());
+  TouchList(ncc::kPairList, pairs_.EndPosition());
   pairs_.Append(value);
 }
 
 void CHDBRecord::RemovePair(std::uint32_t at) {
-  TouchChunk(kPairList, at);
+  TouchList(ncc::kPairList, at);
   pairs_.Remove(at);
 }
 
 void CHDBRecord::SetPairKind(std::uint32_t at, std::uint8_t kind) {
   if (pairs_.At(at).kind == kind) return;
-  TouchChunk(kPairList, at);
+  TouchList(ncc::kPairList, at);
   pairs_.At(at).kind = kind;
 }
 
@@ -139,14 +139,15 @@ void CHDBRecord::Create() {
 
 void CHDBRecord::Remove() {
   TouchValues();
-  const auto drop = [this](auto& list, std::size_t index) {
-    list.ForEachChunk([&](std::uint32_t chunk) { TouchChunk(index, chunk * ncc::kSlotsPerChunk); });
+  const auto drop = [this](auto& list, std::uint8_t number) {
+    list.ForEachChunk([&](std::uint32_t chunk) { TouchList(number, chunk * ncc::kSlotsPerChunk); });
     list.Clear();
   };
   if (rarities_) {
-    for (std::size_t i = 0; i < kPairList; ++i) drop(rarities_->id_lists[i], i);
+    std::uint8_t number = ncc::kFirstIdList;
+    for (ncc::IdList& list : rarities_->id_lists) drop(list, number++);
   }
-  drop(pairs_, kPairList);
+  drop(pairs_, ncc::kPairList);
   Owner().Unindex(*this);
   has_record_ = 0;
 }

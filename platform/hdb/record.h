@@ -82,7 +82,8 @@ class CHDBRecord final : public CHDBFolder {
  private:
   ncc::ObjectOwner& Owner() const;
   void TouchValues();
-  void TouchChunk(std::size_t list, std::uint32_t position);
+  void TouchList(std::uint8_t list, std::uint32_t position);
+  void TouchIdList(std::size_t index, std::uint32_t position);
   void PutData(std::string_view data);
   void PutName(std::string_view name);
 };

@@ -13,8 +13,8 @@ namespace ncc {
 // objects, then the lists that name them.
 enum class RowKind : std::uint8_t {
   kDefinition = 0,  // an index, a space, or the parent link: number = ordinal of the definition
-  kObject = 1,      // the fixed values of an object: number = the object's number
-  kChunk = 2,       // 64 positions of one ordered list of an object
+  kObject = 1,      // an object and the beginnings of its lists: number = the object's number
+  kChunk = 2,       // 64 further positions of one ordered list of an object
 };
 
 // Key of a row. Total order: kind, number, list, chunk.
@@ -45,15 +45,16 @@ struct BasicRow {
   std::uint32_t type = 0;  // kObject, kDefinition: the type code; else 0
   Text name{};             // kObject, kDefinition: UTF-8 text; else empty
   Text body{};             // kObject: the data image, any bytes; else JSON text
+  Text lists{};            // kObject: JSON text, empty when no list begins there; else empty
 
   friend bool operator==(const BasicRow&, const BasicRow&) = default;
 };
 using Row = BasicRow<std::string>;
 using RowView = BasicRow<std::string_view>;
 
-inline RowView ViewOf(const Row& row) { return {row.key, row.type, row.name, row.body}; }
+inline RowView ViewOf(const Row& row) { return {row.key, row.type, row.name, row.body, row.lists}; }
 inline Row CopyOf(const RowView& row) {
-  return {row.key, row.type, std::string(row.name), std::string(row.body)};
+  return {row.key, row.type, std::string(row.name), std::string(row.body), std::string(row.lists)};
 }
 
 // What is kept about all rows together, so that a row that is missing, or is an older one, shows

@@ -30,8 +30,9 @@ std::uint32_t SumOf(const RowView& row) {
   head.Add(row.type, 4);
   head.Add(row.name.size(), 8);
   head.Add(row.body.size(), 8);
+  head.Add(row.lists.size(), 8);
   std::uint32_t sum = head.Sum();
-  for (const std::string_view text : {row.name, row.body}) sum = ExtendCrc32c(sum, text);
+  for (const std::string_view text : {row.name, row.body, row.lists}) sum = ExtendCrc32c(sum, text);
   return sum;
 }
 

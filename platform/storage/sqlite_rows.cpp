@@ -23,29 +23,35 @@ constexpr std::array kTables = {
     "row_sum INTEGER, unit INTEGER, open INTEGER, sum INTEGER)",
     "CREATE TABLE definition(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, body TEXT, sum "
     "INTEGER)",
-    "CREATE TABLE object(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, data BLOB, sum INTEGER)",
+    "CREATE TABLE object(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, data BLOB, lists TEXT, "
+    "sum INTEGER)",
     "CREATE TABLE page(key INTEGER PRIMARY KEY, body TEXT, sum INTEGER)"};
 
 // An element of an id list is a number, or [space, number] outside the usual space.
 constexpr std::array kViews = {
+    R"(CREATE VIEW chunk AS
+  SELECT object.id AS owner, part.key AS list, 0 AS first, part.value AS body
+  FROM object JOIN json_each(object.lists) AS part
+  WHERE part.type = 'array'
+  UNION ALL
+  SELECT key >> 29, key >> 26 & 7, (key & 0x3FFFFFF) * 64, body FROM page)",
     R"(CREATE VIEW item AS
-  SELECT page.key >> 29 AS folder, (page.key & 0x3FFFFFF) * 64 + slot.key AS position,
+  SELECT chunk.owner AS folder, chunk.first + slot.key AS position,
          slot.value ->> 0 AS kind, slot.value ->> 1 AS number,
          coalesce(slot.value ->> 2, object.name) AS name
-  FROM page JOIN json_each(page.body) AS slot
+  FROM chunk JOIN json_each(chunk.body) AS slot
        LEFT JOIN object ON object.id = (slot.value ->> 1)
-  WHERE (page.key >> 26 & 7) = 0 AND slot.type = 'array')",
+  WHERE chunk.list = 0 AND slot.type = 'array')",
     R"(CREATE VIEW link AS
-  SELECT page.key >> 29 AS owner, (page.key >> 26 & 7) + 3 AS list,
-         (page.key & 0x3FFFFFF) * 64 + slot.key AS position,
+  SELECT chunk.owner AS owner, chunk.list + 3 AS list, chunk.first + slot.key AS position,
          CASE slot.type WHEN 'array' THEN slot.value ->> 1 ELSE slot.value END AS number
-  FROM page JOIN json_each(page.body) AS slot
-  WHERE (page.key >> 26 & 7) BETWEEN 1 AND 3 AND slot.type <> 'null')",
+  FROM chunk JOIN json_each(chunk.body) AS slot
+  WHERE chunk.list BETWEEN 1 AND 3 AND slot.type <> 'null')",
     R"(CREATE VIEW membership AS
-  SELECT page.key >> 29 AS user, (page.key & 0x3FFFFFF) * 64 + slot.key AS position,
+  SELECT chunk.owner AS user, chunk.first + slot.key AS position,
          slot.value ->> 0 AS dep, slot.value ->> 1 AS node, slot.value ->> 2 AS kind
-  FROM page JOIN json_each(page.body) AS slot
-  WHERE (page.key >> 26 & 7) = 4 AND slot.type = 'array')"};
+  FROM chunk JOIN json_each(chunk.body) AS slot
+  WHERE chunk.list = 4 AND slot.type = 'array')"};
 
 constexpr const char* kPutMeta =
     "INSERT INTO meta VALUES(1, ?1, ?2, ?3, ?4, ?5, ?6) ON CONFLICT(id) DO UPDATE SET "
@@ -123,6 +129,7 @@ std::int64_t TakeColumns(const Statement& from, RowView& row) {
   }
   row.name = from.Bytes(3);
   row.body = from.Bytes(4);
+  if (row.key.kind == RowKind::kObject) row.lists = from.Bytes(5);
   return from.Integer(2);
 }
 
@@ -210,8 +217,8 @@ StoredState ReadRows(const Connection& db, const std::function<void(const RowVie
   RowTotals found;
   ReadTable(db, RowKind::kDefinition,
             "SELECT id, sum, type, name, body FROM definition ORDER BY id", found, row);
-  ReadTable(db, RowKind::kObject, "SELECT id, sum, type, name, data FROM object ORDER BY id", found,
-            row);
+  ReadTable(db, RowKind::kObject, "SELECT id, sum, type, name, data, lists FROM object ORDER BY id",
+            found, row);
   ReadTable(db, RowKind::kChunk, "SELECT key, sum, body FROM page ORDER BY key", found, row);
   CheckTotals(found, state.totals);
   return state;
@@ -244,8 +251,8 @@ RowWriter::RowWriter(const Connection& db)
                       "INSERT INTO definition VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(id) DO UPDATE "
                       "SET type = ?2, name = ?3, body = ?4, sum = ?5"),
       put_object_(db,
-                  "INSERT INTO object VALUES(?1, ?2, ?3, ?4, ?5) ON CONFLICT(id) DO UPDATE SET "
-                  "type = ?2, name = ?3, data = ?4, sum = ?5"),
+                  "INSERT INTO object VALUES(?1, ?2, ?3, ?4, ?5, ?6) ON CONFLICT(id) DO UPDATE SET "
+                  "type = ?2, name = ?3, data = ?4, lists = ?5, sum = ?6"),
       put_page_(
           db,
           "INSERT INTO page VALUES(?1, ?2, ?3) ON CONFLICT(key) DO UPDATE SET body = ?2, sum = ?3"),
@@ -270,7 +277,12 @@ void RowWriter::Put(const Row& row, std::int64_t sum) {
   }
   if (row.key.kind == RowKind::kObject) {
     put_object_.Bind(1, key).Bind(2, row.type).BindText(3, row.name).BindBlob(4, row.body);
-    put_object_.Bind(5, sum).Run();
+    if (row.lists.empty()) {
+      put_object_.BindNull(5);
+    } else {
+      put_object_.BindText(5, row.lists);
+    }
+    put_object_.Bind(6, sum).Run();
     return;
   }
   put_definition_.Bind(1, key).Bind(2, row.type).BindText(3, row.name);

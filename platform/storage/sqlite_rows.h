@@ -6,11 +6,14 @@
 //                                           was drawn for it; open is 1 from the first commit of an
 //                                           owner to its clean close
 //   definition(id, type, name, body, sum)   body is JSON
-//   object(id, type, name, data, sum)       data is the image of the fixed values
-//   page(key, body, sum)                    64 positions of a list as JSON, null for a removed one;
-//                                           key = owner << 29 | list << 26 | chunk
+//   object(id, type, name, data, lists, sum)
+//                                           data is the image of the fixed values; lists is JSON:
+//                                           an array of the first chunks of the object's lists
+//   page(key, body, sum)                    any other chunk of a list: 64 positions as JSON, null
+//                                           for a removed one; key = owner << 29 | list << 26 |
+//                                           chunk
 //
-// sum is the CRC-32C of the row's table, key and columns with their lengths. Views join the pages
+// sum is the CRC-32C of the row's table, key and columns with their lengths. Views join the chunks
 // for people: item (contents of folders), link (ties between objects), membership (users in Deps).
 #pragma once
 

@@ -123,6 +123,11 @@ Statement& Statement::BindBlob(int parameter, std::string_view bytes) {
   return *this;
 }
 
+Statement& Statement::BindNull(int parameter) {
+  Check(sqlite3_bind_null(handle_.get(), parameter));
+  return *this;
+}
+
 bool Statement::Step() {
   const int code = sqlite3_step(handle_.get());
   if (code == SQLITE_ROW) return true;

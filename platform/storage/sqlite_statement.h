@@ -60,6 +60,7 @@ class Statement {
   Statement& Bind(int parameter, std::int64_t value);
   Statement& BindText(int parameter, std::string_view text);
   Statement& BindBlob(int parameter, std::string_view bytes);
+  Statement& BindNull(int parameter);
 
   // True when there is a row to look at.
   bool Step();

@@ -57,6 +57,7 @@ inline ListedChanges HistoryRowChanges(std::uint64_t revision) {
     if (!chunk) row.name = "row of " + std::to_string(revision);
     row.body.assign(200 + (revision * 37 + i) % 900, static_cast<char>('a' + revision % 26));
     row.body += std::to_string(revision);
+    if (row.key.kind == ncc::RowKind::kObject && i % 2 == 0) row.lists = row.name;
     put[row.key] = std::move(row);
   }
   ListedChanges changes;
