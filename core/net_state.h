@@ -69,4 +69,9 @@ struct NetState {
   void StorePreferences() const;
 };
 
+// The members of a network object, for functions that are none of its members.
+struct StateOf {
+  static NetState& Net(CNCCNet& net) { return *net.state_; }
+};
+
 }  // namespace ncc

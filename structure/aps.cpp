@@ -53,11 +53,13 @@ const CHDBRecord& KnownAP(NetState& net, const ObjectKey& key) {
   return *ap;
 }
 
-unsigned long AddAPTo(NetState& net, const ObjectKey& key, const char* name, unsigned long flags) {
+unsigned long AddAPTo(NetState& net, const ObjectKey& key, const char* name, unsigned long flags,
+                      const CIdentity* as = nullptr) {
   return Run(net, 0UL, [&] {
     const Entity server = OpenEntity(net, Known(net, kTypeServer, key), kTypeServer);
-    auto entry = NewEntry<CNNEntry>(net, kTypeAP, name);
-    entry.number = ChangeApCount(server, +1);
+    auto entry = NewEntry<CNNEntry>(net, kTypeAP, name, as);
+    std::uint32_t before = ChangeApCount(server, +1) - 1;
+    entry.number = TakeNumber(before, as);
     entry.flags = static_cast<std::uint32_t>(flags);
     entry.server_id = server.Number();
     entry.settings = net.prefs.node_settings;
@@ -134,6 +136,10 @@ unsigned long CNCCNet::AddAP(unsigned long server, const char* name, unsigned lo
 }
 unsigned long CNCCNet::AddAP(TDBObjId& server, const char* name, unsigned long flags) {
   return AddAPTo(*state_, server, name, flags);
+}
+unsigned long AddAPAs(CNCCNet& net, const CIdentity& as, unsigned long server, const char* name,
+                      unsigned long flags) {
+  return AddAPTo(StateOf::Net(net), server, name, flags, &as);
 }
 
 bool CNCCNet::ModifyAP(const char* name, const char* new_name) {

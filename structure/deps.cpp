@@ -70,6 +70,11 @@ unsigned long CNCCNet::CreateDep(const char* name) {
   TDBObjId scratch;
   return CreateDep(name, scratch);
 }
+unsigned long CreateDepAs(CNCCNet& net, unsigned long id, const char* name) {
+  NetState& state = StateOf::Net(net);
+  const CIdentity as{id};
+  return CreateObject(state, [&] { return NewEntry<CDepEntry>(state, kTypeDep, name, &as); });
+}
 
 bool CNCCNet::ModifyDep(const char* name, const char* new_name) {
   return RenameObject(*state_, kTypeDep, name, new_name);

@@ -10,17 +10,28 @@
 
 using namespace ncc;
 
-unsigned long CNCCNet::CreateNGrp(const char* name, TDBObjId& result) {
-  NetState& net = *state_;
+namespace {
+
+unsigned long CreateGroup(NetState& net, const CIdentity* as, const char* name, TDBObjId& result) {
   return CreateObject(net, result, [&] {
-    auto entry = NewEntry<CNGrpEntry>(net, kTypeNGrp, name);
-    entry.number = ++net.prefs.ngrp_counter;
+    auto entry = NewEntry<CNGrpEntry>(net, kTypeNGrp, name, as);
+    entry.number = TakeNumber(net.prefs.ngrp_counter, as);
     return entry;
   });
+}
+
+}  // namespace
+
+unsigned long CNCCNet::CreateNGrp(const char* name, TDBObjId& result) {
+  return CreateGroup(*state_, nullptr, name, result);
 }
 unsigned long CNCCNet::CreateNGrp(const char* name) {
   TDBObjId scratch;
   return CreateNGrp(name, scratch);
+}
+unsigned long CreateNGrpAs(CNCCNet& net, const CIdentity& as, const char* name) {
+  TDBObjId scratch;
+  return CreateGroup(StateOf::Net(net), &as, name, scratch);
 }
 
 bool CNCCNet::ModifyNGrp(const char* name, const char* new_name) {

@@ -6,6 +6,7 @@
 #include "structure/nodes.h"
 #include "structure/removal.h"
 
+#include <algorithm>
 #include <string>
 
 namespace ncc {
@@ -57,6 +58,30 @@ std::uint32_t AllocateId(NetState& net) {
   }
   ++net.prefs.next_id;
   return id;
+}
+
+std::uint32_t TakeId(NetState& net, const CIdentity& as) {
+  if (as.id == 0 || as.id > kMaxIdentifier) {
+    throw Refusal("an identifier is a number from 1 to " + std::to_string(kMaxIdentifier) +
+                  ", not " + std::to_string(as.id));
+  }
+  if (as.number > 0xFFFFFFFF)
+    throw Refusal("the ordinal " + std::to_string(as.number) + " has more than 32 bits");
+  const auto id = static_cast<std::uint32_t>(as.id);
+  if (const CHDBRecord* const holder = net.base->FindRecord(id)) {
+    throw Refusal("the identifier " + std::to_string(id) + " is that of the " +
+                  std::string(KindName(static_cast<std::uint8_t>(holder->Type()))) + " \"" +
+                  ShownName(net, holder->Name()) + "\"");
+  }
+  net.prefs.next_id = std::max(net.prefs.next_id, id + 1);
+  return id;
+}
+
+std::uint32_t TakeNumber(std::uint32_t& counter, const CIdentity* as) {
+  if (as == nullptr || as->number == 0) return ++counter;
+  const auto number = static_cast<std::uint32_t>(as->number);
+  counter = std::max(counter, number);
+  return number;
 }
 
 Entity StoreObject(NetState& net, std::string_view entry) {
@@ -113,3 +138,13 @@ bool CheckName(NetState& net, std::uint8_t type, const char* name) {
 }
 
 }  // namespace ncc
+
+std::vector<unsigned long> ListByAdding(CNCCNet& net, unsigned char type) {
+  ncc::NetState& state = ncc::StateOf::Net(net);
+  std::vector<unsigned long> ids;
+  const bool listed = type != kTypeAP && ncc::Run(state, [&] {
+                        for (const std::uint32_t id : ncc::RootObjects(state, type))
+                          ids.push_back(id);
+                      });
+  return listed ? ids : std::vector<unsigned long>();
+}

@@ -6,6 +6,7 @@
 #include "core/find.h"
 #include "core/operation.h"
 #include "core/walk.h"
+#include "nccnet/identity.h"
 
 #include <cstdint>
 #include <cstring>
@@ -48,15 +49,21 @@ void RefuseTakenName(NetState& net, std::uint8_t type, std::string_view name);
 // Takes the next identifier. Throws Refusal, before it is taken, when it is in use or they are used
 // up.
 std::uint32_t AllocateId(NetState& net);
+// Takes an identifier of the caller's choice and raises the counter above it. Throws Refusal,
+// before it is taken, when it, or the ordinal beside it, cannot be an object's or is in use.
+std::uint32_t TakeId(NetState& net, const CIdentity& as);
+// The ordinal that goes with it or, without one, the next. Raises the counter.
+std::uint32_t TakeNumber(std::uint32_t& counter, const CIdentity* as);
 
-// The entry of a new object: name, identifier and type code, all else zero.
+// The entry of a new object: name, identifier and type code, all else zero. The identifier is the
+// next one unless `as` says another.
 template <class Entry>
-Entry NewEntry(NetState& net, std::uint8_t type, const char* given) {
+Entry NewEntry(NetState& net, std::uint8_t type, const char* given, const CIdentity* as = nullptr) {
   const std::string name = CheckedName(net, given);
   Entry entry;
   std::memset(static_cast<void*>(&entry), 0, sizeof(entry));
   name.copy(entry.name, kMaxNameLength);
-  entry.id = AllocateId(net);
+  entry.id = as != nullptr ? TakeId(net, *as) : AllocateId(net);
   entry.type = type;
   return entry;
 }
@@ -88,6 +95,11 @@ unsigned long CreateObject(NetState& net, TDBObjId& result, Make make) {
   if (!Run(net, [&] { created = StoreRootObject(net, make()); })) return 0;
   result = created;
   return created.number;
+}
+template <class Make>
+unsigned long CreateObject(NetState& net, Make make) {
+  TDBObjId scratch;
+  return CreateObject(net, scratch, make);
 }
 
 bool RenameObject(NetState& net, std::uint8_t type, const ObjectKey& key, const char* new_name);

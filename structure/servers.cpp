@@ -38,6 +38,20 @@ unsigned long ListLinkedServers(NetState& net, const ObjectKey& key, std::list<C
   });
 }
 
+unsigned long AddServer(NetState& net, const CIdentity* as, const char* name, unsigned long flags,
+                        unsigned short value) {
+  return CreateObject(net, [&] {
+    RefuseTakenName(net, kTypeServer, CheckedName(net, name));
+    auto entry = NewEntry<CNNEntry>(net, kTypeServer, name, as);
+    entry.number = TakeNumber(net.prefs.server_counter, as);
+    entry.flags = static_cast<std::uint32_t>(flags);
+    entry.attribute = 1;
+    entry.settings = net.prefs.node_settings;
+    entry.value = value;
+    return entry;
+  });
+}
+
 }  // namespace
 
 void ncc::WalkServers(NetState& net) {
@@ -46,18 +60,11 @@ void ncc::WalkServers(NetState& net) {
 }
 
 unsigned long CNCCNet::AddServer(const char* name, unsigned long flags, unsigned short value) {
-  NetState& net = *state_;
-  TDBObjId created;
-  return CreateObject(net, created, [&] {
-    RefuseTakenName(net, kTypeServer, CheckedName(net, name));
-    auto entry = NewEntry<CNNEntry>(net, kTypeServer, name);
-    entry.number = ++net.prefs.server_counter;
-    entry.flags = static_cast<std::uint32_t>(flags);
-    entry.attribute = 1;
-    entry.settings = net.prefs.node_settings;
-    entry.value = value;
-    return entry;
-  });
+  return ::AddServer(*state_, nullptr, name, flags, value);
+}
+unsigned long AddServerAs(CNCCNet& net, const CIdentity& as, const char* name, unsigned long flags,
+                          unsigned short value) {
+  return AddServer(StateOf::Net(net), &as, name, flags, value);
 }
 
 bool CNCCNet::DeleteServer(const char* name) { return DeleteObject(*state_, kTypeServer, name); }

@@ -72,6 +72,11 @@ unsigned long CNCCNet::CreateAB(const char* name) {
   TDBObjId scratch;
   return CreateAB(name, scratch);
 }
+unsigned long CreateABAs(CNCCNet& net, unsigned long id, const char* name) {
+  NetState& state = StateOf::Net(net);
+  const CIdentity as{id};
+  return CreateObject(state, [&] { return NewEntry<CABEntry>(state, kTypeAB, name, &as); });
+}
 
 bool CNCCNet::ModifyAB(const char* name, const char* new_name) {
   return RenameObject(*state_, kTypeAB, name, new_name);

@@ -24,6 +24,7 @@ class CHDBRecord;
 namespace ncc {
 struct NetState;
 struct NetAccess;
+struct StateOf;
 }  // namespace ncc
 
 /// The network database of the network control centre: one object holds one open network.
@@ -540,6 +541,7 @@ class NCC_API CNCCNet {
 
  private:
   friend struct ncc::NetAccess;
+  friend struct ncc::StateOf;
   TRef<CHDBase> HDBase();
   TRef<CHDBFolder> RootFolder();
   void CreateDB(unsigned long net_number);

@@ -26,12 +26,21 @@ std::string Model::Node::Image() const {
          LittleEndian(value, 2);
 }
 
-unsigned long Model::AddServer(const std::string& name, std::uint32_t flags, std::uint16_t value) {
-  if (!Fits(name) || FindServer(name) != nullptr) return 0;
-  Server server = NewObject<Server>(name, kTypeServer);
+bool Model::CanBe(const Wish& as) {
+  if (!as) return true;
+  const unsigned long id = as->id;
+  const bool is_taken = FindNode(id) || FindAB(id) || FindDep(id) || FindNGrp(id);
+  return id != 0 && id <= kMaxIdentifier && as->number <= 0xFFFFFFFF && !is_taken;
+}
+
+unsigned long Model::AddServer(const std::string& name, std::uint32_t flags, std::uint16_t value,
+                               const Wish& as) {
+  if (!Fits(name) || FindServer(name) != nullptr || !CanBe(as)) return 0;
+  Server server = NewObject<Server>(name, kTypeServer, as);
   server.flags = flags;
   server.settings = preferences_.node_settings;
-  server.number = ++preferences_.server_counter;
+  server.number = NumberOf(preferences_.server_counter, as);
+  preferences_.server_counter = std::max<std::uint32_t>(preferences_.server_counter, server.number);
   server.attribute = 1;
   server.value = value;
   servers_.push_back(server);
@@ -68,12 +77,13 @@ bool Model::Unlink(Server* one, Server* other) {
   return true;
 }
 
-unsigned long Model::AddAP(Server* server, const std::string& name, std::uint32_t flags) {
-  if (server == nullptr || !Fits(name)) return 0;
-  Node ap = NewObject<Node>(name, kTypeAP);
+unsigned long Model::AddAP(Server* server, const std::string& name, std::uint32_t flags,
+                           const Wish& as) {
+  if (server == nullptr || !Fits(name) || !CanBe(as)) return 0;
+  Node ap = NewObject<Node>(name, kTypeAP, as);
   ap.flags = flags;
   ap.settings = preferences_.node_settings;
-  ap.number = ++server->ap_count;
+  ap.number = NumberOf(server->ap_count++, as);
   ap.server_id = server->id;
   server->aps.push_back(ap);
   return ap.id;

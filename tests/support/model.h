@@ -13,13 +13,15 @@
 
 class Model {
  public:
+  using Wish = std::optional<CIdentity>;  // identifier and ordinal of a new object
   using Numbers = std::vector<unsigned long>;
 
   struct Object {
     std::string name_field;  // all 52 bytes: a rename leaves those behind its zero
     std::uint32_t id = 0;
     std::uint8_t type = 0;
-    Numbers groups;  // node groups with this node or Dep
+    Numbers groups;           // node groups with this node or Dep
+    unsigned long added = 0;  // users, Deps and groups: the how manieth of all
 
     std::string Head() const;
     std::string Name() const { return name_field.c_str(); }
@@ -90,18 +92,20 @@ class Model {
   Group* FindNGrp(const std::string& name);
   Group* FindNGrp(unsigned long id);
 
-  unsigned long AddServer(const std::string& name, std::uint32_t flags, std::uint16_t value);
+  unsigned long AddServer(const std::string& name, std::uint32_t flags, std::uint16_t value,
+                          const Wish& as = {});
   bool DeleteServer(Server* server);
   bool ModifyServer(Server* server, const std::string& name);
   bool Link(Server* one, Server* other);
   bool Unlink(Server* one, Server* other);
-  unsigned long AddAP(Server* server, const std::string& name, std::uint32_t flags);
+  unsigned long AddAP(Server* server, const std::string& name, std::uint32_t flags,
+                      const Wish& as = {});
   bool ModifyAP(Node* ap, const std::string& name);
   bool ChangeSrv(Node* ap, Server* server);
   bool DeleteAP(Server* server, const std::string& name);
   bool Register(Node* node, std::uint32_t flags, std::uint8_t settings);
 
-  unsigned long CreateAB(const std::string& name);
+  unsigned long CreateAB(const std::string& name, const Wish& as = {});
   bool ModifyAB(User* user, const std::string& name);
   bool DeleteAB(User* user);
   bool LinkABToDep(Dep* dep, User* user, bool collectives);
@@ -112,7 +116,7 @@ class Model {
   bool SetPrimary(User* user, CColId collective);
   bool SetMemberships(User* user, unsigned long dep, std::vector<CColAb> list, bool remove);
 
-  unsigned long CreateDep(const std::string& name);
+  unsigned long CreateDep(const std::string& name, const Wish& as = {});
   bool ModifyDep(Dep* dep, const std::string& name);
   bool DeleteDep(Dep* dep);
   // 0 for an unknown Dep, 1 when both had the link, 2 when one is new.
@@ -121,7 +125,7 @@ class Model {
   bool LinkAllDeps();
   bool UnlinkDeps(Dep* one, Dep* other);
 
-  unsigned long CreateNGrp(const std::string& name);
+  unsigned long CreateNGrp(const std::string& name, const Wish& as = {});
   bool ModifyNGrp(Group* group, const std::string& name);
   bool DeleteNGrp(Group* group);
   bool LinkNode(Group* group, Node* node);
@@ -130,8 +134,12 @@ class Model {
   bool UnlinkDep(Group* group, Dep* dep);
 
  private:
+  bool CanBe(const Wish& as);
+  // Adds an object to those of its kind, which stand by their identifiers.
   template <class Kind>
-  Kind NewObject(const std::string& name, std::uint8_t type);
+  Kind* AddTo(std::list<Kind>& all, const std::string& name, std::uint8_t type, const Wish& as);
+  template <class Kind>
+  Kind NewObject(const std::string& name, std::uint8_t type, const Wish& as);
   template <class Kind>
   bool Modify(std::list<Kind>& all, Kind* object, const std::string& name);
   void ForgetNode(const Node& node);
@@ -148,6 +156,7 @@ class Model {
   std::list<User> users_;
   std::list<Dep> deps_;
   std::list<Group> groups_;
+  unsigned long added_ = 0;
 };
 
 // A name or an identifier among a list of the model's objects: the first; null when there is none.
@@ -161,22 +170,41 @@ Kind* FindIn(std::list<Kind>& list, unsigned long id) {
 
 template <class Kind>
 Kind* FindIn(std::list<Kind>& list, const std::string& name) {
-  const auto at =
-      std::find_if(list.begin(), list.end(), [&](Kind& e) { return SameName(e.Name(), name); });
-  return at != list.end() ? &*at : nullptr;
+  Kind* first = nullptr;
+  for (Kind& each : list) {
+    const bool is_before = first == nullptr || each.added < first->added;
+    if (is_before && SameName(each.Name(), name)) first = &each;
+  }
+  return first;
 }
 
 inline bool Fits(const std::string& name) { return name.size() <= kMaxNameLength; }
+// The ordinal that is wished for or the one behind `before`.
+inline std::uint32_t NumberOf(std::uint32_t before, const Model::Wish& as) {
+  return as && as->number != 0 ? static_cast<std::uint32_t>(as->number) : before + 1;
+}
 std::string LittleEndian(std::uint32_t value, int bytes);
 
 template <class Kind>
-Kind Model::NewObject(const std::string& name, std::uint8_t type) {
+Kind Model::NewObject(const std::string& name, std::uint8_t type, const Wish& as) {
   Kind object;
   object.name_field.resize(kMaxNameLength + 1);
   object.Rename(name);
-  object.id = preferences_.next_id++;
+  object.id = as ? static_cast<std::uint32_t>(as->id) : preferences_.next_id;
+  preferences_.next_id = std::max<std::uint32_t>(preferences_.next_id, object.id + 1);
   object.type = type;
   return object;
+}
+
+template <class Kind>
+Kind* Model::AddTo(std::list<Kind>& all, const std::string& name, std::uint8_t type,
+                   const Wish& as) {
+  if (!Fits(name) || !CanBe(as)) return nullptr;
+  Kind object = NewObject<Kind>(name, type, as);
+  object.added = ++added_;
+  const auto behind =
+      std::find_if(all.begin(), all.end(), [&](Kind& e) { return e.id > object.id; });
+  return &*all.insert(behind, object);
 }
 
 // One operation with its arguments, of which it takes those that it needs.

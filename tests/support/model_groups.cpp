@@ -83,8 +83,9 @@ void Model::EndMemberships(const Dep& dep) {
   }
 }
 
-unsigned long Model::CreateAB(const std::string& name) {
-  return Fits(name) ? users_.emplace_back(NewObject<User>(name, kTypeAB)).id : 0;
+unsigned long Model::CreateAB(const std::string& name, const Wish& as) {
+  const User* const user = AddTo(users_, name, kTypeAB, as);
+  return user != nullptr ? user->id : 0;
 }
 
 bool Model::DeleteAB(User* user) {
@@ -173,8 +174,9 @@ bool Model::SetMemberships(User* user, unsigned long dep, std::vector<CColAb> li
   return true;
 }
 
-unsigned long Model::CreateDep(const std::string& name) {
-  return Fits(name) ? deps_.emplace_back(NewObject<Dep>(name, kTypeDep)).id : 0;
+unsigned long Model::CreateDep(const std::string& name, const Wish& as) {
+  const Dep* const dep = AddTo(deps_, name, kTypeDep, as);
+  return dep != nullptr ? dep->id : 0;
 }
 
 bool Model::DeleteDep(Dep* dep) {
@@ -225,11 +227,12 @@ bool Model::UnlinkDeps(Dep* one, Dep* other) {
   return true;
 }
 
-unsigned long Model::CreateNGrp(const std::string& name) {
-  if (!Fits(name)) return 0;
-  Group& group = groups_.emplace_back(NewObject<Group>(name, kTypeNGrp));
-  group.number = ++preferences_.ngrp_counter;
-  return group.id;
+unsigned long Model::CreateNGrp(const std::string& name, const Wish& as) {
+  Group* const group = AddTo(groups_, name, kTypeNGrp, as);
+  if (group == nullptr) return 0;
+  group->number = NumberOf(preferences_.ngrp_counter, as);
+  preferences_.ngrp_counter = std::max<std::uint32_t>(preferences_.ngrp_counter, group->number);
+  return group->id;
 }
 
 bool Model::DeleteNGrp(Group* group) {

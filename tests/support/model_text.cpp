@@ -44,6 +44,14 @@ std::string Model::Describe() const {
       text += DescribeList("  groups", ap.groups);
     }
   }
+  for (const char kind : {'U', 'D', 'G'}) {
+    auto objects = Objects(kind);
+    std::sort(objects.begin(), objects.end(),
+              [](const Object* a, const Object* b) { return a->added < b->added; });
+    Numbers added;
+    for (const Object* each : objects) added.push_back(each->id);
+    text += DescribeList("added", added);
+  }
   return text + copy.DescribeUsers() + copy.DescribeDeps() + copy.DescribeLoose();
 }
 

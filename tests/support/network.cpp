@@ -131,6 +131,8 @@ std::string Describe(CNCCNet& net) {
       text += DescribeList("  groups", GroupsOfNode(net, ap.id));
     }
   }
+  for (const std::uint8_t type : {kTypeAB, kTypeDep, kTypeNGrp})
+    text += DescribeList("added", ListByAdding(net, type));
   return text + DescribePeople(net) + DescribeLoose(net);
 }
 

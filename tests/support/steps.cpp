@@ -36,6 +36,7 @@ unsigned long LinkDeps(CNCCNet& net, const Step& s) {
 }
 
 CColId Collective(const Step& s) { return {s.flags, s.byte}; }
+CIdentity Chosen(const Step& s) { return {s.id, s.byte % 4U == 0 ? s.flags : 0U}; }
 
 #define NET(expression) \
   [](CNCCNet& n, [[maybe_unused]] const Step& s) -> unsigned long { return expression; }
@@ -69,6 +70,10 @@ const Action kActions[] = {
      MODEL(m.AddAP(m.FindServer(s.id), s.name, s.flags))},
     {"AddAP name", 4, "..S.", NET(n.AddAP(NAME, OTHER_NAME, s.flags)),
      MODEL(m.AddAP(m.FindServer(s.name), s.other_name, s.flags))},
+    {"AddServerAs", 2, "....", NET(AddServerAs(n, Chosen(s), NAME, s.flags, s.byte)),
+     MODEL(m.AddServer(s.name, s.flags, s.byte, Chosen(s)))},
+    {"AddAPAs", 3, ".S..", NET(AddAPAs(n, Chosen(s), s.other_id, NAME, s.flags)),
+     MODEL(m.AddAP(m.FindServer(s.other_id), s.name, s.flags, Chosen(s)))},
     DELETE(Server, "S", 1),
     MODIFY(Server, "S"),
     PAIR(LinkSrvToSrv, 4, Server, "S", Link),
@@ -90,6 +95,8 @@ const Action kActions[] = {
      MODEL(m.Register(m.FindServer(s.id), s.flags, s.byte))},
 
     {"CreateAB", 5, "....", NET(n.CreateAB(NAME)), MODEL(m.CreateAB(s.name))},
+    {"CreateABAs", 2, "....", NET(CreateABAs(n, s.id, NAME)),
+     MODEL(m.CreateAB(s.name, CIdentity{s.id}))},
     MODIFY(AB, "U"),
     DELETE(AB, "U", 2),
     {"LinkABToDep id", 12, "DU..", NET(n.LinkABToDep(s.id, s.other_id, s.byte % 4 != 0)),
@@ -114,6 +121,8 @@ const Action kActions[] = {
      MODEL(m.SetMemberships(m.FindAB(s.name), s.other_id, s.memberships, s.byte % 2))},
 
     {"CreateDep", 5, "....", NET(n.CreateDep(NAME)), MODEL(m.CreateDep(s.name))},
+    {"CreateDepAs", 2, "....", NET(CreateDepAs(n, s.id, NAME)),
+     MODEL(m.CreateDep(s.name, CIdentity{s.id}))},
     MODIFY(Dep, "D"),
     DELETE(Dep, "D", 2),
     {"LinkDepToDep id", 5, "DD..", &LinkDeps,
@@ -124,6 +133,8 @@ const Action kActions[] = {
     PAIR(DeleteLinkDepToDep, 3, Dep, "D", UnlinkDeps),
 
     {"CreateNGrp", 5, "....", NET(n.CreateNGrp(NAME)), MODEL(m.CreateNGrp(s.name))},
+    {"CreateNGrpAs", 2, "....", NET(CreateNGrpAs(n, Chosen(s), NAME)),
+     MODEL(m.CreateNGrp(s.name, Chosen(s)))},
     MODIFY(NGrp, "G"),
     DELETE(NGrp, "G", 2),
     {"LinkNNToNGrp", 12, "GN..", NET(n.LinkNNToNGrp(s.id, s.other_id)),
