@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "console/failure.h"
+#include "nccnet/identity.h"
 #include "network/view.h"
 
 namespace ncc::tool {
@@ -14,9 +15,28 @@ namespace {
 // The library's overloads tell an identifier from a name by the wider type.
 unsigned long Wide(std::uint32_t id) { return id; }
 
+unsigned long AddWithId(CNCCNet& net, const Object& object) {
+  const char* const name = object.name.c_str();
+  const CIdentity as{object.id, object.number};
+  switch (object.kind) {
+    case Kind::kServer:
+      return AddServerAs(net, as, name, object.flags, object.value);
+    case Kind::kAp:
+      return AddAPAs(net, as, object.server_id, name, object.flags);
+    case Kind::kGroup:
+      return CreateNGrpAs(net, as, name);
+    case Kind::kDep:
+      return CreateDepAs(net, as.id, name);
+    case Kind::kUser:
+      return CreateABAs(net, as.id, name);
+  }
+  return 0;
+}
+
 }  // namespace
 
 unsigned long Add(CNCCNet& net, const Object& object) {
+  if (object.id != 0) return AddWithId(net, object);
   const char* const name = object.name.c_str();
   switch (object.kind) {
     case Kind::kServer:

@@ -12,7 +12,8 @@
 namespace ncc::tool {
 
 // Adds an object with the name and, for a server or an AP, with the applications, the value and the
-// server of this one. Returns its id; 0 when the library refuses.
+// server of this one; where it has an id with that, and with its number unless that is 0. Returns
+// its id; 0 when the library refuses.
 unsigned long Add(CNCCNet& net, const Object& object);
 
 bool Rename(CNCCNet& net, const Object& object, const std::string& name);

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "nccnet/identity.h"
 #include "network/view.h"
 
 namespace ncc::tool {
@@ -15,10 +16,22 @@ std::vector<std::uint32_t> IdsOf(View& view, Relation relation, std::uint32_t id
   return ids;
 }
 
+// All objects of a kind, in the order in which they were added.
+std::vector<Object> ByAdding(CNCCNet& net, View& view, Kind kind, std::uint8_t type) {
+  std::unordered_map<unsigned long, Object> objects;
+  for (Object& object : view.All(kind)) objects.emplace(object.id, std::move(object));
+  std::vector<Object> ordered;
+  ordered.reserve(objects.size());
+  for (const unsigned long id : ListByAdding(net, type)) {
+    ordered.push_back(std::move(objects.at(id)));
+  }
+  return ordered;
+}
+
 // Only an object that is in several groups can have an order of its own.
-void LoadGroups(View& view, Network& network) {
+void LoadGroups(CNCCNet& net, View& view, Network& network) {
   std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> of_deps;
-  for (Object& entry : view.All(Kind::kGroup)) {
+  for (Object& entry : ByAdding(net, view, Kind::kGroup, kTypeNGrp)) {
     GroupView& group = network.groups.emplace_back();
     group.nodes = IdsOf(view, Relation::kNodesOfGroup, entry.id);
     group.deps = IdsOf(view, Relation::kDepsOfGroup, entry.id);
@@ -62,18 +75,18 @@ Network LoadNetwork(CNCCNet& net) {
 Network LoadWholeNetwork(CNCCNet& net) {
   OwnView view(net);
   Network network = LoadNetwork(net);
-  for (Object& entry : view.All(Kind::kDep)) {
+  for (Object& entry : ByAdding(net, view, Kind::kDep, kTypeDep)) {
     DepView& dep = network.deps.emplace_back();
     dep.links = IdsOf(view, Relation::kLinksOfDep, entry.id);
     dep.users = IdsOf(view, Relation::kUsersOfDep, entry.id);
     dep.entry = std::move(entry);
   }
-  for (Object& entry : view.All(Kind::kUser)) {
+  for (Object& entry : ByAdding(net, view, Kind::kUser, kTypeAB)) {
     UserView& user = network.users.emplace_back();
     user.memberships = view.MembershipsOf(entry.id);
     user.entry = std::move(entry);
   }
-  LoadGroups(view, network);
+  LoadGroups(net, view, network);
   return network;
 }
 

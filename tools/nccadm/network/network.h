@@ -39,8 +39,9 @@ struct UserView {
 
 struct Network {
   Preferences preferences;
-  std::vector<ServerView> servers;  // in the order in which they were added
-  std::vector<GroupView> groups;    // this and the others by id
+  // Each in the order in which they were added.
+  std::vector<ServerView> servers;
+  std::vector<GroupView> groups;
   std::vector<DepView> deps;
   std::vector<UserView> users;
   // The groups of the nodes that are in more than one.

@@ -16,6 +16,11 @@ void SetPreferences(CNCCNet& net, const Preferences& preferences) {
   block.byte_18 = preferences.byte_18;
   block.byte_19 = preferences.byte_19;
   block.value_20 = preferences.value_20;
+  if (block.next_id < preferences.next_id) block.next_id = preferences.next_id;
+  if (block.server_counter < preferences.server_counter) {
+    block.server_counter = preferences.server_counter;
+  }
+  if (block.ngrp_counter < preferences.ngrp_counter) block.ngrp_counter = preferences.ngrp_counter;
 }
 
 }  // namespace ncc::tool

@@ -32,8 +32,16 @@ void VisitPreferences(Visit visit, Blocks&... blocks) {
   visit("value_20", blocks.value_20...);
 }
 
+// The same of the counters.
+template <class Visit, class... Blocks>
+void VisitCounters(Visit visit, Blocks&... blocks) {
+  visit("next_id", blocks.next_id...);
+  visit("server_counter", blocks.server_counter...);
+  visit("ngrp_counter", blocks.ngrp_counter...);
+}
+
 Preferences ReadPreferences(CNCCNet& net);
-// Sets the preferences proper; network number and counters stay.
+// Sets the preferences proper and raises counters that are lower; the network number stays.
 void SetPreferences(CNCCNet& net, const Preferences& preferences);
 
 }  // namespace ncc::tool
