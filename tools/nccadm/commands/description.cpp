@@ -23,6 +23,11 @@ struct Arguments {
   bool force = false;
 };
 
+struct DumpArguments {
+  std::string file;
+  bool ids = false;
+};
+
 Plan PlanFromDescription(Session& session, std::string_view text, const Arguments& arguments,
                          const std::string& refused) {
   text = WithoutByteOrderMark(text);
@@ -101,13 +106,14 @@ int Apply(Session& session, const Arguments& arguments) {
   return kExitDone;
 }
 
-int Dump(Session& session, const std::string& file) {
+int Dump(Session& session, const DumpArguments& arguments) {
+  const std::string& file = arguments.file;
   session.OnlyRead();
   const Network network = LoadWholeNetwork(session.Net());
   std::vector<std::string> notes;
   const std::size_t objects = network.servers.size() + network.ApCount() + network.groups.size() +
                               network.deps.size() + network.users.size();
-  const Description description = DescribeNetwork(network, notes);
+  const Description description = DescribeNetwork(network, arguments.ids, notes);
   Output& out = session.Out();
   const std::string text = [&] {
     Progress progress(out, "Writing", objects);
@@ -171,11 +177,14 @@ void AddDescriptionCommands(CommandLine& line) {
   add_prune(apply);
   apply.add_flag("--force", arguments->force, "Remove even more than 30 % of a kind");
 
-  auto file = std::make_shared<std::string>();
-  CLI::App& dump = line.AddCommand(line.Root(), "dump",
-                                   "Write the description of the network, as apply reads it",
-                                   "dump city.yaml\ndump | less", file, Dump);
-  dump.add_option("FILE", *file, "The file; standard output when it is left out");
+  auto dumped = std::make_shared<DumpArguments>();
+  CLI::App& dump = line.AddCommand(
+      line.Root(), "dump", "Write the description of the network, as apply reads it",
+      "dump city.yaml\ndump --ids | nccadm --db /srv/ncc/copy apply -", dumped, Dump);
+  dump.add_option("FILE", dumped->file, "The file; standard output when it is left out");
+  dump.add_flag("--ids", dumped->ids,
+                "With ids, ordinals and counters: a new database made from it is the same to every "
+                "node, and in an edited file another name at an id renames");
 }
 
 }  // namespace ncc::tool

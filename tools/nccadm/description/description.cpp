@@ -4,6 +4,7 @@
 #include <functional>
 #include <set>
 #include <unordered_map>
+#include <unordered_set>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -19,15 +20,18 @@ using Ids = std::vector<std::uint32_t>;
 // The names of one kind.
 class Names {
  public:
-  explicit Names(const char* word) : word_(word) {}
+  Names(const char* word, bool with_ids) : word_(word), with_ids_(with_ids) {}
 
   void Add(const Object& object, std::vector<std::string>& problems) {
     const std::string& name = object.name;
     const std::uint32_t id = object.id;
     positions_.emplace(id, names_.size());
     names_.push_back(&name);
+    ids_.push_back(id);
     const auto [first, added] = seen_.emplace(FoldName(name), id);
-    if (!added) {
+    if (!added && with_ids_) {
+      shared_.insert(FoldName(name));
+    } else if (!added) {
       problems.push_back(fmt::format("the {}s id:{} and id:{} have one name, \"{}\"", word_,
                                      first->second, id, PrintableName(name)));
     }
@@ -40,7 +44,13 @@ class Names {
 
   bool Has(const std::string& name) const { return seen_.contains(FoldName(name)); }
   std::size_t Size() const { return names_.size(); }
-  NamePlace At(std::size_t position) const { return {*names_[position], {}}; }
+
+  // A reference to one: its name or, where others have it too, its id.
+  NamePlace At(std::size_t position) const {
+    const std::string& name = *names_[position];
+    if (shared_.empty() || !shared_.contains(FoldName(name))) return {name, {}};
+    return {{}, {}, ids_[position]};
+  }
 
   std::optional<std::size_t> PositionOf(std::uint32_t id) const {
     const auto position = positions_.find(id);
@@ -48,7 +58,7 @@ class Names {
     return position->second;
   }
 
-  // An empty name when there is none of this id.
+  // None when there is none of this id.
   NamePlace Of(std::uint32_t id) const {
     const auto position = PositionOf(id);
     return position ? At(*position) : NamePlace();
@@ -56,15 +66,18 @@ class Names {
 
  private:
   const char* word_;
+  const bool with_ids_;
   std::vector<const std::string*> names_;
+  Ids ids_;
+  std::unordered_set<std::string> shared_;  // folded names
   std::unordered_map<std::uint32_t, std::size_t> positions_;
   std::unordered_map<std::string, std::uint32_t> seen_;  // folded name, first id
 };
 
 class Describer {
  public:
-  Describer(const Network& network, std::vector<std::string>& notes)
-      : network_(network), notes_(notes) {}
+  Describer(const Network& network, bool with_ids, std::vector<std::string>& notes)
+      : network_(network), notes_(notes), with_ids_(with_ids) {}
 
   Description Run() {
     CollectNames();
@@ -72,6 +85,10 @@ class Describer {
     result_.network = network_.preferences.net_number;
     VisitPreferences([](const char*, const auto& present, auto& said) { said = present; },
                      network_.preferences, result_.preferences);
+    if (with_ids_) {
+      VisitCounters([](const char*, const auto& present, auto& said) { said = present; },
+                    network_.preferences, result_.preferences);
+    }
     for (const ServerView& server : network_.servers) DescribeServer(server);
     DescribeLinks(servers_, network_.servers, &ServerView::linked, result_.servers, result_.links);
     DescribeGroups();
@@ -101,7 +118,7 @@ class Describer {
     }
     return Failure(fmt::format("the network cannot be described: {}", fmt::join(told, "; ")),
                    "Give each object a name of its own, for example: nccadm ap rename id:NUMBER "
-                   "NAME.");
+                   "NAME. With --ids two can share one.");
   }
 
   void DescribeServer(const ServerView& view) {
@@ -111,8 +128,15 @@ class Describer {
     for (const Object& ap : view.aps) DescribeNode(ap, server.aps.emplace_back());
   }
 
+  void DescribeHead(const Object& entry, ObjectDescription& object) const {
+    object.name = entry.name;
+    if (!with_ids_) return;
+    object.id = entry.id;
+    if (entry.number != 0) object.number = entry.number;
+  }
+
   void DescribeNode(const Object& entry, ApDescription& node) const {
-    node.name = entry.name;
+    DescribeHead(entry, node);
     if (entry.flags != 0) node.applications = entry.flags;
     if (entry.settings != network_.preferences.node_settings) node.settings = entry.settings;
   }
@@ -141,8 +165,9 @@ class Describer {
   }
 
   void DescribeGroups() {
-    for (const GroupView& group : network_.groups)
-      result_.groups.emplace_back().name = group.entry.name;
+    for (const GroupView& group : network_.groups) {
+      DescribeHead(group.entry, result_.groups.emplace_back());
+    }
     const auto groups_of_dep = [this](std::uint32_t id) -> const Ids* {
       const auto position = deps_.PositionOf(id);
       return position ? &network_.deps[*position].groups : nullptr;
@@ -204,7 +229,7 @@ class Describer {
     NodeName node;
     const bool is_server = servers_.PositionOf(id).has_value();
     static_cast<NamePlace&>(node) = is_server ? servers_.Of(id) : aps_.Of(id);
-    if (servers_.Has(node.name) && aps_.Has(node.name)) {
+    if (!node.id && servers_.Has(node.name) && aps_.Has(node.name)) {
       node.sort = is_server ? NodeName::Sort::kServer : NodeName::Sort::kAp;
     }
     return node;
@@ -213,7 +238,7 @@ class Describer {
   void DescribeDeps() {
     for (const DepView& view : network_.deps) {
       DepDescription& dep = result_.deps.emplace_back();
-      dep.name = view.entry.name;
+      DescribeHead(view.entry, dep);
       DescribeUsersOf(view, dep);
       const std::uint32_t last = view.groups.empty() ? 0 : view.groups.back();
       if (view.entry.group != last) dep.group = groups_.Of(view.entry.group);
@@ -225,7 +250,9 @@ class Describer {
   void DescribeUsersOf(const DepView& view, DepDescription& dep) {
     const Ids& users = view.users;
     const bool ascending =
-        std::adjacent_find(users.begin(), users.end(), std::greater_equal<>()) == users.end();
+        std::adjacent_find(users.begin(), users.end(), [this](std::uint32_t a, std::uint32_t b) {
+          return users_.PositionOf(a) >= users_.PositionOf(b);
+        }) == users.end();
     for (const std::uint32_t user : users) {
       if (ascending) {
         deps_of_users_[user].push_back(view.entry.id);
@@ -237,14 +264,14 @@ class Describer {
 
   void DescribeUser(const UserView& view) {
     UserDescription& user = result_.users.emplace_back();
-    user.name = view.entry.name;
+    DescribeHead(view.entry, user);
     for (const std::uint32_t dep : deps_of_users_[view.entry.id]) {
       user.deps.push_back(deps_.Of(dep));
     }
     std::set<std::pair<std::uint32_t, std::uint32_t>> seen;
     for (const Membership& one : view.memberships) {
       MembershipDescription membership{deps_.Of(one.dep), NodeOf(one.node), one.kind};
-      if (membership.dep.name.empty() || membership.node.name.empty()) {
+      if (membership.dep.IsNone() || membership.node.IsNone()) {
         ++dangling_memberships_;
       } else if (!seen.emplace(one.dep, one.node).second) {
         ++repeated_memberships_;
@@ -254,8 +281,8 @@ class Describer {
     }
     const Object& entry = view.entry;
     PrimaryDescription primary{deps_.Of(entry.primary_dep), NodeOf(entry.primary_node)};
-    const bool dangles = (entry.primary_dep != 0 && primary.dep.name.empty()) ||
-                         (entry.primary_node != 0 && primary.node.name.empty());
+    const bool dangles = (entry.primary_dep != 0 && primary.dep.IsNone()) ||
+                         (entry.primary_node != 0 && primary.node.IsNone());
     if (dangles) {
       ++dangling_primaries_;
     } else if (entry.primary_dep != 0 || entry.primary_node != 0) {
@@ -280,11 +307,12 @@ class Describer {
   const Network& network_;
   std::vector<std::string>& notes_;
   Description result_;
-  Names servers_{"server"};
-  Names aps_{"AP"};
-  Names groups_{"node group"};
-  Names deps_{"Dep"};
-  Names users_{"user"};
+  const bool with_ids_;
+  Names servers_{"server", with_ids_};
+  Names aps_{"AP", with_ids_};
+  Names groups_{"node group", with_ids_};
+  Names deps_{"Dep", with_ids_};
+  Names users_{"user", with_ids_};
   std::unordered_map<std::uint32_t, Ids> deps_of_users_;
   std::size_t dangling_memberships_ = 0;
   std::size_t dangling_primaries_ = 0;
@@ -294,8 +322,9 @@ class Describer {
 
 }  // namespace
 
-Description DescribeNetwork(const Network& network, std::vector<std::string>& notes) {
-  return Describer(network, notes).Run();
+Description DescribeNetwork(const Network& network, bool with_ids,
+                            std::vector<std::string>& notes) {
+  return Describer(network, with_ids, notes).Run();
 }
 
 }  // namespace ncc::tool

@@ -15,14 +15,25 @@
 
 namespace ncc::tool {
 
-// A name in the library's bytes and where it stands in the text.
+// A name in the library's bytes and where it stands in the text. Who refers to an object gives its
+// name or its id; neither is for none.
 struct NamePlace {
   std::string name;
   Place place;
+  std::optional<std::uint32_t> id = {};
+
+  bool IsNone() const { return name.empty() && !id; }
+};
+
+// An object with an id is that of the database whatever its name is there, or gets the id.
+struct ObjectDescription : NamePlace {
+  Place id_place;
+  std::optional<std::uint32_t> number;  // of a server, an AP or a node group
+  Place number_place;
 };
 
 // What a description leaves out it leaves as it is in the database.
-struct ApDescription : NamePlace {
+struct ApDescription : ObjectDescription {
   std::optional<std::uint32_t> applications;
   std::optional<std::uint8_t> settings;
 };
@@ -41,6 +52,9 @@ struct PreferencesDescription {
   std::optional<std::uint8_t> byte_18;
   std::optional<std::uint8_t> byte_19;
   std::optional<std::uint32_t> value_20;
+  std::optional<std::uint32_t> next_id;
+  std::optional<std::uint32_t> server_counter;
+  std::optional<std::uint32_t> ngrp_counter;
 };
 
 // A server or an AP. The sort is only given where both have the name.
@@ -50,15 +64,15 @@ struct NodeName : NamePlace {
   Sort sort = Sort::kAny;
 };
 
-struct GroupDescription : NamePlace {
+struct GroupDescription : ObjectDescription {
   std::vector<NodeName> nodes;
   std::vector<NamePlace> deps;
 };
 
-struct DepDescription : NamePlace {
+struct DepDescription : ObjectDescription {
   std::vector<NamePlace> links;
   std::vector<NamePlace> users;    // before those that name the Dep themselves; one may stand twice
-  std::optional<NamePlace> group;  // the one that counts; an empty name for none
+  std::optional<NamePlace> group;  // the one that counts, or none
 };
 
 struct MembershipDescription {
@@ -67,13 +81,13 @@ struct MembershipDescription {
   std::uint8_t kind = 0;
 };
 
-// Empty names for none.
+// Both can be none.
 struct PrimaryDescription {
   NamePlace dep;
   NodeName node;
 };
 
-struct UserDescription : NamePlace {
+struct UserDescription : ObjectDescription {
   std::vector<NamePlace> deps;
   std::vector<MembershipDescription> memberships;
   std::optional<PrimaryDescription> primary;
@@ -102,9 +116,10 @@ Description ReadDescription(std::string_view text, const Applications& applicati
                             ProblemList& problems, const YamlProgress& progress);
 
 // Describes a network so that an empty database made from the description gives the same
-// description. Throws Failure when names are not unique or cannot be written. What has to be left
-// out is told in `notes`.
-Description DescribeNetwork(const Network& network, std::vector<std::string>& notes);
+// description; `with_ids` with every id, ordinal and counter, so that it is the same network to
+// whoever knows it by these. Throws Failure when names cannot be written or, without ids, are not
+// unique. What has to be left out is told in `notes`.
+Description DescribeNetwork(const Network& network, bool with_ids, std::vector<std::string>& notes);
 
 // `after_each` is called for each object.
 std::string WriteDescription(const Description& description, const Applications& applications,

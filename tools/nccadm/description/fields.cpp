@@ -5,6 +5,7 @@
 #include <fmt/ranges.h>
 
 #include "console/nearest.h"
+#include "nccnet/identity.h"
 
 namespace ncc::tool {
 namespace {
@@ -72,7 +73,7 @@ void FieldReader::ReadList(const YamlNode& node, const char* what,
   for (const YamlNode& item : node.items) read(item);
 }
 
-void FieldReader::ReadObject(const YamlNode& node, const char* what, NamePlace& object,
+void FieldReader::ReadObject(const YamlNode& node, const char* what, ObjectDescription& object,
                              std::vector<Field> fields) {
   object.place = node.place;
   if (node.kind == Form::kScalar) {
@@ -80,20 +81,60 @@ void FieldReader::ReadObject(const YamlNode& node, const char* what, NamePlace& 
     return;
   }
   if (!Expect(node, Form::kMap, fmt::format("{} {}", *what == 'A' ? "an" : "a", what))) return;
-  bool named = false;
-  fields.insert(fields.begin(), {"name", [&](const YamlNode& n) {
-                                   named = true;
-                                   if (ReadName(n, "the name", object)) CheckUnique(object, what);
-                                 }});
+  bool has_name = false;
+  bool is_named = false;
+  const auto name = [&](const YamlNode& n) {
+    has_name = true;
+    is_named = ReadName(n, "the name", object);
+  };
+  const auto id = [&](const YamlNode& n) {
+    object.id_place = n.place;
+    ReadId(n, object.id);
+  };
+  fields.insert(fields.begin(), {{"name", name}, {"id", id}});
   ReadMap(node, fields);
-  if (!named) Complain(node.place, fmt::format("the {} has no name", what));
+  if (!has_name) Complain(node.place, fmt::format("the {} has no name", what));
+  if (is_named) CheckUnique(object, what);
+  if (object.number && object.id_place.line == 0) {
+    Complain(object.number_place, "a number is only given beside an id");
+  }
 }
 
-void FieldReader::CheckUnique(const NamePlace& object, const char* what) {
-  const auto [first, added] = seen_[what].emplace(FoldName(object.name), object.place.line);
-  if (added) return;
-  Complain(object.place, fmt::format("the {} \"{}\" stands in line {} already", what,
-                                     Utf8FromBytes(object.name), first->second));
+Field FieldReader::NumberField(ObjectDescription& object) {
+  return {"number", [this, &object](const YamlNode& node) {
+            object.number_place = node.place;
+            ReadNumber(node, "the number", object.number);
+          }};
+}
+
+bool FieldReader::ReadId(const YamlNode& node, std::optional<std::uint32_t>& id) {
+  if (!Expect(node, Form::kScalar, "the id")) return false;
+  const auto number = ParseNumber(node.text, kMaxIdentifier);
+  if (!number || *number == 0) {
+    Complain(node.place, fmt::format("the id must be a number from 1 to {}, not \"{}\"",
+                                     kMaxIdentifier, node.text));
+    return false;
+  }
+  id = static_cast<std::uint32_t>(*number);
+  return true;
+}
+
+// Objects that only their ids tell apart can share a name; those of servers are always unique.
+void FieldReader::CheckUnique(const ObjectDescription& object, const char* what) {
+  const int line = object.place.line;
+  const auto [name, is_new_name] =
+      seen_[what].emplace(FoldName(object.name), Seen{line, object.id.has_value()});
+  const bool may_repeat = name->second.with_id && object.id && std::string_view(what) != "server";
+  if (!is_new_name && !may_repeat) {
+    Complain(object.place, fmt::format("the {} \"{}\" stands in line {} already", what,
+                                       Utf8FromBytes(object.name), name->second.line));
+  }
+  if (!object.id) return;
+  const auto [id, is_new_id] = lines_of_ids_.emplace(*object.id, line);
+  if (is_new_id) return;
+  Complain(object.id_place, fmt::format("the id {} stands in line {} already; every object has "
+                                        "one of its own",
+                                        *object.id, id->second));
 }
 
 bool FieldReader::ReadName(const YamlNode& node, const std::string& what, NamePlace& result) {
@@ -113,17 +154,28 @@ bool FieldReader::ReadName(const YamlNode& node, const std::string& what, NamePl
   return true;
 }
 
+bool FieldReader::ReadReference(const YamlNode& node, const std::string& what, NamePlace& result) {
+  if (node.kind != Form::kMap) return ReadName(node, what, result);
+  result.place = node.place;
+  bool read = false;
+  ReadMap(node, {{"id", [&](const YamlNode& n) { read = ReadId(n, result.id); }}});
+  if (node.keys.empty()) Complain(node.place, fmt::format("{} can also be {{id: NUMBER}}", what));
+  return read;
+}
+
 bool FieldReader::ReadNodeName(const YamlNode& node, NodeName& result) {
   if (node.kind != Form::kMap) return ReadName(node, "the node's name", result);
+  result.place = node.place;
   bool read = false;
   const auto take = [&](const YamlNode& n, NodeName::Sort sort) {
     result.sort = sort;
     read = ReadName(n, "the node's name", result);
   };
   ReadMap(node, {{"server", [&](const YamlNode& n) { take(n, NodeName::Sort::kServer); }},
-                 {"ap", [&](const YamlNode& n) { take(n, NodeName::Sort::kAp); }}});
+                 {"ap", [&](const YamlNode& n) { take(n, NodeName::Sort::kAp); }},
+                 {"id", [&](const YamlNode& n) { read = ReadId(n, result.id); }}});
   if (node.keys.size() == 1) return read;
-  Complain(node.place, "a node is its name, or {server: NAME} or {ap: NAME}");
+  Complain(node.place, "a node is its name, or {server: NAME}, {ap: NAME} or {id: NUMBER}");
   return false;
 }
 
@@ -131,7 +183,7 @@ void FieldReader::ReadNames(const YamlNode& node, const char* list, const char* 
                             std::vector<NamePlace>& names) {
   ReadList(node, list, [&](const YamlNode& item) {
     NamePlace name;
-    if (ReadName(item, what, name)) names.push_back(std::move(name));
+    if (ReadReference(item, what, name)) names.push_back(std::move(name));
   });
 }
 

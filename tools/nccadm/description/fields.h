@@ -36,10 +36,14 @@ class FieldReader {
                 const std::function<void(const YamlNode&)>& read);
 
   // An object that may be written as its name alone or, with more, as a mapping of `fields`.
-  void ReadObject(const YamlNode& node, const char* what, NamePlace& object,
+  void ReadObject(const YamlNode& node, const char* what, ObjectDescription& object,
                   std::vector<Field> fields);
+  // The field of one whose kind has ordinals.
+  Field NumberField(ObjectDescription& object);
 
   bool ReadName(const YamlNode& node, const std::string& what, NamePlace& result);
+  // A name, or {id: NUMBER}, of an object that stands elsewhere.
+  bool ReadReference(const YamlNode& node, const std::string& what, NamePlace& result);
   bool ReadNodeName(const YamlNode& node, NodeName& result);
   void ReadNames(const YamlNode& node, const char* list, const char* what,
                  std::vector<NamePlace>& names);
@@ -61,11 +65,17 @@ class FieldReader {
 
  private:
   void ComplainAboutKey(const YamlNode& key, const std::vector<Field>& fields);
-  void CheckUnique(const NamePlace& object, const char* what);
+  bool ReadId(const YamlNode& node, std::optional<std::uint32_t>& id);
+  void CheckUnique(const ObjectDescription& object, const char* what);
 
   ProblemList& problems_;
+  struct Seen {
+    int line;
+    bool with_id;
+  };
   // Per kind of object: where a folded name stood first.
-  std::unordered_map<std::string_view, std::unordered_map<std::string, int>> seen_;
+  std::unordered_map<std::string_view, std::unordered_map<std::string, Seen>> seen_;
+  std::unordered_map<std::uint32_t, int> lines_of_ids_;
 };
 
 // The parts that are about node groups, Deps and users, as fields of the document.

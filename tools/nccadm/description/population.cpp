@@ -18,7 +18,8 @@ void ReadNodeNames(FieldReader& reader, const YamlNode& node, std::vector<NodeNa
 
 void ReadGroup(FieldReader& reader, const YamlNode& node, GroupDescription& group) {
   reader.ReadObject(node, "node group", group,
-                    {{"nodes", [&](const YamlNode& n) { ReadNodeNames(reader, n, group.nodes); }},
+                    {reader.NumberField(group),
+                     {"nodes", [&](const YamlNode& n) { ReadNodeNames(reader, n, group.nodes); }},
                      {"deps", [&](const YamlNode& n) {
                         reader.ReadNames(n, "deps", "the Dep's name", group.deps);
                       }}});
@@ -27,7 +28,7 @@ void ReadGroup(FieldReader& reader, const YamlNode& node, GroupDescription& grou
 void ReadDep(FieldReader& reader, const YamlNode& node, DepDescription& dep) {
   const auto group = [&](const YamlNode& n) {
     dep.group.emplace().place = n.place;
-    if (n.kind != Form::kNull) reader.ReadName(n, "the node group's name", *dep.group);
+    if (n.kind != Form::kNull) reader.ReadReference(n, "the node group's name", *dep.group);
   };
   reader.ReadObject(
       node, "Dep", dep,
@@ -46,9 +47,10 @@ void ReadMembership(FieldReader& reader, const YamlNode& node,
   MembershipDescription one;
   std::optional<std::uint8_t> kind;
   reader.ReadMap(
-      node, {{"dep", [&](const YamlNode& n) { reader.ReadName(n, "the Dep's name", one.dep); }},
-             {"node", [&](const YamlNode& n) { reader.ReadNodeName(n, one.node); }},
-             {"kind", [&](const YamlNode& n) { reader.ReadNumber(n, "the kind", kind); }}});
+      node,
+      {{"dep", [&](const YamlNode& n) { reader.ReadReference(n, "the Dep's name", one.dep); }},
+       {"node", [&](const YamlNode& n) { reader.ReadNodeName(n, one.node); }},
+       {"kind", [&](const YamlNode& n) { reader.ReadNumber(n, "the kind", kind); }}});
   if (one.dep.place.line == 0 || one.node.place.line == 0) {
     reader.Complain(node.place, "a membership names a Dep and a node: {dep: NAME, node: NAME}");
     return;
@@ -63,8 +65,9 @@ void ReadPrimary(FieldReader& reader, const YamlNode& node, UserDescription& use
     return;
   }
   reader.ReadMap(
-      node, {{"dep", [&](const YamlNode& n) { reader.ReadName(n, "the Dep's name", primary.dep); }},
-             {"node", [&](const YamlNode& n) { reader.ReadNodeName(n, primary.node); }}});
+      node,
+      {{"dep", [&](const YamlNode& n) { reader.ReadReference(n, "the Dep's name", primary.dep); }},
+       {"node", [&](const YamlNode& n) { reader.ReadNodeName(n, primary.node); }}});
 }
 
 void ReadUser(FieldReader& reader, const YamlNode& node, UserDescription& user) {
@@ -103,20 +106,24 @@ void ReadGroupNode(FieldReader& reader, const YamlNode& node,
                    std::pair<NamePlace, NodeName>& pair) {
   ReadPair(
       reader, node, "[GROUP, NODE]",
-      [&](const YamlNode& n) { return reader.ReadName(n, "the node group's name", pair.first); },
+      [&](const YamlNode& n) {
+        return reader.ReadReference(n, "the node group's name", pair.first);
+      },
       [&](const YamlNode& n) { return reader.ReadNodeName(n, pair.second); });
 }
 
 void ReadGroupDep(FieldReader& reader, const YamlNode& node, NamePair& pair) {
   ReadPair(
       reader, node, "[GROUP, DEP]",
-      [&](const YamlNode& n) { return reader.ReadName(n, "the node group's name", pair.first); },
-      [&](const YamlNode& n) { return reader.ReadName(n, "the Dep's name", pair.second); });
+      [&](const YamlNode& n) {
+        return reader.ReadReference(n, "the node group's name", pair.first);
+      },
+      [&](const YamlNode& n) { return reader.ReadReference(n, "the Dep's name", pair.second); });
 }
 
 void ReadDepLink(FieldReader& reader, const YamlNode& node, NamePair& pair) {
   const auto name = [&](NamePlace& place) {
-    return [&](const YamlNode& n) { return reader.ReadName(n, "the Dep's name", place); };
+    return [&](const YamlNode& n) { return reader.ReadReference(n, "the Dep's name", place); };
   };
   ReadPair(reader, node, "[DEP, OTHER]", name(pair.first), name(pair.second));
 }

@@ -46,12 +46,12 @@ class Reader {
   void ReadPreferences(const YamlNode& node, PreferencesDescription& result) {
     if (node.kind == Form::kNull || !fields_.Expect(node, Form::kMap, "preferences")) return;
     std::vector<Field> fields;
-    VisitPreferences(
-        [&](const char* key, auto& value) {
-          fields.push_back(
-              {key, [this, key, &value](const YamlNode& n) { fields_.ReadNumber(n, key, value); }});
-        },
-        result);
+    const auto add = [&](const char* key, auto& value) {
+      fields.push_back(
+          {key, [this, key, &value](const YamlNode& n) { fields_.ReadNumber(n, key, value); }});
+    };
+    VisitPreferences(add, result);
+    VisitCounters(add, result);
     fields_.ReadMap(node, fields);
   }
 
@@ -78,7 +78,8 @@ class Reader {
   }
 
   std::vector<Field> NodeFields(ApDescription& node) {
-    return {{"applications",
+    return {fields_.NumberField(node),
+            {"applications",
              [this, &node](const YamlNode& n) { ReadApplications(n, node.applications); }},
             {"settings", [this, &node](const YamlNode& n) {
                fields_.ReadNumber(n, "the settings", node.settings);
@@ -86,7 +87,10 @@ class Reader {
   }
 
   void CheckEnds(const NamePlace& server, const NamePlace& link) {
-    if (server.name.empty() || FoldName(server.name) != FoldName(link.name)) return;
+    const bool is_same = link.id
+                             ? server.id == link.id
+                             : !server.name.empty() && FoldName(server.name) == FoldName(link.name);
+    if (!is_same) return;
     fields_.Complain(link.place, fmt::format("the server \"{}\" is linked to itself",
                                              Utf8FromBytes(server.name)));
   }

@@ -46,13 +46,29 @@ class Writer {
     out_.BeginMap(Form::kFlow);
     VisitPreferences([this](const char* key, const auto& value) { WriteField(key, value); },
                      preferences);
+    VisitCounters([this](const char* key, const auto& value) { WriteField(key, value); },
+                  preferences);
+    out_.End();
+  }
+
+  void WriteHead(const ObjectDescription& object) {
+    out_.Key("name");
+    WriteName(object.name);
+    WriteField("id", object.id);
+    WriteField("number", object.number);
+  }
+
+  // One without anything else.
+  void WriteBare(const ObjectDescription& object) {
+    if (!object.id) return WriteName(object.name);
+    out_.BeginMap(Form::kFlow);
+    WriteHead(object);
     out_.End();
   }
 
   // The keys that servers and APs share.
   void WriteNode(const ApDescription& node) {
-    out_.Key("name");
-    WriteName(node.name);
+    WriteHead(node);
     if (node.applications) {
       out_.Key("applications");
       out_.BeginSequence(Form::kFlow);
@@ -82,10 +98,17 @@ class Writer {
     out_.End();
   }
 
-  void WriteReference(const NamePlace& name) { WriteName(name.name); }
+  void WriteReference(const NamePlace& name) {
+    if (!name.id) return WriteName(name.name);
+    out_.BeginMap(Form::kFlow);
+    WriteField("id", name.id);
+    out_.End();
+  }
 
   void WriteReference(const NodeName& node) {
-    if (node.sort == NodeName::Sort::kAny) return WriteName(node.name);
+    if (node.sort == NodeName::Sort::kAny) {
+      return WriteReference(static_cast<const NamePlace&>(node));
+    }
     out_.BeginMap(Form::kFlow);
     out_.Key(node.sort == NodeName::Sort::kServer ? "server" : "ap");
     WriteName(node.name);
@@ -94,7 +117,7 @@ class Writer {
 
   template <class Name>
   void WriteNamed(const char* key, const Name& name) {
-    if (name.name.empty()) return;
+    if (name.IsNone()) return;
     out_.Key(key);
     WriteReference(name);
   }
@@ -111,9 +134,9 @@ class Writer {
 
   void WriteOne(const GroupDescription& group) {
     after_each_();
-    if (group.nodes.empty() && group.deps.empty()) return WriteName(group.name);
+    if (group.nodes.empty() && group.deps.empty()) return WriteBare(group);
     out_.BeginMap();
-    WriteNamed("name", group);
+    WriteHead(group);
     WriteNames("nodes", group.nodes);
     WriteNames("deps", group.deps);
     out_.End();
@@ -121,12 +144,12 @@ class Writer {
 
   void WriteOne(const DepDescription& dep) {
     after_each_();
-    if (dep.links.empty() && dep.users.empty() && !dep.group) return WriteName(dep.name);
+    if (dep.links.empty() && dep.users.empty() && !dep.group) return WriteBare(dep);
     out_.BeginMap();
-    WriteNamed("name", dep);
+    WriteHead(dep);
     WriteNames("links", dep.links);
     WriteNames("users", dep.users);
-    if (dep.group && dep.group->name.empty()) {
+    if (dep.group && dep.group->IsNone()) {
       out_.Key("group");
       out_.Word("~");
     } else if (dep.group) {
@@ -138,10 +161,10 @@ class Writer {
   void WriteOne(const UserDescription& user) {
     after_each_();
     if (user.deps.empty() && user.memberships.empty() && !user.primary) {
-      return WriteName(user.name);
+      return WriteBare(user);
     }
     out_.BeginMap();
-    WriteNamed("name", user);
+    WriteHead(user);
     WriteNames("deps", user.deps);
     WriteList("memberships", user.memberships);
     if (user.primary) {
@@ -167,7 +190,7 @@ class Writer {
 
   void WriteOne(const ApDescription& ap) {
     after_each_();
-    if (!ap.applications && !ap.settings) return WriteName(ap.name);
+    if (!ap.applications && !ap.settings) return WriteBare(ap);
     out_.BeginMap(Form::kFlow);
     WriteNode(ap);
     out_.End();

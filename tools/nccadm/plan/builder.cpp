@@ -98,38 +98,46 @@ PlanBuilder::PlanBuilder(const Description& description, const Network& network,
   for (const GroupView& group : network.groups) AddPresent(group.entry);
   for (const DepView& dep : network.deps) AddPresent(dep.entry);
   for (const UserView& user : network.users) AddPresent(user.entry);
+  ClaimIds();
 }
 
 void PlanBuilder::AddPresent(const Object& object) {
   const auto item = static_cast<Item>(object.kind);
   const std::uint32_t id = object.id;
-  IndexOf(item).try_emplace(FoldName(object.name), Known{id, {}}).first->second.ids.push_back(id);
-  objects_.emplace(id, Named{item, &object.name});
+  IndexOf(item)[FoldName(object.name)].push_back(id);
+  objects_.emplace(id, Named{item, &object.name, id, object.number});
   ++Of(item).before;
 }
 
-std::optional<PlanBuilder::Described> PlanBuilder::FindOrAdd(Item item, const NamePlace& name) {
-  const auto [known, added] = IndexOf(item).try_emplace(FoldName(name.name), Known{next_new_, {}});
-  if (known->second.ids.size() > 1) {
-    ComplainSeveral(item, name, known->second);
+std::optional<PlanBuilder::Described> PlanBuilder::FindOrAdd(Item item,
+                                                             const ObjectDescription& object) {
+  if (object.id) {
+    const auto claimed = claimed_.find(*object.id);
+    if (claimed == claimed_.end()) return std::nullopt;
+    PlanRename(claimed->second, object);
+    return Described{claimed->second, claimed->second >= kFirstNew};
+  }
+  Refs& refs = IndexOf(item)[FoldName(object.name)];
+  if (refs.size() > 1) {
+    ComplainSeveral(item, object, refs);
     return std::nullopt;
   }
-  const Ref ref = known->second.ref;
-  described_.insert(ref);
-  if (added) {
-    if (IsBlank(name.name)) Complain(name.place, "the name holds nothing but blanks");
-    ++next_new_;
-    objects_.emplace(ref, Named{item, &name.name});
+  const bool is_new = refs.empty();
+  if (is_new) {
+    if (IsBlank(object.name)) Complain(object.place, "the name holds nothing but blanks");
+    refs.push_back(next_new_++);
+    objects_.emplace(refs.front(), Named{item, &object.name});
   }
-  return Described{ref, added};
+  described_.insert(refs.front());
+  return Described{refs.front(), is_new};
 }
 
-void PlanBuilder::ComplainSeveral(Item item, const NamePlace& name, const Known& known) {
+void PlanBuilder::ComplainSeveral(Item item, const NamePlace& name, const Refs& refs) {
   std::vector<std::string> ids;
-  for (const std::uint32_t id : known.ids) ids.push_back(fmt::format("id:{}", id));
-  Complain(name.place,
-           fmt::format("several {} of the database are named {} ({}); rename all but one",
-                       WordOfAll(item), Quote(known.ref), fmt::join(ids, ", ")));
+  for (const Ref ref : refs) ids.push_back(fmt::format("id:{}", objects_.at(ref).id));
+  Complain(name.place, fmt::format("several {} are named {} ({}); give the id of the one that is "
+                                   "meant, or rename all but one",
+                                   WordOfAll(item), Quote(refs.front()), fmt::join(ids, ", ")));
 }
 
 void PlanBuilder::ComplainUnknown(const char* word, const NamePlace& name,
@@ -151,56 +159,82 @@ void PlanBuilder::ComplainUnknown(const char* word, const NamePlace& name,
                                    Utf8FromBytes(name.name), hint));
 }
 
-const PlanBuilder::Known* PlanBuilder::Find(Item item, const NamePlace& name) {
+const PlanBuilder::Refs& PlanBuilder::Find(Item item, const NamePlace& name) {
+  static const Refs kNone;
   const auto known = IndexOf(item).find(FoldName(name.name));
-  return known == IndexOf(item).end() ? nullptr : &known->second;
+  return known == IndexOf(item).end() ? kNone : known->second;
 }
 
-bool PlanBuilder::Stays(const Known& known) const { return !prune_ || IsDescribed(known.ref); }
+bool PlanBuilder::Stays(const Refs& refs) const {
+  return !prune_ || std::any_of(refs.begin(), refs.end(), [this](Ref r) { return IsDescribed(r); });
+}
 
-bool PlanBuilder::Accept(Item item, const NamePlace& name, const Known& known) {
-  if (known.ids.size() > 1) {
-    ComplainSeveral(item, name, known);
+bool PlanBuilder::Accept(Item item, const NamePlace& name, const Refs& refs) {
+  if (refs.size() > 1) {
+    ComplainSeveral(item, name, refs);
     return false;
   }
-  if (Stays(known)) return true;
+  if (Stays(refs)) return true;
   Complain(name.place, fmt::format("the {} {} is not in the file and would be removed",
-                                   WordOf(item), Quote(known.ref)));
+                                   WordOf(item), Quote(refs.front())));
   return false;
 }
 
+std::optional<Ref> PlanBuilder::ResolveId(const NamePlace& name, const std::vector<Item>& items,
+                                          const char* word) {
+  const auto claimed = claimed_.find(*name.id);
+  const auto object = objects_.find(claimed != claimed_.end() ? claimed->second : Ref{*name.id});
+  if (object == objects_.end()) {
+    Complain(name.place,
+             fmt::format("no {} with the id {} is described or in the database", word, *name.id));
+    return std::nullopt;
+  }
+  const auto& [ref, found] = *object;
+  if (std::find(items.begin(), items.end(), found.item) == items.end()) {
+    Complain(name.place, fmt::format("the id {} is that of the {} {}, not of a {}", *name.id,
+                                     WordOf(found.item), Quote(ref), word));
+    return std::nullopt;
+  }
+  if (!Accept(found.item, name, {ref})) return std::nullopt;
+  return ref;
+}
+
 std::optional<Ref> PlanBuilder::Resolve(Item item, const NamePlace& name) {
-  const Known* known = Find(item, name);
-  if (known == nullptr) {
+  if (name.id) return ResolveId(name, {item}, WordOf(item));
+  const Refs& refs = Find(item, name);
+  if (refs.empty()) {
     ComplainUnknown(WordOf(item), name, {item});
     return std::nullopt;
   }
-  if (!Accept(item, name, *known)) return std::nullopt;
-  return known->ref;
+  if (!Accept(item, name, refs)) return std::nullopt;
+  return refs.front();
 }
 
 std::optional<Ref> PlanBuilder::ResolveNode(const NodeName& name) {
+  constexpr const char* kWord = "server or AP";
+  if (name.id) return ResolveId(name, {Item::kServer, Item::kAp}, kWord);
   if (name.sort == NodeName::Sort::kServer) return Resolve(Item::kServer, name);
   if (name.sort == NodeName::Sort::kAp) return Resolve(Item::kAp, name);
-  const Known* server = Find(Item::kServer, name);
-  const Known* ap = Find(Item::kAp, name);
-  const bool both = server != nullptr && ap != nullptr;
-  if (both && Stays(*server) && Stays(*ap)) {
-    const auto id = [](const Known& known) {
-      return known.ids.empty() ? std::string() : fmt::format(" (id:{})", known.ids.front());
+  const Refs& servers = Find(Item::kServer, name);
+  const Refs& aps = Find(Item::kAp, name);
+  const bool both = !servers.empty() && !aps.empty();
+  if (both && Stays(servers) && Stays(aps)) {
+    const auto id = [this](const Refs& refs) {
+      const std::uint32_t known = objects_.at(refs.front()).id;
+      return known == 0 ? std::string() : fmt::format(" (id:{})", known);
     };
     const std::string utf8 = Utf8FromBytes(name.name);
     Complain(name.place,
              fmt::format("both a server{} and an AP{} are named \"{}\"; write {{server: {}}} or "
                          "{{ap: {}}}",
-                         id(*server), id(*ap), utf8, utf8, utf8));
+                         id(servers), id(aps), utf8, utf8, utf8));
     return std::nullopt;
   }
-  if (server == nullptr && ap == nullptr) {
-    ComplainUnknown("server or AP", name, {Item::kServer, Item::kAp});
+  if (servers.empty() && aps.empty()) {
+    ComplainUnknown(kWord, name, {Item::kServer, Item::kAp});
     return std::nullopt;
   }
-  const bool is_server = server != nullptr && (ap == nullptr || Stays(*server));
+  const bool is_server = !servers.empty() && (aps.empty() || Stays(servers));
   return Resolve(is_server ? Item::kServer : Item::kAp, name);
 }
 
@@ -234,11 +268,16 @@ void PlanBuilder::AddDetail(Ref ref, char sign, const char* field, Ref from, Ref
   AddDetail(ref, {sign, field, name(from), name(to), true});
 }
 
-void PlanBuilder::PlanNew(Item item, Ref ref, Step step) {
-  step.name = *objects_.at(ref).name;
+void PlanBuilder::PlanNew(const ObjectDescription& object, Step step) {
+  const Ref ref = step.object;
+  ++Of(step.item).added;
+  step.name = object.name;
+  step.id = object.id.value_or(0);
+  step.number = object.number.value_or(0);
   AddStep(Phase::kObjects, std::move(step));
   SetSign(ref, '+');
-  ++Of(item).added;
+  if (object.id) AddDetail(ref, {'+', "id", {}, std::to_string(*object.id)});
+  if (object.number) AddDetail(ref, {'+', "number", {}, std::to_string(*object.number)});
 }
 
 void PlanBuilder::PlanSurplus(Item item, std::uint32_t id) {
@@ -295,7 +334,7 @@ PlanBuilder::PairChanges PlanBuilder::PlanPairs(Item item, const RefPairs& wante
 }
 
 Plan PlanBuilder::Finish() {
-  if (plan_.preferences_changed != 0) {
+  if (plan_.preferences_changed != 0 || reserves_) {
     plan_.steps.push_back({Step::Kind::kPreferences, Item::kServer});
   }
   for (auto& phase : phases_) {

@@ -20,7 +20,7 @@ namespace ncc::tool {
 using RefPair = std::pair<Ref, Ref>;
 using RefPairs = std::vector<RefPair>;
 
-enum class Phase { kObjects, kUnlink, kDelete, kLink, kPrimary, kMemberships };
+enum class Phase { kSetAside, kRename, kObjects, kUnlink, kDelete, kLink, kPrimary, kMemberships };
 
 class PlanBuilder {
  public:
@@ -34,14 +34,15 @@ class PlanBuilder {
   Tally& Of(Item item) { return plan_.Of(item); }
   Plan& ThePlan() { return plan_; }
 
-  // The object that the description names, with whether it has to be added; nothing when the
-  // database has several of the name.
+  // The object that the description describes there, with whether it has to be added; nothing when
+  // that is a problem. Of one that the description names anew, this plans the renaming.
   struct Described {
     Ref ref;
     bool is_new;
   };
-  std::optional<Described> FindOrAdd(Item item, const NamePlace& name);
+  std::optional<Described> FindOrAdd(Item item, const ObjectDescription& object);
   bool IsDescribed(Ref ref) const { return described_.contains(ref); }
+  bool IsRenamed(Ref ref) const { return old_names_.contains(ref); }
 
   // The object of either side that a name in the description means. What it cannot mean is
   // a problem.
@@ -60,7 +61,7 @@ class PlanBuilder {
   void AddDetail(Ref ref, char sign, const char* field, Ref from, Ref to);
 
   // Adds the step, the entry and the count of an object that the description adds or lacks.
-  void PlanNew(Item item, Ref ref, Step step);
+  void PlanNew(const ObjectDescription& object, Step step);
   void PlanSurplus(Item item, std::uint32_t id);
 
   // Makes the pairs of a relation what is wanted, in its order.
@@ -74,23 +75,33 @@ class PlanBuilder {
   Plan Finish();
 
  private:
-  struct Known {
-    Ref ref;
-    std::vector<std::uint32_t> ids;  // of the database, more than one when they share the name
-  };
-  using Index = std::unordered_map<std::string, Known>;  // by folded name
+  using Refs = std::vector<Ref>;
+  using Index = std::unordered_map<std::string, Refs>;  // by folded name; empty for none
   struct Named {
     Item item;
-    const std::string* name;
+    const std::string* name;   // that it has in the end
+    std::uint32_t id = 0;      // 0 for the next one
+    std::uint32_t number = 0;  // of what is in the database
   };
 
   void AddPresent(const Object& object);
   Index& IndexOf(Item item) { return indexes_[static_cast<std::size_t>(item)]; }
-  const Known* Find(Item item, const NamePlace& name);
-  void ComplainSeveral(Item item, const NamePlace& name, const Known& known);
+  const Refs& Find(Item item, const NamePlace& name);
+  void ComplainSeveral(Item item, const NamePlace& name, const Refs& refs);
   void ComplainUnknown(const char* word, const NamePlace& name, std::vector<Item> items);
-  bool Stays(const Known& known) const;
-  bool Accept(Item item, const NamePlace& name, const Known& known);
+  bool Stays(const Refs& refs) const;
+  bool Accept(Item item, const NamePlace& name, const Refs& refs);
+  std::optional<Ref> ResolveId(const NamePlace& name, const std::vector<Item>& items,
+                               const char* word);
+
+  // identity.cpp: which objects the ids of the description mean, and the names that they change.
+  void ClaimIds();
+  void Claim(Item item, const ObjectDescription& object);
+  void SettleName(Item item, const ObjectDescription& object);
+  bool MayShareName(Item item, const ObjectDescription& object, Ref self, Ref other);
+  void SetAside(Item item, Ref ref);
+  void ReserveNumbers();
+  void PlanRename(Ref ref, const ObjectDescription& object);
 
   const Description& description_;
   const Network& network_;
@@ -101,7 +112,12 @@ class PlanBuilder {
   std::unordered_map<Ref, Named> objects_;
   std::unordered_map<Ref, std::size_t> changes_;
   std::unordered_set<Ref> described_;
-  std::array<std::vector<Step>, 6> phases_;
+  std::unordered_map<std::uint32_t, Ref> claimed_;  // by the ids of the description
+  std::unordered_map<Ref, const std::string*> old_names_;
+  std::array<Index, 5> old_index_;  // of what is renamed
+  std::unordered_set<Ref> set_aside_;
+  bool reserves_ = false;  // numbers that the description gives from those that are counted
+  std::array<std::vector<Step>, 8> phases_;
   Ref next_new_ = kFirstNew;
   Plan plan_;
 };

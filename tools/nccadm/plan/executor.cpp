@@ -52,6 +52,12 @@ class Executor {
       case Step::Kind::kMemberships:
         done = MakeMemberships(step);
         break;
+      case Step::Kind::kRename:
+        done = Rename(net_, ObjectOf(step, IdOf(step.object)), step.name);
+        break;
+      case Step::Kind::kSetAside:
+        done = !RenameAside(session_, ObjectOf(step, IdOf(step.object))).empty();
+        break;
     }
     if (!done) throw Refused(step);
   }
@@ -79,6 +85,7 @@ class Executor {
     object.kind = KindOf(step.item);
     object.id = static_cast<std::uint32_t>(id);
     object.name = step.name;
+    object.number = step.number;
     object.flags = step.mask;
     object.value = step.value;
     object.settings = step.settings.value_or(0);
@@ -86,7 +93,7 @@ class Executor {
   }
 
   bool AddObject(const Step& step) {
-    Object object = ObjectOf(step, 0);
+    Object object = ObjectOf(step, step.id);
     if (step.item == Item::kAp) object.server_id = NarrowIdOf(step.other);
     const Id id = Add(net_, object);
     added_[step.object] = id;
@@ -114,11 +121,16 @@ class Executor {
     return *net_.LastError() == '\0';
   }
 
-  // A Dep that groups list but of which none counts comes about when one that counted goes.
+  // A Dep that groups list but of which none counts comes about when one that counted goes. That
+  // one leaves no trace in the counters.
   bool ClearGroup(Id dep) {
+    const CNetPref before = *net_.Preferences();
     const std::string name = fmt::format("\x01{}", dep);
     const Id group = net_.CreateNGrp(name.c_str());
-    return group != 0 && net_.LinkDepToNGrp(group, dep) && net_.DeleteNGrp(group);
+    if (group == 0 || !net_.LinkDepToNGrp(group, dep) || !net_.DeleteNGrp(group)) return false;
+    *net_.Preferences() = before;
+    net_.SaveNetInfo();
+    return *net_.LastError() == '\0';
   }
 
   bool MakePrimary(const Step& step) {

@@ -13,11 +13,11 @@ namespace ncc::tool {
 namespace {
 
 constexpr const char* kMark = "nccadm_plan";
-constexpr int kForm = 1;
+constexpr int kForm = 2;
 
-constexpr std::array<const char*, 10> kStepKeys = {
-    "preferences", "add",    "set",         "move",    "delete",
-    "link",        "unlink", "clear_group", "primary", "memberships"};
+constexpr std::array<const char*, 12> kStepKeys = {
+    "preferences", "add",         "set",     "move",        "delete", "link",
+    "unlink",      "clear_group", "primary", "memberships", "rename", "set_aside"};
 
 // How one value is kept; reading and writing go through the same list of them.
 struct Saver {
@@ -53,6 +53,8 @@ template <class Visitor, class AnyStep>
 void VisitStep(Visitor visit, AnyStep& step) {
   visit("object", step.object);
   visit("other", step.other);
+  visit("id", step.id);
+  visit("number", step.number);
   visit("mask", step.mask);
   visit("value", step.value);
 }
@@ -122,6 +124,7 @@ std::string WritePlan(const Plan& plan) {
                {"tallies", Json::object()},
                {"steps", Json::array()}};
   VisitPreferences(Saver{json["preferences"]}, plan.preferences);
+  VisitCounters(Saver{json["preferences"]}, plan.preferences);
   for (std::size_t i = 0; i < kItems; ++i) {
     Json& tally = json["tallies"][KeyOf(static_cast<Item>(i))] = Json::object();
     VisitTally(Saver{tally}, plan.tallies[i]);
@@ -139,6 +142,7 @@ Plan ReadPlan(std::string_view text) {
     plan.revision = json.at("revision").get<std::uint64_t>();
     plan.preferences_changed = json.at("preferences_changed").get<std::size_t>();
     VisitPreferences(Loader{json.at("preferences")}, plan.preferences);
+    VisitCounters(Loader{json.at("preferences")}, plan.preferences);
     for (const auto& [key, tally] : json.at("tallies").items()) {
       VisitTally(Loader{tally}, plan.Of(ItemOf(key)));
     }

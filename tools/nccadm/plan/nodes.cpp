@@ -58,6 +58,14 @@ class NodePlanner {
     VisitPreferences([this](const char* key, const auto& value,
                             auto& present) { PlanPreference(key, value, present); },
                      wanted, planned);
+    // Counters are never turned back: what they have given is given.
+    VisitCounters(
+        [this](const char* key, const auto& value, const auto& present, auto& raised) {
+          if (!value || *value <= raised) return;
+          raised = present;
+          PlanPreference(key, value, raised);
+        },
+        wanted, builder_.Present().preferences, planned);
   }
 
   std::string TextOf(std::uint32_t mask) const {
@@ -70,7 +78,7 @@ class NodePlanner {
     step.mask = wanted.applications.value_or(0);
     step.settings = wanted.settings;
     step.value = value;
-    builder_.PlanNew(item, ref, std::move(step));
+    builder_.PlanNew(wanted, std::move(step));
     if (item == Item::kAp) builder_.AddDetail(ref, '+', "server", 0, server);
     if (item == Item::kServer) builder_.AddDetail(ref, {'+', "value", {}, std::to_string(value)});
     if (wanted.applications.value_or(0) != 0) {
@@ -96,7 +104,8 @@ class NodePlanner {
                                     builder_.Quote(entry.id), entry.value));
     }
     Tally& tally = builder_.Of(Item::kServer);
-    ++(PlanSettings(Item::kServer, server, entry) ? tally.changed : tally.unchanged);
+    const bool is_set = PlanSettings(Item::kServer, server, entry);
+    ++(is_set || builder_.IsRenamed(entry.id) ? tally.changed : tally.unchanged);
     return described->ref;
   }
 
@@ -128,7 +137,7 @@ class NodePlanner {
       builder_.AddDetail(entry.id, '~', "server", entry.server_id, server);
       ++tally.moved;
     }
-    const bool changed = PlanSettings(Item::kAp, ap, entry);
+    const bool changed = PlanSettings(Item::kAp, ap, entry) || builder_.IsRenamed(entry.id);
     if (changed) ++tally.changed;
     if (!moved && !changed) ++tally.unchanged;
   }

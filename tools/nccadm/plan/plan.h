@@ -58,14 +58,18 @@ struct Step {
     kUnlink,
     kClearGroup,
     kPrimary,
-    kMemberships
+    kMemberships,
+    kRename,
+    kSetAside  // gives it a name that is in nobody's way
   };
 
   Kind kind;
   Item item;
   Ref object = 0;
   Ref other = 0;          // the server of an AP, the other end of a relation
-  std::string name = {};  // of what is added; bytes
+  std::string name = {};  // of what is added or renamed; bytes
+  std::uint32_t id = 0;   // of what is added; 0 for the next one
+  std::uint32_t number = 0;
   std::uint32_t mask = 0;
   std::optional<std::uint8_t> settings = {};
   std::uint16_t value = 0;

@@ -48,7 +48,7 @@ class PopulationPlanner {
       const auto described = builder_.FindOrAdd(item, object);
       refs.push_back(described ? std::optional(described->ref) : std::nullopt);
       if (described && described->is_new) {
-        builder_.PlanNew(item, *refs.back(), {Step::Kind::kAdd, item, *refs.back()});
+        builder_.PlanNew(object, {Step::Kind::kAdd, item, *refs.back()});
       }
     }
     return refs;
@@ -159,7 +159,7 @@ class PopulationPlanner {
       const auto& said = builder_.Wanted().deps[i].group;
       std::optional<Ref> wanted;
       if (said) {
-        wanted = said->name.empty() ? Ref{0} : ResolveCounting(*said, dep);
+        wanted = said->IsNone() ? Ref{0} : ResolveCounting(*said, dep);
       } else if (before != 0 && counting_[dep] == 0 && last.contains(dep)) {
         wanted = last[dep];
       }
@@ -170,10 +170,13 @@ class PopulationPlanner {
       }
       if (had == present.end()) continue;
       Tally& tally = builder_.Of(Item::kDep);
-      ++(changed ? tally.changed : tally.unchanged);
+      ++(changed || builder_.IsRenamed(dep) ? tally.changed : tally.unchanged);
     }
-    builder_.Of(Item::kGroup).unchanged = static_cast<std::size_t>(std::count_if(
-        groups_.begin(), groups_.end(), [](const auto& ref) { return ref && *ref < kFirstNew; }));
+    for (const auto& group : groups_) {
+      if (!group || *group >= kFirstNew) continue;
+      Tally& tally = builder_.Of(Item::kGroup);
+      ++(builder_.IsRenamed(*group) ? tally.changed : tally.unchanged);
+    }
   }
 
   std::optional<Ref> ResolveCounting(const NamePlace& name, Ref dep) {
@@ -234,7 +237,7 @@ class PopulationPlanner {
       const bool is_new = known == present.end();
       const UserView& view = is_new ? kNobody : *known->second;
       const UserDescription& wanted = builder_.Wanted().users[i];
-      const bool changed = PlanPrimary(*users_[i], wanted, view);
+      const bool changed = PlanPrimary(*users_[i], wanted, view) || builder_.IsRenamed(*users_[i]);
       PlanMemberships(*users_[i], wanted, view);
       Tally& tally = builder_.Of(Item::kUser);
       if (!is_new) ++(changed ? tally.changed : tally.unchanged);
@@ -254,8 +257,8 @@ class PopulationPlanner {
     PlannedMembership planned = before;
     if (wanted.primary) {
       const auto& [dep, node] = *wanted.primary;
-      planned.dep = dep.name.empty() ? 0 : builder_.Resolve(Item::kDep, dep).value_or(0);
-      planned.node = node.name.empty() ? 0 : builder_.ResolveNode(node).value_or(0);
+      planned.dep = dep.IsNone() ? 0 : builder_.Resolve(Item::kDep, dep).value_or(0);
+      planned.node = node.IsNone() ? 0 : builder_.ResolveNode(node).value_or(0);
     }
     const bool changed = planned.dep != before.dep || planned.node != before.node;
     const bool is_none = planned.dep == 0 && planned.node == 0;
