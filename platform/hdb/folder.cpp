@@ -115,9 +115,14 @@ void CHDBFolder::PutLabel(std::uint32_t position, std::string_view label) {
   entries_.At(position) = {entry.Object(), entry.Kind(), true};
 }
 
-void CHDBFolder::AppendStored(std::uint32_t chunk, std::span<const CHDBFolderEntry> entries,
-                              const Labels& labels) {
-  entries_.AppendChunk(chunk, entries);
+void CHDBFolder::PutStored(std::uint32_t chunk, std::span<const CHDBFolderEntry> entries,
+                           const Labels& labels) {
+  if (rarities_ && rarities_->labels) {
+    const auto from = rarities_->labels->lower_bound(chunk * ncc::kSlotsPerChunk);
+    rarities_->labels->erase(from,
+                             rarities_->labels->lower_bound((chunk + 1) * ncc::kSlotsPerChunk));
+  }
+  entries_.SetChunk(chunk, entries);
   for (const auto& [slot, label] : labels) {
     PutLabel(chunk * ncc::kSlotsPerChunk + slot, label);
   }

@@ -37,17 +37,17 @@ class CHDBFolder : public CHDBObject {
   // Reading what is stored: a chunk of entries, the labels by their slots; what they refer to comes
   // later.
   using Labels = std::map<std::uint32_t, std::string>;
-  void AppendStored(std::uint32_t chunk, std::span<const CHDBFolderEntry> entries,
-                    const Labels& labels);
-  // A folder has an entry for this one or its record.
+  void PutStored(std::uint32_t chunk, std::span<const CHDBFolderEntry> entries,
+                 const Labels& labels);
+  // A folder has an entry for this one or its record, or has none any more.
   void AddParent(std::uint32_t parent);
+  void RemoveParent(std::uint32_t parent);
 
  protected:
   ncc::ObjectOwner& Owner() const;
 
  private:
   void TouchEntry(std::uint32_t position);
-  void RemoveParent(std::uint32_t parent);
   void PutLabel(std::uint32_t position, std::string_view label);
 };
 

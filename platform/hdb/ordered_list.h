@@ -124,19 +124,21 @@ class OrderedList {
     for (const auto& chunk : Table().chunks) visit(chunk->number);
   }
 
-  // Adds a stored chunk; chunks come in ascending order and hold an element each.
-  void AppendChunk(std::uint32_t number, std::span<const T> slots) {
+  // Puts what is stored in the place of a chunk; without slots the chunk goes.
+  void SetChunk(std::uint32_t number, std::span<const T> slots) {
     if (number >= kNoPosition / kSlotsPerChunk) {
       throw StorageError("database is damaged: a list is too long");
     }
-    Chunk& chunk = AddChunk(number, slots.size());
-    std::copy(slots.begin(), slots.end(), chunk.Slots());
-    chunk.count = static_cast<std::uint8_t>(slots.size());
-    for (const T& element : slots) {
-      if (element.IsHole()) continue;
-      ++chunk.live;
-      const auto slot = static_cast<std::uint32_t>(&element - slots.data());
-      if (IsLong()) Table().Insert(element, chunk.First() + slot);
+    ChunkPtr chunk = slots.empty() ? nullptr : FilledChunk(number, slots);
+    if (IsLong()) {
+      Table().Put(number, std::move(chunk));
+      if (Table().chunks.empty()) Clear();
+    } else if (head_ == nullptr || Only().number == number) {
+      Clear();
+      head_ = chunk.release();
+    } else if (chunk) {
+      MakeTable();
+      Table().Put(number, std::move(chunk));
     }
   }
 
@@ -163,6 +165,13 @@ class OrderedList {
         if (!Slots()[slot].IsHole()) return first + slot;
       }
       return kNoPosition;
+    }
+    // visit(element, position)
+    template <class Visit>
+    void ForEach(Visit visit) const {
+      for (std::uint32_t slot = 0; slot < count; ++slot) {
+        if (!Slots()[slot].IsHole()) visit(Slots()[slot], First() + slot);
+      }
     }
     std::uint32_t Find(std::uint64_t key) const {
       for (std::uint32_t slot = 0; slot < count; ++slot) {
@@ -197,6 +206,17 @@ class OrderedList {
     void Erase(std::uint32_t unwanted) {
       chunks.erase(chunks.begin() + static_cast<std::ptrdiff_t>(LowerBound(unwanted)));
     }
+    // Null: without it.
+    void Put(std::uint32_t which, ChunkPtr chunk) {
+      const std::size_t at = LowerBound(which);
+      if (at < chunks.size() && chunks[at]->number == which) {
+        chunks[at]->ForEach([&](const T& slot, std::uint32_t where) { Remove(slot, where); });
+        Erase(which);
+      }
+      if (!chunk) return;
+      chunk->ForEach([&](const T& slot, std::uint32_t where) { Insert(slot, where); });
+      chunks.insert(chunks.begin() + static_cast<std::ptrdiff_t>(at), std::move(chunk));
+    }
 
     std::vector<ChunkPtr> chunks;  // ascending numbers; each but the last one has an element
     FlatIndex index;
@@ -225,6 +245,15 @@ class OrderedList {
     const std::size_t room = (bytes - kOverhead - sizeof(Chunk)) / sizeof(T);
     ChunkPtr chunk(::new (::operator new(bytes - kOverhead)) Chunk{{number}});
     chunk->capacity = static_cast<std::uint8_t>(std::min<std::size_t>(room, kSlotsPerChunk));
+    return chunk;
+  }
+
+  static ChunkPtr FilledChunk(std::uint32_t number, std::span<const T> slots) {
+    ChunkPtr chunk = NewChunk(number, slots.size());
+    std::copy(slots.begin(), slots.end(), chunk->Slots());
+    chunk->count = static_cast<std::uint8_t>(slots.size());
+    chunk->live = static_cast<std::uint8_t>(
+        std::ranges::count_if(slots, [](const T& slot) { return !slot.IsHole(); }));
     return chunk;
   }
 
@@ -263,11 +292,7 @@ class OrderedList {
   void MakeTable() {
     auto table = std::make_unique<ChunkTable>();
     table->chunks.reserve(2);
-    const Chunk& only = Only();
-    for (std::uint32_t slot = 0; slot < only.count; ++slot) {
-      const T& element = only.Slots()[slot];
-      if (!element.IsHole()) table->Insert(element, only.First() + slot);
-    }
+    Only().ForEach([&](const T& slot, std::uint32_t where) { table->Insert(slot, where); });
     table->chunks.emplace_back(&Only());
     head_ = table.release();
   }

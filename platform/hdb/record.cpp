@@ -163,13 +163,23 @@ void CHDBRecord::Restore(std::uint32_t type, std::string_view name, std::string_
   has_record_ = number_ != ncc::kRootNumber;
 }
 
-void CHDBRecord::AppendStored(int list, std::uint32_t chunk,
-                              std::span<const ncc::IdListElement> elements) {
-  MakeRarities().id_lists[ListIndex(list)].AppendChunk(chunk, elements);
+void CHDBRecord::PutStored(int list, std::uint32_t chunk,
+                           std::span<const ncc::IdListElement> elements) {
+  MakeRarities().id_lists[ListIndex(list)].SetChunk(chunk, elements);
 }
 
-void CHDBRecord::AppendStored(std::uint32_t chunk, std::span<const ncc::PairValue> values) {
-  pairs_.AppendChunk(chunk, values);
+void CHDBRecord::PutStored(std::uint32_t chunk, std::span<const ncc::PairValue> values) {
+  pairs_.SetChunk(chunk, values);
+}
+
+void CHDBRecord::DropStored(std::uint8_t list, std::uint32_t chunk) {
+  if (list == ncc::kEntryList) {
+    PutStored(chunk, std::span<const CHDBFolderEntry>(), {});
+  } else if (list == ncc::kPairList) {
+    pairs_.SetChunk(chunk, {});
+  } else if (rarities_) {
+    rarities_->id_lists.at(list - ncc::kFirstIdList).SetChunk(chunk, {});
+  }
 }
 
 void CHDBList::Append(const CHDBVal& value) {

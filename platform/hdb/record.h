@@ -75,9 +75,11 @@ class CHDBRecord final : public CHDBFolder {
 
   // Reading what is stored. Throws ncc::StorageError for values that no record has.
   void Restore(std::uint32_t type, std::string_view name, std::string_view data);
-  void AppendStored(int list, std::uint32_t chunk, std::span<const ncc::IdListElement> elements);
-  void AppendStored(std::uint32_t chunk, std::span<const ncc::PairValue> values);
-  using CHDBFolder::AppendStored;
+  void PutStored(int list, std::uint32_t chunk, std::span<const ncc::IdListElement> elements);
+  void PutStored(std::uint32_t chunk, std::span<const ncc::PairValue> values);
+  // Takes a chunk away that is not stored; `list` as in rows.
+  void DropStored(std::uint8_t list, std::uint32_t chunk);
+  using CHDBFolder::PutStored;
 
  private:
   ncc::ObjectOwner& Owner() const;

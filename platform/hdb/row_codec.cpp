@@ -294,11 +294,11 @@ void TakeChunk(Reader& in, CHDBRecord& object, std::uint8_t list, std::uint32_t 
     const auto take = [&](Reader& from) {
       return TakeEntry(from, static_cast<std::uint32_t>(slots.entries.size()), slots.labels);
     };
-    object.AppendStored(chunk, TakeSlots(in, slots.entries, take), slots.labels);
+    object.PutStored(chunk, TakeSlots(in, slots.entries, take), slots.labels);
   } else if (list == kPairList) {
-    object.AppendStored(chunk, TakeSlots(in, slots.pairs, TakePair));
+    object.PutStored(chunk, TakeSlots(in, slots.pairs, TakePair));
   } else {
-    object.AppendStored(PositionOfIdList(list), chunk, TakeSlots(in, slots.ids, TakeId));
+    object.PutStored(PositionOfIdList(list), chunk, TakeSlots(in, slots.ids, TakeId));
   }
 }
 

@@ -153,4 +153,25 @@ std::string Cp866FromCp1251(std::string_view bytes) {
   return out;
 }
 
+std::string ValidUtf8(std::string_view text) {
+  const iconv_t checker = iconv_open("UTF-8", "UTF-8");
+  if (checker == reinterpret_cast<iconv_t>(-1))
+    throw std::runtime_error("the system's iconv has no UTF-8");
+  std::string rest(text);
+  std::string valid(text.size(), '\0');
+  char* in = rest.data();
+  char* out = valid.data();
+  std::size_t in_left = text.size();
+  std::size_t out_left = text.size();
+  while (in_left > 0 && iconv(checker, &in, &in_left, &out, &out_left) == std::size_t(-1)) {
+    *out++ = '?';
+    --out_left;
+    ++in;
+    --in_left;
+  }
+  iconv_close(checker);
+  valid.resize(valid.size() - out_left);
+  return valid;
+}
+
 }  // namespace ncc

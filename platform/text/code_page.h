@@ -1,4 +1,5 @@
-// Code page 866, and code page 1251 where a text goes on; else see nccnet/text.h for that.
+// Code page 866, code page 1251 where a text goes on (else see nccnet/text.h), and texts that may
+// be no text.
 #pragma once
 
 #include <string>
@@ -13,5 +14,7 @@ std::string Cp866FromCp1251(std::string_view bytes);
 void AppendUtf8(std::string& out, std::string_view bytes);
 // The other way. False when not all of it is text of that code page; then some may be appended.
 bool AppendCp1251(std::string& out, std::string_view utf8);
+// The text with a '?' for each byte that is part of no UTF-8 character.
+std::string ValidUtf8(std::string_view text);
 
 }  // namespace ncc
