@@ -1,6 +1,8 @@
 #include "platform/hdb/base.h"
 
+#include "platform/hdb/history_codec.h"
 #include "platform/hdb/row_codec.h"
+#include "platform/process.h"
 #include "platform/text/code_page.h"
 #include "platform/token.h"
 
@@ -20,6 +22,8 @@ namespace {
 [[noreturn]] void Damaged(std::uint32_t number, const char* fault) {
   throw StorageError("database is damaged: object " + std::to_string(number) + ": " + fault);
 }
+
+constexpr std::int64_t kMicrosecondsOfDay = std::int64_t{24} * 60 * 60 * 1000000;
 
 constexpr const char* kSnapshotRefusal =
     "this is a snapshot of the database: changes need the database itself";
@@ -164,7 +168,7 @@ void CHDBase::CheckUsable() const {
 // What the unit that ends leads to.
 class CHDBase::Changes final : public ncc::ChangeSet {
  public:
-  explicit Changes(CHDBase& base) : base_(base) {
+  explicit Changes(CHDBase& base) : base_(base), history_(base.NextHistory(now_)) {
     VisitUntil([this](const RowChange&) {
       has_any_ = true;
       return false;
@@ -176,14 +180,21 @@ class CHDBase::Changes final : public ncc::ChangeSet {
   std::uint64_t Unit() const { return unit_; }
 
   ncc::StoredState ForEach(const std::function<void(const RowChange&)>& visit) const override {
-    ncc::StoredState state{Revision(), base_.state_.totals, unit_};
+    ncc::StoredState state{Revision(), base_.state_.totals, unit_, history_};
+    former_ = {};
     VisitUntil([&](const RowChange& change) {
+      former_.Add(change.key, change.before);
       if (change.before != nullptr) TakeFrom(state.totals, SumOf(*change.before));
       if (change.now != nullptr) AddTo(state.totals, change.sum);
       visit(change);
       return true;
     });
     return state;
+  }
+
+  std::optional<ncc::HistoryEntry> Entry() const override {
+    if (history_.first > Revision()) return std::nullopt;
+    return ncc::HistoryEntry{Revision(), now_, base_.manager_.Origin(), former_.Pack()};
   }
 
  private:
@@ -195,8 +206,25 @@ class CHDBase::Changes final : public ncc::ChangeSet {
 
   CHDBase& base_;
   const std::uint64_t unit_ = ncc::DrawToken();
+  const std::int64_t now_ = ncc::MicrosecondsNow();
+  const ncc::HistoryBounds history_;
   bool has_any_ = false;
+  mutable ncc::RowPacker former_;  // the rows as they were, in the order of the last visit
 };
+
+ncc::HistoryBounds CHDBase::NextHistory(std::int64_t now) const {
+  using Keep = ncc::HistoryRule::Keep;
+  const std::uint64_t next = state_.revision + 1;
+  ncc::HistoryBounds history = state_.history;
+  if (new_rule_) history.rule = *new_rule_;
+  const auto& [keep, count] = history.rule;
+  if (keep == Keep::kNone) history.first = next + 1;
+  if (keep == Keep::kUnits && next > count)
+    history.first = std::max(history.first, next - count + 1);
+  if (keep == Keep::kDays)
+    history.first = std::max(history.first, engine_->FirstSince(now - count * kMicrosecondsOfDay));
+  return history;
+}
 
 void CHDBase::Commit() {
   const std::uint64_t next = state_.revision + 1;
@@ -205,13 +233,18 @@ void CHDBase::Commit() {
     if (unit_.HasFailed()) throw StorageError(unit_.Failure());
     const Changes changes(*this);
     unit = changes.Unit();
-    if (changes.HasAny()) state_ = engine_->Commit(changes);
-    unit_.Clear();
+    if (changes.HasAny() || new_rule_) state_ = engine_->Commit(changes);
+    ClearUnit();
   } catch (...) {
     Reload();
     // An engine that reports an error may have stored the unit all the same.
     if (state_.revision != next || state_.unit != unit) throw;
   }
+}
+
+void CHDBase::ClearUnit() noexcept {
+  unit_.Clear();
+  new_rule_.reset();
 }
 
 void CHDBase::AbandonUnit(std::string_view why) noexcept {
@@ -220,7 +253,7 @@ void CHDBase::AbandonUnit(std::string_view why) noexcept {
   if (unit_.HasChanges()) {
     Reload();
   } else {
-    unit_.Clear();
+    ClearUnit();
   }
 }
 
@@ -232,7 +265,7 @@ void CHDBase::DropObjects() {
 }
 
 void CHDBase::Reload() noexcept {
-  unit_.Clear();
+  ClearUnit();
   DropObjects();
   ++generation_;
   try {

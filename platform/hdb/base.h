@@ -3,19 +3,25 @@
 #pragma once
 
 #include "platform/hdb/folder.h"
+#include "platform/hdb/history_codec.h"
 #include "platform/hdb/id_set.h"
 #include "platform/hdb/manager.h"
 #include "platform/hdb/name_index.h"
 #include "platform/hdb/object_table.h"
 #include "platform/hdb/record.h"
+#include "platform/hdb/row_merge.h"
 #include "platform/hdb/unit_of_work.h"
 #include "platform/storage/engine.h"
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace ncc {
@@ -105,7 +111,7 @@ class CHDBase final : ncc::ObjectOwner {
   // change.
   void BeginUnit() { unit_.Enter(); }
   void EndUnit() {
-    if (unit_.Leave() && (unit_.HasChanges() || unit_.HasFailed())) Commit();
+    if (unit_.Leave() && (unit_.HasChanges() || unit_.HasFailed() || new_rule_)) Commit();
   }
   // Leaves an inner unit that changed nothing.
   void LeaveUnit() { unit_.Leave(); }
@@ -118,8 +124,34 @@ class CHDBase final : ncc::ObjectOwner {
   const ncc::UnitOfWork& Unit() const { return unit_; }
 
   std::uint64_t Revision() const { return state_.revision; }
+  // Of the history, as the last commit left it.
+  const ncc::HistoryBounds& History() const { return state_.history; }
+  // From the end of the running unit on.
+  void SetHistoryRule(const ncc::HistoryRule& rule) {
+    unit_.CheckChangeable();
+    new_rule_ = rule;
+  }
+  // What the history tells of the units from `to` down to `from`; see ncc::StorageEngine.
+  void ReadHistory(std::uint64_t from, std::uint64_t to,
+                   const std::function<bool(ncc::HistoryEntry&&)>& visit) const {
+    engine_->ReadHistory(from, to, visit);
+  }
   // Raised each time that memory was replaced by what is stored.
   std::uint64_t Generation() const { return generation_; }
+
+  // The last revision that was stored at that time or before (see ncc::HistoryEntry). When that is
+  // older than the history, the one before its first entry.
+  std::uint64_t RevisionAt(std::int64_t time) const { return engine_->FirstSince(time + 1) - 1; }
+
+  // Makes a snapshot show what revision `revision`, or the last one before it was read, has left.
+  // Throws when the history does not go back so far.
+  void ShowRevision(std::uint64_t revision);
+
+  // Takes back, in the running unit, what the units of these revisions have changed. Gives the
+  // revisions of later units that have changed the same: then nothing was done. Throws when the
+  // history does not go back so far, and when what is left would be no database of its owner's.
+  std::set<std::uint64_t> TakeBack(const std::set<std::uint64_t>& revisions,
+                                   const ncc::MergeData& merge);
 
   void CopyTo(const std::string& file) { engine_->CopyTo(file); }
 
@@ -131,11 +163,24 @@ class CHDBase final : ncc::ObjectOwner {
 
   class Changes;
 
+  // A folder, and an object that a row which is put in place lists or listed.
+  using Tie = std::pair<std::uint32_t, std::uint32_t>;
+
+  void PutRows(const std::vector<ncc::FormerRow>& rows);
+  void PutObject(std::uint32_t number, const std::optional<ncc::Row>& row,
+                 ncc::RowDecoder& decoder);
+  void AddTies(const ncc::RowKey& key, std::vector<Tie>& ties) const;
+  void DeriveParent(const Tie& tie);
+  std::optional<ncc::Row> StoredRow(const ncc::RowKey& key) const;
+  void GoBackTo(std::uint64_t revision);
+
   // False when there is none.
   bool EncodeRow(const ncc::RowKey& key, ncc::Row& row) const;
 
   void AddDefinition(CHDBDefinition definition);
   void Commit();
+  ncc::HistoryBounds NextHistory(std::int64_t now) const;
+  void ClearUnit() noexcept;
   void Load();
   void LoadRow(const ncc::RowView& row, ncc::RowDecoder& decoder);
   void LoadObject(const ncc::RowView& row, ncc::RowDecoder& decoder);
@@ -152,6 +197,7 @@ class CHDBase final : ncc::ObjectOwner {
   ncc::NameIndex names_{objects_};
   ncc::UnitOfWork unit_;
   ncc::StoredState state_;
+  std::optional<ncc::HistoryRule> new_rule_;  // that the running unit sets
   std::uint64_t generation_ = 0;
   bool broken_ = false;  // nothing works any more
   std::string broken_reason_;

@@ -32,6 +32,10 @@ class CHDBMgr {
   const ncc::EngineFactory& Engines() const { return engines_; }
   void SetEngineFactory(ncc::EngineFactory engines) { engines_ = std::move(engines); }
 
+  // Of the changes that are stored from now on.
+  const ncc::Origin& Origin() const { return origin_; }
+  void SetOrigin(ncc::Origin origin) { origin_ = std::move(origin); }
+
   // Called with each database that was loaded, when all of it is in memory: throws
   // ncc::StorageError for one that is not what its owner stores.
   using Examiner = std::function<void(const CHDBase&)>;
@@ -43,5 +47,6 @@ class CHDBMgr {
  private:
   CHDBVarMap variables_;
   ncc::EngineFactory engines_;
+  ncc::Origin origin_;
   Examiner examiner_;
 };

@@ -26,15 +26,19 @@ class UnitOfWork {
   // True when the outermost unit was left.
   bool Leave() { return --depth_ == 0; }
 
-  // Call before each change of a row. `encode_before` fills in the stored row and says whether
-  // there is one; it is called once per row and unit. Throws StorageError outside a unit or when
-  // the unit has failed.
-  template <class EncodeBefore>
-  void Touch(const RowKey& key, EncodeBefore encode_before) {
+  // Throws StorageError outside a unit and when changes are refused or the unit has failed.
+  void CheckChangeable() const {
     if (depth_ == 0) throw StorageError("a change outside an operation");
     if (refusal_ != nullptr) throw StorageError(refusal_);
     if (HasFailed())
       throw StorageError(std::string("an earlier failure has stopped this batch: ") + Failure());
+  }
+
+  // Call before each change of a row. `encode_before` fills in the stored row and says whether
+  // there is one; it is called once per row and unit. Throws as CheckChangeable does.
+  template <class EncodeBefore>
+  void Touch(const RowKey& key, EncodeBefore encode_before) {
+    CheckChangeable();
     ++touch_count_;
     const std::uint64_t packed = Pack(key);
     const std::uint32_t hash = HashKey(packed);
@@ -64,6 +68,11 @@ class UnitOfWork {
   bool RefusesChanges() const { return refusal_ != nullptr; }
 
   bool HasChanges() const { return !rows_.empty(); }
+  // Calls visit(key) for each row that was touched, in no order.
+  template <class Visit>
+  void ForEachTouched(Visit visit) const {
+    for (const Touched& row : rows_) visit(Unpack(row.key));
+  }
 
   // Keeps the beginning of the first reason; needs no memory.
   void Fail(std::string_view why) noexcept {

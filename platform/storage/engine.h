@@ -53,6 +53,15 @@ class StorageEngine {
   // called before it.
   virtual StoredState Commit(const ChangeSet& changes) = 0;
 
+  // Calls visit(entry) for the entries of the history from revision `to` down to `from`, as far as
+  // they are kept, until it returns false.
+  virtual void ReadHistory(std::uint64_t from, std::uint64_t to,
+                           const std::function<bool(HistoryEntry&&)>& visit) = 0;
+
+  // The first entry that is kept and not older than `time` (see HistoryEntry); one behind the last
+  // when all are older.
+  virtual std::uint64_t FirstSince(std::int64_t time) = 0;
+
   // Writes a consistent copy of the last committed state to `file` (replacing it whole, durable,
   // readable by its owner alone).
   virtual void CopyTo(const std::string& file) = 0;

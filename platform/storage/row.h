@@ -2,8 +2,11 @@
 // an ordered list, or one definition; which of them it is and whose stands in its key.
 #pragma once
 
+#include "platform/storage/history.h"
+
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -72,6 +75,7 @@ struct StoredState {
   std::uint64_t revision = 0;  // 0 when nothing was ever committed
   RowTotals totals;
   std::uint64_t unit = 0;  // drawn for each commit: no two databases have it in common
+  HistoryBounds history = {};
 
   friend bool operator==(const StoredState&, const StoredState&) = default;
 };
@@ -91,6 +95,10 @@ class ChangeSet {
   // Visits each change, ascending by key, which lives until `visit` returns. Gives the state of the
   // database once all are stored, whose revision is never 0. Each call does the same.
   virtual StoredState ForEach(const std::function<void(const RowChange&)>& visit) const = 0;
+
+  // What the history keeps of them, once ForEach has visited all; nothing when it keeps none. Older
+  // entries than the state's history.first go.
+  virtual std::optional<HistoryEntry> Entry() const { return std::nullopt; }
 
  protected:
   ~ChangeSet() = default;

@@ -1,10 +1,12 @@
 #include "platform/storage/snapshot.h"
 
 #include "platform/disk/files.h"
+#include "platform/storage/history_rows.h"
 #include "platform/storage/loss.h"
 #include "platform/storage/restore.h"
 #include "platform/storage/sqlite_rows.h"
 
+#include <algorithm>
 #include <chrono>
 #include <optional>
 #include <thread>
@@ -88,12 +90,23 @@ class SnapshotEngine final : public StorageEngine {
       const std::string loss = FindLoss(files_, image.log, meta, left);
       // A log that an owner writes meanwhile may show its later frames alone.
       const bool stays = doubted == image.log;
-      if (loss.empty() || (stays && accepts_loss_)) return ReadRows(db, row);
+      if (loss.empty() || (stays && accepts_loss_)) return loaded_ = ReadRows(db, row);
       if (stays) throw StorageError(loss, NCCFailure::kLossPossible);
       doubted = std::move(image.log);
       std::this_thread::sleep_for(kPause);
     }
     RefuseTooFast();
+  }
+
+  // Entries do not change, so those of the state that was loaded are the same in a later one.
+  void ReadHistory(std::uint64_t from, std::uint64_t to,
+                   const std::function<bool(HistoryEntry&&)>& visit) override {
+    const Connection& db = Data();
+    const StoredState now = ReadMeta(db).state;
+    ReadHistoryRows(db, now.history, now.revision, from, std::min(to, loaded_.revision), visit);
+  }
+  std::uint64_t FirstSince(std::int64_t time) override {
+    return std::min(FirstHistoryRowSince(Data(), time, loaded_.revision), loaded_.revision + 1);
   }
 
   StoredState Commit(const ChangeSet&) override { Refuse("changed"); }
@@ -104,8 +117,24 @@ class SnapshotEngine final : public StorageEngine {
     throw StorageError("this is a snapshot of the database: it cannot be " + what);
   }
 
+  // What the history is read from: taken when it is asked for first.
+  const Connection& Data() {
+    if (!data_ || ReadMeta(*data_).state.revision < loaded_.revision) {
+      RefuseOwnedHere(files_.lock);
+      data_.reset();
+      image_ = Take(files_).bytes;
+      data_.emplace(OpenImage(image_, files_.data));
+      if (ReadMeta(*data_).state.revision < loaded_.revision)
+        throw StorageError("the database was replaced while it was read");
+    }
+    return *data_;
+  }
+
   const DatabaseFiles files_;
   const bool accepts_loss_;
+  StoredState loaded_;
+  std::string image_;
+  std::optional<Connection> data_;  // of the image
 };
 
 }  // namespace

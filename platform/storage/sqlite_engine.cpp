@@ -101,6 +101,17 @@ class SqliteEngine final : public StorageEngine {
     return stored_;
   }
 
+  void ReadHistory(std::uint64_t from, std::uint64_t to,
+                   const std::function<bool(HistoryEntry&&)>& visit) override {
+    CheckUsable();
+    session_->ReadHistory(from, to, visit);
+  }
+
+  std::uint64_t FirstSince(std::int64_t time) override {
+    CheckUsable();
+    return session_->FirstSince(time);
+  }
+
   void CopyTo(const std::string& file) override {
     CheckUsable();
     const DatabaseFiles target = LocateCopy(files_, file);

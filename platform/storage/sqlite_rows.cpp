@@ -1,6 +1,7 @@
 #include "platform/storage/sqlite_rows.h"
 
 #include "platform/storage/database_files.h"
+#include "platform/storage/history_rows.h"
 #include "platform/storage/row_sum.h"
 
 #include <algorithm>
@@ -20,12 +21,13 @@ constexpr std::uint8_t kMetaTag = 0xFF;
 
 constexpr std::array kTables = {
     "CREATE TABLE meta(id INTEGER PRIMARY KEY CHECK(id=1), revision INTEGER, row_count INTEGER, "
-    "row_sum INTEGER, unit INTEGER, open INTEGER, sum INTEGER)",
+    "row_sum INTEGER, unit INTEGER, open INTEGER, history_first INTEGER, keep INTEGER, keep_count "
+    "INTEGER, sum INTEGER)",
     "CREATE TABLE definition(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, body TEXT, sum "
     "INTEGER)",
     "CREATE TABLE object(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, data BLOB, lists TEXT, "
     "sum INTEGER)",
-    "CREATE TABLE page(key INTEGER PRIMARY KEY, body TEXT, sum INTEGER)"};
+    "CREATE TABLE page(key INTEGER PRIMARY KEY, body TEXT, sum INTEGER)", kHistoryTable};
 
 // An element of an id list is a number, or [space, number] outside the usual space.
 constexpr std::array kViews = {
@@ -54,8 +56,9 @@ constexpr std::array kViews = {
   WHERE chunk.list = 4 AND slot.type = 'array')"};
 
 constexpr const char* kPutMeta =
-    "INSERT INTO meta VALUES(1, ?1, ?2, ?3, ?4, ?5, ?6) ON CONFLICT(id) DO UPDATE SET "
-    "revision = ?1, row_count = ?2, row_sum = ?3, unit = ?4, open = ?5, sum = ?6";
+    "INSERT INTO meta VALUES(1, ?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9) ON CONFLICT(id) DO UPDATE SET "
+    "revision = ?1, row_count = ?2, row_sum = ?3, unit = ?4, open = ?5, history_first = ?6, "
+    "keep = ?7, keep_count = ?8, sum = ?9";
 
 [[noreturn]] void ThrowDamaged(const Connection& db, const std::string& what) {
   throw StorageError("database is damaged: " + what + " (" + db.Name() + ")");
@@ -87,16 +90,23 @@ std::int64_t SumMeta(const MetaRow& meta) {
   head.Add(meta.state.totals.sum, 8);
   head.Add(meta.state.unit, 8);
   head.Add(meta.open ? 1 : 0, 1);
+  head.Add(meta.state.history.first, 8);
+  head.Add(static_cast<std::uint8_t>(meta.state.history.rule.keep), 1);
+  head.Add(meta.state.history.rule.count, 4);
   return head.Sum();
 }
 
 void PutMeta(Statement& put_meta, const MetaRow& meta) {
+  const HistoryBounds& history = meta.state.history;
   put_meta.Bind(1, static_cast<std::int64_t>(meta.state.revision))
       .Bind(2, static_cast<std::int64_t>(meta.state.totals.rows))
       .Bind(3, static_cast<std::int64_t>(meta.state.totals.sum))
       .Bind(4, static_cast<std::int64_t>(meta.state.unit))
       .Bind(5, meta.open ? 1 : 0)
-      .Bind(6, SumMeta(meta))
+      .Bind(6, static_cast<std::int64_t>(history.first))
+      .Bind(7, static_cast<std::int64_t>(history.rule.keep))
+      .Bind(8, history.rule.count)
+      .Bind(9, SumMeta(meta))
       .Run();
 }
 
@@ -193,13 +203,18 @@ void CheckStructure(const Connection& db) {
 
 MetaRow ReadMeta(const Connection& db) {
   Statement statement(
-      db, "SELECT revision, row_count, row_sum, unit, open, sum FROM meta WHERE id = 1");
+      db,
+      "SELECT revision, row_count, row_sum, unit, open, history_first, keep, keep_count, sum FROM "
+      "meta WHERE id = 1");
   if (!statement.Step()) ThrowDamaged(db, "the revision is missing");
   const auto number = [&](int column) {
     return static_cast<std::uint64_t>(statement.Integer(column));
   };
-  const MetaRow meta{{number(0), {number(1), number(2)}, number(3)}, number(4) != 0};
-  if (SumMeta(meta) != statement.Integer(5)) {
+  const HistoryRule rule{static_cast<HistoryRule::Keep>(number(6)),
+                         static_cast<std::uint32_t>(number(7))};
+  const MetaRow meta{{number(0), {number(1), number(2)}, number(3), {rule, number(5)}},
+                     number(4) != 0};
+  if (SumMeta(meta) != statement.Integer(8)) {
     ThrowDamaged(db, "the revision does not match its checksum");
   }
   return meta;
@@ -259,7 +274,8 @@ RowWriter::RowWriter(const Connection& db)
       remove_definition_(db, "DELETE FROM definition WHERE id = ?1"),
       remove_object_(db, "DELETE FROM object WHERE id = ?1"),
       remove_page_(db, "DELETE FROM page WHERE key = ?1"),
-      put_meta_(db, kPutMeta) {}
+      put_meta_(db, kPutMeta),
+      history_(db) {}
 
 void RowWriter::Write(const RowChange& change) {
   if (change.now != nullptr) {
@@ -296,9 +312,12 @@ void RowWriter::Remove(const RowKey& key) {
   statement.Bind(1, TableKey(key)).Run();
 }
 
-void RowWriter::Commit(const StoredState& state) {
+void RowWriter::Commit(const StoredState& state, const std::optional<HistoryEntry>& entry) {
+  if (entry) history_.Put(*entry);
+  if (state.history.first != first_entry_) history_.Cut(state.history.first);
   PutMeta(put_meta_, {state, true});
   commit_.Run();
+  first_entry_ = state.history.first;
 }
 
 }  // namespace ncc

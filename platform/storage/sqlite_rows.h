@@ -1,10 +1,11 @@
 // How rows stand in the tables of the data file.
 //
-//   meta(id, revision, row_count, row_sum, unit, open, sum)
+//   meta(id, revision, row_count, row_sum, unit, open, history_first, keep, keep_count, sum)
 //                                           one row: the number of the last commit, how many rows
 //                                           it left with which sum over all their sums, and what
 //                                           was drawn for it; open is 1 from the first commit of an
-//                                           owner to its clean close
+//                                           owner to its clean close; then the oldest entry of
+//                                           the history and how much of it is to stay
 //   definition(id, type, name, body, sum)   body is JSON
 //   object(id, type, name, data, lists, sum)
 //                                           data is the image of the fixed values; lists is JSON:
@@ -13,13 +14,18 @@
 //                                           for a removed one; key = owner << 29 | list << 26 |
 //                                           chunk
 //
+//   history(revision, ..., sum)             the commits; see history_rows.h
+//
 // sum is the CRC-32C of the row's table, key and columns with their lengths. Views join the chunks
 // for people: item (contents of folders), link (ties between objects), membership (users in Deps).
 #pragma once
 
+#include "platform/storage/history_rows.h"
 #include "platform/storage/sqlite_statement.h"
 
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace ncc {
@@ -53,7 +59,7 @@ class RowWriter {
 
   void Begin() { begin_.Run(); }
   void Write(const RowChange& change);
-  void Commit(const StoredState& state);
+  void Commit(const StoredState& state, const std::optional<HistoryEntry>& entry);
 
  private:
   void Put(const Row& row, std::int64_t sum);
@@ -68,6 +74,8 @@ class RowWriter {
   Statement remove_object_;
   Statement remove_page_;
   Statement put_meta_;
+  HistoryWriter history_;
+  std::uint64_t first_entry_ = 0;  // no older one is there; 0 while that is not known
 };
 
 }  // namespace ncc

@@ -84,6 +84,16 @@ StoredState Session::Load(const std::function<void(const RowView&)>& row) {
   return state;
 }
 
+void Session::ReadHistory(std::uint64_t from, std::uint64_t to,
+                          const std::function<bool(HistoryEntry&&)>& visit) {
+  const StoredState state = Meta().state;
+  ReadHistoryRows(db_, state.history, state.revision, from, to, visit);
+}
+
+std::uint64_t Session::FirstSince(std::int64_t time) {
+  return FirstHistoryRowSince(db_, time, Meta().state.revision);
+}
+
 // Who owns the session has all rows in memory: pages that were read or written together are hardly
 // wanted again.
 void Session::FreePages() { sqlite3_db_release_memory(db_.Handle()); }
@@ -134,7 +144,7 @@ void Session::Commit(const ChangeSet& changes, std::optional<StoredState>& attem
       writer_->Write(change);
       ++rows;
     });
-    writer_->Commit(*attempted);
+    writer_->Commit(*attempted, changes.Entry());
     if (rows > kManyRows) FreePages();
     // Without room in the data file the mark has to wait for a later commit.
     if (!marked_) marked_ = MoveLogToData();

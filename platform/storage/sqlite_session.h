@@ -24,6 +24,9 @@ class Session {
   MetaRow Meta() { return ReadMeta(db_); }
 
   StoredState Load(const std::function<void(const RowView&)>& row);
+  void ReadHistory(std::uint64_t from, std::uint64_t to,
+                   const std::function<bool(HistoryEntry&&)>& visit);
+  std::uint64_t FirstSince(std::int64_t time);
   // The rows are what an earlier session has found sound and written since.
   void TrustRows() { LetClosingFinish(true); }
 

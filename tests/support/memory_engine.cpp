@@ -35,6 +35,8 @@ void MemoryStore::Keep(const ChangeSet& changes) {
       rows_.erase(change.key);
     }
   });
+  if (const auto entry = changes.Entry()) history_.insert_or_assign(entry->revision, *entry);
+  history_.erase(history_.begin(), history_.lower_bound(state_.history.first));
 }
 
 class MemoryEngine final : public StorageEngine {
@@ -77,6 +79,22 @@ class MemoryEngine final : public StorageEngine {
     usable_ = !fails && !fails_but_kept;
     if (!usable_) throw StorageError("commit " + std::to_string(number) + " was told to fail");
     return store_->state_;
+  }
+
+  void ReadHistory(std::uint64_t from, std::uint64_t to,
+                   const std::function<bool(HistoryEntry&&)>& visit) override {
+    CheckUsable();
+    auto at = store_->history_.upper_bound(to);
+    while (at != store_->history_.begin() && (--at)->first >= from) {
+      if (!visit(HistoryEntry(at->second))) return;
+    }
+  }
+
+  std::uint64_t FirstSince(std::int64_t time) override {
+    for (const auto& [revision, entry] : store_->history_) {
+      if (entry.time >= time) return revision;
+    }
+    return store_->state_.revision + 1;
   }
 
   void CopyTo(const std::string&) override { CheckUsable(); }

@@ -38,6 +38,7 @@ class MemoryStore {
   void Keep(const ChangeSet& changes);
 
   std::map<RowKey, Row> rows_;
+  std::map<std::uint64_t, HistoryEntry> history_;
   StoredState state_;
   std::uint64_t commit_count_ = 0;
   std::set<std::uint64_t> failing_;

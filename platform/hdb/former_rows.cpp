@@ -1,0 +1,158 @@
+// A base as it was before units that its history tells of, and taking such units back.
+
+#include "platform/hdb/base.h"
+#include "platform/hdb/row_codec.h"
+
+#include <map>
+#include <utility>
+
+using ncc::FormerRow;
+using ncc::HistoryEntry;
+using ncc::Row;
+using ncc::RowDecoder;
+using ncc::RowKey;
+using ncc::RowKind;
+using ncc::StorageError;
+
+// Putting rows in place ---------------------------------------------------------------------------
+
+// The indexes and the parents of objects follow.
+void CHDBase::PutRows(const std::vector<FormerRow>& rows) {
+  std::vector<Tie> ties;
+  for (const FormerRow& row : rows) AddTies(row.key, ties);
+  RowDecoder decoder;
+  for (const auto& [key, row] : rows) {
+    if (key.kind == RowKind::kDefinition)
+      throw StorageError("the first revision made the database: there is nothing before it");
+    if (key.kind == RowKind::kObject) {
+      PutObject(key.number, row, decoder);
+    } else if (CHDBRecord* const object = objects_.Find(key.number); object != nullptr) {
+      if (row) {
+        decoder.DecodeChunk(*object, key.list, key.chunk, row->body);
+      } else {
+        object->DropStored(key.list, key.chunk);
+      }
+    }
+  }
+  for (const FormerRow& row : rows) AddTies(row.key, ties);
+  for (const Tie& tie : ties) DeriveParent(tie);
+}
+
+void CHDBase::PutObject(std::uint32_t number, const std::optional<Row>& row, RowDecoder& decoder) {
+  CHDBRecord* object = objects_.Find(number);
+  if (object != nullptr && object->HasRecord()) Unindex(*object);
+  if (!row) {
+    if (object != nullptr) objects_.Remove(number);
+    return;
+  }
+  if (object == nullptr) object = &objects_.Create(*this, number);
+  object->Restore(row->type, decoder.DecodeName(row->name), row->body);
+  for (std::uint8_t list = 0; list < ncc::kLists; ++list) object->DropStored(list, 0);
+  decoder.DecodeFirstChunks(*object, row->lists);
+  if (object->HasRecord()) Index(*object);
+}
+
+// Those of the entries that the row holds now.
+void CHDBase::AddTies(const RowKey& key, std::vector<Tie>& ties) const {
+  const CHDBRecord* const folder = objects_.Find(key.number);
+  const bool has_entries =
+      key.kind == RowKind::kObject || (key.kind == RowKind::kChunk && key.list == ncc::kEntryList);
+  if (folder == nullptr || !has_entries) return;
+  for (const CHDBFolderEntry& entry : folder->Entries().SlotsOf(key.chunk)) {
+    if (!entry.IsHole()) ties.emplace_back(key.number, entry.Object().number);
+  }
+}
+
+void CHDBase::DeriveParent(const Tie& tie) {
+  const CHDBRecord* const folder = objects_.Find(tie.first);
+  const auto lists = [&](std::uint32_t space) {
+    return folder != nullptr && folder->Find({space, tie.second}) != ncc::kNoPosition;
+  };
+  const bool is_listed = lists(ncc::kFolderSpace) || lists(ncc::kRecordSpace);
+  CHDBRecord* const child = objects_.Find(tie.second);
+  if (child != nullptr && is_listed) child->AddParent(tie.first);
+  if (child != nullptr && !is_listed) child->RemoveParent(tie.first);
+  if (child == nullptr && is_listed)
+    throw StorageError("object " + std::to_string(tie.second) + " would be missing in a folder");
+}
+
+// Showing -----------------------------------------------------------------------------------------
+
+void CHDBase::ShowRevision(std::uint64_t revision) {
+  if (!unit_.RefusesChanges())
+    throw StorageError("only a snapshot can show how the database was before");
+  if (revision > state_.revision) Reload();
+  CheckUsable();
+  try {
+    GoBackTo(revision);
+  } catch (...) {
+    Reload();
+    throw;
+  }
+}
+
+void CHDBase::GoBackTo(std::uint64_t revision) {
+  if (revision >= state_.revision) return;
+  const std::string what = "revision " + std::to_string(revision);
+  if (revision == 0) throw StorageError("there is no " + what);
+  if (revision + 1 < state_.history.first)
+    throw StorageError("the history does not go back to " + what + ": it begins behind " +
+                       std::to_string(state_.history.first - 1));
+  ++generation_;
+  engine_->ReadHistory(revision + 1, state_.revision, [this](HistoryEntry&& entry) {
+    PutRows(ncc::UnpackRows(entry.replaced));
+    return true;
+  });
+  state_.revision = revision;
+}
+
+// Taking back -------------------------------------------------------------------------------------
+
+std::optional<Row> CHDBase::StoredRow(const RowKey& key) const {
+  Row row;
+  return EncodeRow(key, row) ? std::optional(std::move(row)) : std::nullopt;
+}
+
+std::set<std::uint64_t> CHDBase::TakeBack(const std::set<std::uint64_t>& revisions,
+                                          const ncc::MergeData& merge) {
+  // A row, from the newest unit to the oldest.
+  struct Way {
+    std::optional<Row> then;  // before the units that were met
+    std::optional<Row> now;   // what it becomes
+    std::set<std::uint64_t> later;
+    bool changes = false;
+  };
+  std::map<RowKey, Way> ways;
+  std::set<std::uint64_t> in_the_way;
+  bool is_possible = true;
+  const auto take_back = [&](HistoryEntry&& entry) {
+    const bool is_wanted = revisions.contains(entry.revision);
+    for (FormerRow& former : ncc::UnpackRows(entry.replaced)) {
+      const auto [at, is_new] = ways.try_emplace(former.key);
+      Way& way = at->second;
+      if (is_new) way.then = way.now = StoredRow(former.key);
+      if (!is_wanted) {
+        way.later.insert(entry.revision);
+      } else if (ncc::TakeBackRow(former.key, former.row, way.then, way.now, merge)) {
+        way.changes = true;
+      } else {
+        is_possible = is_possible && !way.later.empty();
+        in_the_way.insert(way.later.begin(), way.later.end());
+      }
+      way.then = std::move(former.row);
+    }
+    return true;
+  };
+  engine_->ReadHistory(*revisions.begin(), state_.revision, take_back);
+  if (!is_possible) throw StorageError("these changes cannot be taken back together");
+  if (!in_the_way.empty()) return in_the_way;
+  std::vector<FormerRow> rows;
+  for (auto& [key, way] : ways) {
+    if (!way.changes) continue;
+    Touch(key);
+    rows.push_back({key, std::move(way.now)});
+  }
+  PutRows(rows);
+  manager_.Examine(*this);
+  return {};
+}
