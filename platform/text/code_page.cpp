@@ -13,14 +13,20 @@
 
 namespace {
 
-// One character; for this code page three bytes at most.
 class Utf8Character {
  public:
+  static constexpr std::size_t kLongest = 3;  // in this code page
+
   std::string_view View() const { return {bytes_.data(), length_}; }
+  // Where there is room for the longest; gives the place behind it.
+  char* PutAt(char* at) const {
+    std::memcpy(at, bytes_.data(), kLongest);
+    return at + length_;
+  }
   void Append(char byte) { bytes_.at(length_++) = byte; }
 
  private:
-  std::array<char, 3> bytes_{};
+  std::array<char, kLongest> bytes_{};
   std::uint8_t length_ = 0;
 };
 
@@ -50,8 +56,8 @@ class CodePage {
     if (!is_whole) throw std::runtime_error("the system's code page 1251 is another one");
   }
 
-  std::string_view CharacterOf(char byte) const {
-    return characters_[static_cast<unsigned char>(byte)].View();
+  const Utf8Character& CharacterOf(char byte) const {
+    return characters_[static_cast<unsigned char>(byte)];
   }
 
   // The byte of the character with which the text begins. Comparing with that character leaves
@@ -60,7 +66,7 @@ class CodePage {
     const std::size_t character = FirstCharacter(utf8);
     if (character >= bytes_.size()) return std::nullopt;
     const char byte = bytes_[character];
-    return utf8.starts_with(CharacterOf(byte)) ? std::optional(byte) : std::nullopt;
+    return utf8.starts_with(CharacterOf(byte).View()) ? std::optional(byte) : std::nullopt;
   }
 
  private:
@@ -101,16 +107,25 @@ namespace ncc {
 
 void AppendUtf8(std::string& out, std::string_view bytes) {
   const CodePage& code_page = Cp1251();
-  for (const char byte : bytes) out += code_page.CharacterOf(byte);
+  const std::size_t start = out.size();
+  out.resize(start + bytes.size() * Utf8Character::kLongest);
+  char* at = out.data() + start;
+  for (const char byte : bytes) at = code_page.CharacterOf(byte).PutAt(at);
+  out.resize(static_cast<std::size_t>(at - out.data()));
 }
 
 bool AppendCp1251(std::string& out, std::string_view utf8) {
   const CodePage& code_page = Cp1251();
   while (!utf8.empty()) {
-    const std::optional<char> byte = code_page.FirstByte(utf8);
-    if (!byte) return false;
+    std::size_t size = 1;
+    std::optional<char> byte = utf8.front();
+    if (static_cast<unsigned char>(*byte) >= 0x80) {
+      byte = code_page.FirstByte(utf8);
+      if (!byte) return false;
+      size = code_page.CharacterOf(*byte).View().size();
+    }
     out += *byte;
-    utf8.remove_prefix(code_page.CharacterOf(*byte).size());
+    utf8.remove_prefix(size);
   }
   return true;
 }
