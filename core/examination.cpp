@@ -12,8 +12,6 @@
 namespace ncc {
 namespace {
 
-constexpr std::uint32_t kNetworkNumber = kRootNumber - 1;
-
 // A set of types.
 constexpr std::uint32_t Types(std::initializer_list<std::uint8_t> types) {
   std::uint32_t set = 0;

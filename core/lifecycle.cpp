@@ -50,7 +50,7 @@ void BuildLayout(NetState& net) {
   base.ParentLinkCreate(name);
   CHDBFolderManager folders(base);
   net.root = folders.FolderCreateRoot(base.FolderSpcCreate(name, kFolderSpace));
-  const auto network = folders.FolderCreate(net.root->Number() - 1);
+  const auto network = folders.FolderCreate(kNetworkNumber);
   const auto record = CHDBRecordManager(base).RecCreate(network->RecordId());
   record->SetName(kNetworkEntry);
   ReplaceEntry(*record, net.prefs);
@@ -67,6 +67,7 @@ void SetPath(ReentrantLock& object_lock, std::string& stored, const char* path) 
 CNCCNet::CNCCNet(NCCCallback callback, void* context) : state_(std::make_unique<NetState>()) {
   state_->callback = callback;
   state_->context = context;
+  SetState(*state_);
 }
 
 CNCCNet::~CNCCNet() {

@@ -4,11 +4,13 @@
 #include "core/examination.h"
 #include "core/last_error.h"
 #include "core/operation.h"
+#include "platform/process.h"
 
 namespace ncc {
 
 NetState::NetState() : pool(std::make_unique<CThreadPool>()) {
   manager.SetExaminer(ExamineNetwork);
+  manager.SetOrigin({UserOfProcess(), ProgramOfProcess(), {}});
 }
 NetState::~NetState() = default;
 
@@ -69,5 +71,13 @@ TRef<CHDBRecord> NetState::NetworkRecord() const {
 }
 
 void NetState::StorePreferences() const { ReplaceEntry(*NetworkRecord(), prefs); }
+
+void NetState::FollowStored() {
+  output_cache.reset();
+  root.reset();
+  if (!base) return;
+  root = CHDBFolderManager(*base).FolderOpenRoot(kFolderSpace);
+  prefs = EntryOf<CNetPref>(*NetworkRecord());
+}
 
 }  // namespace ncc

@@ -14,6 +14,9 @@
 
 namespace ncc {
 
+// Of the folder below the root folder, on which the network record is.
+inline constexpr std::uint32_t kNetworkNumber = kRootNumber - 1;
+
 class OutputCache;
 class UnitScope;
 
@@ -67,6 +70,8 @@ struct NetState {
   // The record of the root folder's first entry, whatever its name: the preferences block.
   TRef<CHDBRecord> NetworkRecord() const;
   void StorePreferences() const;
+  // After what is stored was replaced by another state of it: root folder and preferences anew.
+  void FollowStored();
 };
 
 // The members of a network object, for functions that are none of its members.

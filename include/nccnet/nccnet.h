@@ -38,6 +38,7 @@
 #include "nccnet/exchange_writer.h"
 #include "nccnet/export_manager.h"
 #include "nccnet/file_output.h"
+#include "nccnet/history.h"
 #include "nccnet/identity.h"
 #include "nccnet/import_container.h"
 #include "nccnet/import_net.h"

@@ -5,6 +5,7 @@
 #include "nccnet/callback.h"
 #include "nccnet/export.h"
 #include "nccnet/file_output.h"
+#include "nccnet/history.h"
 #include "nccnet/records.h"
 #include "nccnet/text.h"
 #include "nccnet/thread_pool.h"
@@ -40,7 +41,7 @@ struct StateOf;
 /// Names are bytes of code page 1251 (or see SetTextEncoding), up to 51 of them and a zero;
 /// comparisons fold ASCII letters. A longer name or a null pointer is refused. Members that name an
 /// object exist in twins, by name and by identifier; an identifier above 0xFFFFFFFF is unknown.
-class NCC_API CNCCNet {
+class NCC_API CNCCNet : public CNetHistory {
  public:
   /// No database is open afterwards. `callback` may be null.
   /// \throws std::bad_alloc, std::system_error when the system gives no memory
