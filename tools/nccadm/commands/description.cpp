@@ -69,7 +69,7 @@ int ShowPlan(Session& session, const Arguments& arguments) {
     for (const Change& change : plan.changes) out.ListItem(JsonOf(change));
     out.EndList({{"summary", TalliesJson(plan)}});
   } else {
-    PrintChanges(out, plan);
+    PrintChanges(out, plan.changes);
     out.Line(SummaryOf(plan));
   }
   if (const std::string kept = KeptOf(plan); !kept.empty()) out.Say(kept);

@@ -3,6 +3,7 @@
 #include <limits>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "console/failure.h"
 #include "console/nearest.h"
@@ -19,6 +20,10 @@ std::vector<std::string> Applications::NamesOf(std::uint32_t mask) const {
   }
   if (mask != 0) texts.push_back(fmt::format("0x{:X}", mask));
   return texts;
+}
+
+std::string Applications::TextOf(std::uint32_t mask) const {
+  return mask == 0 ? "none" : fmt::format("{}", fmt::join(NamesOf(mask), ","));
 }
 
 std::optional<std::uint32_t> Applications::Parse(std::string_view text) const {

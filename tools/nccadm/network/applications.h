@@ -19,6 +19,8 @@ class Applications {
 
   // The names of a mask's bits; what has no name comes last, as one hexadecimal number.
   std::vector<std::string> NamesOf(std::uint32_t mask) const;
+  // The same as one text: "NCC,MAIL", "none".
+  std::string TextOf(std::uint32_t mask) const;
 
   // The bits of a name (letter case ignored) or of a number.
   std::optional<std::uint32_t> Parse(std::string_view text) const;

@@ -3,7 +3,6 @@
 #include <optional>
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include "network/object.h"
 #include "network/preferences.h"
@@ -68,10 +67,6 @@ class NodePlanner {
         wanted, builder_.Present().preferences, planned);
   }
 
-  std::string TextOf(std::uint32_t mask) const {
-    return mask == 0 ? "none" : fmt::format("{}", fmt::join(builder_.Apps().NamesOf(mask), ","));
-  }
-
   void PlanNewNode(Item item, Ref ref, Ref server, const ApDescription& wanted,
                    std::uint16_t value) {
     Step step{Step::Kind::kAdd, item, ref, server};
@@ -82,7 +77,8 @@ class NodePlanner {
     if (item == Item::kAp) builder_.AddDetail(ref, '+', "server", 0, server);
     if (item == Item::kServer) builder_.AddDetail(ref, {'+', "value", {}, std::to_string(value)});
     if (wanted.applications.value_or(0) != 0) {
-      builder_.AddDetail(ref, {'+', "applications", {}, TextOf(*wanted.applications)});
+      builder_.AddDetail(ref,
+                         {'+', "applications", {}, builder_.Apps().TextOf(*wanted.applications)});
     }
     if (wanted.settings) {
       builder_.AddDetail(ref, {'+', "settings", {}, std::to_string(*wanted.settings)});
@@ -115,7 +111,8 @@ class NodePlanner {
     step.settings = wanted.settings.value_or(entry.settings);
     if (step.mask == entry.flags && *step.settings == entry.settings) return false;
     if (step.mask != entry.flags) {
-      builder_.AddDetail(entry.id, {'~', "applications", TextOf(entry.flags), TextOf(step.mask)});
+      builder_.AddDetail(entry.id, {'~', "applications", builder_.Apps().TextOf(entry.flags),
+                                    builder_.Apps().TextOf(step.mask)});
     }
     if (*step.settings != entry.settings) {
       builder_.AddDetail(entry.id, {'~', "settings", std::to_string(entry.settings),

@@ -53,8 +53,8 @@ void ForEachItem(const Plan& plan, Function function) {
 
 }  // namespace
 
-void PrintChanges(Output& out, const Plan& plan) {
-  for (const Change& change : plan.changes) {
+void PrintChanges(Output& out, const std::vector<Change>& changes) {
+  for (const Change& change : changes) {
     out.Line(out.Paint(StyleOf(change.sign), fmt::format("{} {}", change.sign, TitleOf(change))));
     for (const Detail& detail : change.details) {
       out.Line(out.Paint(StyleOf(detail.sign),

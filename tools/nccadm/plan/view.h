@@ -10,7 +10,7 @@
 namespace ncc::tool {
 
 // Like a difference of two files: an entry for each object, a line for each thing about it.
-void PrintChanges(Output& out, const Plan& plan);
+void PrintChanges(Output& out, const std::vector<Change>& changes);
 
 Json JsonOf(const Change& change);
 Json TalliesJson(const Plan& plan);
