@@ -110,6 +110,7 @@ int ListNodes(Session& session, const Arguments& arguments) {
 
 void AddApplicationCommands(CommandLine& line) {
   CLI::App& group = line.AddGroup("app", "Applications of servers and APs");
+  line.AddDryRun(group);
   auto arguments = std::make_shared<Arguments>();
 
   CLI::App& list = line.AddCommand(

@@ -1,8 +1,12 @@
 #include "commands/command_line.h"
 
+#include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <map>
+#include <set>
 #include <sstream>
+#include <string_view>
 #include <utility>
 
 #include <fmt/format.h>
@@ -11,6 +15,8 @@
 #include "console/failure.h"
 #include "console/nearest.h"
 #include "console/terminal.h"
+#include "plan/difference.h"
+#include "plan/view.h"
 
 namespace ncc::tool {
 namespace {
@@ -25,6 +31,41 @@ std::string ExampleFooter(const std::string& examples) {
   std::istringstream lines(examples);
   for (std::string line; std::getline(lines, line);) footer += "\n  nccadm " + line;
   return footer;
+}
+
+// What was typed, without what says how and on which database.
+std::string TypedCommand(int argc, char** argv) {
+  const std::set<std::string_view> with_value = {"--db", "--wait", "--color", "--operator", "--at"};
+  const std::set<std::string_view> alone = {"--json", "-q", "--quiet", "-y", "--yes"};
+  std::string command;
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view word = argv[i];
+    if (alone.contains(word) || with_value.contains(word.substr(0, word.find('=')))) {
+      if (with_value.contains(word)) ++i;
+      continue;
+    }
+    const bool is_plain = !word.empty() && word.find_first_of(" \t'\"\\") == std::string_view::npos;
+    command.append(command.empty() ? "" : " ");
+    command.append(is_plain ? std::string(word) : fmt::format("'{}'", word));
+  }
+  return command;
+}
+
+// The end of a command that was only tried.
+int TellAndDrop(Session& session) {
+  const std::vector<std::uint32_t> objects = session.ChangedObjects();
+  const State after = TakeState(session.Net(), objects);
+  session.EndUnit(false);
+  const auto changes = Compare(TakeState(session.Net(), objects), after, session.Apps());
+  Output& out = session.Out();
+  if (out.IsJson()) {
+    out.List({{"dry_run", true}}, "changes", changes,
+             [](const Change& change) { return JsonOf(change); });
+  } else {
+    PrintChanges(out, changes);
+  }
+  out.Say(changes.empty() ? "Nothing would change." : "Nothing was changed.");
+  return changes.empty() ? kExitDone : kExitPlanned;
 }
 
 // The command that the user got to.
@@ -117,6 +158,13 @@ CommandLine::CommandLine() : app_("Administers the database of a network.", "ncc
       ->type_name("SECONDS");
   const std::map<std::string, ColorMode> modes = {
       {"auto", ColorMode::kAuto}, {"always", ColorMode::kAlways}, {"never", ColorMode::kNever}};
+  app_.add_option("--operator", options_.person,
+                  "Who does it, for the history; the default is the user of the system")
+      ->type_name("WHO")
+      ->envname("NCCADM_OPERATOR");
+  app_.add_option("--at", options_.at,
+                  "Show the network of this revision or time: 12, '2026-03-01 14:02', 90m, 3h, 2d")
+      ->type_name("WHEN");
   app_.add_option("--color", options_.color, "Colours: auto, always or never")
       ->type_name("WHEN")
       ->transform(CLI::CheckedTransformer(modes).description(""));
@@ -134,6 +182,12 @@ CLI::App& CommandLine::AddCommand(CLI::App& parent, const std::string& name,
   CLI::App& command = *parent.add_subcommand(name, description);
   command.footer(ExampleFooter(examples));
   return command;
+}
+
+void CommandLine::AddDryRun(CLI::App& command) {
+  undoable_.insert(&command);
+  command.add_flag("--dry-run", options_.dry_run,
+                   "Show what would change, and change nothing; exit code 4 when anything would");
 }
 
 CLI::Option* CommandLine::AddKeyOption(CLI::App& command, std::string& file) {
@@ -166,9 +220,31 @@ int CommandLine::Parse(int argc, char** argv, bool& finished) {
 
 int CommandLine::RunAction() {
   Session session(options_, output_);
-  const int code = action_(session);
+  if (options_.dry_run) output_.Mute(true);
+  int code = action_(session);
+  output_.Mute(false);
+  if (session.IsInUnit()) code = TellAndDrop(session);
   output_.Finish();
   return code;
+}
+
+void CommandLine::RunInUnit(Session& session, std::vector<std::string> words) {
+  CommandLine line;
+  AddAllCommands(line);
+  std::reverse(words.begin(), words.end());
+  try {
+    line.app_.parse(std::move(words));
+  } catch (const CLI::ParseError& error) {
+    throw UsageFailure(line.app_, error.what());
+  }
+  const Reached reached = ReachedFrom(line.app_);
+  const CLI::App* app = reached.app;
+  while (app != nullptr && !line.undoable_.contains(app)) app = app->get_parent();
+  if (app == nullptr || reached.app->get_name() == "batch") {
+    throw Failure(fmt::format("'{}' cannot be one of several changes", reached.path),
+                  "Only commands for objects, apply and import-csv can.", kExitUsage);
+  }
+  line.action_(session);
 }
 
 int CommandLine::Main(int argc, char** argv) {
@@ -188,11 +264,36 @@ int CommandLine::Run(int argc, char** argv) {
     const int code = Parse(argc, argv, finished);
     if (finished) return code;
     output_.Configure(options_.json, options_.quiet, options_.color);
+    options_.command = TypedCommand(argc, argv);
     return RunAction();
   } catch (const Failure& failure) {
     output_.Fail(failure);
     return failure.ExitCode();
   }
+}
+
+void AddAllCommands(CommandLine& line) {
+  AddDatabaseCommands(line);
+  AddServerCommands(line);
+  AddApCommands(line);
+  AddUserCommands(line);
+  AddDepCommands(line);
+  AddGroupCommands(line);
+  AddApplicationCommands(line);
+  AddViewCommands(line);
+  AddCheckCommand(line);
+  AddDescriptionCommands(line);
+  AddImportCommand(line);
+  AddExportCommands(line);
+  AddExchangeCommands(line);
+  AddGenerateCommands(line);
+  AddHistoryCommands(line);
+  AddBatchCommand(line);
+  AddStampCommands(line);
+  AddPackageCommands(line);
+  AddJournalCommands(line);
+  AddMapCommand(line);
+  AddCompletionCommand(line);
 }
 
 }  // namespace ncc::tool

@@ -3,7 +3,9 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -36,6 +38,9 @@ class CommandLine {
     return command;
   }
 
+  // "--dry-run", for commands that change nothing but the open database, or a family of them.
+  void AddDryRun(CLI::App& command);
+
   // "--key FILE", for commands that make or test stamps.
   static CLI::Option* AddKeyOption(CLI::App& command, std::string& file);
 
@@ -45,18 +50,23 @@ class CommandLine {
   // Parses and runs. Never throws.
   int Main(int argc, char** argv);
 
+  // Runs a command, words without the tool's name, within the unit of the session. Throws Failure
+  // also for one that cannot be part of a unit.
+  static void RunInUnit(Session& session, std::vector<std::string> words);
+
  private:
   int Run(int argc, char** argv);
   int Parse(int argc, char** argv, bool& finished);
   int RunAction();
 
   CLI::App app_;
+  std::set<const CLI::App*> undoable_;  // commands and families that can be tried or be in a unit
   Options options_;
   Output output_;
   std::function<int(Session&)> action_;
 };
 
-// The families. A new one gets a file, a function here and a call in main.cpp.
+// The families. A new one gets a file, a function here and a call in AddAllCommands.
 void AddDatabaseCommands(CommandLine& line);     // init, info, backup, restore
 void AddServerCommands(CommandLine& line);       // server ...
 void AddApCommands(CommandLine& line);           // ap ...
@@ -70,11 +80,15 @@ void AddDescriptionCommands(CommandLine& line);  // plan, apply, dump
 void AddImportCommand(CommandLine& line);        // import-csv
 void AddExportCommands(CommandLine& line);       // export ...
 void AddExchangeCommands(CommandLine& line);     // exchange ...
+void AddHistoryCommands(CommandLine& line);      // log, diff, undo, history
+void AddBatchCommand(CommandLine& line);         // batch
 void AddGenerateCommands(CommandLine& line);     // generate ...
 void AddStampCommands(CommandLine& line);        // keygen, stamp, verify-stamps
 void AddPackageCommands(CommandLine& line);      // package ...
 void AddJournalCommands(CommandLine& line);      // journal ...
 void AddMapCommand(CommandLine& line);           // show-map
 void AddCompletionCommand(CommandLine& line);    // completion
+
+void AddAllCommands(CommandLine& line);
 
 }  // namespace ncc::tool

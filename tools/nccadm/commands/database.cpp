@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "commands/command_line.h"
+#include "commands/history.h"
 #include "console/failure.h"
 #include "console/output.h"
 #include "console/text.h"
@@ -74,13 +75,21 @@ int ShowInfo(Session& session) {
   return kExitDone;
 }
 
-int Init(Session& session, const std::string& number) {
-  const auto network = ParseNumber(number, kLastNetwork);
+struct InitArguments {
+  std::string network;
+  std::string keep = "all";
+};
+
+int Init(Session& session, const InitArguments& arguments) {
+  const auto network = ParseNumber(arguments.network, kLastNetwork);
   if (!network || *network == 0) {
-    throw Failure(fmt::format("\"{}\" is not a network number", number),
+    throw Failure(fmt::format("\"{}\" is not a network number", arguments.network),
                   "It is a number from 1 to 65535, also as 0x1A.", kExitUsage);
   }
+  const CHistoryRule rule = ParseHistoryRule(arguments.keep);
   CNCCNet& net = session.Create(static_cast<std::uint32_t>(*network));
+  if (rule.keep != CHistoryRule::kAll && !net.SetHistoryRule(rule))
+    throw session.Refusal("the database was made and keeps all of its history");
   session.Out().Say(fmt::format("Created the database {} for network 0x{:04X}.",
                                 Printable(session.DatabaseText()), *network));
   if (session.IsJson()) session.Out().Document(InfoJson(session, LoadNetwork(net)));
@@ -126,10 +135,16 @@ int Restore(Session& session, const std::string& copy) {
 }  // namespace
 
 void AddDatabaseCommands(CommandLine& line) {
-  auto network = std::make_shared<std::string>();
+  auto arguments = std::make_shared<InitArguments>();
   CLI::App& init = line.AddCommand(line.Root(), "init", "Create a database",
-                                   "--db /srv/ncc/city init --network 0x1A", network, Init);
-  init.add_option("--network", *network, "The number of the network")->required()->type_name("N");
+                                   "--db /srv/ncc/city init --network 0x1A", arguments, Init);
+  init.add_option("--network", arguments->network, "The number of the network")
+      ->required()
+      ->type_name("N");
+  init.add_option("--keep-history", arguments->keep,
+                  "all, none, a number of revisions, or of days such as 90d")
+      ->type_name("HOWMUCH")
+      ->capture_default_str();
 
   CLI::App& info = CommandLine::AddCommand(
       line.Root(), "info", "Show the network number, the counters and the numbers of objects",

@@ -176,6 +176,7 @@ void AddDescriptionCommands(CommandLine& line) {
       ->required();
   add_prune(apply);
   apply.add_flag("--force", arguments->force, "Remove even more than 30 % of a kind");
+  line.AddDryRun(apply);
 
   auto dumped = std::make_shared<DumpArguments>();
   CLI::App& dump = line.AddCommand(

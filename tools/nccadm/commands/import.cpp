@@ -386,6 +386,7 @@ void AddImportCommand(CommandLine& line) {
       "Add users or APs from a table, or bring those that exist to what it says: all of it or "
       "nothing",
       "import-csv users staff.csv\nimport-csv aps rooms.csv", arguments, Import);
+  line.AddDryRun(command);
   command.footer(
       "The first line names the columns, in any order; commas, semicolons or tabs part them.\n"
       "Users: name; deps, and nodes where the user is to be a member (* for every node of the\n"

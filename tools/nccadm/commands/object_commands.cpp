@@ -213,6 +213,7 @@ ObjectFamily::ObjectFamily(CommandLine& line, Kind kind)
   Add("show", fmt::format("Show one {}", WordOf(kind)), fmt::format("{} show {}", key, words.shown),
       [kind](auto& session, auto& all) { return ShowObject(session, kind, all); });
   if (words.linked != nullptr) AddLinking();
+  line.AddDryRun(group_);
 }
 
 void ObjectFamily::AddApplications(CLI::App& command, const char* meaning) {

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -105,8 +106,13 @@ void Output::Configure(bool json, bool quiet, ColorMode color) {
   color_err_ = WantsColor(color, Stream::kError);
 }
 
+void Output::Mute(bool mute) {
+  const std::lock_guard lock(mutex_);
+  muted_ = mute;
+}
+
 void Output::Write(std::string_view bytes) {
-  if (finished_) return;
+  if (finished_ || muted_) return;
   if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size()) return;
   if (write_error_ == 0) write_error_ = errno;
 }
@@ -184,7 +190,7 @@ void Output::WriteTail(const Json& tail) {
 }
 
 void Output::Say(std::string_view text) {
-  if (quiet_) return;
+  if (quiet_ || muted_) return;
   std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
 }
 
@@ -194,6 +200,7 @@ void Output::Warn(std::string_view text) {
 }
 
 void Output::WriteFailure(const Failure& failure) {
+  if (std::exchange(muted_, false)) in_list_ = false;
   if (json_ && !finished_) {
     const Json document = ErrorDocument(failure);
     in_list_ ? WriteTail(document) : WriteDocument(document);

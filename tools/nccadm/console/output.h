@@ -31,6 +31,9 @@ class Output {
 
   bool IsJson() const { return json_; }
 
+  // Keeps results and words back, all but failures.
+  void Mute(bool mute);
+
   // Results. The caller chooses: either lines and tables, or one document.
   void Line(std::string_view text);
   void PrintTable(const Table& table);
@@ -88,6 +91,7 @@ class Output {
 
   std::timed_mutex mutex_;  // of what follows: an interrupt ends the document in another thread
   bool finished_ = false;
+  bool muted_ = false;
   bool in_list_ = false;
   bool list_is_empty_ = true;
   int write_error_ = 0;

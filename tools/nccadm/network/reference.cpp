@@ -95,6 +95,10 @@ Object FindNode(Session& session, const std::string& reference) {
   return Find(session, {Kind::kServer, Kind::kAp}, reference);
 }
 
+Object FindAnyObject(Session& session, const std::string& reference) {
+  return Find(session, {std::begin(kKinds), std::end(kKinds)}, reference);
+}
+
 Failure UnknownName(const std::string& what, const std::string& text,
                     const std::vector<Object>& candidates, const std::string& hint) {
   Nearest nearest(BytesFromUtf8(text).value_or(text));

@@ -25,6 +25,7 @@ Reference ParseReference(const std::string& text);
 // (with the nearest name) or when several objects have the name (with their ids).
 Object FindObject(Session& session, Kind kind, const std::string& reference);
 Object FindNode(Session& session, const std::string& reference);  // a server or an AP
+Object FindAnyObject(Session& session, const std::string& reference);
 
 // The parts of those failures. `hint` is for where no name is near, `what` says how many there are.
 Failure UnknownName(const std::string& what, const std::string& text,

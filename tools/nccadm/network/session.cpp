@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <limits>
 #include <list>
 #include <system_error>
 #include <thread>
@@ -12,13 +13,16 @@
 
 #include "console/terminal.h"
 #include "console/text.h"
+#include "console/time.h"
 #include "network/view.h"
 
 namespace ncc::tool {
 
 Session::Session(const Options& options, Output& output) : options_(options), output_(output) {}
 
-Session::~Session() = default;
+Session::~Session() {
+  if (in_unit_) net_.EndBatch(false);
+}
 
 const std::string& Session::DatabaseText() const {
   if (options_.database.empty()) {
@@ -39,6 +43,11 @@ Session::Place Session::Split() const {
                   kExitUsage);
   }
   return place;
+}
+
+void Session::OnlyRead() {
+  only_reads_ = true;
+  if (!in_unit_) output_.Mute(false);  // there is nothing to try
 }
 
 Failure Session::OpeningFailure() {
@@ -101,7 +110,62 @@ CNCCNet& Session::Net() {
     return net_.OpenSnapshot(folder, place.name.c_str());
   });
   if (only_reads_) TellRevision(Split());
+  net_.SetOrigin(options_.person.empty() ? nullptr : options_.person.c_str(),
+                 options_.command.c_str());
+  if (!options_.at.empty()) GoTo(options_.at);
+  if (options_.dry_run && !only_reads_) BeginUnit();
   return net_;
+}
+
+void Session::GoTo(const std::string& at) {
+  if (!only_reads_) {
+    throw Failure("--at shows the network as it was; this command changes it as it is",
+                  "Leave --at out; 'nccadm undo' takes changes back.", kExitUsage);
+  }
+  const std::uint64_t revision = RevisionOf(at);
+  ShowRevision(revision);
+  output_.Say(fmt::format("This is revision {}.", revision));
+}
+
+std::uint64_t Session::RevisionOf(const std::string& text) {
+  const std::uint64_t now = net_.GetRevision();
+  if (const auto number = ParseNumber(text, std::numeric_limits<std::int64_t>::max())) {
+    if (*number >= 1 && *number <= now) return *number;
+    throw Failure(fmt::format("there is no revision {}; the last is {}", *number, now));
+  }
+  const auto time = ParseTime(text, Now());
+  if (!time) {
+    throw Failure(fmt::format("\"{}\" is no revision and no time", text),
+                  "Give a number ('nccadm log' shows them), a time such as 2026-03-01 or "
+                  "'2026-03-01 14:02', or how long ago: 90m, 3h, 2d.",
+                  kExitUsage);
+  }
+  const std::uint64_t revision = net_.GetRevisionAt(*time);
+  if (revision != 0) return revision;
+  throw Failure(fmt::format("nothing is known of {}", LocalTime(*time)),
+                "'nccadm log' shows how far the history goes back.");
+}
+
+void Session::ShowRevision(std::uint64_t revision) {
+  if (!net_.ShowRevision(revision))
+    throw Refusal(fmt::format("revision {} cannot be shown", revision));
+}
+
+void Session::BeginUnit() {
+  if (!Net().BeginBatch()) throw Refusal("the changes cannot begin");
+  in_unit_ = true;
+}
+
+std::vector<std::uint32_t> Session::ChangedObjects() {
+  std::vector<std::uint32_t> objects;
+  net_.GetChangedObjects(objects);
+  return objects;
+}
+
+void Session::EndUnit(bool keep) {
+  in_unit_ = false;
+  if (!net_.EndBatch(keep) && keep)
+    throw Refusal("the changes could not be stored, nothing was changed");
 }
 
 std::uint64_t Session::CheckCopy(const std::string& copy) {
@@ -131,6 +195,8 @@ void Session::SetShown(std::unique_ptr<View> view) { shown_ = std::move(view); }
 
 CNCCNet& Session::Create(std::uint32_t network) {
   Obtain([&](const Place& place) {
+    net_.SetOrigin(options_.person.empty() ? nullptr : options_.person.c_str(),
+                   options_.command.c_str());
     return net_.Create(place.folder.c_str(), place.name.c_str(), network);
   });
   return net_;
@@ -156,7 +222,7 @@ Failure Session::Refusal(std::string_view what) {
 }
 
 void Session::Confirm(const std::string& question) {
-  if (options_.yes) return;
+  if (options_.yes || options_.dry_run) return;
   if (!IsTerminal(Stream::kInput) || !IsTerminal(Stream::kError)) {
     throw Failure(question, "Add --yes if that is meant; nothing was changed.");
   }
@@ -176,18 +242,17 @@ void Session::ConfirmReplacing(const std::string& file) {
 }
 
 Batch::Batch(Session& session) : session_(session) {
-  if (!session.Net().BeginBatch()) throw session.Refusal("the changes cannot begin");
+  session.Net();  // with it a unit of the session may begin
+  running_ = !session.IsInUnit();
+  if (running_) session.BeginUnit();
 }
 
 Batch::~Batch() {
-  if (running_) session_.Net().EndBatch(false);
+  if (running_) session_.EndUnit(false);
 }
 
 void Batch::Store() {
-  running_ = false;
-  if (!session_.Net().EndBatch(true)) {
-    throw session_.Refusal("the changes could not be stored, nothing was changed");
-  }
+  if (std::exchange(running_, false)) session_.EndUnit(true);
 }
 
 }  // namespace ncc::tool

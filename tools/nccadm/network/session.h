@@ -23,6 +23,10 @@ struct Options {
   bool quiet = false;
   bool yes = false;
   std::optional<unsigned> wait;  // seconds for a database that is in use
+  std::string person;            // the operator; empty: the user of the process
+  std::string command;           // what was typed
+  std::string at;                // the revision or the time to show; empty: now
+  bool dry_run = false;
   ColorMode color = ColorMode::kAuto;
 };
 
@@ -37,7 +41,7 @@ class Session {
   bool IsJson() const { return options_.json; }
 
   // To be called before Net() by a command that changes nothing in the database.
-  void OnlyRead() { only_reads_ = true; }
+  void OnlyRead();
 
   // The database of --db, opened by the first call: for a command that only reads as it was stored
   // last, whoever owns it. Throws Failure with what to do about it.
@@ -46,6 +50,20 @@ class Session {
   // The network that is shown: of the database, opened by the first call, or the one set before.
   View& Shown();
   void SetShown(std::unique_ptr<View> view);
+
+  // Shows another revision of the network; with --at the one that it names was shown first.
+  void ShowRevision(std::uint64_t revision);
+  // A revision by its number, or the one of a time. Throws Failure when there was none.
+  std::uint64_t RevisionOf(const std::string& text);
+
+  // Whether the changes of the command are to be told and dropped.
+  bool IsDryRun() const { return options_.dry_run; }
+  // Whether all changes of the command make one unit that somebody else ends.
+  bool IsInUnit() const { return in_unit_; }
+  void BeginUnit();
+  // Fills in the objects that were changed; nothing more is to be changed.
+  std::vector<std::uint32_t> ChangedObjects();
+  void EndUnit(bool keep);
 
   // Makes the database of --db and leaves it open.
   CNCCNet& Create(std::uint32_t network);
@@ -83,17 +101,20 @@ class Session {
   // Calls `open` until it succeeds, the user has to be asked or it is no use to wait any longer.
   void Obtain(const std::function<bool(const Place&)>& open);
   void TellRevision(const Place& place);
+  void GoTo(const std::string& at);
 
   Options options_;
   Output& output_;
   CNCCNet net_;
   bool open_ = false;
   bool only_reads_ = false;
+  bool in_unit_ = false;
   std::unique_ptr<Applications> applications_;
   std::unique_ptr<View> shown_;
 };
 
-// All changes made while one lives are stored together by Store, or dropped.
+// All changes made while one lives are stored together by Store, or dropped; within a unit of the
+// session, with that.
 class Batch {
  public:
   explicit Batch(Session& session);
@@ -105,7 +126,7 @@ class Batch {
 
  private:
   Session& session_;
-  bool running_ = true;
+  bool running_;
 };
 
 }  // namespace ncc::tool
