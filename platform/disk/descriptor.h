@@ -22,6 +22,9 @@ class Descriptor {
   int Get() const { return fd_; }
   bool IsValid() const { return fd_ >= 0; }
 
+  // Leaves the closing to the caller.
+  int Release() { return std::exchange(fd_, -1); }
+
   // 0, or -1 with errno: the last chance to hear of a write that failed.
   int Close() {
     const int fd = std::exchange(fd_, -1);

@@ -63,7 +63,7 @@ std::string WithLineEnds(std::string_view text) {
 const std::string& OutputFile::Flush() {
   WriteAll(Handle(), std::string_view(contents_).substr(flushed_), Path());
   flushed_ = contents_.size();
-  return part_.Name();
+  return Part().Name();
 }
 
 void OutputFile::FlushAndForget() {
@@ -93,7 +93,7 @@ void OutputFile::PutInPlace() {
   if (timed && identity.modified_seconds == times[1].tv_sec &&
       identity.modified_nanoseconds == times[1].tv_nsec)
     identity_ = identity;
-  part_.PutInPlace();
+  Part().PutInPlace();
 }
 
 std::optional<FileIdentity> ShareFile(const std::string& twin, const FileIdentity& identity,

@@ -25,7 +25,13 @@ std::string WithLineEnds(std::string_view text);
 // Members throw FileError.
 class OutputFile {
  public:
-  explicit OutputFile(std::string_view path) : part_(NativePath(path)) {}
+  // Its temporary file is made now, so that nothing is composed for a place where none can be, or
+  // when it is needed first.
+  enum class Opening { kNow, kWhenNeeded };
+  explicit OutputFile(std::string_view path, Opening opening = Opening::kNow)
+      : path_(NativePath(path)) {
+    if (opening == Opening::kNow) Part();
+  }
 
   void Append(std::string_view bytes) { contents_ += bytes; }
   void Append(std::string&& bytes) {
@@ -42,23 +48,30 @@ class OutputFile {
   const std::string& Flush();
   // Writes what was appended and forgets it: for contents too large to keep.
   void FlushAndForget();
+  // Forgets what was appended and not written.
+  void Forget() {
+    contents_.clear();
+    flushed_ = 0;
+  }
 
   // Put the file in place; the second with these bytes in place of what was appended.
   void Commit();
   void CommitBytes(std::string_view bytes);
 
-  const std::string& Path() const { return part_.Path(); }
-  int Handle() const { return part_.Handle(); }
-  bool IsInPlace() const { return part_.IsInPlace(); }
+  const std::string& Path() const { return path_; }
+  int Handle() { return Part().Handle(); }
+  bool IsInPlace() const { return part_ && part_->IsInPlace(); }
   // Of the file that was put in place. It has no identity where the file system keeps times too
   // coarsely for a later change to show.
   std::uint64_t Size() const { return size_; }
   const std::optional<FileIdentity>& Identity() const { return identity_; }
 
  private:
+  PartFile& Part() { return part_ ? *part_ : part_.emplace(path_); }
   void PutInPlace();
 
-  PartFile part_;
+  std::string path_;
+  std::optional<PartFile> part_;
   std::string contents_;
   std::size_t flushed_ = 0;
   std::uint64_t size_ = 0;

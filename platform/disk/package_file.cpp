@@ -14,16 +14,6 @@ namespace {
 
 constexpr std::size_t kNameColumns = 12;
 
-// The length, and the name in upper case, cut or padded to 12 columns, with its zero.
-std::string RecordHead(std::uint32_t length, std::string_view name) {
-  std::string column;
-  AppendColumn(column, name, kNameColumns);
-  std::string head;
-  AppendU32(head, length);
-  for (const char c : column) head += UpperAscii(c);
-  return head + '\0';
-}
-
 // Appends what the file at `path` has from `offset` on; a link is as none.
 void AppendTail(const std::string& path, off_t offset, int package) {
   const Descriptor old(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
@@ -38,6 +28,15 @@ void AppendTail(const std::string& path, off_t offset, int package) {
 
 }  // namespace
 
+std::string PackageRecordHead(std::uint32_t length, std::string_view name) {
+  std::string column;
+  AppendColumn(column, name, kNameColumns);
+  std::string head;
+  AppendU32(head, length);
+  for (const char c : column) head += UpperAscii(c);
+  return head + '\0';
+}
+
 std::uint64_t PackageFile::Finish() {
   const off_t written = lseek(Handle(), 0, SEEK_CUR);
   if (written < 0) ThrowFileError(file_.Path(), "cannot be written", errno);
@@ -51,7 +50,8 @@ void AppendPackageRecord(std::string_view path, int package) {
   const std::optional<SourceFile> file = OpenSource(source);
   if (!file) return;
   if (file->size > UINT32_MAX) ThrowFileError(source, "is too long for a package", EFBIG);
-  WriteAll(package, RecordHead(static_cast<std::uint32_t>(file->size), FileName(path)), source);
+  WriteAll(package, PackageRecordHead(static_cast<std::uint32_t>(file->size), FileName(path)),
+           source);
   if (AppendFile(file->descriptor.Get(), package, file->size, source) != file->size)
     ThrowFileError(source, "became shorter while it was packed", EIO);
 }

@@ -124,6 +124,8 @@ class CHDBase final : ncc::ObjectOwner {
   const ncc::UnitOfWork& Unit() const { return unit_; }
 
   std::uint64_t Revision() const { return state_.revision; }
+  // Drawn for the commit that led to it: no two databases have it in common.
+  std::uint64_t LastUnit() const { return state_.unit; }
   // Of the history, as the last commit left it.
   const ncc::HistoryBounds& History() const { return state_.history; }
   // From the end of the running unit on.

@@ -5,6 +5,7 @@
 #include "platform/disk/descriptor.h"
 #include "platform/disk/files.h"
 #include "platform/disk/paths.h"
+#include "platform/stamps/crypto_library.h"
 #include "platform/text/bytes.h"
 
 #include <fcntl.h>
@@ -25,20 +26,13 @@ namespace {
 constexpr std::size_t kKeySize = 32;
 constexpr std::size_t kBlockSize = 1U << 16;
 
-bool PrepareLibrary() {
-  if (gcry_control(GCRYCTL_INITIALIZATION_FINISHED_P) != 0) return true;  // the application has
-  if (gcry_check_version("1.10.0") == nullptr) return false;
-  gcry_control(GCRYCTL_DISABLE_SECMEM, 0);
-  gcry_control(GCRYCTL_INITIALIZATION_FINISHED, 0);
-  return true;
-}
-
 // One computation; the library wipes its copy of the key when it is closed.
 class Mac {
  public:
   explicit Mac(const unsigned char* key) {
-    static const bool kReady = PrepareLibrary();
-    if (!kReady || gcry_mac_open(&handle_, GCRY_MAC_GOST28147_IMIT, 0, nullptr) != 0) return;
+    if (!ncc::PrepareCryptoLibrary() ||
+        gcry_mac_open(&handle_, GCRY_MAC_GOST28147_IMIT, 0, nullptr) != 0)
+      return;
     ok_ = gcry_mac_setkey(handle_, key, kKeySize) == 0;
   }
   ~Mac() {

@@ -116,6 +116,11 @@ std::uint32_t StampKey::OfFile(const std::string& path, const FolderNames* names
   return stamp;
 }
 
+std::string StampKey::Fingerprint() const {
+  if (identity_) return StampDigits(static_cast<std::uint32_t>(*identity_));
+  return has_key_ || !problem_.empty() ? "unknown" : "none";
+}
+
 std::optional<std::uint32_t> StampKey::Compute(std::string_view bytes) const noexcept {
   std::uint32_t stamp = 0;
   try {

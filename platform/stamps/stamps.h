@@ -33,6 +33,12 @@ class StampKey {
   // read again. `names` are those of its folder, for who asks for many that may be missing.
   std::uint32_t OfFile(const std::string& path, const FolderNames* names = nullptr) const;
 
+  // Tells keys apart, and nothing else about them: "none" without a key, "unknown" for one that
+  // stamps files alone or cannot be read.
+  std::string Fingerprint() const;
+  // No key is configured: every stamp is 0.
+  bool IsMissing() const { return !has_key_ && problem_.empty(); }
+
   // The stamp of bytes; nothing when the provider stamps files alone.
   std::optional<KnownStamp> OfBytes(std::string_view bytes) const;
 
