@@ -34,6 +34,7 @@
 #pragma once
 
 #include "nccnet/backup.h"
+#include "nccnet/changed_files.h"
 #include "nccnet/exchange_check.h"
 #include "nccnet/exchange_writer.h"
 #include "nccnet/export_manager.h"
