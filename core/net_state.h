@@ -14,6 +14,7 @@
 
 namespace ncc {
 
+class Collection;
 // Of the folder below the root folder, on which the network record is.
 inline constexpr std::uint32_t kNetworkNumber = kRootNumber - 1;
 
@@ -45,6 +46,7 @@ struct NetState {
 
   std::function<void(const CFileEvent&)> file_observer;
   std::shared_ptr<OutputCache> output_cache;  // what generators composed; null without
+  Collection* collection = nullptr;           // compares what generators compose; null without
   std::uint64_t open_count = 0;               // databases that were opened or created
   bool accepts_loss = false;                  // see AcceptLoss
 

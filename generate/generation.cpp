@@ -17,12 +17,17 @@ std::optional<std::string> Generation::MakeFolder(const char* folder, std::strin
     const std::string root = Root(folder);
     std::string path = root;
     path.append(below);
-    ReportingFailure(net_, path, node, [&] { MakeFoldersBelow(root, below); });
+    if (WritesFiles(net_))
+      ReportingFailure(net_, path, node, [&] { MakeFoldersBelow(root, below); });
     return path;
   });
 }
 
 void Generation::EmptyFolder(const std::string& folder, std::string_view prefix) {
+  if (net_.collection != nullptr) {
+    Run([&] { net_.collection->ClearFolder(folder, prefix); });
+    if (!net_.collection->WritesAll()) return;
+  }
   Run([&] { ReportingFailure(net_, folder, 0, [&] { DeleteFiles(folder, prefix); }); });
 }
 
@@ -32,6 +37,7 @@ void Generation::CallBetweenNodes() {
 }
 
 void Generation::EnterIntoJournal(const std::string& path, std::uint32_t node) {
+  if (net_.collection != nullptr && !net_.collection->WasWritten(path)) return;
   if (net_.update_manager.Write(path.c_str()) == 0 || *LastErrorText() == '\0') return;
   const std::string reason = LastErrorText();
   Note(reason);

@@ -26,8 +26,11 @@ std::vector<std::uint32_t> NumbersOfNodes(const NetState& net, std::uint8_t type
 
 bool WriteOf(Generation& run, const NodeFile& file, const char* folder, std::uint32_t node) {
   return run.Run([&] {
-    RecordOf(run.Net(), {kFolderSpace, node});
-    file.write(run, Prefix(folder), node);
+    NetState& net = run.Net();
+    RecordOf(net, {kFolderSpace, node});
+    const std::string into = Prefix(folder);
+    if (net.collection != nullptr && net.collection->KeepsFilesOf(node, into)) return;
+    file.write(run, into, node);
   });
 }
 

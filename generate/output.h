@@ -3,6 +3,7 @@
 #pragma once
 
 #include "core/operation.h"
+#include "generate/collection/collection.h"
 #include "platform/disk/output_file.h"
 #include "platform/stamps/stamps.h"
 
@@ -10,6 +11,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace ncc {
 
@@ -17,6 +19,7 @@ namespace ncc {
 struct SharedBytes {
   std::string bytes;
   std::optional<KnownStamp> stamp;
+  std::optional<Digest> digest;
   std::string twin;  // a file that holds them; empty when there is none yet
   FileIdentity twin_identity;
 };
@@ -29,9 +32,17 @@ std::string Root(const char* folder);
 // Tells the observer what became of a file.
 void ReportFile(const NetState& net, const std::string& path, std::uint32_t node,
                 std::uint64_t bytes, bool shared = false);
+// The same of a file that a collection has noted and that is not to be written.
+void ReportNoted(const NetState& net, const std::string& path, std::uint32_t node,
+                 std::uint64_t bytes);
 
 void ReportFailure(const NetState& net, const std::string& path, std::uint32_t node,
                    const char* reason);
+
+// Whether files are to appear where the generators are told to write; a collection may only ask.
+inline bool WritesFiles(const NetState& net) {
+  return net.collection == nullptr || !net.collection->WritesNothing();
+}
 
 // Runs a step towards a file or folder; what makes it fail goes on after telling the observer.
 template <class Step>
@@ -47,17 +58,55 @@ void ReportingFailure(const NetState& net, const std::string& path, std::uint32_
   }
 }
 
-// Remembers the stamp of a file that was put in place; `key` is the one in force.
-void RememberStampOf(const OutputFile& file, const StampKey& key);
+// A file that a generator composes. Members throw FileError.
+class ComposedFile {
+ public:
+  // Without a collection, which may find that the file need not be written, its place is tried
+  // before anything is composed for it.
+  ComposedFile(const NetState& net, const std::string& path, std::uint32_t node);
+
+  void Append(std::string_view bytes) { file_.Append(bytes); }
+  void Append(std::string&& bytes) { file_.Append(std::move(bytes)); }
+  void AppendText(std::string_view text) { file_.AppendText(text); }
+  const std::string& Contents() const { return file_.Contents(); }
+  // Lets go of what was appended: for contents too large to keep.
+  void FlushAndForget();
+
+  // A list will have its stamp.
+  void StampWhenDone() { is_stamped_ = true; }
+  // The stamp of another file, which may be one that was composed but not written. `names` are
+  // those of its folder. The file is stamped itself when it is done.
+  std::uint32_t StampOf(const std::string& path, const FolderNames* names = nullptr);
+  // The stamp of what was appended so far; with the same effect.
+  std::uint32_t StampSoFar();
+
+  // Puts it in place, unless a collection has no need of that, and tells the observer.
+  void Finish();
+
+ private:
+  // Fetched once.
+  const StampKey& Key();
+  const std::optional<KnownStamp>& Stamp();
+  bool IsOnlyNoted();
+
+  const NetState& net_;
+  const std::string& path_;
+  std::uint32_t node_;
+  OutputFile file_;
+  bool is_stamped_ = false;
+  std::optional<StampKey> key_;
+  std::optional<KnownStamp> stamp_;
+  std::optional<Digester> forgotten_;  // of what was let go
+  std::uint64_t forgotten_bytes_ = 0;
+};
 
 // Writes a file: compose(file) appends its contents. Throws FileError after telling the observer.
 template <class Compose>
 void WriteFile(const NetState& net, const std::string& path, std::uint32_t node, Compose compose) {
   ReportingFailure(net, path, node, [&] {
-    OutputFile file(path);
+    ComposedFile file(net, path, node);
     compose(file);
-    if (!file.IsInPlace()) file.Commit();
-    ReportFile(net, path, node, file.Size());
+    file.Finish();
   });
 }
 
@@ -67,8 +116,5 @@ void WriteStamped(const NetState& net, const std::string& path, std::uint32_t no
 // The same of bytes that other files hold too.
 void WriteShared(const NetState& net, const std::string& path, std::uint32_t node,
                  SharedBytes& content);
-
-// The stamp of what was appended to a file so far. Throws FileError.
-std::uint32_t StampSoFar(OutputFile& file, const StampKey& key);
 
 }  // namespace ncc

@@ -16,12 +16,9 @@ namespace {
 // Writes the list of these files, appends its own line, and enters it into the journal.
 void WriteStampList(Generation& run, const std::string& path, std::uint32_t node,
                     const std::vector<std::string>& files) {
-  WriteFile(run.Net(), path, node, [&](OutputFile& list) {
-    const StampKey key;
-    for (const std::string& file : files) list.AppendText(StampLine(file, key.OfFile(file)));
-    list.AppendText(StampLine(path, StampSoFar(list, key)));
-    list.Commit();
-    RememberStampOf(list, key);
+  WriteFile(run.Net(), path, node, [&](ComposedFile& list) {
+    for (const std::string& file : files) list.AppendText(StampLine(file, list.StampOf(file)));
+    list.AppendText(StampLine(path, list.StampSoFar()));
   });
   run.EnterIntoJournal(path, node);
 }

@@ -36,7 +36,7 @@ void AddAddress(std::string& text, const std::string& network, std::uint32_t id)
   AppendHex4(text, id);
 }
 
-void ComposeUserNames(NetState& net, OutputFile& file) {
+void ComposeUserNames(NetState& net, ComposedFile& file) {
   const std::string network = Hex4(net.prefs.net_number);
   std::string text;
   ForEachUserItem(net, [&](const CHDBRecord& record) {
@@ -48,13 +48,13 @@ void ComposeUserNames(NetState& net, OutputFile& file) {
   file.AppendText(text);
 }
 
-void ComposeCentres(NetState& net, OutputFile& file) {
+void ComposeCentres(NetState& net, ComposedFile& file) {
   OutputCache& cache = OutputCache::Of(net);
   for (const std::uint32_t flag : {kFlagNCC, kFlagKC})
     file.AppendText(Hex4(net.prefs.net_number) + Hex4(cache.Role(net, flag).id) + "0\n");
 }
 
-void ComposeUsersAtNodes(NetState& net, OutputFile& file) {
+void ComposeUsersAtNodes(NetState& net, ComposedFile& file) {
   const std::string network = Hex4(net.prefs.net_number);
   std::string text;
   ForEachUserItem(net, [&](const CHDBRecord& user) {
@@ -73,7 +73,7 @@ void ComposeUsersAtNodes(NetState& net, OutputFile& file) {
 
 constexpr KeyCentreFile kUserNames = {"ABONAME.TXT", ComposeUserNames};
 // The key centre expects it.
-constexpr KeyCentreFile kEmptyNames = {"ABONAMEE.TXT", [](NetState&, OutputFile&) {}};
+constexpr KeyCentreFile kEmptyNames = {"ABONAMEE.TXT", [](NetState&, ComposedFile&) {}};
 constexpr KeyCentreFile kCentres = {"CCC_KC.TXT", ComposeCentres};
 constexpr KeyCentreFile kUsersAtNodes = {"ABN_AP.TXT", ComposeUsersAtNodes};
 constexpr KeyCentreFile kNodeNames = {"NODENAME.DOC", ComposeNodeNames, false};
@@ -83,12 +83,12 @@ bool WriteFileOf(Generation& run, const KeyCentreFile& file, const char* folder)
   return run.Run([&] {
     const std::string prefix = Prefix(folder);
     try {
-      if (file.makes_folder) MakeFolders(prefix);
+      if (file.makes_folder && WritesFiles(run.Net())) MakeFolders(prefix);
     } catch (const FileError&) {
       // Where it matters the file fails too.
     }
     WriteFile(run.Net(), prefix + file.name, 0,
-              [&](OutputFile& output) { file.compose(run.Net(), output); });
+              [&](ComposedFile& output) { file.compose(run.Net(), output); });
   });
 }
 

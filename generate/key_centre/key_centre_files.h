@@ -2,18 +2,18 @@
 #pragma once
 
 #include "generate/node_file.h"
-#include "platform/disk/output_file.h"
+#include "generate/output.h"
 
 namespace ncc {
 
 struct KeyCentreFile {
   const char* name;
-  void (*compose)(NetState& net, OutputFile& file);
+  void (*compose)(NetState& net, ComposedFile& file);
   bool makes_folder = true;
 };
 
-void ComposeNodeNames(NetState& net, OutputFile& file);
-void ComposeNodeMatrix(NetState& net, OutputFile& file);
+void ComposeNodeNames(NetState& net, ComposedFile& file);
+void ComposeNodeMatrix(NetState& net, ComposedFile& file);
 
 void WriteUserObject(Generation& run, const std::string& folder, std::uint32_t user);
 void WriteApObject(Generation& run, const std::string& folder, std::uint32_t ap);

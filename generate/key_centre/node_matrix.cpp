@@ -41,7 +41,7 @@ std::string MatrixRow(NetState& net, const std::vector<std::uint32_t>& nodes, st
 
 }  // namespace
 
-void ComposeNodeMatrix(NetState& net, OutputFile& file) {
+void ComposeNodeMatrix(NetState& net, ComposedFile& file) {
   const std::vector<std::uint32_t> nodes = AllNodes(net);
   std::string head("NMATRIX\0", 8);
   AppendU32(head, 1);

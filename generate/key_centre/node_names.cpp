@@ -51,7 +51,7 @@ std::string NetworkLine(const std::string& network) {
 
 }  // namespace
 
-void ComposeNodeNames(NetState& net, OutputFile& file) {
+void ComposeNodeNames(NetState& net, ComposedFile& file) {
   const std::string network = Hex4(net.prefs.net_number);
   for (const std::uint32_t number : NumbersOf(net, kTypeNGrp)) {
     net.Progress();

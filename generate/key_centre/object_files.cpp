@@ -49,7 +49,7 @@ std::string ApImage(const CHDBRecord& ap) {
 void WriteObject(const NetState& net, const std::string& folder, std::uint32_t object,
                  const char* extension, std::string image) {
   WriteFile(net, folder + AddressName(net.prefs.net_number, object, extension), object,
-            [&](OutputFile& file) { file.Append(std::move(image)); });
+            [&](ComposedFile& file) { file.Append(std::move(image)); });
 }
 
 }  // namespace

@@ -6,12 +6,14 @@
 
 #include "core/entry.h"
 #include "core/find.h"
+#include "generate/collection/package_sum.h"
 #include "generate/file_names.h"
 #include "generate/key_centre/key_centre_files.h"
 #include "generate/output.h"
 #include "platform/disk/package_file.h"
 
 #include <span>
+#include <vector>
 
 namespace ncc {
 namespace {
@@ -62,6 +64,30 @@ std::string PathOf(const NetState& net, const PackedFile& file, const std::strin
   return path.append(name, place + 2);
 }
 
+// Of a package whose files are as they were nothing is read or written.
+void CollectPackage(const NetState& net, const std::string& path, std::uint32_t node,
+                    const std::string& root, std::span<const PackedFile> files) {
+  Collection& collection = *net.collection;
+  PackageSum sum;
+  std::vector<std::string> sources;
+  for (const PackedFile& file : files) {
+    const std::string member_path = PathOf(net, file, root, node);
+    const auto member = file.folder == Folder::kDatabase ? collection.FindOutside(member_path)
+                                                         : collection.FindMember(member_path);
+    if (!member) continue;
+    sum.Add(FileName(member_path), member->bytes, member->digest);
+    sources.push_back(member->source);
+  }
+  const std::uint64_t bytes = sum.Bytes();
+  if (collection.Settle(path, {CFileRecord::Kind::kPackage, node, bytes, sum.Finish()}, {}))
+    return ReportNoted(net, path, node, bytes);
+  PackageFile package(path);
+  for (const std::string& source : sources) AppendPackageRecord(source, package.Handle());
+  const std::uint64_t written = package.Finish();
+  collection.Written(path, package.Identity());
+  ReportFile(net, path, node, written);
+}
+
 void WritePackage(const NetState& net, const std::string& folder, std::uint32_t number,
                   std::string_view extension, std::span<const PackedFile> of_server,
                   std::span<const PackedFile> of_ap) {
@@ -71,8 +97,10 @@ void WritePackage(const NetState& net, const std::string& folder, std::uint32_t 
   ReportingFailure(net, path, node.id, [&] {
     try {
       RefuseLinks(root, "AAA\\");
+      const auto files = node.type == kTypeServer ? of_server : of_ap;
+      if (net.collection != nullptr) return CollectPackage(net, path, node.id, root, files);
       PackageFile package(path);
-      for (const PackedFile& file : node.type == kTypeServer ? of_server : of_ap)
+      for (const PackedFile& file : files)
         AppendPackageRecord(PathOf(net, file, root, node.id), package.Handle());
       ReportFile(net, path, node.id, package.Finish());
     } catch (const FileError& error) {

@@ -129,15 +129,14 @@ void WriteTunnelFile(const NetState& net, const std::string& folder, std::uint32
     WriteShared(net, path, server, tunnels);
     return;
   }
-  WriteFile(net, path, server, [&](OutputFile& file) {
-    const StampKey key;
+  std::string whole;
+  WriteFile(net, path, server, [&](ComposedFile& file) {
     file.Append(tunnels.bytes);
-    file.AppendText("TUNNEL.REG=" + StampDigits(StampSoFar(file, key)) + "\n");
-    file.Commit();
-    RememberStampOf(file, key);
-    tunnels.bytes = file.Contents();
-    stamped = true;
+    file.AppendText("TUNNEL.REG=" + StampDigits(file.StampSoFar()) + "\n");
+    whole = file.Contents();
   });
+  tunnels.bytes = std::move(whole);
+  stamped = true;
 }
 
 // `names` are those of the files beside the registration: it stamps what the generators before it
@@ -147,20 +146,16 @@ void WriteRegistration(Generation& run, const std::string& prefix, std::uint32_t
   NetState& net = run.Net();
   const std::string path = prefix + ServerName(server, ".reg");
   const std::string network = Hex4(net.prefs.net_number);
-  WriteFile(net, path, server, [&](OutputFile& file) {
-    const StampKey key;
+  WriteFile(net, path, server, [&](ComposedFile& file) {
     const auto stamp_of = [&](const char* extension) {
       const std::string companion = prefix + ServerName(server, extension);
-      return StampDigits(key.OfFile(companion, &names)) + "\n";
+      return StampDigits(file.StampOf(companion, &names)) + "\n";
     };
     OutputCache& cache = OutputCache::Of(net);
     file.AppendText("TCPIP=1\nCCC=" + network + Hex4(cache.Role(net, kFlagNCC).id) +
                     "\nKeyC=" + network + Hex4(cache.Role(net, kFlagKC).id) +
                     "\nMAPCRC=" + stamp_of(".map") + "XNWCRC=" + stamp_of(".xnw"));
-    file.AppendText("NODCRC=" + StampDigits(StampSoFar(file, key)) +
-                    "\nTUNCRC=" + stamp_of(".tun"));
-    file.Commit();
-    RememberStampOf(file, key);
+    file.AppendText("NODCRC=" + StampDigits(file.StampSoFar()) + "\nTUNCRC=" + stamp_of(".tun"));
   });
   run.EnterIntoJournal(path, server);
 }

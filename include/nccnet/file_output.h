@@ -13,6 +13,7 @@ struct CFileEvent {
   std::uint64_t bytes;  ///< its length; 0 for a failure
   bool shared;          ///< its bytes are stored together with those of another file
   const char* failure;  ///< why that could not be done; null when it was
+  bool kept = false;    ///< it had its bytes already and was not written (see changed_files.h)
 };
 
 /// Whether generated files with identical bytes, of 64 KiB or more, may share their storage (a

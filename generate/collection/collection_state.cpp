@@ -1,0 +1,205 @@
+// What a collection tells of the parts of a generation: whether they are up to date, what changed,
+// and the manifest afterwards.
+
+#include "generate/collection/collection.h"
+#include "generate/collection/manifest.h"
+#include "platform/disk/output_file.h"
+#include "platform/text/ascii_fold.h"
+#include "platform/text/bytes.h"
+
+#include <algorithm>
+
+namespace ncc {
+namespace {
+
+using Kind = CFileRecord::Kind;
+
+// "FOLDER/PREFIX*SUFFIX": files of this folder itself whose names begin and end so.
+bool Matches(std::string_view pattern, std::string_view path) {
+  const std::size_t star = pattern.rfind('*');
+  if (star == std::string_view::npos) return false;
+  const std::string_view before = pattern.substr(0, star);
+  const std::string_view suffix = pattern.substr(star + 1);
+  const std::size_t name = before.rfind('/') + 1;
+  return path.size() >= before.size() + suffix.size() &&
+         path.substr(0, name) == before.substr(0, name) &&
+         EqualFolded(path.substr(name, before.size() - name), before.substr(name)) &&
+         path.ends_with(suffix) && path.find('/', name) == std::string_view::npos;
+}
+
+bool MatchesAny(const std::vector<std::string>& patterns, std::string_view path) {
+  return std::any_of(patterns.begin(), patterns.end(),
+                     [&](const std::string& pattern) { return Matches(pattern, path); });
+}
+
+// A name that cannot stand in a line is not told of.
+bool CanBeListed(const std::string& path) {
+  return std::all_of(path.begin(), path.end(),
+                     [](char c) { return static_cast<unsigned char>(c) >= 0x20 && c != 0x7F; });
+}
+
+}  // namespace
+
+void Collection::ClearFolder(const std::string& folder, std::string_view prefix) {
+  Clear(KeyOf(folder) + std::string(prefix) + "*");
+}
+
+void Collection::Clear(const std::string& pattern) {
+  if (!parts_.empty()) parts_.back().state.clears.push_back(pattern);
+}
+
+bool Collection::IsCleared(std::string_view key) const {
+  return std::any_of(parts_.begin(), parts_.end(),
+                     [&](const RunningPart& part) { return MatchesAny(part.state.clears, key); });
+}
+
+// Not composed again though its part was, or lying where everything is cleared away.
+bool Collection::IsStale(const Entry& entry) const {
+  if (entry.is_seen || (!entry.is_there && !entry.had_record)) return false;
+  if (IsCleared(entry.record.path)) return true;
+  return !WritesAll() && entry.had_record &&
+         std::any_of(parts_.begin(), parts_.end(), [&](const RunningPart& part) {
+           return part.is_whole && part.state.name == entry.record.part;
+         });
+}
+
+// Of what nobody knows, the part that clears it away.
+std::string Collection::PartOf(const Entry& entry) const {
+  if (!entry.record.part.empty()) return entry.record.part;
+  for (const RunningPart& part : parts_) {
+    if (MatchesAny(part.state.clears, entry.record.path)) return part.state.name;
+  }
+  return "-";
+}
+
+bool Collection::HasUnstoredChanges() const { return net_.base->Unit().HasChanges(); }
+
+CPartState Collection::StateOf(const Part& part) const {
+  CPartState state;
+  state.name = part.name;
+  state.revision = net_.base->Revision();
+  state.unit = net_.base->LastUnit();
+  state.settings = "network=" + Hex4(net_.prefs.net_number);
+  state.settings += TextLineEnd() == "\n" ? " line-ends=lf" : " line-ends=crlf";
+  state.settings += " key=";
+  state.settings += key_;
+  if (!part.settings.empty()) state.settings.append(" ").append(part.settings);
+  return state;
+}
+
+const CPartState* Collection::StateBefore(const std::string& part) const {
+  for (const CPartState& state : options_.before.parts) {
+    if (state.name == part) return &state;
+  }
+  return nullptr;
+}
+
+bool Collection::IsCurrent(const CPartState& before, const CPartState& now) const {
+  if (before.revision != now.revision || before.unit != now.unit || before.settings != now.settings)
+    return false;
+  return std::all_of(before.outside.begin(), before.outside.end(),
+                     [&](const CPartState::Outside& one) {
+                       const auto digest = DigestOfFile(ReadablePath(net_.db_path + one.name));
+                       return one.digest == (digest ? DigestDigits(*digest) : "-");
+                     });
+}
+
+bool Collection::IsUpToDate(const std::vector<Part>& parts) const {
+  if (WritesAll() || options_.verify || key_ == "unknown" || HasUnstoredChanges()) return false;
+  std::vector<std::string> clears;
+  for (const Part& part : parts) {
+    const CPartState* before = StateBefore(part.name);
+    if (before == nullptr || !IsCurrent(*before, StateOf(part))) return false;
+    clears.insert(clears.end(), before->clears.begin(), before->clears.end());
+  }
+  const auto is_examined = [&](const std::string& path) {
+    return std::any_of(options_.folders.begin(), options_.folders.end(),
+                       [&](const std::string& folder) {
+                         return path.size() > folder.size() && path.starts_with(folder) &&
+                                path[folder.size()] == '/';
+                       });
+  };
+  return std::all_of(entries_.begin(), entries_.end(), [&](const Entry& entry) {
+    if (entry.had_record) return entry.is_known || !is_examined(entry.record.path);
+    return !entry.is_there || !MatchesAny(clears, entry.record.path);
+  });
+}
+
+void Collection::BeginPart(const Part& part, bool is_whole) {
+  parts_.push_back({StateOf(part), is_whole});
+}
+
+std::vector<std::string> Collection::TouchedFiles() const {
+  std::vector<std::string> touched;
+  for (const Entry& entry : entries_) {
+    if (!entry.is_seen || !entry.had_record || entry.is_known || options_.verify) continue;
+    touched.push_back(entry.record.path);
+  }
+  std::sort(touched.begin(), touched.end());
+  return touched;
+}
+
+std::vector<CFileChange> Collection::Changes() const {
+  using What = CFileChange::What;
+  std::vector<CFileChange> changes;
+  for (const Entry& entry : entries_) {
+    const CFileRecord& record = entry.record;
+    if (entry.is_seen && !entry.is_same) {
+      changes.push_back({entry.is_there || entry.had_record ? What::kChanged : What::kNew,
+                         record.path, record.part, record.node, record.bytes, entry.is_there});
+    } else if (IsStale(entry)) {
+      changes.push_back({What::kGone, record.path, PartOf(entry), record.node, 0, entry.is_there});
+    }
+  }
+  std::sort(changes.begin(), changes.end(),
+            [](const CFileChange& a, const CFileChange& b) { return a.path < b.path; });
+  return changes;
+}
+
+// A part that the run did not make was perhaps made of files that it has changed.
+std::vector<CPartState> Collection::States() const {
+  std::vector<CPartState> states;
+  for (const RunningPart& part : parts_) {
+    if (part.is_whole) states.push_back(part.state);
+  }
+  const bool has_changed = std::any_of(entries_.begin(), entries_.end(), [&](const Entry& entry) {
+    return (entry.is_seen && !entry.is_same) || IsStale(entry);
+  });
+  if (has_changed) return states;
+  for (const CPartState& before : options_.before.parts) {
+    const bool is_made = std::any_of(parts_.begin(), parts_.end(), [&](const RunningPart& part) {
+      return part.state.name == before.name;
+    });
+    if (!is_made) states.push_back(before);
+  }
+  return states;
+}
+
+CManifest Collection::Manifest() const {
+  CManifest manifest;
+  manifest.key = key_;
+  manifest.parts = States();
+  manifest.files.reserve(entries_.size());
+  for (const Entry& entry : entries_) {
+    const bool is_stale = IsStale(entry);
+    const bool is_tombstone = !entry.had_record && entry.record.kind == Kind::kGone;
+    if (is_stale) {
+      if (!CanBeListed(entry.record.path)) continue;
+      CFileRecord gone;
+      gone.kind = Kind::kGone;
+      gone.path = entry.record.path;
+      gone.part = PartOf(entry);
+      gone.node = entry.record.node;
+      gone.revision = net_.base->Revision();
+      manifest.files.push_back(std::move(gone));
+    } else if (entry.is_seen || entry.had_record ||
+               (is_tombstone && !entry.record.part.empty() && !entry.is_there)) {
+      manifest.files.push_back(entry.record);
+    }
+  }
+  std::sort(manifest.files.begin(), manifest.files.end(),
+            [](const CFileRecord& a, const CFileRecord& b) { return a.path < b.path; });
+  return manifest;
+}
+
+}  // namespace ncc

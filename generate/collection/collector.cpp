@@ -1,0 +1,48 @@
+#include "core/operation.h"
+#include "generate/collection/collection.h"
+#include "nccnet/netdb.h"
+
+#include <stdexcept>
+
+using namespace ncc;
+
+class CFileCollector::Impl {
+ public:
+  Impl(NetState& net, CCollectorOptions options) : net_(net) {
+    const LockScope lock(net.lock);
+    if (!net.base) throw std::runtime_error("no database is open");
+    if (net.collection != nullptr)
+      throw std::runtime_error("the network's files are being collected already");
+    collection_ = std::make_unique<Collection>(net, std::move(options));
+    net.collection = collection_.get();
+  }
+  ~Impl() {
+    const LockScope lock(net_.lock);
+    net_.collection = nullptr;
+  }
+  Impl(const Impl&) = delete;
+  Impl& operator=(const Impl&) = delete;
+
+  Collection& Files() const { return *collection_; }
+
+ private:
+  NetState& net_;
+  std::unique_ptr<Collection> collection_;
+};
+
+CFileCollector::CFileCollector(CNCCNet& net, CCollectorOptions options)
+    : impl_(std::make_unique<Impl>(StateOf::Net(net), std::move(options))) {}
+CFileCollector::~CFileCollector() = default;
+
+bool CFileCollector::IsUpToDate(const std::vector<Part>& parts) const {
+  return impl_->Files().IsUpToDate(parts);
+}
+void CFileCollector::BeginPart(const Part& part, bool is_whole) {
+  impl_->Files().BeginPart(part, is_whole);
+}
+void CFileCollector::Clear(const std::string& pattern) { impl_->Files().Clear(pattern); }
+std::vector<std::string> CFileCollector::TouchedFiles() const {
+  return impl_->Files().TouchedFiles();
+}
+std::vector<CFileChange> CFileCollector::Changes() const { return impl_->Files().Changes(); }
+CManifest CFileCollector::Manifest() const { return impl_->Files().Manifest(); }
