@@ -14,10 +14,10 @@
 
 namespace ncc {
 
-class Collection;
 // Of the folder below the root folder, on which the network record is.
 inline constexpr std::uint32_t kNetworkNumber = kRootNumber - 1;
 
+class Collection;
 class OutputCache;
 class UnitScope;
 

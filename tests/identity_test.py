@@ -53,7 +53,7 @@ class IdentityTest(ToolTest):
         compared = filecmp.dircmp(one, other)
         self.assertFalse(compared.left_only + compared.right_only)
         _, different, failed = filecmp.cmpfiles(one, other, compared.common_files, shallow=False)
-        self.assertFalse([name for name in different + failed if name != ".nccadm-output"])
+        self.assertFalse([name for name in different + failed if name != ".nccadm-manifest"])
         for folder in compared.common_dirs:
             self.assert_same_files(os.path.join(one, folder), os.path.join(other, folder))
         return len(compared.common_files)

@@ -4,6 +4,7 @@ import ctypes
 import json
 import os
 import pty
+import random
 import signal
 import subprocess
 import sys
@@ -279,6 +280,30 @@ class ProcessTest(ToolTest):
                          ["stopped"] + ["not begun"] * 3)
         self.assertGreaterEqual(run["files"], 2990)
         self.assertEqual(read(), before)
+
+    def test_runs_of_what_changed_that_are_killed_anywhere_lose_nothing(self):
+        self.ok("keygen", self.path("key"))
+        self.apply_city()
+        out, full = self.path("out"), self.path("full")
+        changed = ["generate", "all", "--out", out, "--changed"]
+        self.ok("generate", "all", "--out", out)
+        seed = int(time.time())
+        random.seed(seed)
+        for number in range(20):
+            self.ok("ap", "add", "Center", f"New{number}")
+            if number % 3 == 2:
+                self.ok("ap", "delete", f"New{number - 1}", "--yes")
+            process = subprocess.Popen([tool(), *changed], env=self.environment(),
+                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            time.sleep(random.random() * 0.2)
+            process.kill()
+            process.wait()
+        self.ok(*changed)
+        self.ok("generate", "all", "--out", full)
+        differ = subprocess.run(["diff", "-r", "-x", ".nccadm-manifest", "-x", "newfiles.dat", out,
+                                 full], capture_output=True, text=True, check=False)
+        self.assertEqual((differ.returncode, differ.stdout), (0, ""), f"seed {seed}")
+        self.assertEqual(self.json(*changed, "--dry-run", "--verify")["changes"], [])
 
 
 if __name__ == "__main__":

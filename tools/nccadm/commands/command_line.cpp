@@ -287,6 +287,7 @@ void AddAllCommands(CommandLine& line) {
   AddExportCommands(line);
   AddExchangeCommands(line);
   AddGenerateCommands(line);
+  AddSendListCommand(line);
   AddHistoryCommands(line);
   AddBatchCommand(line);
   AddStampCommands(line);

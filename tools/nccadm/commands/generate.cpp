@@ -10,6 +10,8 @@
 #include "console/failure.h"
 #include "console/output.h"
 #include "console/text.h"
+#include "files/change_list.h"
+#include "files/changed_files.h"
 #include "files/generation.h"
 #include "files/generation_steps.h"
 #include "files/output_folder.h"
@@ -116,6 +118,13 @@ void WarnOfFailures(Output& out, const Generation& run) {
   }
 }
 
+int ReportFailure(Output& out, const Generation& run, const Outcome& outcome) {
+  out.Warn(fmt::format("{}; in {} is what was there before",
+                       run.WasStopped() ? "interrupted" : "not every file could be made",
+                       outcome.folder));
+  return run.WasStopped() ? kExitInterrupted : kExitFailed;
+}
+
 int Report(Session& session, const Generation& run, const Outcome& outcome) {
   Output& out = session.Out();
   WarnOfFailures(out, run);
@@ -124,14 +133,9 @@ int Report(Session& session, const Generation& run, const Outcome& outcome) {
   } else {
     PrintReport(out, run);
   }
-  if (outcome.in_place) {
-    out.Say(fmt::format("Generated into {}.", Printable(outcome.folder)));
-    return kExitDone;
-  }
-  out.Warn(fmt::format("{}; in {} is what was there before",
-                       run.WasStopped() ? "interrupted" : "not every file could be made",
-                       outcome.folder));
-  return run.WasStopped() ? kExitInterrupted : kExitFailed;
+  if (!outcome.in_place) return ReportFailure(out, run, outcome);
+  out.Say(fmt::format("Generated into {}.", Printable(outcome.folder)));
+  return kExitDone;
 }
 
 // Says what is to come. Throws Failure when there is no room for it beside what is there.
@@ -165,11 +169,92 @@ bool ChooseKey(Output& out, const GenerateArguments& arguments, const fs::path& 
   return true;
 }
 
-int Generate(Session& session, const std::string& what, const GenerateArguments& arguments) {
+void TellOfManifest(Output& out, const std::string& problem) {
+  if (!problem.empty()) out.Warn(problem + "; the files are read in its place");
+}
+
+// The end of a run that makes only what changed, or asks for it.
+int ReportChanges(Session& session, const ChangeReport& report, const Generation* run,
+                  const Outcome& outcome, const GenerateArguments& arguments) {
+  Output& out = session.Out();
+  const bool has_failed = run != nullptr && !outcome.in_place;
+  if (run != nullptr) WarnOfFailures(out, *run);
+  if (session.IsJson()) {
+    Json document = run != nullptr
+                        ? ReportJson(*run, outcome)
+                        : Json{{"folder", outcome.folder}, {"stamped", outcome.is_stamped}};
+    document["up_to_date"] = report.is_up_to_date;
+    document["touched"] = report.touched;
+    document["changes"] = has_failed ? Json::array() : ChangesJson(report.changes);
+    out.Document(document);
+  } else if (!has_failed) {
+    if (!report.touched.empty()) {
+      out.Warn(fmt::format("{} files were not as they were generated, the first is {}",
+                           report.touched.size(), Printable(report.touched.front())));
+    }
+    PrintChanges(out, report.changes);
+  }
+  if (has_failed) return ReportFailure(out, *run, outcome);
+  if (!arguments.list.empty()) WriteSendList(arguments.list, report.changes);
+  return kExitDone;
+}
+
+// Where nothing is written, so that not even the folder is made.
+int AskForChanges(Session& session, const std::string& what, const GenerateArguments& arguments,
+                  Outcome outcome) {
+  const fs::path folder = fs::weakly_canonical(arguments.out);
+  outcome.folder = folder.string();
+  if (fs::exists(folder / kWorkFolder)) {
+    session.Out().Warn(
+        fmt::format("a run that was ended before has left {}; the next run that "
+                    "writes looks after it first",
+                    (folder / kWorkFolder).string()));
+  }
+  std::string problem;
+  const ChangeReport report =
+      AskWhatChanges(session.Net(), outcome.folder, what, arguments, problem);
+  TellOfManifest(session.Out(), problem);
+  return ReportChanges(session, report, nullptr, outcome, arguments);
+}
+
+// What a run that replaces single files does to the folders.
+std::vector<FolderChange> OneByOne(std::vector<FolderChange> changes) {
+  for (FolderChange& change : changes) change = {change.folder, Change::kAdded};
+  return changes;
+}
+
+int GenerateInto(Session& session, const GenerationPlan& plan, const fs::path& out,
+                 const GenerateArguments& arguments, Outcome outcome) {
+  using Writing = CCollectorOptions::Writing;
+  const InterruptGuard interrupt;  // what was begun is put in place or removed in order
+  OutputFolder folder(out);
+  if (!folder.Told().empty()) session.Out().Say(folder.Told());
+  folder.RequireOwn(plan.changes, arguments.force);
+  if (!arguments.changed) outcome.expected = Announce(session.Out(), plan, folder, arguments);
+  outcome.folder = folder.Begin(arguments.changed ? OneByOne(plan.changes) : plan.changes);
+  SetShareIdenticalFiles(!arguments.no_share);
+  ManifestRun files(session.Net(), plan, outcome.folder,
+                    arguments.changed ? Writing::kChanged : Writing::kAll, arguments.verify);
+  TellOfManifest(session.Out(), files.Problem());
+  if (arguments.changed && !files.HadManifest() && files.Problem().empty())
+    session.Out().Say("There is no manifest yet; the files that lie there are read.");
+  Generation run(session);
+  if (!arguments.changed || !files.IsUpToDate()) run.Run(files.Steps());
+  outcome.in_place = !run.WasStopped() && !interrupt.IsAsked() && run.Failures().empty();
+  ChangeReport report = outcome.in_place ? files.Report() : ChangeReport();
+  if (outcome.in_place && !report.is_up_to_date) {
+    files.WriteManifest(folder.StagedManifest());
+    if (arguments.changed) folder.Remove(GoneFiles(report.changes));
+    folder.Place();
+  }
+  if (!arguments.changed) return Report(session, run, outcome);
+  return ReportChanges(session, report, &run, outcome, arguments);
+}
+
+int Generate(Session& session, const std::string& what, GenerateArguments arguments) {
   session.OnlyRead();
   session.FixDatabasePath();
-  CNCCNet& net = session.Net();
-  const GenerationPlan plan = PlanGeneration(session, what, arguments);
+  if (!arguments.list.empty()) arguments.list = fs::absolute(arguments.list).string();
   const fs::path out = fs::absolute(arguments.out);
   if (what == "packages" && !fs::is_directory(out / "APDB") && !fs::is_directory(out / "MAP")) {
     throw Failure(fmt::format("nothing was generated in {} that could be packed", arguments.out),
@@ -178,21 +263,9 @@ int Generate(Session& session, const std::string& what, const GenerateArguments&
   RefuseOwnFolders(out, session.DatabaseText(), "the database");
   Outcome outcome;
   outcome.is_stamped = ChooseKey(session.Out(), arguments, out);
-  const InterruptGuard interrupt;  // what was begun is put in place or removed in order
-  OutputFolder folder(out);
-  if (!folder.Told().empty()) session.Out().Say(folder.Told());
-  folder.RequireOwn(plan.changes, arguments.force);
-  outcome.expected = Announce(session.Out(), plan, folder, arguments);
-  outcome.folder = folder.Begin(plan.changes);
-  SetShareIdenticalFiles(!arguments.no_share);
-  net.KCPath("./KC/");
-  net.APDBPath("./APDB/");
-  net.MAPPath("./MAP/");
-  Generation run(session);
-  run.Run(plan.steps);
-  outcome.in_place = !run.WasStopped() && run.Failures().empty();
-  if (outcome.in_place) folder.Place();
-  return Report(session, run, outcome);
+  if (arguments.dry_run) return AskForChanges(session, what, arguments, std::move(outcome));
+  return GenerateInto(session, PlanGeneration(session, what, arguments), out, arguments,
+                      std::move(outcome));
 }
 
 struct GenerateCommand {
@@ -250,8 +323,20 @@ void AddGenerateOptions(CLI::App& command, const GenerateCommand& about,
         ->check(CLI::Range(0, 255))
         ->capture_default_str();
   }
+  CLI::Option* changed = command.add_flag(
+      "--changed", arguments.changed, "Make only what changed; list what is new, changed or gone");
+  command.add_flag("--dry-run", arguments.dry_run, "Only list it, and write nothing")
+      ->needs(changed);
+  command.add_flag("--verify", arguments.verify, "Read every file, whatever its size and time say")
+      ->needs(changed);
+  command
+      .add_option("--list", arguments.list, "Write the paths, as 'rsync --files-from' takes them")
+      ->type_name("FILE")
+      ->needs(changed);
   if (about.only != nullptr) {
-    command.add_option("--only", arguments.only, about.only)->type_name("NAME|id:N");
+    command.add_option("--only", arguments.only, about.only)
+        ->type_name("NAME|id:N")
+        ->excludes(changed);
   }
   if (about.has_packages) {
     CLI::Option* full =

@@ -36,6 +36,11 @@ class ObserverGuard {
 
 }  // namespace
 
+std::string ReasonOfFailure(CNCCNet& net) {
+  const std::string reason = net.LastError();
+  return reason == kNoTunnels ? std::string() : reason;
+}
+
 Generation::Generation(Session& session) : net_(session.Net()), out_(session.Out()) {
   if (!out_.ShowsProgress()) return;
   for (const Kind kind : {Kind::kServer, Kind::kAp, Kind::kUser}) {
@@ -56,6 +61,7 @@ void Generation::Record(const CFileEvent& event, StepResult& result) {
                          NativePath(event.failure)});
     return;
   }
+  if (event.kept) return;
   ++result.files;
   result.bytes += event.bytes;
   if (event.shared) ++result.shared;
@@ -65,8 +71,8 @@ void Generation::Record(const CFileEvent& event, StepResult& result) {
 void Generation::RunStep(const GenerationStep& step, StepResult& result) {
   const std::size_t failed_before = failures_.size();
   step.generate(net_);
-  const std::string reason = net_.LastError();
-  if (!reason.empty() && reason != kNoTunnels && failures_.size() == failed_before) {
+  const std::string reason = ReasonOfFailure(net_);
+  if (!reason.empty() && failures_.size() == failed_before) {
     failures_.push_back({{}, 0, NativePath(reason)});
   }
   result.state = StepState::kDone;

@@ -10,6 +10,7 @@
 
 #include "console/terminal.h"
 #include "files/generation_size.h"
+#include "nccnet/changed_files.h"
 #include "network/session.h"
 
 namespace ncc::tool {
@@ -19,7 +20,14 @@ struct GenerationStep {
   const char* words;  // for people
   GenerationSize expected;
   std::function<void(CNCCNet&)> generate;
+  CFileCollector::Part part;  // of the manifest
+  bool is_whole = true;       // of all nodes
+  std::string clears = {};    // what of others goes; see CFileCollector::Clear
+  std::string folder = {};    // that is made before
 };
+
+// Why a step has failed; empty when it has not.
+std::string ReasonOfFailure(CNCCNet& net);
 
 enum class StepState { kDone, kStopped, kNotBegun };
 

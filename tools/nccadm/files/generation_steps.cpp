@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <list>
+#include <optional>
 #include <set>
 #include <utility>
 
-#include "files/files.h"
 #include "network/object.h"
 #include "network/reference.h"
 
@@ -40,69 +40,74 @@ Chosen Choose(Session& session, const std::string& what, const std::vector<std::
 class StepList {
  public:
   StepList(const GenerateArguments& arguments, CNCCNet& net, const std::string& database_folder)
-      : mode_(static_cast<unsigned char>(arguments.mode)),
-        is_short_(arguments.is_short),
-        sizes_(LoadWholeNetwork(net), database_folder, !arguments.no_share) {}
+      : mode_(static_cast<unsigned char>(arguments.mode)), is_short_(arguments.is_short) {
+    if (!arguments.changed)
+      sizes_.emplace(LoadWholeNetwork(net), database_folder, !arguments.no_share);
+  }
 
   void AddDirectories() {
     Touch({"APDB", Change::kRenewed});
-    Add("apdb", "directories", sizes_.Directories(IsAny),
-        [mode = mode_](CNCCNet& net) { net.GenAPDB("./", mode); });
+    Add("apdb", "directories", Size([](auto& sizes) { return sizes.Directories(IsAny); }),
+        [mode = mode_](CNCCNet& net) { net.GenAPDB("./", mode); })
+        .part.settings = ModeText();
   }
   void AddRoutes() {
     Touch({"MAP", Change::kRevised});
-    Add("routes", "routing tables", sizes_.Routes(),
+    Add("routes", "routing tables", Size([](auto& sizes) { return sizes.Routes(); }),
         [](CNCCNet& net) { net.GenRoutingTables("./"); });
   }
   void AddMaps() {
     Touch({"MAP", Change::kRevised});
-    Add("map", "maps", sizes_.Maps(IsAny),
-        [mode = mode_](CNCCNet& net) { net.GenMAP("./", mode); });
+    Add("map", "maps", Size([](auto& sizes) { return sizes.Maps(IsAny); }),
+        [mode = mode_](CNCCNet& net) { net.GenMAP("./", mode); })
+        .part.settings = ModeText();
   }
   void AddKeyCentre() {
     Touch({"KC", Change::kRenewed});
-    GenerationSize size = sizes_.KeyCentre();
-    size.Add(sizes_.Packages(is_short_, IsAny));
-    Add("kc", "key centre", size,
-        [full = !is_short_](CNCCNet& net) { net.ExportForKC(full, "./KC/"); });
+    GenerationSize size = Size([](auto& sizes) { return sizes.KeyCentre(); });
+    size.Add(Size([this](auto& sizes) { return sizes.Packages(is_short_, IsAny); }));
+    Add("kc", "key centre", size, [full = !is_short_](CNCCNet& net) {
+      net.ExportForKC(full, "./KC/");
+    }).part.settings = is_short_ ? "packages=short" : "packages=full";
   }
   void AddPackages() {
     // Packages of the other kind stay.
     Touch({"KC/AAA", Change::kRevised, is_short_ ? ".aas" : ".aaf"});
     Touch({"KC", Change::kAdded});
-    AddPackingOf(IsAny, [is_short = is_short_](CNCCNet& net) {
-      MakePrivateFolder("KC/AAA");
+    GenerationStep& step = AddPackingOf(IsAny, [is_short = is_short_](CNCCNet& net) {
       net.CreateNmatrixFile("./KC/");
       is_short ? net.GenShortDistr("./KC/") : net.GenFullDistr("./KC/");
     });
+    step.clears = is_short_ ? "KC/AAA/*.aas" : "KC/AAA/*.aaf";
   }
 
   // The same for some nodes.
   void AddDirectories(const std::list<unsigned long>& aps) {
     Touch({"APDB", Change::kAdded});
-    Add("apdb", "directories", sizes_.Directories(Among(aps)), [mode = mode_, aps](CNCCNet& net) {
+    const auto size = Size([&](auto& sizes) { return sizes.Directories(Among(aps)); });
+    Add("apdb", "directories", size, [mode = mode_, aps](CNCCNet& net) {
       net.GenTun("./APDB/", aps);
       net.GenAPDB("./APDB/", mode, aps);
-    });
+    }).is_whole = false;
   }
   // The library stamps before it rewrites the maps; the second pass stamps what is there then.
   void AddMaps(const std::list<unsigned long>& servers) {
     Touch({"MAP", Change::kRevised});
-    GenerationSize size = sizes_.Maps(Among(servers));
+    GenerationSize size = Size([&](auto& sizes) { return sizes.Maps(Among(servers)); });
     size.files += servers.size();  // the second stamp lists
-    size.Add(sizes_.Routes().Times(servers.size()));
+    size.Add(Size([&](auto& sizes) { return sizes.Routes().Times(servers.size()); }));
     Add("map", "maps", size, [mode = mode_, servers](CNCCNet& net) {
       net.GenMAP("./MAP/", mode, servers);
       net.GenMAPApnCrg("./MAP/", servers);
-    });
+    }).is_whole = false;
   }
   void AddPackages(const std::list<unsigned long>& nodes) {
     Touch({"KC", Change::kAdded});
-    AddPackingOf(Among(nodes), [is_short = is_short_, nodes](CNCCNet& net) {
-      MakePrivateFolder("KC/AAA");
+    GenerationStep& step = AddPackingOf(Among(nodes), [is_short = is_short_, nodes](CNCCNet& net) {
       net.CreateNmatrixFile("./KC/");
       is_short ? net.GenShortDistr("./KC/", nodes) : net.GenFullDistr("./KC/", nodes);
     });
+    step.is_whole = false;
   }
 
   GenerationPlan TakePlan() { return std::move(plan_); }
@@ -115,15 +120,25 @@ class StepList {
     };
   }
 
-  void AddPackingOf(const GenerationSizes::Choice& is_chosen,
-                    std::function<void(CNCCNet&)> generate) {
-    GenerationSize size = sizes_.Packages(is_short_, is_chosen);
-    size.Add(sizes_.NodeMatrix());
-    Add("packages", "packages", size, std::move(generate));
+  template <class Reckon>
+  GenerationSize Size(const Reckon& reckon) {
+    return sizes_ ? reckon(*sizes_) : GenerationSize();
   }
-  void Add(const char* key, const char* words, const GenerationSize& size,
-           std::function<void(CNCCNet&)> generate) {
-    plan_.steps.push_back({key, words, size, std::move(generate)});
+  std::string ModeText() const { return "mode=" + std::to_string(mode_); }
+
+  GenerationStep& AddPackingOf(const GenerationSizes::Choice& is_chosen,
+                               std::function<void(CNCCNet&)> generate) {
+    GenerationSize size = Size([&](auto& sizes) { return sizes.Packages(is_short_, is_chosen); });
+    size.Add(Size([](auto& sizes) { return sizes.NodeMatrix(); }));
+    GenerationStep& step = Add("packages", "packages", size, std::move(generate));
+    step.part.name = is_short_ ? "short-packages" : "full-packages";
+    step.folder = "KC/AAA";
+    return step;
+  }
+  GenerationStep& Add(const char* key, const char* words, const GenerationSize& size,
+                      std::function<void(CNCCNet&)> generate) {
+    plan_.steps.push_back({key, words, size, std::move(generate), {key, {}}});
+    return plan_.steps.back();
   }
   void Touch(FolderChange change) {
     for (const FolderChange& other : plan_.changes) {
@@ -134,25 +149,30 @@ class StepList {
 
   unsigned char mode_;
   bool is_short_;
-  GenerationSizes sizes_;
+  std::optional<GenerationSizes> sizes_;  // none where only what changed is made
   GenerationPlan plan_;
 };
 
 }  // namespace
 
+GenerationPlan PlanWholeGeneration(CNCCNet& net, const std::string& database_folder,
+                                   const std::string& what, const GenerateArguments& arguments) {
+  StepList steps(arguments, net, database_folder);
+  const bool all = what == "all";
+  if (all || what == "apdb") steps.AddDirectories();
+  if (all || what == "routes") steps.AddRoutes();
+  if (all || what == "map") steps.AddMaps();
+  if (all || what == "kc") steps.AddKeyCentre();
+  if (what == "packages") steps.AddPackages();
+  return steps.TakePlan();
+}
+
 GenerationPlan PlanGeneration(Session& session, const std::string& what,
                               const GenerateArguments& arguments) {
-  const auto database = std::filesystem::absolute(session.DatabaseText());
-  StepList steps(arguments, session.Net(), database.parent_path().string());
+  const auto database = std::filesystem::absolute(session.DatabaseText()).parent_path().string();
+  if (arguments.only.empty()) return PlanWholeGeneration(session.Net(), database, what, arguments);
+  StepList steps(arguments, session.Net(), database);
   const bool all = what == "all";
-  if (arguments.only.empty()) {
-    if (all || what == "apdb") steps.AddDirectories();
-    if (all || what == "routes") steps.AddRoutes();
-    if (all || what == "map") steps.AddMaps();
-    if (all || what == "kc") steps.AddKeyCentre();
-    if (what == "packages") steps.AddPackages();
-    return steps.TakePlan();
-  }
   Chosen chosen = Choose(session, what, arguments.only);
   if (what != "packages" && !chosen.aps.empty()) steps.AddDirectories(chosen.aps);
   if (what != "packages" && !chosen.servers.empty()) steps.AddMaps(chosen.servers);

@@ -20,6 +20,10 @@ struct GenerateArguments {
   std::string key;
   bool unstamped = false;
   bool force = false;
+  bool changed = false;
+  bool dry_run = false;
+  bool verify = false;
+  std::string list;
 };
 
 struct GenerationPlan {
@@ -31,5 +35,9 @@ struct GenerationPlan {
 // Failure for an object that WHAT does not take.
 GenerationPlan PlanGeneration(Session& session, const std::string& what,
                               const GenerateArguments& arguments);
+
+// The same for all nodes, of a network that is open; `arguments` name none.
+GenerationPlan PlanWholeGeneration(CNCCNet& net, const std::string& database_folder,
+                                   const std::string& what, const GenerateArguments& arguments);
 
 }  // namespace ncc::tool

@@ -1,7 +1,9 @@
 #include "files/output_folder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <set>
@@ -292,6 +294,7 @@ void OutputFolder::Place() {
     if (change.change == Change::kAdded || !Exists(set / change.folder)) continue;
     record += fmt::format("{} {}\n", StatOf(set / change.folder).st_ino, change.folder);
   }
+  for (const std::string& file : gone_) record += "- " + file + "\n";
   WriteFile((work_ / "placing").string(), record);
   try {
     FinishPlacing();
@@ -303,15 +306,32 @@ void OutputFolder::Place() {
   }
 }
 
+void OutputFolder::RemoveGone(const std::vector<std::string>& files, std::set<fs::path>& touched) {
+  for (const std::string& file : files) {
+    const fs::path path = folder_ / file;
+    if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+      throw Failure(fmt::format("{} cannot be removed: {}", path.string(), std::strerror(errno)));
+    }
+    touched.insert(path.parent_path());
+  }
+}
+
 // Each step can be done again by the next run: a folder whose inode is the recorded one is in place
 // already, a file that was moved is not there any more.
 void OutputFolder::FinishPlacing() {
-  std::istringstream record(ReadFile((work_ / "placing").string(), kMostMarkerBytes));
+  std::istringstream record(ReadFile((work_ / "placing").string(), kLargestFile));
   MakePrivateFolder((work_ / "old").string());
-  std::set<fs::path> touched = {work_, work_ / "set", work_ / "old"};
-  ino_t inode = 0;
+  std::set<fs::path> touched = {folder_, work_, work_ / "set", work_ / "old"};
+  std::vector<std::string> gone;
   int number = 0;
-  for (std::string folder; record >> inode >> folder; ++number) {
+  for (std::string line; std::getline(record, line); ++number) {
+    const std::size_t blank = std::min(line.find(' '), line.size() - 1);
+    const std::string folder = line.substr(blank + 1);
+    if (line.starts_with('-')) {
+      gone.push_back(folder);
+      continue;
+    }
+    const ino_t inode = std::strtoull(line.c_str(), nullptr, 10);
     const fs::path live = folder_ / folder;
     const fs::path fresh = work_ / "set" / folder;
     const fs::path aside = work_ / "old" / std::to_string(number);
@@ -333,6 +353,8 @@ void OutputFolder::FinishPlacing() {
     touched.insert(place.parent_path());
   };
   ForEachStaged(work_ / "set", folder_, put_in_place);
+  RemoveGone(gone, touched);
+  if (Exists(work_ / "manifest")) Rename(work_ / "manifest", folder_ / kManifest);
   FlushNames(touched);
   fs::remove(work_ / "placing");
 }

@@ -4,19 +4,24 @@
 //   .nccadm             the marker: the folders that belong to the tool, a name a line
 //   .nccadm-new/set/    what is made; the current directory of the run
 //   .nccadm-new/old/    what was replaced, until it is deleted
-//   .nccadm-new/placing "INODE FOLDER" of each folder that takes the place of an old one: from
-//                       here on the next run goes on with what this one has begun
+//   .nccadm-new/placing "INODE FOLDER" of each folder that takes the place of an old one, "- FILE"
+//                       of each file that goes: from here on the next run goes on with what this
+//                       one has begun
+//   .nccadm-new/manifest  of the folder as it is then
+//   .nccadm-manifest    what the folder holds; replaced last
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ncc::tool {
 
 inline constexpr const char* kWorkFolder = ".nccadm-new";
+inline constexpr const char* kManifest = ".nccadm-manifest";
 
 // What a run does to a folder of the output.
 enum class Change {
@@ -57,6 +62,11 @@ class OutputFolder {
   // Returns the whole path of the output folder.
   std::string Begin(const std::vector<FolderChange>& changes);
 
+  // Where the manifest is made that takes its place with the files.
+  std::string StagedManifest() const { return (work_ / "manifest").string(); }
+  // These files, by their paths below the folder, go when what was made is put in place.
+  void Remove(std::vector<std::string> files) { gone_ = std::move(files); }
+
   // Puts what was made in place. Throws Failure; one with the exit code kExitPartly when a part of
   // it is in place.
   void Place();
@@ -70,11 +80,13 @@ class OutputFolder {
   void RefuseWhatIsInTheWay() const;
   void WriteMarker() const;
   void FinishPlacing();
+  void RemoveGone(const std::vector<std::string>& files, std::set<std::filesystem::path>& touched);
   void RemoveWork() const;
 
   std::filesystem::path folder_;
   std::filesystem::path work_;
   std::vector<FolderChange> changes_;
+  std::vector<std::string> gone_;
   std::string told_;
   int lock_ = -1;
 };

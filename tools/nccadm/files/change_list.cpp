@@ -1,0 +1,111 @@
+#include "files/change_list.h"
+
+#include <array>
+#include <map>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "console/text.h"
+#include "files/files.h"
+
+namespace ncc::tool {
+namespace {
+
+using What = CFileChange::What;
+
+constexpr std::size_t kMostNodes = 20;
+constexpr const char* kWords[] = {"new", "changed", "gone"};  // in the order of What
+
+struct Tally {
+  std::array<std::size_t, 3> files{};
+  std::uint64_t bytes = 0;
+
+  void Add(const CFileChange& change) {
+    ++files[static_cast<std::size_t>(change.what)];
+    bytes += change.bytes;
+  }
+};
+
+std::vector<std::string> Row(std::string first, const Tally& tally) {
+  std::vector<std::string> row = {std::move(first)};
+  for (const std::size_t count : tally.files) row.push_back(std::to_string(count));
+  row.push_back(std::to_string(tally.bytes));
+  return row;
+}
+
+std::string WordsOf(const std::string& part) {
+  static const std::map<std::string, std::string> kParts = {
+      {"apdb", "directories"}, {"routes", "routing tables"},  {"map", "maps"},
+      {"kc", "key centre"},    {"full-packages", "packages"}, {"short-packages", "short packages"}};
+  const auto found = kParts.find(part);
+  return found != kParts.end() ? found->second : part;
+}
+
+}  // namespace
+
+std::vector<CFileChange> ChangesSince(const CManifest& manifest, std::uint64_t revision) {
+  std::vector<CFileChange> changes;
+  for (const CFileRecord& file : manifest.files) {
+    if (file.revision < revision) continue;
+    const bool is_gone = file.kind == CFileRecord::Kind::kGone;
+    changes.push_back({is_gone ? What::kGone : What::kChanged, file.path, file.part, file.node,
+                       file.bytes, !is_gone});
+  }
+  return changes;
+}
+
+std::vector<std::string> GoneFiles(const std::vector<CFileChange>& changes) {
+  std::vector<std::string> files;
+  for (const CFileChange& change : changes) {
+    if (change.what == What::kGone && change.is_there) files.push_back(change.path);
+  }
+  return files;
+}
+
+void PrintChanges(Output& out, const std::vector<CFileChange>& changes) {
+  std::map<std::string, Tally> parts;
+  std::map<unsigned long, Tally> nodes;
+  Tally total;
+  for (const CFileChange& change : changes) {
+    parts[WordsOf(change.part)].Add(change);
+    nodes[change.node].Add(change);
+    total.Add(change);
+  }
+  Table table = {{"", "NEW", "CHANGED", "GONE", "BYTES"}};
+  for (const auto& [words, tally] : parts) table.push_back(Row(words, tally));
+  table.push_back(Row("total", total));
+  out.PrintTable(table);
+  if (nodes.empty()) return;
+  table = {{"OF", "NEW", "CHANGED", "GONE", "BYTES"}};
+  for (const auto& [node, tally] : nodes) {
+    if (table.size() > kMostNodes) break;
+    table.push_back(Row(node == 0 ? "the network" : fmt::format("id:{}", node), tally));
+  }
+  out.Line("");
+  out.PrintTable(table);
+  if (nodes.size() >= table.size()) {
+    out.Line(
+        fmt::format("and files of {} more; --json lists all", nodes.size() + 1 - table.size()));
+  }
+}
+
+Json ChangesJson(const std::vector<CFileChange>& changes) {
+  Json all = Json::array();
+  for (const CFileChange& change : changes) {
+    all.push_back({{"file", change.path},
+                   {"change", kWords[static_cast<std::size_t>(change.what)]},
+                   {"part", change.part},
+                   {"node", change.node == 0 ? Json() : Json(change.node)},
+                   {"bytes", change.bytes}});
+  }
+  return all;
+}
+
+void WriteSendList(const std::string& file, const std::vector<CFileChange>& changes) {
+  std::string lines;
+  for (const CFileChange& change : changes) lines.append(change.path).append("\n");
+  WriteFile(file, lines);
+}
+
+}  // namespace ncc::tool
