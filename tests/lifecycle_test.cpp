@@ -139,6 +139,9 @@ TEST_F(Lifecycle, OneOwnerAtATime) {
   EXPECT_EQ(LastFailure(), NCCFailure::kInUse);
   EXPECT_FALSE(second.Create(folder_.c_str(), "net", 1));
   EXPECT_EQ(ReleaseHeldLevels(second), 0);
+  ASSERT_TRUE(second.Create(scratch_.Path().c_str(), "second", 2));
+  EXPECT_FALSE(second.Backup((folder_ + "/net.db").c_str()));
+  EXPECT_EQ(LastFailure(), NCCFailure::kInUse) << second.LastError();
 
   const auto in_another_process = [&] {
     CNCCNet third;

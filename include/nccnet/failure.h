@@ -4,7 +4,7 @@
 
 #include "nccnet/export.h"
 
-/// What a failure was that opening, creating or restoring a database ended with.
+/// What a failure was.
 enum class NCCFailure {
   kNone,          ///< the last call of this thread succeeded
   kOther,         ///< only the text of LastError() tells
@@ -14,6 +14,7 @@ enum class NCCFailure {
   kLossPossible,  ///< the last changes may be gone: RestoreBackup, or AcceptLoss and open again
 };
 
-/// The kind of the failure that LastError() tells of; kOther for everything that is done with an
-/// open database.
+/// The kind of the failure that LastError() tells of: what opening, creating or restoring a
+/// database ended with, or a Backup (kInUse when somebody has open what it would replace); where
+/// storage has failed under an open database, what the engine takes it for. kOther for all else.
 NCC_API NCCFailure LastFailure();
