@@ -17,7 +17,7 @@ inline constexpr std::uint8_t kRecordItem = 6;
 template <class Visit>
 void WalkEntries(const CHDBFolder& folder, Visit visit) {
   for (auto at = folder.Entries().First(); at != kNoPosition; at = folder.Entries().Next(at)) {
-    if (!visit(folder.Entries().At(at), at)) return;
+    if (!visit(CHDBFolderEntry(folder.Entries().At(at)), at)) return;
   }
 }
 
@@ -27,7 +27,7 @@ template <class Visit>
 void WalkItems(NetState& net, const CHDBFolder& folder, Visit visit) {
   for (auto at = folder.Entries().First(); at != kNoPosition; at = folder.Entries().Next(at)) {
     net.Progress();
-    if (folder.Entries().Has(at) && !visit(folder.Entries().At(at), at)) return;
+    if (folder.Entries().Has(at) && !visit(CHDBFolderEntry(folder.Entries().At(at)), at)) return;
   }
 }
 

@@ -106,8 +106,9 @@ void RenameItems(NetState& net, const Entity& entity) {
     const TRef<CHDBFolder> parent = OpenFolder(net, id.number);
     const bool lists = parent->Find(entity.Id()) != kNoPosition;  // else what an old link has left
     if (lists && FindObject(net, id.number, kTypeDep) != nullptr) net.Progress();
-    if (!net.base->HasFolder(id) || !net.base->HasFolder(entity.Id())) continue;
-    for (const TDBObjId& object : {entity.Id(), entity.folder->RecordId()}) {
+    const bool is_there = net.base->FindRecord(entity.Number()) == entity.record.get();
+    if (!net.base->HasFolder(id) || !is_there) continue;
+    for (const TDBObjId& object : {entity.Id(), entity.record->RecordId()}) {
       const std::uint32_t at = parent->Find(object);
       if (at != kNoPosition) parent->Rename(at, entity.record->Name());
     }

@@ -39,8 +39,8 @@ void LinkUser(NetState& net, const TDBObjId& dep_object, const TDBObjId& user_ob
     if (group != nullptr && group->List(kNodesOfGroup).Size() > 0) net.Progress();
     GivePrimary(net, dep_object, user_object);
   }
+  if (collectives) AddMemberships(net, dep_entry, *OpenEntity(net, user_object, kTypeAB).record);
   const Entity user = OpenEntity(net, user_object, kTypeAB);
-  if (collectives) AddMemberships(net, dep_entry, *user.record);
   const Entity dep = OpenEntity(net, dep_object, kTypeDep);
   AppendItemsOf(*dep.folder, *user.record, user.record->Name());
 }

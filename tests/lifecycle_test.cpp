@@ -181,6 +181,24 @@ TEST_F(Lifecycle, LoadNetInfoTakesTheFirstRootEntryWhateverItsName) {
   EXPECT_EQ(net_.GetServersCount(), 0U);
 }
 
+TEST_F(Lifecycle, ARecordBeginsEmptyAgainAndAFolderListsOnlyWhatHasASpace) {
+  ChangeBelow(net_, [](CHDBase& base) {
+    const auto folder = CHDBFolderManager(base).FolderCreate(500);
+    CHDBRecordManager records(base);
+    const auto record = records.RecCreate(folder->RecordId());
+    record->SetType(4);
+    record->SetData("data");
+    record->SetName("a name of its own");
+    record->Remove();
+    records.RecCreate(folder->RecordId());
+    EXPECT_EQ(record->Type(), 0U);
+    EXPECT_EQ(record->Data(), "");
+    EXPECT_EQ(record->Name(), "");
+    EXPECT_THROW(folder->Append({0, 1}, 1, "nowhere"), ncc::StorageError);
+    CHDBFolderManager(base).FolderRemove(folder->Id());
+  });
+}
+
 TEST_F(Lifecycle, WithoutADatabaseEverythingIsRefused) {
   CNCCNet fresh;
   ExpectEverythingRefused(fresh, "fresh");

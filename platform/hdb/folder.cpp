@@ -9,8 +9,19 @@
 
 using ncc::StorageError;
 
-CHDBObject::~CHDBObject() {
-  if (has_many_parents_) delete parents_.many;
+CHDBObject::~CHDBObject() { Retire(); }
+
+void CHDBObject::Retire() {
+  LetGo();
+  entries_.Clear();
+  pairs_.Clear();
+  rarities_.reset();
+  type_ = name_size_ = 0;
+  data_size_ = has_record_ = has_own_name_ = 0;
+  if (!has_many_parents_) return;
+  delete parents_.many;
+  parents_.few = {};
+  has_many_parents_ = 0;
 }
 
 ncc::ObjectOwner& CHDBFolder::Owner() const {
@@ -90,6 +101,7 @@ void CHDBFolder::Remove(std::uint32_t position) {
 
 void CHDBFolder::RemoveAll() {
   for (auto at = entries_.First(); at != ncc::kNoPosition; at = entries_.Next(at)) Remove(at);
+  entries_.Clear();
 }
 
 void CHDBFolder::Rename(std::uint32_t position, std::string_view name) {

@@ -126,7 +126,7 @@ class alignas(64) CHDBObject {
   bool IsAlive() const { return owner_ != nullptr; }
   bool HasRecord() const { return has_record_; }
 
-  // The place is taken for good: a handle may look at what was there until the last one is gone.
+  // A place that was taken once goes to another object only when no handle can look at it any more.
   bool WasTaken() const { return number_ != 0; }
   void Take(ncc::ObjectOwner& owner, std::uint32_t number) {
     owner_ = &owner;
@@ -134,6 +134,8 @@ class alignas(64) CHDBObject {
   }
   // From now on every change is refused.
   void LetGo() { owner_ = nullptr; }
+  // The same of an object that was removed: it is empty from now on.
+  void Retire();
 
  protected:
   // What few objects have.

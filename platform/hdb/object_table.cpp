@@ -30,7 +30,7 @@ CHDBRecord& ObjectTable::Create(ObjectOwner& owner, std::uint32_t number) {
 }
 
 void ObjectTable::Remove(std::uint32_t number) {
-  Find(number)->LetGo();
+  Find(number)->Retire();
   displaced_.erase(number);
 }
 

@@ -12,8 +12,8 @@
 namespace ncc {
 
 // Objects stand in slabs, each at the place that its number gives it. A handle keeps the slab, so
-// what it looks at is there as long as it is, even when the object was removed or all of them were
-// dropped.
+// what it looks at is there as long as it is: an empty object when that one was removed, the object
+// as it was when all of them were dropped.
 class ObjectTable {
  public:
   ObjectTable() = default;

@@ -149,6 +149,9 @@ void CHDBRecord::Remove() {
   }
   drop(pairs_, ncc::kPairList);
   Owner().Unindex(*this);
+  type_ = 0;
+  data_size_ = 0;
+  PutName({});
   has_record_ = 0;
 }
 
