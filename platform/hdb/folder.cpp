@@ -79,10 +79,12 @@ std::string_view CHDBFolder::EntryName(std::uint32_t position) const {
 }
 
 void CHDBFolder::Append(const TDBObjId& object, std::uint8_t kind, std::string_view name) {
+  const CHDBFolderEntry entry(object, kind);
+  if (entry.IsHole()) throw StorageError("an object of no space cannot be in a folder");
   CHDBRecord& child = Owner().Object(object.number);
   TouchEntry(entries_.EndPosition());
   child.AddParent(number_);
-  const std::uint32_t position = entries_.Append({object, kind});
+  const std::uint32_t position = entries_.Append(entry);
   if (name != child.Name()) PutLabel(position, name);
 }
 
