@@ -10,9 +10,6 @@
 
 namespace ncc {
 
-// Kind of the folder items that refer to a record; the others carry the type of what they refer to.
-inline constexpr std::uint8_t kRecordItem = 6;
-
 // Calls visit(entry, position) for each entry of the folder until it returns false.
 template <class Visit>
 void WalkEntries(const CHDBFolder& folder, Visit visit) {

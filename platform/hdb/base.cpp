@@ -6,7 +6,6 @@
 #include "platform/text/code_page.h"
 #include "platform/token.h"
 
-#include <algorithm>
 #include <utility>
 
 using ncc::Row;

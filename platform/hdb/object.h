@@ -27,6 +27,9 @@ inline constexpr std::uint32_t kFolderSpace = 200;
 // up from 1.
 inline constexpr std::uint32_t kRootNumber = 0xFFFFFFFF;
 
+// Kind of the folder items that refer to a record; the others carry the type of what they refer to.
+inline constexpr std::uint8_t kRecordItem = 6;
+
 inline constexpr std::size_t kMaxDataSize = 80;
 
 constexpr std::uint64_t KeyOf(const TDBObjId& id) {

@@ -11,6 +11,8 @@ using ncc::StorageError;
 
 namespace {
 
+static_assert(sizeof(CHDBRecord) == 128, "two cache lines");
+
 std::size_t ListIndex(int position) {
   if (position < ncc::kFirstListPosition || position > ncc::kLastListPosition) {
     throw StorageError("a record has no list at value " + std::to_string(position));

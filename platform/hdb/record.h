@@ -22,7 +22,6 @@ inline constexpr std::uint32_t kNameAttribute = 20;
 inline constexpr std::uint32_t kTypeAttribute = 30;
 
 // Positions of values in a record: the data image, the three attributes, then three id lists.
-inline constexpr int kDataPosition = 0;
 inline constexpr int kFirstListPosition = 4;
 inline constexpr int kLastListPosition = 6;
 

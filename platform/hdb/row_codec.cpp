@@ -10,10 +10,8 @@
 namespace ncc {
 namespace {
 
-constexpr std::uint8_t kRecordItemKind = 6;
-
 std::uint32_t ImpliedSpace(std::uint8_t kind) {
-  return kind == kRecordItemKind ? kRecordSpace : kFolderSpace;
+  return kind == kRecordItem ? kRecordSpace : kFolderSpace;
 }
 
 int PositionOfIdList(std::uint8_t list) { return kFirstListPosition + list - kFirstIdList; }
