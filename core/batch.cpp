@@ -1,4 +1,4 @@
-// Batches, backups, the revision and the text of failures.
+// Batches, backups and the revision.
 
 #include "core/last_error.h"
 #include "core/operation.h"

@@ -31,7 +31,8 @@ std::vector<std::uint32_t> RootObjects(const NetState& net, std::uint8_t type);
 std::vector<std::uint32_t> NumbersOf(const NetState& net, std::uint8_t type);
 
 // What a folder's first item of a type with this identifier or name refers to: with a progress
-// callback a walk over the items up to it, without one by index. Null when there is none.
+// callback a walk over the items up to it, without one by index. Null when there is none. That by
+// name throws Refusal when the name cannot be one of the database.
 const CHDBRecord* FindItem(NetState& net, const CHDBFolder& folder, std::uint8_t type,
                            unsigned long id);
 const CHDBRecord* FindItem(NetState& net, const CHDBFolder& folder, std::uint8_t type,

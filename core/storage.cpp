@@ -1,5 +1,5 @@
-// How objects are kept in the database: the values of their records, their id lists, the items of
-// the root folder.
+// The members that work on stored objects as they are: values and id lists of a record, look-ups in
+// the root folder, the folder space.
 
 #include "core/links.h"
 

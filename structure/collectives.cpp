@@ -111,7 +111,7 @@ bool SetPrimary(NetState& net, const ObjectKey& key, CColId collective) {
 
 void ncc::AddMemberships(NetState& net, const CDepEntry& dep, CHDBRecord& user) {
   const TDBObjId user_object = FolderOf(user);
-  FindRootItem(net, kTypeNGrp, static_cast<unsigned long>(dep.ngrp_id));
+  FindRootItem(net, kTypeNGrp, static_cast<unsigned long>(dep.ngrp_id));  // for its callbacks alone
   // What counts is what its callbacks have left.
   OpenEntity(net, user_object, kTypeAB);
   std::list<CCol> nodes;

@@ -125,7 +125,7 @@ bool CNCCNet::LinkAllDeps() {
     const std::vector<std::uint32_t> all = NumbersOf(net, kTypeDep);
     for (const std::uint32_t dep : all) {
       net.Progress();
-      FindItem(net, *net.root, kTypeDep, dep);
+      FindItem(net, *net.root, kTypeDep, dep);  // for its callbacks alone
     }
     for (const std::uint32_t dep : all) {
       if (FindObject(net, dep, kTypeDep) != nullptr) LinkToAll(net, dep, all);

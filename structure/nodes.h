@@ -18,8 +18,9 @@ void ForEachAP(const NetState& net, std::uint32_t server, Visit visit) {
   });
 }
 
-// With a progress callback, what needs the list of servers is a walk over the root folder.
-void WalkServers(NetState& net);
+// Calls the progress callback, if there is one, for each item of the root folder, and does nothing
+// else: what needs to know the servers is a walk to the caller, whatever index answers it.
+void CallBackForServers(NetState& net);
 
 // The first AP whose flags hold the mask, by server in root order, then in the server's order,
 // found without progress callback; null when there is none.

@@ -40,7 +40,7 @@ bool IsNameTaken(NetState& net, std::uint8_t type, std::string_view name) {
     }
     return false;
   }
-  if (type == kTypeServer) WalkServers(net);
+  if (type == kTypeServer) CallBackForServers(net);
   return NameExists(net, name, type);
 }
 

@@ -54,7 +54,7 @@ unsigned long AddServer(NetState& net, const CIdentity* as, const char* name, un
 
 }  // namespace
 
-void ncc::WalkServers(NetState& net) {
+void ncc::CallBackForServers(NetState& net) {
   if (net.callback == nullptr) return;
   WalkItems(net, *net.root, [](const CHDBFolderEntry&, std::uint32_t) { return true; });
 }
@@ -100,7 +100,7 @@ bool CNCCNet::GetServerInfo(TDBObjId& server, CNNEntry& entry) {
 
 unsigned long CNCCNet::GetServersCount() {
   return Run(*state_, 0UL, [&] {
-    WalkServers(*state_);
+    CallBackForServers(*state_);
     return static_cast<unsigned long>(state_->base->RecSelect(kTypeServer).Size());
   });
 }

@@ -451,6 +451,7 @@ class NCC_API CNCCNet : public CNetHistory {
   bool CreateAbonameeFile(const char* folder);  ///< an empty file
   bool CreateCcc_kcFile(const char* folder);    ///< addresses of NCC and KC
   bool CreateAbn_apFile(const char* folder);    ///< users and the nodes at which they are members
+  /// The same, in a folder that is there.
   bool CreateNodenameFile(const char* folder);  ///< names of groups, APs and servers
   bool CreateNmatrixFile(const char* folder);   ///< which node sees which
   /// A file for each user (entry and memberships) and for each AP (entry and node groups).
@@ -548,8 +549,8 @@ class NCC_API CNCCNet : public CNetHistory {
   void CreateDB(unsigned long net_number);
   void ReadNetInfo();
 
-  // Storage of objects: these take the lock and run within the unit of the operation that calls
-  // them; a failure of storage leaves them as an exception.
+  // Storage of objects, below the operations: these take the lock and no more. What changes
+  // anything needs a unit that runs, and a failure of storage leaves as an exception.
   void SetData(TRef<CHDBList> list, void* data, unsigned long size);
   void AddListId(TRef<CHDBRecord>& record, TDBObjId& object, int n);
   void DelListId(TRef<CHDBRecord>& record, TDBObjId& object, int n);
@@ -569,7 +570,7 @@ class NCC_API CNCCNet : public CNetHistory {
   void DeleteDepFromNGrp(TRef<CHDBFolder>& group, TRef<CHDBFolder>& dep);
   void AddCollective(CDepEntry dep, TRef<CHDBRecord>& user);
 
-  // One node's file; they do the work of the public forms.
+  // One node's file, by the node's folder; false when it is not written.
   bool GenApn(const char* folder, unsigned char mode, TDBObjId& ap);
   bool GenApa(const char* folder, TDBObjId& ap);
   bool GenApc(const char* folder, TDBObjId& ap);

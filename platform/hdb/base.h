@@ -98,6 +98,7 @@ class CHDBase final : ncc::ObjectOwner {
 
   // For the managers. An object begins with an empty folder and without a record.
   TRef<CHDBFolder> CreateObject(std::uint32_t number);
+  // Null when there is none.
   TRef<CHDBRecord> OpenObject(std::uint32_t number) const { return objects_.Open(number); }
   // Its entries and its record must be gone.
   void RemoveObject(std::uint32_t number);
