@@ -7,9 +7,7 @@ namespace ncc {
 
 std::string FolderOfDatabase(const char* path, const char* name) {
   if (path == nullptr || name == nullptr || *name == '\0') throw Refusal("no database was named");
-  std::string folder = path;
-  if (!folder.ends_with('\\') && !folder.ends_with('/')) folder += '\\';
-  return folder;
+  return WithSeparator(path);
 }
 
 std::string DatabasePath(const char* path, const char* name) {

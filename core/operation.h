@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <list>
 #include <string>
+#include <type_traits>
 
 namespace ncc {
 
@@ -47,7 +48,8 @@ class UnitScope {
 class OperationBody {
  public:
   template <class Body>
-  explicit OperationBody(Body& body)
+  requires(!std::is_same_v<std::remove_const_t<Body>, OperationBody>) explicit OperationBody(
+      Body& body)
       : body_(&body), call_([](void* of) { (*static_cast<Body*>(of))(); }) {}
   void operator()() const { call_(body_); }
 

@@ -57,7 +57,11 @@ char* CNCCNet::GetAddr4(unsigned long id, char* buffer) {
 char* CNCCNet::GetAddr8(unsigned long id, char* buffer) {
   if (buffer == nullptr) return nullptr;
   LockScope lock(state_->lock);
-  return PutText(Hex4(state_->prefs.net_number) + Hex4(static_cast<std::uint32_t>(id)), buffer);
+  // One by one, as both together may need memory.
+  const std::string network = Hex4(state_->prefs.net_number);
+  PutText(network, buffer);
+  PutText(Hex4(static_cast<std::uint32_t>(id)), buffer + network.size());
+  return buffer;
 }
 
 char* CNCCNet::GetNetAddr(char* buffer) {
