@@ -5,6 +5,7 @@
 #include "core/links.h"
 #include "core/operation.h"
 #include "core/walk.h"
+#include "structure/collectives.h"
 
 #include <list>
 #include <vector>
@@ -30,16 +31,6 @@ bool HasItemOfType(const NetState& net, const CHDBRecord& record, std::uint8_t t
     return !found;
   });
   return found;
-}
-
-bool IsInADep(const NetState& net, const CHDBRecord& user) {
-  for (const TDBObjId& parent : net.base->ParentLinkSelect(FolderOf(user))) {
-    if (FindObject(net, parent.number, kTypeDep) != nullptr &&
-        OpenFolder(net, parent.number)->Find(FolderOf(user)) != kNoPosition) {
-      return true;
-    }
-  }
-  return false;
 }
 
 // Numbers of all nodes that some membership names: one pass over the users, whatever asks.
@@ -69,7 +60,8 @@ int CNCCNet::CheckAnomaliesAB(std::list<CABEntry>* in_no_dep, std::list<CABEntry
   NetState& net = *state_;
   return Run(net, 0, [&] {
     const auto users = NumbersOf(net, kTypeAB);
-    Collect(net, users, in_no_dep, [&](const CHDBRecord& user) { return !IsInADep(net, user); });
+    Collect(net, users, in_no_dep,
+            [&](const CHDBRecord& user) { return DepsOf(net, FolderOf(user)).empty(); });
     Collect(net, users, no_primary, [](const CHDBRecord& user) {
       const CColId primary = EntryOf<CABEntry>(user).primary;
       return primary.dep == 0 || primary.node == 0;

@@ -36,17 +36,6 @@ void AppendNodes(const NetState& net, const CHDBRecord& dep, std::list<CCol>& li
   });
 }
 
-// The Deps that list the user, ascending.
-std::vector<const CHDBRecord*> DepsOf(const NetState& net, const TDBObjId& user) {
-  std::vector<const CHDBRecord*> deps;
-  for (const TDBObjId& parent : net.base->ParentLinkSelect(user)) {
-    const CHDBRecord* dep = FindObject(net, parent.number, kTypeDep);
-    if (dep != nullptr && OpenFolder(net, parent.number)->Find(user) != kNoPosition)
-      deps.push_back(dep);
-  }
-  return deps;
-}
-
 // Brings the memberships of one Dep into line with `wanted`.
 void Align(CHDBRecord& user, unsigned long dep_id, Memberships wanted, bool remove) {
   if (dep_id > 0xFFFFFFFF) return;  // nothing can be of such a Dep
@@ -108,6 +97,15 @@ bool SetPrimary(NetState& net, const ObjectKey& key, CColId collective) {
 }
 
 }  // namespace
+
+std::vector<const CHDBRecord*> ncc::DepsOf(const NetState& net, const TDBObjId& user) {
+  std::vector<const CHDBRecord*> deps;
+  for (const TDBObjId& parent : net.base->ParentLinkSelect(user)) {
+    const CHDBRecord* dep = FindObject(net, parent.number, kTypeDep);
+    if (dep != nullptr && dep->Find(user) != kNoPosition) deps.push_back(dep);
+  }
+  return deps;
+}
 
 void ncc::AddMemberships(NetState& net, const CDepEntry& dep, CHDBRecord& user) {
   const TDBObjId user_object = FolderOf(user);
