@@ -116,8 +116,7 @@ const CHDBRecord* FindItem(NetState& net, const CHDBFolder& folder, std::uint8_t
 
 Entity OpenEntity(const NetState& net, const TDBObjId& folder) {
   RecordOf(net, folder);
-  return {CHDBFolderManager(*net.base).FolderOpen(folder),
-          CHDBRecordManager(*net.base).RecOpen({kRecordSpace, folder.number})};
+  return {net.base->OpenObject(folder.number)};
 }
 
 Entity OpenEntity(const NetState& net, const TDBObjId& folder, std::uint8_t type) {

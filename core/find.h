@@ -48,11 +48,11 @@ const CHDBRecord* FindRootItem(NetState& net, std::uint8_t type, NameOrId which)
 
 // An open object.
 struct Entity {
-  TRef<CHDBFolder> folder;
   TRef<CHDBRecord> record;
 
-  TDBObjId Id() const { return folder->Id(); }
-  std::uint32_t Number() const { return folder->Number(); }
+  CHDBFolder& Folder() const { return *record; }
+  TDBObjId Id() const { return FolderOf(*record); }
+  std::uint32_t Number() const { return record->Number(); }
 };
 
 Entity OpenEntity(const NetState& net, const TDBObjId& folder);

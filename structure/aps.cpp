@@ -57,14 +57,15 @@ unsigned long AddAPTo(NetState& net, const ObjectKey& key, const char* name, uns
                       const CIdentity* as = nullptr) {
   return Run(net, 0UL, [&] {
     const Entity server = OpenEntity(net, Known(net, kTypeServer, key), kTypeServer);
-    auto entry = NewEntry<CNNEntry>(net, kTypeAP, name, as);
+    CNNEntry entry;
+    FillNew(net, kTypeAP, name, entry, as);
     std::uint32_t before = ChangeApCount(server, +1) - 1;
     entry.number = TakeNumber(before, as);
     entry.flags = static_cast<std::uint32_t>(flags);
     entry.server_id = server.Number();
     entry.settings = net.prefs.node_settings;
     const Entity ap = StoreObject(net, {reinterpret_cast<const char*>(&entry), sizeof(entry)});
-    AppendItemsOf(*server.folder, *ap.record, ap.record->Name());
+    AppendItemsOf(server.Folder(), *ap.record, ap.record->Name());
     return static_cast<unsigned long>(entry.id);
   });
 }
@@ -93,8 +94,8 @@ void MoveAP(const NetState& net, const TDBObjId& object, const TDBObjId& new_ser
   entry.server_id = server.Number();
   ReplaceEntry(*ap.record, entry);
   ChangeApCount(old_server, -1);
-  RemoveItemsOf(*old_server.folder, ap.Number());
-  AppendItemsOf(*server.folder, *ap.record, ap.record->Name());
+  RemoveItemsOf(old_server.Folder(), ap.Number());
+  AppendItemsOf(server.Folder(), *ap.record, ap.record->Name());
 }
 
 bool MoveAPTo(NetState& net, const ObjectKey& ap, const ObjectKey& server) {
@@ -107,9 +108,9 @@ bool MoveAPTo(NetState& net, const ObjectKey& ap, const ObjectKey& server) {
 bool DeleteAPOf(NetState& net, const ObjectKey& key, const char* name) {
   return Run(net, [&] {
     const Entity server = OpenEntity(net, Known(net, kTypeServer, key), kTypeServer);
-    const CHDBRecord* const ap = FindItem(net, *server.folder, kTypeAP, name);
+    const CHDBRecord* const ap = FindItem(net, server.Folder(), kTypeAP, name);
     if (ap == nullptr) RefuseUnknown(kTypeAP, name);
-    RemoveAP(net, *server.folder, FolderOf(*ap));
+    RemoveAP(net, server.Folder(), FolderOf(*ap));
   });
 }
 

@@ -33,16 +33,16 @@ bool LinkDeps(const NetState& net, const EntityPair& deps, const char* name1, co
   const auto& [one, other] = deps;
   const std::string shown1 = Spelled(net, *one.record, name1);
   const std::string shown2 = Spelled(net, *other.record, name2);
-  const bool is_added1 = AppendLink(*one.folder, *other.record, shown2);
-  const bool is_added2 = AppendLink(*other.folder, *one.record, shown1);
+  const bool is_added1 = AppendLink(one.Folder(), *other.record, shown2);
+  const bool is_added2 = AppendLink(other.Folder(), *one.record, shown1);
   return is_added1 || is_added2;
 }
 
 bool UnlinkDeps(NetState& net, const ObjectKey& key1, const ObjectKey& key2) {
   return Run(net, [&] {
     const auto [one, other] = OpenPair(net, kTypeDep, key1, kTypeDep, key2);
-    RemoveItem(*other.folder, one.Id());
-    RemoveItem(*one.folder, other.Id());
+    RemoveItem(other.Folder(), one.Id());
+    RemoveItem(one.Folder(), other.Id());
   });
 }
 
@@ -63,8 +63,8 @@ void LinkToAll(NetState& net, std::uint32_t number, const std::vector<std::uint3
 }  // namespace
 
 unsigned long CNCCNet::CreateDep(const char* name, TDBObjId& result) {
-  return CreateObject(*state_, result,
-                      [&] { return NewEntry<CDepEntry>(*state_, kTypeDep, name); });
+  return CreateObject<CDepEntry>(
+      *state_, result, [&](CDepEntry& entry) { FillNew(*state_, kTypeDep, name, entry); });
 }
 unsigned long CNCCNet::CreateDep(const char* name) {
   TDBObjId scratch;
@@ -73,7 +73,8 @@ unsigned long CNCCNet::CreateDep(const char* name) {
 unsigned long CreateDepAs(CNCCNet& net, unsigned long id, const char* name) {
   NetState& state = StateOf::Net(net);
   const CIdentity as{id};
-  return CreateObject(state, [&] { return NewEntry<CDepEntry>(state, kTypeDep, name, &as); });
+  return CreateObject<CDepEntry>(
+      state, [&](CDepEntry& entry) { FillNew(state, kTypeDep, name, entry, &as); });
 }
 
 bool CNCCNet::ModifyDep(const char* name, const char* new_name) {

@@ -13,10 +13,9 @@ using namespace ncc;
 namespace {
 
 unsigned long CreateGroup(NetState& net, const CIdentity* as, const char* name, TDBObjId& result) {
-  return CreateObject(net, result, [&] {
-    auto entry = NewEntry<CNGrpEntry>(net, kTypeNGrp, name, as);
+  return CreateObject<CNGrpEntry>(net, result, [&](CNGrpEntry& entry) {
+    FillNew(net, kTypeNGrp, name, entry, as);
     entry.number = TakeNumber(net.prefs.ngrp_counter, as);
-    return entry;
   });
 }
 

@@ -88,7 +88,7 @@ Entity StoreObject(NetState& net, std::string_view entry) {
   CNCCEntry head;
   std::memcpy(static_cast<void*>(&head), entry.data(), sizeof(head));
   const TRef<CHDBFolder> folder = CHDBFolderManager(*net.base).FolderCreate(head.id);
-  Entity object{folder, CHDBRecordManager(*net.base).RecCreate(folder->RecordId())};
+  Entity object{CHDBRecordManager(*net.base).RecCreate(folder->RecordId())};
   CHDBList values(object.record);
   StoreValues(values, entry);
   net.StorePreferences();

@@ -55,17 +55,17 @@ std::uint32_t TakeId(NetState& net, const CIdentity& as);
 // The ordinal that goes with it or, without one, the next. Raises the counter.
 std::uint32_t TakeNumber(std::uint32_t& counter, const CIdentity* as);
 
-// The entry of a new object: name, identifier and type code, all else zero. The identifier is the
-// next one unless `as` says another.
+// Makes the entry of a new object: name, identifier and type code, all else zero. The identifier is
+// the next one unless `as` says another. The entry is filled where it stands: nothing says that a
+// copy keeps each of its bytes.
 template <class Entry>
-Entry NewEntry(NetState& net, std::uint8_t type, const char* given, const CIdentity* as = nullptr) {
+void FillNew(NetState& net, std::uint8_t type, const char* given, Entry& entry,
+             const CIdentity* as = nullptr) {
   const std::string name = CheckedName(net, given);
-  Entry entry;
   std::memset(static_cast<void*>(&entry), 0, sizeof(entry));
   name.copy(entry.name, kMaxNameLength);
   entry.id = as != nullptr ? TakeId(net, *as) : AllocateId(net);
   entry.type = type;
-  return entry;
 }
 
 // Makes the folder and the record of an object with this entry. Stores the preferences.
@@ -87,19 +87,24 @@ void RenameItems(NetState& net, const Entity& entity);
 
 // Whole operations ------------------------------------------------------------------------------
 
-// Stores the object whose entry `make` returns. Returns its identifier; 0, and `result` as it was,
+// Stores the object whose entry `fill` makes. Returns its identifier; 0, and `result` as it was,
 // when it was refused or failed.
-template <class Make>
-unsigned long CreateObject(NetState& net, TDBObjId& result, Make make) {
+template <class Entry, class Fill>
+unsigned long CreateObject(NetState& net, TDBObjId& result, Fill fill) {
   TDBObjId created;
-  if (!Run(net, [&] { created = StoreRootObject(net, make()); })) return 0;
+  const bool is_created = Run(net, [&] {
+    Entry entry;
+    fill(entry);
+    created = StoreRootObject(net, entry);
+  });
+  if (!is_created) return 0;
   result = created;
   return created.number;
 }
-template <class Make>
-unsigned long CreateObject(NetState& net, Make make) {
+template <class Entry, class Fill>
+unsigned long CreateObject(NetState& net, Fill fill) {
   TDBObjId scratch;
-  return CreateObject(net, scratch, make);
+  return CreateObject<Entry>(net, scratch, fill);
 }
 
 bool RenameObject(NetState& net, std::uint8_t type, const ObjectKey& key, const char* new_name);

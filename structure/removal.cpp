@@ -30,7 +30,8 @@ void RemoveAllItems(const NetState& net, const TDBObjId& object) {
 
 template <class Ended>
 void EndMemberships(const NetState& net, std::uint32_t user, Ended ended) {
-  CHDBRecord& record = *OpenEntity(net, {kFolderSpace, user}).record;
+  const Entity entity = OpenEntity(net, {kFolderSpace, user});
+  CHDBRecord& record = *entity.record;
   for (auto at = record.Pairs().First(); at != kNoPosition; at = record.Pairs().Next(at)) {
     if (ended(record.Pairs().At(at))) record.RemovePair(at);
   }
@@ -41,18 +42,18 @@ void EndMemberships(const NetState& net, std::uint32_t user, Ended ended) {
 void RemoveObject(NetState& net, const TDBObjId& object) {
   const Entity entity = OpenEntity(net, object);
   if (entity.record->Type() == kTypeServer) {
-    WalkItems(net, *entity.folder, [&](const CHDBFolderEntry& entry, std::uint32_t) {
-      if (entry.Kind() == kTypeAP) RemoveAP(net, *entity.folder, entry.Object());
+    WalkItems(net, entity.Folder(), [&](const CHDBFolderEntry& entry, std::uint32_t) {
+      if (entry.Kind() == kTypeAP) RemoveAP(net, entity.Folder(), entry.Object());
       return true;
     });
   }
-  if (entity.record->Type() == kTypeDep) UnlinkAllUsers(net, *entity.folder);
+  if (entity.record->Type() == kTypeDep) UnlinkAllUsers(net, entity.Folder());
   if (entity.record->Type() == kTypeNGrp) {
     WalkIds(*entity.record, kDepsOfGroup,
             [&](const TDBObjId& dep) { UnlinkDepFromGroup(net, entity, OpenEntity(net, dep)); });
   }
   if (!net.base->HasFolder(object)) return;  // a progress callback has deleted it meanwhile
-  DeleteAllLink(net, entity.folder);
+  DeleteAllLink(net, entity.record);
   if (!net.base->HasFolder(object)) return;
   DeleteBackLinks(net, *entity.record);  // after the last callback, which may have made some
   CHDBFolderManager(*net.base).FolderRemove(object);
@@ -61,7 +62,7 @@ void RemoveObject(NetState& net, const TDBObjId& object) {
 void RemoveAP(NetState& net, const CHDBFolder& server, const TDBObjId& ap) {
   const Entity entity = OpenEntity(net, ap);
   DeleteBackLinks(net, *entity.record);
-  DeleteAllLink(net, entity.folder);
+  DeleteAllLink(net, entity.record);
   CHDBFolderManager(*net.base).FolderRemove(ap);
   ChangeApCount(OpenEntity(net, server.Id()), -1);
 }
@@ -114,7 +115,7 @@ void FreeDep(const NetState& net, std::uint32_t group, const Entity& dep) {
   auto entry = EntryOf<CDepEntry>(*dep.record);
   if (entry.ngrp_id == group) entry.ngrp_id = 0;
   ReplaceEntry(*dep.record, entry);
-  WalkEntries(*dep.folder, [&](const CHDBFolderEntry& item, std::uint32_t) {
+  WalkEntries(dep.Folder(), [&](const CHDBFolderEntry& item, std::uint32_t) {
     if (item.Kind() == kTypeAB) EndMembershipsOfDep(net, item.Object().number, dep.Number());
     return true;
   });

@@ -40,15 +40,14 @@ unsigned long ListLinkedServers(NetState& net, const ObjectKey& key, std::list<C
 
 unsigned long AddServer(NetState& net, const CIdentity* as, const char* name, unsigned long flags,
                         unsigned short value) {
-  return CreateObject(net, [&] {
+  return CreateObject<CNNEntry>(net, [&](CNNEntry& entry) {
     RefuseTakenName(net, kTypeServer, CheckedName(net, name));
-    auto entry = NewEntry<CNNEntry>(net, kTypeServer, name, as);
+    FillNew(net, kTypeServer, name, entry, as);
     entry.number = TakeNumber(net.prefs.server_counter, as);
     entry.flags = static_cast<std::uint32_t>(flags);
     entry.attribute = 1;
     entry.settings = net.prefs.node_settings;
     entry.value = value;
-    return entry;
   });
 }
 

@@ -42,15 +42,17 @@ void LinkUser(NetState& net, const TDBObjId& dep_object, const TDBObjId& user_ob
   if (collectives) AddMemberships(net, dep_entry, *OpenEntity(net, user_object, kTypeAB).record);
   const Entity user = OpenEntity(net, user_object, kTypeAB);
   const Entity dep = OpenEntity(net, dep_object, kTypeDep);
-  AppendItemsOf(*dep.folder, *user.record, user.record->Name());
+  AppendItemsOf(dep.Folder(), *user.record, user.record->Name());
 }
 
 // The object of this name, made when there is none.
 template <class Entry>
 TDBObjId FindOrCreate(NetState& net, std::uint8_t type, const char* name) {
   const CHDBRecord* const found = FindRootItem(net, type, name);
-  return found != nullptr ? FolderOf(*found)
-                          : StoreRootObject(net, NewEntry<Entry>(net, type, name));
+  if (found != nullptr) return FolderOf(*found);
+  Entry entry;
+  FillNew(net, type, name, entry);
+  return StoreRootObject(net, entry);
 }
 
 template <class NameOrId>
@@ -66,7 +68,8 @@ void UnlinkUserFrom(NetState& net, NameOrId dep, NameOrId user) {
 }  // namespace
 
 unsigned long CNCCNet::CreateAB(const char* name, TDBObjId& result) {
-  return CreateObject(*state_, result, [&] { return NewEntry<CABEntry>(*state_, kTypeAB, name); });
+  return CreateObject<CABEntry>(*state_, result,
+                                [&](CABEntry& entry) { FillNew(*state_, kTypeAB, name, entry); });
 }
 unsigned long CNCCNet::CreateAB(const char* name) {
   TDBObjId scratch;
@@ -75,7 +78,8 @@ unsigned long CNCCNet::CreateAB(const char* name) {
 unsigned long CreateABAs(CNCCNet& net, unsigned long id, const char* name) {
   NetState& state = StateOf::Net(net);
   const CIdentity as{id};
-  return CreateObject(state, [&] { return NewEntry<CABEntry>(state, kTypeAB, name, &as); });
+  return CreateObject<CABEntry>(
+      state, [&](CABEntry& entry) { FillNew(state, kTypeAB, name, entry, &as); });
 }
 
 bool CNCCNet::ModifyAB(const char* name, const char* new_name) {
