@@ -2,6 +2,7 @@
 #include "platform/storage/database_files.h"
 #include "platform/storage/log_file.h"
 #include "platform/storage/owner_lock.h"
+#include "platform/storage/restore.h"
 #include "platform/storage/sqlite_engine.h"
 #include "tests/support/engine_history.h"
 #include "tests/support/file_faults.h"
@@ -137,6 +138,57 @@ bool CommitUnderFault(const std::string& base, const Fault& wanted, std::uint64_
   EXPECT_EQ(LoadAll(*engine), HistoryContents(revision));
   engine->Commit(HistoryChanges(++revision));
   return hit;
+}
+
+// Restores the database from a copy of revision 3. Gives the name of what was replaced.
+std::string Restore(const std::string& base) {
+  const ScratchFolder made;
+  MakeHistory(made.Path("copy"), 3);
+  const std::string kept = Restoration(base, made.Path("copy.db")).Publish();
+  EXPECT_EQ(LoadAll(*OpenSqliteEngine(base, {OpenMode::kOpen})), HistoryContents(3));
+  return fs::path(kept).stem();
+}
+
+TEST_F(EngineFaultTest, WhatIsReplacedStillShowsThatChangesAreMissing) {
+  MakeHistory(base, 8);
+  const std::string older = scratch.Path("older");
+  RunInChild([&] {
+    const auto engine = Continue(9);
+    fs::copy_file(log, older);
+    engine->Commit(HistoryChanges(10));
+    ::_exit(0);
+    return 1;
+  });
+  fs::rename(older, log);
+  EXPECT_TRUE(Says(Refusal(), "after revision 9 may be lost"));
+  has_links = false;
+  EXPECT_TRUE(Says(ErrorOf([&] { Restore(base); }), "no hard links"));
+  has_links = true;
+  EXPECT_TRUE(Says(Refusal(), "after revision 9 may be lost"));
+  const std::string kept = Restore(base);
+  for (const Mode mode : {Mode::kOpen, Mode::kSnapshot})
+    EXPECT_TRUE(Says(Refusal(mode, kept), "after revision 9 may be lost"));
+}
+
+TEST_F(EngineFaultTest, KeepsACopyWhereTheFileSystemHasNoHardLinks) {
+  MakeHistory(base, 9);
+  LeaveLog(base, 9, 10);
+  has_links = false;
+  const std::string kept = Restore(base);
+  has_links = true;
+  EXPECT_EQ(Load(Mode::kOpen, kept), HistoryContents(10));
+}
+
+// Between the renaming of the copy and the end of the log's old name.
+TEST_F(EngineFaultTest, WhatIsReplacedWaitsUntilItsLogIsItsOwn) {
+  const std::string old = "net-replaced-20260301-140211";
+  Continue(3, Mode::kCreate, "copy")->CopyTo(data);
+  MakeHistory(scratch.Path(old), 9);
+  LeaveLog(scratch.Path(old), 9, 10);
+  fs::create_hard_link(scratch.Path(old + ".db-wal"), log);
+  EXPECT_TRUE(Says(Refusal(Mode::kOpen, old), "open " + data + " first"));
+  EXPECT_EQ(Load(), HistoryContents(3));
+  EXPECT_EQ(Load(Mode::kOpen, old), HistoryContents(10));
 }
 
 TEST_F(EngineFaultTest, AFailingWriteOrFlushAnywhereInACommitTellsTheTruth) {

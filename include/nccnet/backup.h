@@ -21,6 +21,7 @@ NCC_API std::uint64_t CheckBackup(const char* file);
 /// Puts a copy in the place of a database, which may be missing or damaged but must have no owner.
 /// The copy is checked wholly first. What is replaced stays beside it as a database whose file goes
 /// to `kept`, which is empty when there was none. Whenever the process or the power ends, the old
-/// database or the new one is there.
-/// \return false when nothing was replaced
+/// database or the new one is there. Where the file system has no hard links a copy is kept, and a
+/// database with a log that cannot be brought into it is refused.
+/// \return false when nothing was replaced, or the system could not make durable what was
 NCC_API bool RestoreBackup(const char* path, const char* name, const char* backup, CString& kept);

@@ -307,8 +307,10 @@ void RemoveFile(const std::string& file) {
   if (::unlink(file.c_str()) != 0 && errno != ENOENT) Fail("cannot remove", file);
 }
 
-void LinkFile(const std::string& file, const std::string& name) {
-  if (::link(file.c_str(), name.c_str()) != 0) Fail("cannot give a second name to", file);
+bool LinkFile(const std::string& file, const std::string& name) {
+  if (::link(file.c_str(), name.c_str()) == 0) return true;
+  if (errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS || errno == EMLINK) return false;
+  Fail("cannot give a second name to", file);
 }
 
 }  // namespace ncc

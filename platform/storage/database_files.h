@@ -100,8 +100,8 @@ void SyncFolder(const std::string& folder);
 // False when there is no such file; throws when that cannot be told.
 bool FileExists(const std::string& file);
 void RemoveFile(const std::string& file);
-// Gives a file a second name.
-void LinkFile(const std::string& file, const std::string& name);
+// Gives a file a second name. False where the file system has no such thing.
+bool LinkFile(const std::string& file, const std::string& name);
 
 // "cannot open x.db: Permission denied"
 std::string DescribeFailure(std::string_view doing, const std::string& file, int error);

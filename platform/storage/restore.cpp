@@ -31,14 +31,29 @@ std::string NameForReplaced(const DatabaseFiles& files) {
 
 // Logs first, so that none seems to be left behind by a copy that is in place.
 void RemoveSecondNames(const DatabaseFiles& files) {
+  const std::string folder = files.stem.substr(0, files.stem.rfind('/') + 1);
   for (const FileId& file : {IdOf(files.log), IdOf(files.data)}) {
     for (const std::string& entry : FolderEntries(files.folder)) {
-      const std::string name = files.folder + "/" + entry;
-      if (name.starts_with(files.stem + std::string(kReplaced)) && file != FileId{} &&
-          IdOf(name) == file)
-        RemoveFile(name);
+      const std::string name = std::string(folder).append(entry);
+      if (!name.starts_with(files.stem + std::string(kReplaced)) || file == FileId{} ||
+          IdOf(name) != file)
+        continue;
+      const std::string lock = LocateDataFile(name).lock;
+      if (!lock.empty()) RemoveFile(lock);
+      RemoveFile(name);
     }
   }
+}
+
+// Whoever opened what was replaced before the log has lost its old name would take it from there.
+void RefuseSharedLog(const DatabaseFiles& files) {
+  if (!HasSecondName(files.log)) return;
+  const auto end = files.stem.rfind(kReplaced);
+  if (end == std::string::npos)
+    throw StorageError("the log " + files.log + " has a second name (a hard link): remove that");
+  throw StorageError("a restoration was interrupted, and the log " + files.log +
+                     " is not this database's alone yet: open " + files.stem.substr(0, end) +
+                     ".db first");
 }
 
 }  // namespace
@@ -50,8 +65,12 @@ std::string FindOwnLog(const DatabaseFiles& files) {
 }
 
 void ClearAfterRestoration(const DatabaseFiles& files) {
-  if (FindOwnLog(files).empty()) return RemoveFile(files.log);
+  if (FindOwnLog(files).empty()) {
+    RemoveFile(files.log);
+    return SyncFolder(files.folder);
+  }
   if (HasSecondName(files.log) || HasSecondName(files.data)) RemoveSecondNames(files);
+  RefuseSharedLog(files);
 }
 
 Restoration::Restoration(const std::string& base, const std::string& copy)
@@ -76,18 +95,41 @@ void Restoration::FoldLog() const {
   }
 }
 
+void Restoration::KeepAs(const std::string& kept) const {
+  const auto refuse = [&] {
+    throw StorageError("cannot keep the log " + files_.log +
+                       ": the file system has no hard links; move the log and the database, if it "
+                       "is there, to another folder first");
+  };
+  const bool has_log = FileExists(files_.log);
+  if (FileExists(files_.data) && !LinkFile(files_.data, kept)) {
+    if (has_log) refuse();
+    WriteWholeFile(kept, ReadContents(files_.data));
+  }
+  if (has_log && !LinkFile(files_.log, kept + "-wal")) refuse();
+  // What shows that changes are missing goes with what lacks them.
+  const auto& left = lock_.Left();
+  if (!left || !FileExists(kept) || left->inode != IdOf(files_.data).inode) return;
+  OwnerLock lock(LocateDataFile(kept).lock);
+  lock.Acknowledge({IdOf(kept).inode, left->revision, left->unit});
+  lock.Keep();
+}
+
 std::string Restoration::Publish() {
   const std::string kept = NameForReplaced(files_);
   const bool replaces = FileExists(files_.data);
   if (replaces) FoldLog();
   try {
-    if (replaces) LinkFile(files_.data, kept);
-    if (FileExists(files_.log)) LinkFile(files_.log, kept + "-wal");
+    KeepAs(kept);
     RemoveFile(files_.journal);
     SyncFolder(files_.folder);
     copy_.Publish();
   } catch (const StorageError&) {
-    ClearAfterRestoration(files_);
+    try {
+      ClearAfterRestoration(files_);
+    } catch (const StorageError&) {
+      // The next owner does it. What has failed first is what there is to tell.
+    }
     throw;
   }
   RemoveFile(files_.log);

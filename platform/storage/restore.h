@@ -2,7 +2,9 @@
 //
 // What is replaced gets the name under which it is kept, and so does its log, before the copy takes
 // its place; the log's old name goes last. Wherever this is interrupted, either the second names
-// are one too many, or the copy, which no log was ever kept beside, has the log of another.
+// are one too many, or the copy, which no log was ever kept beside, has the log of another. Where
+// the file system has no second names a copy of what is replaced is kept, which needs none of this
+// as long as there is no log.
 #pragma once
 
 #include "platform/storage/database_files.h"
@@ -27,6 +29,7 @@ class Restoration {
 
  private:
   void FoldLog() const;
+  void KeepAs(const std::string& kept) const;
 
   const DatabaseFiles files_;
   OwnerLock lock_;
@@ -37,7 +40,8 @@ class Restoration {
 // interrupted restoration.
 std::string FindOwnLog(const DatabaseFiles& files);
 
-// Clears away what an interrupted restoration left. For the database's owner.
+// Clears away what an interrupted restoration left. For the database's owner. Throws StorageError
+// also when the log is another database's as well.
 void ClearAfterRestoration(const DatabaseFiles& files);
 
 }  // namespace ncc
