@@ -365,6 +365,7 @@ TEST_F(SqliteEngineTest, SaysWhatIsMissingWithoutRights) {
 TEST_F(SqliteEngineTest, CopiesTheLastCommitWhole) {
   fs::create_directory(scratch.Path("to"));
   WriteFile(scratch.Path("to/copy.db"), "an older copy");
+  WriteFile(scratch.Path("to/notes.nccnet-part"), "no leftover");
   const auto engine = Continue(30, Mode::kCreate);
   engine->CopyTo(scratch.Path("to/copy.db"));
   engine->Commit(HistoryChanges(31));
@@ -381,7 +382,8 @@ TEST_F(SqliteEngineTest, CopiesTheLastCommitWhole) {
     EXPECT_NE(ErrorOf([&] { engine->CopyTo(scratch.Path(name)); }), "") << name;
   }
   EXPECT_EQ(Listing(scratch.Path("to")),
-            (std::set<std::string>{"copy.db", "copy.lock", "torn.db-wal", "around"}));
+            (std::set<std::string>{"copy.db", "copy.lock", "notes.nccnet-part", "torn.db-wal",
+                                   "around"}));
   EXPECT_EQ(Listing(scratch.Path()),
             (std::set<std::string>{"net.db", "net.db-wal", "net.lock", "to"}));
   EXPECT_EQ(LoadAll(*engine), HistoryContents(31));

@@ -85,7 +85,7 @@ void DiscardLeftovers(const std::string& folder, const BeforeDiscarding& before)
   for (const std::string& entry : FolderEntries(folder)) {
     const std::string name = std::string(folder).append("/").append(entry);
     const auto end = name.rfind(kEnding);
-    if (end == std::string::npos ||
+    if (end == std::string::npos || end + kEnding.size() == name.size() ||
         name.find_first_not_of("0123456789", end + kEnding.size()) != std::string::npos)
       continue;
     DiscardLeftover(name, [&] { before(name, name.substr(0, end)); });

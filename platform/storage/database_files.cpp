@@ -114,7 +114,7 @@ void RemoveOrphanedLock(const std::string& data) {
       !FileExists(files.lock))
     return;
   try {
-    if (FileLock::TryAcquire(files.lock)) RemoveFile(files.lock);
+    if (const auto lock = FileLock::TryAcquire(files.lock)) RemoveFile(files.lock);
   } catch (const FileError&) {
     // It is not for this user to remove.
   }
@@ -214,8 +214,12 @@ DataFileState InspectDataFile(const std::string& file) {
 PendingFile::PendingFile(const std::string& target) {
   const std::string folder = SplitPath(target).folder;
   DiscardLeftovers(folder, [](const std::string& name, const std::string& data) {
-    RemoveFile(name + "-journal");
-    RemoveOrphanedLock(data);
+    try {
+      RemoveFile(name + "-journal");
+      RemoveOrphanedLock(data);
+    } catch (const StorageError&) {
+      // Clearing up after others fails nothing that is done here.
+    }
   });
   AsStorage([&] { part_.emplace(target); });
   CheckLength(Name());
