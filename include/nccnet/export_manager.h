@@ -34,7 +34,8 @@ class NCC_API _CExportManager {
 
   /// Runs the preparation and the steps AN, BC, EN, GL, IP, NG, NN, TU, UC, UL, UN, GT up to the
   /// first result that is not 0; then puts the files of the export folder, alone, into
-  /// ".\EXPORT\<own network>\". \return that result; 4 when the files cannot be put there
+  /// ".\EXPORT\<own network>\"; a symbolic link in that path is refused. \return that result; 4
+  /// when the files cannot be put there
   int CreateExport();
 
  protected:

@@ -24,7 +24,8 @@ struct CCopyReport {
 /// Keeps the journal "newfiles.dat" of the current directory: records of 17 bytes, each a file name
 /// of 13 bytes (base name cut to 8, extension to 4, padded with zeros) and the file's stamp (32
 /// bits, little-endian). Later records of a name are the newer ones. Only a plain file is read or
-/// appended to, and none is appended to through a symbolic link.
+/// appended to, and none is appended to through a symbolic link. No file of an AP, a server or a
+/// user is copied into a folder that is a symbolic link.
 ///
 /// Failures show in no result but that of CheckCRC with a report; CNCCNet::LastError has the first
 /// one of the last call. Nothing is thrown, but std::bad_alloc by copying a manager. Not

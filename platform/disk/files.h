@@ -20,7 +20,7 @@ class FileError : public std::runtime_error {
  public:
   explicit FileError(const std::string& text, int cause = 0)
       : std::runtime_error(text), cause_(cause) {}
-  // The system's number for what went wrong; 0 when it was not the system that failed.
+  // The system's number for what went wrong; 0 where it is not known.
   int Cause() const { return cause_; }
 
  private:

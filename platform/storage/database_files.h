@@ -74,7 +74,7 @@ void CutFile(const std::string& file, std::uint64_t size);
 std::string ReadContents(const std::string& file);
 std::string ReadStart(const std::string& file, std::size_t size);
 
-// The same for a copy of the open database `files` that is to be made: refuses one of its own files
+// The files of a copy of the open database `files` that is to be made: refuses one of its own files
 // and what is no plain file.
 DatabaseFiles LocateCopy(const DatabaseFiles& files, const std::string& target);
 // Side files would be taken for changes of the copy. To be asked while the target's lock is held.

@@ -22,15 +22,15 @@ constexpr std::size_t kNumbersSize = 3 * 17;
 constexpr std::size_t kLineSize = kNumbersSize + 9;
 constexpr std::size_t kMaxCommand = 200;
 
-std::string ReadStart(int descriptor) {
+std::string ReadWords(int descriptor) {
   std::array<char, 1024> buffer{};
   const ssize_t got = ::pread(descriptor, buffer.data(), buffer.size(), 0);
   return {buffer.data(), got > 0 ? static_cast<std::size_t>(got) : 0};
 }
 
-std::string ReadStart(const std::string& file) {
+std::string ReadWords(const std::string& file) {
   const Descriptor descriptor(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-  return descriptor.IsValid() ? ReadStart(descriptor.Get()) : std::string();
+  return descriptor.IsValid() ? ReadWords(descriptor.Get()) : std::string();
 }
 
 std::array<char, kLineSize + 1> FormatLine(const Acknowledged& last) {
@@ -60,7 +60,7 @@ std::uint64_t ProcessToken() {
 
 std::string CommandOfThisProcess() {
   const Descriptor descriptor(::open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC));
-  std::string command = descriptor.IsValid() ? ReadStart(descriptor.Get()) : std::string();
+  std::string command = descriptor.IsValid() ? ReadWords(descriptor.Get()) : std::string();
   if (command.size() > kMaxCommand) command.resize(kMaxCommand);
   while (!command.empty() && command.back() == '\0') command.pop_back();
   for (char& c : command) {
@@ -117,7 +117,7 @@ void RefuseThisProcess(const std::optional<Holder>& holder) {
 }
 
 [[noreturn]] void RefuseHeld(const std::string& file) {
-  const auto holder = ParseHolder(ReadStart(file));
+  const auto holder = ParseHolder(ReadWords(file));
   RefuseThisProcess(holder);
   throw StorageError("database is in use by another process" +
                          (holder ? ": " + DescribeHolder(*holder) : std::string()),
@@ -139,7 +139,7 @@ OwnerLock::OwnerLock(const std::string& file)
     : file_(file),
       lock_(Acquire(file)),
       pid_(::getpid()),
-      left_(ParseLine(ReadStart(lock_.Get()))),
+      left_(ParseLine(ReadWords(lock_.Get()))),
       kept_(!lock_.MadeFile()) {
   std::string text(kLineSize, ' ');
   text.back() = '\n';
@@ -155,7 +155,7 @@ OwnerLock::~OwnerLock() {
   if (!kept_) {
     ::unlink(file_.c_str());
   } else if (!closed_) {
-    static_cast<void>(!::ftruncate(lock_.Get(), ParseLine(ReadStart(lock_.Get())) ? kLineSize : 0));
+    static_cast<void>(!::ftruncate(lock_.Get(), ParseLine(ReadWords(lock_.Get())) ? kLineSize : 0));
   }
 }
 
@@ -168,16 +168,16 @@ void OwnerLock::Close() noexcept { closed_ = ::ftruncate(lock_.Get(), 0) == 0; }
 
 std::optional<std::string> DescribeHolder(const std::string& file) {
   if (!FileLock::IsHeld(file)) return std::nullopt;
-  const auto holder = ParseHolder(ReadStart(file));
+  const auto holder = ParseHolder(ReadWords(file));
   return holder ? DescribeHolder(*holder) : std::string("another process");
 }
 
 void RefuseOwnedHere(const std::string& file) {
-  if (FileLock::IsHeld(file)) RefuseThisProcess(ParseHolder(ReadStart(file)));
+  if (FileLock::IsHeld(file)) RefuseThisProcess(ParseHolder(ReadWords(file)));
 }
 
 std::optional<Acknowledged> ReadAcknowledged(const std::string& file) {
-  return ParseLine(ReadStart(file));
+  return ParseLine(ReadWords(file));
 }
 
 }  // namespace ncc

@@ -115,7 +115,7 @@ class SqliteEngine final : public StorageEngine {
   void CopyTo(const std::string& file) override {
     CheckUsable();
     const DatabaseFiles target = LocateCopy(files_, file);
-    PendingFile copy(target.data);  // before the lock, which is taken away with what it leaves
+    PendingFile copy(target.data);  // before the lock: what a killed backup left goes with its lock
     const auto lock = LockCopy(target);
     CheckNoSideFiles(target.data);
     session_->CopyTo(copy.Name());
