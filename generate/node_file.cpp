@@ -24,10 +24,17 @@ std::vector<std::uint32_t> NumbersOfNodes(const NetState& net, std::uint8_t type
   return nodes;
 }
 
+void RefuseUnlessThere(const NetState& net, const NodeFile& file, unsigned long id) {
+  const bool is_there = file.type == kTypeNone ? FindNode(net, id) != nullptr
+                                               : FindObject(net, id, file.type) != nullptr;
+  if (!is_there) RefuseUnknown(file.type, id);
+}
+
+// Of a node that a progress callback may have replaced by another object meanwhile.
 bool WriteOf(Generation& run, const NodeFile& file, const char* folder, std::uint32_t node) {
   return run.Run([&] {
     NetState& net = run.Net();
-    RecordOf(net, {kFolderSpace, node});
+    RefuseUnlessThere(net, file, node);
     const std::string into = Prefix(folder);
     if (net.collection != nullptr && net.collection->KeepsFilesOf(node, into)) return;
     file.write(run, into, node);
@@ -38,14 +45,14 @@ bool WriteOf(Generation& run, const NodeFile& file, const char* folder, std::uin
 
 bool GenerateAll(NetState& net, const NodeFile& file, const char* folder, unsigned char mode) {
   Generation run(net, mode);
-  WriteAll(run, file, folder);
+  WriteAllNodes(run, file, folder);
   return run.Finish();
 }
 
 bool GenerateOne(NetState& net, const NodeFile& file, const char* folder, unsigned long id,
                  unsigned char mode) {
   Generation run(net, mode);
-  const bool is_known = WriteOne(run, file, folder, id);
+  const bool is_known = WriteOneNode(run, file, folder, id);
   return run.Finish() && is_known;
 }
 
@@ -53,11 +60,11 @@ bool GenerateListed(NetState& net, const NodeFile& file, const char* folder,
                     const std::list<unsigned long>& ids, unsigned char mode) {
   Generation run(net, mode);
   if (file.sub_folder == nullptr) {
-    WriteListed(run, file, folder, ids);
+    WriteListedNodes(run, file, folder, ids);
   } else if (auto into = run.MakeFolder(folder, file.sub_folder)) {
     if (file.Has(kTakesParent)) into = run.Path(folder, "");
-    if (into && file.Has(kAllBefore)) WriteAll(run, file, into->c_str());
-    if (into) WriteListed(run, file, into->c_str(), ids);
+    if (into && file.Has(kAllBefore)) WriteAllNodes(run, file, into->c_str());
+    if (into) WriteListedNodes(run, file, into->c_str(), ids);
   }
   return run.Finish();
 }
@@ -69,7 +76,7 @@ bool GenerateOf(NetState& net, const NodeFile& file, const char* folder, const T
   return run.Finish() && is_written;
 }
 
-void WriteAll(Generation& run, const NodeFile& file, const char* folder) {
+void WriteAllNodes(Generation& run, const NodeFile& file, const char* folder) {
   const auto nodes = run.Obtain([&] { return NumbersOfNodes(run.Net(), file.type); });
   if (!nodes) return;
   for (const std::uint32_t node : *nodes) {
@@ -79,21 +86,16 @@ void WriteAll(Generation& run, const NodeFile& file, const char* folder) {
   }
 }
 
-bool WriteOne(Generation& run, const NodeFile& file, const char* folder, unsigned long id) {
-  const bool is_known = run.Run([&] {
-    const NetState& net = run.Net();
-    const bool is_there = file.type == kTypeNone ? FindNode(net, id) != nullptr
-                                                 : FindObject(net, id, file.type) != nullptr;
-    if (!is_there) RefuseUnknown(file.type, id);
-  });
+bool WriteOneNode(Generation& run, const NodeFile& file, const char* folder, unsigned long id) {
+  const bool is_known = run.Run([&] { RefuseUnlessThere(run.Net(), file, id); });
   if (is_known) WriteOf(run, file, folder, static_cast<std::uint32_t>(id));
   return is_known;
 }
 
-void WriteListed(Generation& run, const NodeFile& file, const char* folder,
-                 const std::list<unsigned long>& ids) {
+void WriteListedNodes(Generation& run, const NodeFile& file, const char* folder,
+                      const std::list<unsigned long>& ids) {
   for (const unsigned long id : ids) {
-    WriteOne(run, file, folder, id);
+    WriteOneNode(run, file, folder, id);
     if (!file.Has(kNeverStops) && run.Net().StopRequested()) return;
   }
 }

@@ -145,6 +145,21 @@ TEST_F(Callback, WalksMeetWhatIsAppendedAndSurviveRemovals) {
   EXPECT_EQ(net_.Preferences()->next_id, 10U);
 }
 
+TEST_F(Callback, AGeneratorPassesOverAnIdentifierThatAnotherKindHasTakenMeanwhile) {
+  Progress progress(net_, [this](int call) {
+    if (call != 1) return;
+    net_.SetCallback(nullptr);
+    EXPECT_TRUE(net_.DeleteAP("A", "a1"));
+    net_.Preferences()->next_id = 4;
+    EXPECT_EQ(net_.CreateAB("x"), 4U);
+    net_.SetCallback(&Ignore);
+  });
+  const std::string folder = scratch_.Path() + "/";
+  EXPECT_TRUE(net_.GenApn(folder.c_str(), 1));
+  EXPECT_STREQ(net_.LastError(), "no AP has the identifier 4");
+  EXPECT_TRUE(std::filesystem::exists(folder + "apn0006.txt"));
+}
+
 // Random operations whose callback does random things at random calls, and whose callbacks in turn
 // do.
 class Meddling {
