@@ -43,9 +43,9 @@ bool GenerateOf(NetState& net, const NodeFile& file, const char* folder, const T
                 unsigned char mode = 0);
 
 // The same within a generation.
-void WriteAll(Generation& run, const NodeFile& file, const char* folder);
-bool WriteOne(Generation& run, const NodeFile& file, const char* folder, unsigned long id);
-void WriteListed(Generation& run, const NodeFile& file, const char* folder,
-                 const std::list<unsigned long>& ids);
+void WriteAllNodes(Generation& run, const NodeFile& file, const char* folder);
+bool WriteOneNode(Generation& run, const NodeFile& file, const char* folder, unsigned long id);
+void WriteListedNodes(Generation& run, const NodeFile& file, const char* folder,
+                      const std::list<unsigned long>& ids);
 
 }  // namespace ncc

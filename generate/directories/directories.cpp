@@ -25,10 +25,10 @@ void WriteSubFolder(Generation& run, const NodeFile* file, const std::string& al
                     const std::string& into) {
   if (file == &kEmptyCrc) {
     run.EmptyFolder(all);
-    WriteAll(run, kApStampList, all.c_str());
+    WriteAllNodes(run, kApStampList, all.c_str());
     if (run.Net().StopRequested()) return;
   }
-  if (file != nullptr) WriteAll(run, *file, into.c_str());
+  if (file != nullptr) WriteAllNodes(run, *file, into.c_str());
 }
 
 void WriteEmpty(NetState& net, const std::string& path, std::uint32_t ap) {
@@ -61,13 +61,14 @@ bool CNCCNet::GenAPDB(const char* folder, unsigned char mode) {
   run.Run([&] { net.apdb_path = *all; });
   const bool is_usable = run.MakeFolder(folder, "APDB\\").has_value();
   run.MakeFolder(folder, "NEW\\APDB\\");
-  for (const SubFolder& sub_folder : kSubFolders) {
-    if (!is_usable) break;
-    if (const auto into = run.MakeFolder(folder, sub_folder.below)) {
-      run.EmptyFolder(*into);
-      WriteSubFolder(run, sub_folder.file, *all, *into);
+  if (is_usable) {
+    for (const SubFolder& sub_folder : kSubFolders) {
+      if (const auto into = run.MakeFolder(folder, sub_folder.below)) {
+        run.EmptyFolder(*into);
+        WriteSubFolder(run, sub_folder.file, *all, *into);
+      }
+      if (net.StopRequested()) break;
     }
-    if (net.StopRequested()) break;
   }
   ForgetComposed(net);
   return run.Finish();
@@ -85,8 +86,8 @@ bool CNCCNet::GenAPDB(const char* folder, unsigned char mode, std::list<unsigned
          {&kApUsers, &kApDepLinks, &kEmptyApl, &kApNodes, &kApDepPlaces, &kEmptyCrc}) {
       const auto into = run.MakeFolder(folder, file->sub_folder, static_cast<std::uint32_t>(id));
       if (!into) continue;
-      if (file == &kEmptyCrc) WriteOne(run, kApStampList, all->c_str(), id);
-      WriteOne(run, *file, into->c_str(), id);
+      if (file == &kEmptyCrc) WriteOneNode(run, kApStampList, all->c_str(), id);
+      WriteOneNode(run, *file, into->c_str(), id);
     }
     if (net.StopRequested()) break;
   }

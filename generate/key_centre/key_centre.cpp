@@ -130,10 +130,10 @@ bool CNCCNet::ExportForKC(bool full, const char* folder) {
   const char* into = root->c_str();
   for (const auto* file : {&kUserNames, &kEmptyNames, &kCentres, &kUsersAtNodes, &kNodeNames})
     WriteFileOf(run, *file, into);
-  if (const auto users = empty_folder("AB\\")) WriteAll(run, kUserObject, users->c_str());
-  if (const auto aps = empty_folder("AP\\")) WriteAll(run, kApObject, aps->c_str());
+  if (const auto users = empty_folder("AB\\")) WriteAllNodes(run, kUserObject, users->c_str());
+  if (const auto aps = empty_folder("AP\\")) WriteAllNodes(run, kApObject, aps->c_str());
   WriteFileOf(run, kNodeMatrix, into);
-  if (empty_folder("AAA\\")) WriteAll(run, full ? kFullPackage : kShortPackage, into);
+  if (empty_folder("AAA\\")) WriteAllNodes(run, full ? kFullPackage : kShortPackage, into);
   ForgetComposed(net);
   return run.Finish();
 }

@@ -217,7 +217,8 @@ using namespace ncc;
 namespace {
 
 // The form for all servers of what writes their files.
-bool GenerateAll(NetState& net, bool (*write)(Generation&, const char*), const char* folder) {
+bool GenerateForServers(NetState& net, bool (*write)(Generation&, const char*),
+                        const char* folder) {
   Generation run(net);
   const bool is_written = write(run, folder);
   return run.Finish() && is_written;
@@ -232,13 +233,13 @@ constexpr NodeFile kRegistration = {
 }  // namespace
 
 bool CNCCNet::GenMAPNodeMap(const char* folder) {
-  return GenerateAll(*state_, WriteRoutingMaps, folder);
+  return GenerateForServers(*state_, WriteRoutingMaps, folder);
 }
 bool CNCCNet::GenMAPNodeMap(const char* folder, unsigned long id) {
   return GenerateOne(*state_, kMap, folder, id);
 }
 bool CNCCNet::GenMAPNodeTun(const char* folder) {
-  return GenerateAll(*state_, WriteTunnels, folder);
+  return GenerateForServers(*state_, WriteTunnels, folder);
 }
 bool CNCCNet::GenMAPNodeTun(const char* folder, unsigned long id) {
   NetState& net = *state_;
@@ -256,7 +257,7 @@ bool CNCCNet::GenMAPNodeTun(const char* folder, unsigned long id) {
   return run.Finish() && tunnels.has_value();
 }
 bool CNCCNet::GenMAPNodeReg(const char* folder) {
-  return GenerateAll(*state_, WriteRegistrations, folder);
+  return GenerateForServers(*state_, WriteRegistrations, folder);
 }
 bool CNCCNet::GenMAPNodeReg(const char* folder, unsigned long id) {
   return GenerateOne(*state_, kRegistration, folder, id);

@@ -14,10 +14,11 @@ bool CNCCNet::GenMAP(const char* folder, unsigned char mode) {
   run.Run([&] { net.map_path = *map; });
   const bool is_usable = run.MakeFolder(folder, "MAP\\").has_value();
   run.MakeFolder(folder, "NEW\\MAP\\");
-  for (const NodeFile* file : {&kServerUsers, &kServerNodes, &kServerStampList}) {
-    if (!is_usable) break;
-    WriteAll(run, *file, map->c_str());
-    if (net.StopRequested()) break;
+  if (is_usable) {
+    for (const NodeFile* file : {&kServerUsers, &kServerNodes, &kServerStampList}) {
+      WriteAllNodes(run, *file, map->c_str());
+      if (net.StopRequested()) break;
+    }
   }
   return run.Finish();
 }
@@ -34,7 +35,7 @@ bool CNCCNet::GenMAP(const char* folder, unsigned char mode, std::list<unsigned 
   run.MakeFolder(folder, "");
   for (const unsigned long id : ids) {
     for (const NodeFile* file : {&kServerUsers, &kServerNodes, &kServerStampList})
-      WriteOne(run, *file, map->c_str(), id);
+      WriteOneNode(run, *file, map->c_str(), id);
     WriteTunnels(tunnels, map->c_str());
     WriteRoutingMaps(run, map->c_str());
     WriteRegistrations(run, map->c_str());
