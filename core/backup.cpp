@@ -7,15 +7,25 @@
 #include "platform/storage/restore.h"
 #include "platform/storage/snapshot.h"
 
+#include <cstring>
+
 using namespace ncc;
 
 namespace {
 
 // Throws StorageError for a copy that could not be opened.
-std::uint64_t Check(const std::string& file) {
-  CHDBMgr manager;
-  manager.SetExaminer(ExamineNetwork);
-  return CHDBase(manager, OpenCopy(file)).Revision();
+std::uint64_t Check(const std::string& file, CNetPref* preferences = nullptr) {
+  NetState net;
+  net.manager.SetExaminer(ExamineNetwork);
+  net.base = std::make_shared<CHDBase>(net.manager, OpenCopy(file));
+  if (preferences != nullptr) {
+    net.root = CHDBFolderManager(*net.base).FolderOpenRoot(kFolderSpace);
+    const auto record = net.NetworkRecord();
+    if (record->Data().size() < sizeof(CNetPref))
+      throw StorageError("the network record is too short");
+    std::memcpy(preferences, record->Data().data(), sizeof(CNetPref));
+  }
+  return net.base->Revision();
 }
 
 }  // namespace
@@ -29,11 +39,11 @@ CString DatabaseOwner(const char* path, const char* name) {
   return owner;
 }
 
-std::uint64_t CheckBackup(const char* file) {
+std::uint64_t CheckBackup(const char* file, CNetPref* preferences) {
   std::uint64_t revision = 0;
   Attempt([&] {
     if (file == nullptr) throw Refusal("no file was named");
-    revision = Check(NativePath(file));
+    revision = Check(NativePath(file), preferences);
   });
   return revision;
 }

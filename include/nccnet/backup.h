@@ -14,9 +14,9 @@
 /// \throws std::bad_alloc
 NCC_API CString DatabaseOwner(const char* path, const char* name);
 
-/// Checks a copy as opening checks a database; touches nothing.
-/// \return its revision; 0 when it is not whole
-NCC_API std::uint64_t CheckBackup(const char* file);
+/// Checks a copy as opening checks a database; touches nothing. `preferences`, where it is not
+/// null, gets the preferences block of a whole one. \return its revision; 0 when it is not whole
+NCC_API std::uint64_t CheckBackup(const char* file, CNetPref* preferences = nullptr);
 
 /// Puts a copy in the place of a database, which may be missing or damaged but must have no owner.
 /// The copy is checked wholly first. What is replaced stays beside it as a database whose file goes

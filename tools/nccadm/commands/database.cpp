@@ -114,20 +114,28 @@ int Backup(Session& session, const std::string& file) {
 }
 
 int Restore(Session& session, const std::string& copy) {
-  const std::uint64_t revision = session.CheckCopy(copy);
+  const auto [revision, network] = session.CheckCopy(copy);
+  const auto held = session.StoredNetwork();
+  const std::string what = fmt::format("revision {} of the network 0x{:04X}", revision, network);
+  const std::string other =
+      held && *held != network ? fmt::format(", which holds the network 0x{:04X},", *held) : "";
   std::error_code error;
   if (std::filesystem::exists(session.DatabaseText() + ".db", error)) {
-    session.Confirm(fmt::format("the database {} would be replaced by revision {} of {}",
-                                session.DatabaseText(), revision, copy));
+    session.Confirm(fmt::format("the database {}{} would be replaced by {} from {}",
+                                session.DatabaseText(), other, what, copy));
   }
   const std::string kept = session.Restore(copy);
-  session.Out().Say(fmt::format("Restored revision {} from {}.", revision, Printable(copy)));
+  session.Out().Say(fmt::format("Restored {} from {}.", what, Printable(copy)));
+  if (!other.empty()) {
+    session.Out().Warn(fmt::format("the database held another network before, 0x{:04X}", *held));
+  }
   if (!kept.empty()) {
     session.Out().Say(fmt::format("What was there before is kept as {}.", Printable(kept)));
   }
   if (session.IsJson()) {
-    session.Out().Document({{"restored", {{"file", copy}, {"revision", revision}}},
-                            {"kept", kept.empty() ? Json() : Json(kept)}});
+    session.Out().Document(
+        {{"restored", {{"file", copy}, {"revision", revision}, {"network", network}}},
+         {"kept", kept.empty() ? Json() : Json(kept)}});
   }
   return kExitDone;
 }

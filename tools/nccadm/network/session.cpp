@@ -168,13 +168,22 @@ void Session::EndUnit(bool keep) {
     throw Refusal("the changes could not be stored, nothing was changed");
 }
 
-std::uint64_t Session::CheckCopy(const std::string& copy) {
-  const std::uint64_t revision = CheckBackup(copy.c_str());
+Session::Copy Session::CheckCopy(const std::string& copy) {
+  CNetPref preferences;
+  const std::uint64_t revision = CheckBackup(copy.c_str(), &preferences);
   if (revision == 0) {
     throw Failure(fmt::format("{} cannot be used: {}", copy, net_.LastError()),
                   "Nothing was changed; give another copy.");
   }
-  return revision;
+  return {revision, preferences.net_number};
+}
+
+std::optional<std::uint32_t> Session::StoredNetwork() const {
+  const Place place = Split();
+  CNCCNet net;
+  net.AcceptLoss(true);
+  if (!net.OpenSnapshot(place.folder.c_str(), place.name.c_str())) return std::nullopt;
+  return net.Preferences()->net_number;
 }
 
 std::string Session::Restore(const std::string& copy) {

@@ -71,8 +71,14 @@ class Session {
   // Puts a copy, which was checked, in the place of the database of --db. Returns the name under
   // which that is kept now; nothing when there was none.
   std::string Restore(const std::string& copy);
-  // The revision of a copy that is whole; throws Failure for any other.
-  std::uint64_t CheckCopy(const std::string& copy);
+  struct Copy {
+    std::uint64_t revision;
+    std::uint32_t network;
+  };
+  // What a copy that is whole holds; throws Failure for any other.
+  Copy CheckCopy(const std::string& copy);
+  // The number of the network in the database of --db, where it can be read; asks nobody.
+  std::optional<std::uint32_t> StoredNetwork() const;
 
   // DIR/NAME as the user gave it; a Failure when there is none.
   const std::string& DatabaseText() const;
