@@ -224,7 +224,7 @@ int CommandLine::RunAction() {
   int code = action_(session);
   output_.Mute(false);
   if (session.IsInUnit()) code = TellAndDrop(session);
-  output_.Finish();
+  output_.Finish(session.MayHaveChanged());
   return code;
 }
 

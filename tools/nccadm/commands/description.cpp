@@ -64,6 +64,8 @@ int ShowPlan(Session& session, const Arguments& arguments) {
   const Plan plan = PlanFromDescription(session, text, arguments,
                                         fmt::format("there is no plan for {}", arguments.file));
   Output& out = session.Out();
+  // What refuses the file has to come before the document.
+  if (out.IsJson() && !arguments.out.empty()) SavePlan(session, plan, arguments.out);
   if (out.IsJson()) {
     out.BeginList({{"network", plan.network}, {"revision", plan.revision}}, "changes");
     for (const Change& change : plan.changes) out.ListItem(JsonOf(change));
@@ -76,7 +78,7 @@ int ShowPlan(Session& session, const Arguments& arguments) {
   if (const std::string loss = MassRemovalOf(plan); !loss.empty()) {
     out.Say(fmt::format("To apply it takes --force: {}.", loss));
   }
-  if (!arguments.out.empty()) SavePlan(session, plan, arguments.out);
+  if (!out.IsJson() && !arguments.out.empty()) SavePlan(session, plan, arguments.out);
   return plan.changes.empty() ? kExitDone : kExitPlanned;
 }
 

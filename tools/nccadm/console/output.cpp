@@ -117,6 +117,10 @@ void Output::Write(std::string_view bytes) {
   if (write_error_ == 0) write_error_ = errno;
 }
 
+void Output::Flush() {
+  if (std::fflush(stdout) != 0 && write_error_ == 0) write_error_ = errno;
+}
+
 void Output::Raw(std::string_view bytes) {
   const std::lock_guard lock(mutex_);
   Write(bytes);
@@ -148,6 +152,7 @@ void Output::WriteDocument(const Json& document) {
   Json whole = {{"schema", 1}};
   whole.update(document);
   Write(TextOf(whole, 0) + "\n");
+  has_document_ = has_document_ || !muted_;
 }
 
 void Output::Document(const Json& document) {
@@ -187,21 +192,31 @@ void Output::WriteTail(const Json& tail) {
     Write(fmt::format(",{}\n", TextOf(tail, 0).substr(1)));
   }
   in_list_ = false;
+  has_document_ = has_document_ || !muted_;
 }
 
 void Output::Say(std::string_view text) {
-  if (quiet_ || muted_) return;
+  if (quiet_) return;
+  const std::lock_guard lock(mutex_);
+  if (muted_) return;
+  Flush();
   std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
 }
 
 void Output::Warn(std::string_view text) {
+  const std::lock_guard lock(mutex_);
+  Flush();
+  WriteWarning(text);
+}
+
+void Output::WriteWarning(std::string_view text) const {
   const std::string prefix = color_err_ ? Colored(Style::kError, "nccadm:") : "nccadm:";
   std::fprintf(stderr, "%s %s\n", prefix.c_str(), Printable(text).c_str());
 }
 
 void Output::WriteFailure(const Failure& failure) {
   if (std::exchange(muted_, false)) in_list_ = false;
-  if (json_ && !finished_) {
+  if (json_ && !finished_ && !has_document_) {
     const Json document = ErrorDocument(failure);
     in_list_ ? WriteTail(document) : WriteDocument(document);
   }
@@ -210,12 +225,13 @@ void Output::WriteFailure(const Failure& failure) {
 }
 
 void Output::Fail(const Failure& failure) {
+  const std::lock_guard lock(mutex_);
+  Flush();
   for (const Problem& problem : failure.Problems()) {
     std::fprintf(stderr, "%s\n", At(failure.File(), problem).c_str());
   }
-  Warn(failure.what());
+  WriteWarning(failure.what());
   if (!failure.Hint().empty()) std::fprintf(stderr, "%s\n", Printable(failure.Hint()).c_str());
-  const std::lock_guard lock(mutex_);
   WriteFailure(failure);
 }
 
@@ -223,25 +239,26 @@ bool Output::FailInterrupted() {
   // Who holds the lock for long waits for the reader of the results, perhaps for ever.
   std::unique_lock lock(mutex_, std::chrono::seconds(1));
   if (!lock && !waits_briefly_) {
-    if (ShowsProgress()) Warn("waiting for the reader of the results; interrupt again to end now");
+    if (ShowsProgress())
+      WriteWarning("waiting for the reader of the results; interrupt again to end now");
     lock.lock();
   }
   if (lock && finished_) return false;
   const Failure failure("interrupted; a change that was being stored is there whole or not at all",
                         {}, kExitInterrupted);
   if (ShowsProgress()) std::fputs("\r\x1b[K", stderr);
-  Warn(failure.what());
+  WriteWarning(failure.what());
   if (lock) WriteFailure(failure);
   return true;
 }
 
-void Output::Finish() {
+void Output::Finish(bool may_have_changed) {
   const std::lock_guard lock(mutex_);
   finished_ = true;
-  if (std::fflush(stdout) != 0 && write_error_ == 0) write_error_ = errno;
+  Flush();
   if (write_error_ == 0 || write_error_ == EPIPE) return;
   throw Failure(fmt::format("the results could not be written: {}", std::strerror(write_error_)),
-                "Changes that the command made are stored.");
+                may_have_changed ? "Changes that the command made are stored." : "");
 }
 
 std::string Output::Paint(Style style, std::string_view text) const {

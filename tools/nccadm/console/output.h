@@ -54,14 +54,14 @@ class Output {
     EndList();
   }
 
-  // Words; nothing with --quiet.
+  // Words, behind the results that are there already; nothing with --quiet.
   void Say(std::string_view text);
 
   // Words that no option takes away: what the caller has to know about results that are there.
   void Warn(std::string_view text);
 
   // Tells why the command ends: on standard error and, with --json, as the document or the rest of
-  // the one that has begun.
+  // the one that has begun; behind a whole one it adds nothing to the results.
   void Fail(const Failure& failure);
 
   // The same from another thread, once the command was interrupted; false when it had come to its
@@ -70,15 +70,17 @@ class Output {
   // For a command that others have to wait for: an interrupted one gives its reader a second.
   void LimitWaiting() { waits_briefly_ = true; }
 
-  // Nothing more is written. Throws Failure when any result could not be written; a reader that
-  // wants no more is no failure.
-  void Finish();
+  // Nothing more is written. Throws Failure when any result could not be written, with a word on
+  // changes where the command may have made some; a reader that wants no more is no failure.
+  void Finish(bool may_have_changed = false);
 
   std::string Paint(Style style, std::string_view text) const;
   bool ShowsProgress() const;
 
  private:
   void Write(std::string_view bytes);
+  void Flush();
+  void WriteWarning(std::string_view text) const;
   void WriteDocument(const Json& document);
   void WriteTail(const Json& tail);
   void WriteFailure(const Failure& failure);
@@ -93,6 +95,7 @@ class Output {
   bool finished_ = false;
   bool muted_ = false;
   bool in_list_ = false;
+  bool has_document_ = false;  // a whole one
   bool list_is_empty_ = true;
   int write_error_ = 0;
 };

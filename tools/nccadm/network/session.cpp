@@ -93,6 +93,7 @@ void Session::Obtain(const std::function<bool(const Place&)>& open) {
   }
   net_.AcceptLoss(false);
   open_ = true;
+  may_have_changed_ = may_have_changed_ || !only_reads_;
 }
 
 void Session::TellRevision(const Place& place) {

@@ -65,6 +65,9 @@ class Session {
   std::vector<std::uint32_t> ChangedObjects();
   void EndUnit(bool keep);
 
+  // Whether the database was open to changes that are not dropped.
+  bool MayHaveChanged() const { return may_have_changed_ && !options_.dry_run; }
+
   // Makes the database of --db and leaves it open.
   CNCCNet& Create(std::uint32_t network);
 
@@ -115,6 +118,7 @@ class Session {
   bool open_ = false;
   bool only_reads_ = false;
   bool in_unit_ = false;
+  bool may_have_changed_ = false;
   std::unique_ptr<Applications> applications_;
   std::unique_ptr<View> shown_;
 };

@@ -148,8 +148,10 @@ Plan ReadPlan(std::string_view text) {
     }
     for (const Json& step : json.at("steps")) plan.steps.push_back(StepOf(step));
     return plan;
-  } catch (const Json::exception& error) {
-    throw NotWhole(error.what());
+  } catch (const Json::parse_error& error) {
+    throw NotWhole(fmt::format("its text breaks off or goes wrong at byte {}", error.byte));
+  } catch (const Json::exception&) {
+    throw NotWhole("a value of it is missing or of the wrong kind");
   }
 }
 
