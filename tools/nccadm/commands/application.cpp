@@ -31,10 +31,10 @@ int ListNames(Session& session) {
   const std::vector<std::string>& names = session.Apps().Names();
   Output& out = session.Out();
   Json all = Json::array();
-  Table table = {{"NUMBER", "MASK", "NAME"}};
+  Table table = {{"BIT", "MASK", "NAME"}};
   for (std::size_t bit = 0; bit < names.size(); ++bit) {
     all.push_back({{"number", bit + 1}, {"mask", 1U << bit}, {"name", names[bit]}});
-    table.push_back({std::to_string(bit + 1), fmt::format("0x{:X}", 1U << bit), names[bit]});
+    table.push_back({std::to_string(bit), fmt::format("0x{:X}", 1U << bit), names[bit]});
   }
   if (out.IsJson()) {
     out.Document({{"applications", std::move(all)}});
@@ -124,13 +124,11 @@ void AddApplicationCommands(CommandLine& line) {
       "--none",
       arguments, Set);
   set.add_option("NODE", arguments->node, "The server or AP: its name or id:NUMBER")->required();
-  set.add_option("APP", arguments->applications, "Names of applications, or masks as numbers");
-  set.add_option("--add", arguments->added, "Add these, keep the others")
-      ->delimiter(',')
-      ->allow_extra_args(false);
-  set.add_option("--remove", arguments->removed, "Remove these, keep the others")
-      ->delimiter(',')
-      ->allow_extra_args(false);
+  set.add_option("APP", arguments->applications, "Names of applications, or masks as numbers")
+      ->delimiter(',');
+  CommandLine::AddApplicationsOption(set, arguments->added, "--add", "Add these, keep the others");
+  CommandLine::AddApplicationsOption(set, arguments->removed, "--remove",
+                                     "Remove these, keep the others");
   set.add_flag("--none", arguments->none, "Remove all");
   set.add_option("--settings", arguments->settings, "Set the settings byte too")
       ->check(CLI::Range(0, 255));
@@ -139,6 +137,7 @@ void AddApplicationCommands(CommandLine& line) {
       line.AddCommand(group, "nodes", "List the servers and APs that have applications",
                       "app nodes kc\napp nodes ncc kc --any", arguments, ListNodes);
   nodes.add_option("APP", arguments->applications, "Names of applications, or masks as numbers")
+      ->delimiter(',')
       ->required();
   CLI::Option* any =
       nodes.add_flag("--any", arguments->any, "Those that have at least one of them");

@@ -139,6 +139,23 @@ Failure UsageFailure(const CLI::App& root, const std::string& what) {
                  kExitUsage);
 }
 
+// An empty value is mostly a variable of a script that was not set, and never the same as none.
+// Only names of objects and of databases are refused where they are used.
+void RefuseEmptyValues(const CLI::App& root) {
+  const Reached reached = ReachedFrom(root);
+  for (const CLI::App* app : {&root, reached.app}) {
+    for (const CLI::Option* option : app->get_options()) {
+      const std::string name = option->get_name();
+      const auto& values = option->results();
+      if (name == "NAME" || name == "--db" ||
+          std::find(values.begin(), values.end(), "") == values.end())
+        continue;
+      throw Failure(fmt::format("the value of {} is empty", name),
+                    fmt::format("'{} --help' shows the usage.", reached.path), kExitUsage);
+    }
+  }
+}
+
 }  // namespace
 
 CommandLine::CommandLine() : app_("Administers the database of a network.", "nccadm") {
@@ -165,9 +182,16 @@ CommandLine::CommandLine() : app_("Administers the database of a network.", "ncc
   app_.add_option("--at", options_.at,
                   "Show the network of this revision or time: 12, '2026-03-01 14:02', 90m, 3h, 2d")
       ->type_name("WHEN");
-  app_.add_option("--color", options_.color, "Colours: auto, always or never")
-      ->type_name("WHEN")
-      ->transform(CLI::CheckedTransformer(modes).description(""));
+  app_.add_option_function<std::string>(
+          "--color",
+          [this, modes](const std::string& when) {
+            const auto found = modes.find(when);
+            if (found == modes.end())
+              throw CLI::ValidationError("--color", when + " is none of auto, always and never");
+            options_.color = found->second;
+          },
+          "Colours: auto, always or never")
+      ->type_name("WHEN");
 }
 
 CLI::App& CommandLine::AddGroup(const std::string& name, const std::string& description) {
@@ -196,6 +220,11 @@ CLI::Option* CommandLine::AddKeyOption(CLI::App& command, std::string& file) {
       ->type_name("FILE");
 }
 
+void CommandLine::AddApplicationsOption(CLI::App& command, std::vector<std::string>& applications,
+                                        const std::string& name, const std::string& meaning) {
+  command.add_option(name, applications, meaning)->delimiter(',')->allow_extra_args(false);
+}
+
 void CommandLine::OnRun(CLI::App& command, std::function<int(Session&)> action) {
   command.callback([this, action = std::move(action)] { action_ = action; });
 }
@@ -204,6 +233,7 @@ int CommandLine::Parse(int argc, char** argv, bool& finished) {
   finished = true;
   try {
     app_.parse(argc, argv);
+    RefuseEmptyValues(app_);
   } catch (const CLI::Success& request) {
     std::ostringstream text;
     std::ostringstream unused;
@@ -234,6 +264,7 @@ void CommandLine::RunInUnit(Session& session, std::vector<std::string> words) {
   std::reverse(words.begin(), words.end());
   try {
     line.app_.parse(std::move(words));
+    RefuseEmptyValues(line.app_);
   } catch (const CLI::ParseError& error) {
     throw UsageFailure(line.app_, error.what());
   }

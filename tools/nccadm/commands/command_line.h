@@ -44,6 +44,10 @@ class CommandLine {
   // "--key FILE", for commands that make or test stamps.
   static CLI::Option* AddKeyOption(CLI::App& command, std::string& file);
 
+  // "--app APP", comma lists of applications.
+  static void AddApplicationsOption(CLI::App& command, std::vector<std::string>& applications,
+                                    const std::string& name, const std::string& meaning);
+
   // What the command does; the result is the exit code.
   void OnRun(CLI::App& command, std::function<int(Session&)> action);
 

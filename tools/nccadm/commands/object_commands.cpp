@@ -216,12 +216,6 @@ ObjectFamily::ObjectFamily(CommandLine& line, Kind kind)
   line.AddDryRun(group_);
 }
 
-void ObjectFamily::AddApplications(CLI::App& command, const char* meaning) {
-  command.add_option("--app", arguments_->applications, meaning)
-      ->delimiter(',')
-      ->allow_extra_args(false);
-}
-
 void ObjectFamily::AddAdding() {
   const char* const to = kind_ == Kind::kAp ? " to a server" : "";
   CLI::App& add = AddBare(
@@ -232,7 +226,9 @@ void ObjectFamily::AddAdding() {
     add.add_option("SERVER", arguments_->other, "The server: its name or id:NUMBER")->required();
   }
   add.add_option("NAME", arguments_->object, "Its name")->required();
-  if (IsNode(kind_)) AddApplications(add, "Its applications");
+  if (IsNode(kind_)) {
+    CommandLine::AddApplicationsOption(add, arguments_->applications, "--app", "Its applications");
+  }
   if (kind_ == Kind::kServer) {
     add.add_option("--value", arguments_->value, "Its value, 0 to 65535; it stays as given here")
         ->capture_default_str();
@@ -252,7 +248,10 @@ void ObjectFamily::AddListing() {
   if (kind_ == Kind::kAp) {
     list.add_option("SERVER", arguments_->other, "The server: its name or id:NUMBER");
   }
-  if (IsNode(kind_)) AddApplications(list, "Only those that have all these applications");
+  if (IsNode(kind_)) {
+    CommandLine::AddApplicationsOption(list, arguments_->applications, "--app",
+                                       "Only those that have all these applications");
+  }
 }
 
 void ObjectFamily::AddLinking() {

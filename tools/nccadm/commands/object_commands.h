@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,7 @@ struct ObjectArguments {
   std::vector<std::string> added;
   std::vector<std::string> removed;
   std::uint16_t value = 10;
-  unsigned kind = 0;
+  std::optional<unsigned> kind;
   bool flag = false;
 };
 
@@ -46,7 +47,6 @@ class ObjectFamily {
   void AddAdding();
   void AddListing();
   void AddLinking();
-  void AddApplications(CLI::App& command, const char* meaning);
 
   CommandLine& line_;
   Kind kind_;

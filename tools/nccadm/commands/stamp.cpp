@@ -23,7 +23,8 @@ struct Arguments {
   std::string key;
 };
 
-int MakeKey(Session& session, const std::string& file) {
+int MakeKey(Session& session, const Arguments& arguments) {
+  const std::string& file = arguments.path;
   MakeKeyFile(file);
   const std::string path = fs::absolute(file).string();
   Output& out = session.Out();
@@ -118,11 +119,10 @@ int VerifyStamps(Session& session, const Arguments& arguments) {
 
 void AddStampCommands(CommandLine& line) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App& keygen = CommandLine::AddCommand(
+  CLI::App& keygen = line.AddCommand(
       line.Root(), "keygen", "Make a stamping key: a file of 32 random bytes for its owner alone",
-      "keygen /etc/ncc/stamp.key");
+      "keygen /etc/ncc/stamp.key", arguments, MakeKey);
   keygen.add_option("FILE", arguments->path, "The new file")->required();
-  line.OnRun(keygen, [arguments](Session& session) { return MakeKey(session, arguments->path); });
 
   CLI::App& stamp = line.AddCommand(line.Root(), "stamp", "Print the stamp line of each file",
                                     "stamp MAP/node1.map MAP/node1.tun --key /etc/ncc/stamp.key",

@@ -130,9 +130,11 @@ std::vector<Membership> Changed(Session& session, const Object& user, const Obje
     RequirePossible(session, user, dep, node);
     wanted.push_back({dep.id, node.id, 0});
   }
-  for (const Membership& one : wanted) {
-    std::erase_if(memberships, [&one](const Membership& old) { return old.node == one.node; });
-    memberships.push_back({one.dep, one.node, static_cast<std::uint8_t>(arguments.kind)});
+  for (const Membership& membership : wanted) {
+    std::erase_if(memberships,
+                  [&membership](const Membership& old) { return old.node == membership.node; });
+    memberships.push_back(
+        {membership.dep, membership.node, static_cast<std::uint8_t>(arguments.kind.value_or(0))});
   }
   return memberships;
 }
@@ -155,6 +157,10 @@ int Memberships(Session& session, const ObjectArguments& arguments) {
   const bool changes = arguments.flag || !arguments.added.empty() || !arguments.removed.empty();
   if (changes && arguments.other.empty()) {
     throw Failure("a Dep is needed to change memberships",
+                  "'nccadm user memberships --help' shows the usage.", kExitUsage);
+  }
+  if (arguments.kind && !arguments.flag && arguments.added.empty()) {
+    throw Failure("--kind is the kind of what --add or --all adds",
                   "'nccadm user memberships --help' shows the usage.", kExitUsage);
   }
   if (!changes) session.OnlyRead();
@@ -189,9 +195,10 @@ void AddMembershipsCommand(ObjectFamily& family) {
                   "A node where the user is none any more; repeatable")
       ->allow_extra_args(false);
   command.add_flag("--all", arguments.flag, "Add every node of the Dep's node group");
-  command.add_option("--kind", arguments.kind, "The kind of what is added, 0 to 255")
-      ->check(CLI::Range(0U, 255U).description(""))
-      ->capture_default_str();
+  command
+      .add_option("--kind", arguments.kind,
+                  "The kind of what is added, 0 to 255; 0 when it is left out")
+      ->check(CLI::Range(0U, 255U).description(""));
 }
 
 }  // namespace
