@@ -192,8 +192,9 @@ int Check(Session& session, const PackageArguments& arguments) {
   if (!report.faults.empty()) return kExitFound;
   out.Say(fmt::format("{}: form right, {} of {} files proved.", Printable(arguments.file),
                       report.files - report.unproved.size(), report.files));
-  if (has_key) return kExitDone;
-  out.Warn(fmt::format("no stamp was checked: {}", stamper.Problem()));
+  if (report.unproved.size() < report.files) return kExitDone;
+  out.Warn(has_key ? std::string("no stamp in it proves any of its files")
+                   : fmt::format("no stamp was checked: {}", stamper.Problem()));
   return kExitPartly;
 }
 
@@ -218,7 +219,7 @@ void AddPackageCommands(CommandLine& line) {
   CLI::App& check =
       add("check",
           "Test the form of a package and the stamps in it; exit code 3 when something is wrong, 5 "
-          "when there is no key",
+          "when no file is proved, as without a key",
           "package check KC/AAA/001A0001.aaf --key /etc/ncc/stamp.key", Check);
   CommandLine::AddKeyOption(check, arguments->key);
 }
