@@ -21,6 +21,7 @@ int ExportNodeNames(Session& session, const std::string& folder) {
   }
   const std::string prefix = folder.ends_with('/') ? folder : folder + "/";
   const std::string file = prefix + "NODENAME.DOC";
+  session.ConfirmReplacing(file);
   if (!session.Net().CreateNodenameFile(prefix.c_str())) {
     throw session.Refusal(fmt::format("{} was not written", file));
   }

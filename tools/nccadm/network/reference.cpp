@@ -104,9 +104,10 @@ Failure UnknownName(const std::string& what, const std::string& text,
   Nearest nearest(BytesFromUtf8(text).value_or(text));
   for (const Object& object : candidates) nearest.Offer(object.name);
   const std::vector<std::string> closest = nearest.Found();
-  return Failure(what, closest.empty()
-                           ? hint
-                           : fmt::format("Did you mean \"{}\"?", PrintableName(closest.front())));
+  if (closest.empty()) return Failure(what, hint);
+  const std::string& name = closest.front();
+  const char* const mark = name.starts_with("id:") || name.starts_with("name:") ? "name:" : "";
+  return Failure(what, fmt::format("Did you mean \"{}{}\"?", mark, PrintableName(name)));
 }
 
 Failure SeveralNamed(View& view, const std::string& text, const std::vector<Object>& found) {
