@@ -99,28 +99,33 @@ void CompareKeys(benchmark::State& state, const std::vector<PeerEntry>& keys, Fi
   comparison.Report(state, static_cast<double>(keys.size()));
 }
 
-template <class Peer>
-void FindById(benchmark::State& state, Networks& networks, const Peer& peer) {
+// name_of(key) is what ours takes, find(key, theirs) looks into the peer.
+template <class NameOf, class Find>
+void FindBy(benchmark::State& state, Networks& networks, NameOf name_of, Find find) {
   Entries entries;
   CNNEntry theirs;
   CompareKeys(
       state, networks.Keys(),
       [&](const PeerEntry& key) {
-        return FindEntry(networks.Net(), key.type, static_cast<unsigned long>(key.id), entries);
+        return FindEntry(networks.Net(), key.type, name_of(key), entries);
       },
-      [&](const PeerEntry& key) { return peer.FindById(key.id, &theirs); });
+      [&](const PeerEntry& key) { return find(key, &theirs); });
+}
+
+template <class Peer>
+void FindById(benchmark::State& state, Networks& networks, const Peer& peer) {
+  FindBy(
+      state, networks, [](const PeerEntry& key) { return static_cast<unsigned long>(key.id); },
+      [&](const PeerEntry& key, auto* theirs) { return peer.FindById(key.id, theirs); });
 }
 
 template <class Peer>
 void FindByName(benchmark::State& state, Networks& networks, const Peer& peer) {
-  Entries entries;
-  CNNEntry theirs;
-  CompareKeys(
-      state, networks.Keys(),
-      [&](const PeerEntry& key) {
-        return FindEntry(networks.Net(), key.type, key.bytes.data(), entries);
-      },
-      [&](const PeerEntry& key) { return peer.FindByName(key.type, key.Name(), &theirs); });
+  FindBy(
+      state, networks, [](const PeerEntry& key) { return key.bytes.data(); },
+      [&](const PeerEntry& key, auto* theirs) {
+        return peer.FindByName(key.type, key.Name(), theirs);
+      });
 }
 
 template <class Peer>

@@ -1,6 +1,7 @@
 // check
 #include <algorithm>
 #include <list>
+#include <tuple>
 #include <unordered_set>
 #include <utility>
 
@@ -33,6 +34,12 @@ struct Finding {
   const char* one;   // "server has neither AP nor link"
   const char* many;  // the same for several
   std::vector<Loose> objects;
+};
+
+struct Words {
+  const char* key;
+  const char* one;
+  const char* many;
 };
 
 template <class Entry>
@@ -106,9 +113,9 @@ void CheckReferences(Session& session, std::vector<Finding>& findings) {
                        "primary collectives name a Dep or node that is gone",
                        {}};
   for (const Object& user : view.All(Kind::kUser)) {
-    for (const Membership& one : view.MembershipsOf(user.id)) {
-      if (is_gone(one.dep) || is_gone(one.node)) {
-        memberships.objects.push_back(describe(user, one.dep, one.node));
+    for (const Membership& named : view.MembershipsOf(user.id)) {
+      if (is_gone(named.dep) || is_gone(named.node)) {
+        memberships.objects.push_back(describe(user, named.dep, named.node));
       }
     }
     if (is_gone(user.primary_dep) || is_gone(user.primary_node)) {
@@ -151,65 +158,44 @@ void CheckObjects(Session& session, std::vector<Finding>& findings) {
   findings.push_back(std::move(ids));
 }
 
-void CheckUsers(Session& session, std::vector<Finding>& findings) {
-  CNCCNet& net = session.Net();
-  std::list<CABEntry> no_dep;
-  std::list<CABEntry> no_primary;
-  std::list<CABEntry> no_membership;
-  net.CheckAnomaliesAB(&no_dep, &no_primary, &no_membership);
-  findings.push_back(
-      {"users-in-no-dep", "user", "user is in no Dep", "users are in no Dep", LooseFrom(no_dep)});
-  findings.push_back({"users-without-primary", "user", "user has no whole primary collective",
-                      "users have no whole primary collective", LooseFrom(no_primary)});
-  findings.push_back({"users-without-membership", "user", "user has no membership",
-                      "users have no membership", LooseFrom(no_membership)});
+// What one query of the library finds, a list for each of the findings.
+template <class... Entries>
+void AddLoose(Session& session, std::vector<Finding>& findings, const char* kind,
+              int (CNCCNet::*query)(std::list<Entries>*...),
+              const Words (&words)[sizeof...(Entries)]) {
+  std::tuple<std::list<Entries>...> lists;
+  std::apply([&](auto&... list) { (session.Net().*query)(&list...); }, lists);
+  if (*session.Net().LastError() != '\0') throw session.Refusal("the check could not be made");
+  const Words* about = words;
+  const auto add = [&](const auto& list) {
+    findings.push_back({about->key, kind, about->one, about->many, LooseFrom(list)});
+    ++about;
+  };
+  std::apply([&](const auto&... list) { (add(list), ...); }, lists);
 }
 
-void CheckServers(Session& session, std::vector<Finding>& findings) {
-  CNCCNet& net = session.Net();
-  std::list<CNNEntry> unconnected;
-  std::list<CNNEntry> no_group;
-  std::list<CNNEntry> no_membership;
-  net.CheckAnomaliesSrv(&unconnected, &no_group, &no_membership);
-  findings.push_back({"servers-unconnected", "server", "server has neither AP nor link",
-                      "servers have neither AP nor link", LooseFrom(unconnected)});
-  findings.push_back({"servers-in-no-group", "server", "server is in no node group",
-                      "servers are in no node group", LooseFrom(no_group)});
-  findings.push_back({"servers-without-membership", "server", "server is where no user is a member",
-                      "servers are where no user is a member", LooseFrom(no_membership)});
-}
-
-void CheckAps(Session& session, std::vector<Finding>& findings) {
-  CNCCNet& net = session.Net();
-  std::list<CNNEntry> no_group;
-  std::list<CNNEntry> no_membership;
-  net.ChechAnomaliesAP(&no_group, &no_membership);
-  findings.push_back({"aps-in-no-group", "ap", "AP is in no node group", "APs are in no node group",
-                      LooseFrom(no_group)});
-  findings.push_back({"aps-without-membership", "ap", "AP is where no user is a member",
-                      "APs are where no user is a member", LooseFrom(no_membership)});
-}
-
-void CheckDeps(Session& session, std::vector<Finding>& findings) {
-  CNCCNet& net = session.Net();
-  std::list<CDepEntry> no_user;
-  std::list<CDepEntry> no_group;
-  net.CheckAnomaliesDep(&no_user, &no_group);
-  findings.push_back(
-      {"deps-without-user", "dep", "Dep has no user", "Deps have no user", LooseFrom(no_user)});
-  findings.push_back({"deps-in-no-group", "dep", "Dep is in no node group",
-                      "Deps are in no node group", LooseFrom(no_group)});
-}
-
-void CheckGroups(Session& session, std::vector<Finding>& findings) {
-  CNCCNet& net = session.Net();
-  std::list<CNGrpEntry> no_node;
-  std::list<CNGrpEntry> no_dep;
-  net.CheckAnomaliesNGrp(&no_node, &no_dep);
-  findings.push_back({"groups-without-node", "group", "node group has no node",
-                      "node groups have no node", LooseFrom(no_node)});
-  findings.push_back({"groups-without-dep", "group", "node group has no Dep",
-                      "node groups have no Dep", LooseFrom(no_dep)});
+void CheckLoose(Session& session, std::vector<Finding>& findings) {
+  AddLoose(session, findings, "server", &CNCCNet::CheckAnomaliesSrv,
+           {{"servers-unconnected", "server has neither AP nor link",
+             "servers have neither AP nor link"},
+            {"servers-in-no-group", "server is in no node group", "servers are in no node group"},
+            {"servers-without-membership", "server is where no user is a member",
+             "servers are where no user is a member"}});
+  AddLoose(session, findings, "ap", &CNCCNet::ChechAnomaliesAP,
+           {{"aps-in-no-group", "AP is in no node group", "APs are in no node group"},
+            {"aps-without-membership", "AP is where no user is a member",
+             "APs are where no user is a member"}});
+  AddLoose(session, findings, "user", &CNCCNet::CheckAnomaliesAB,
+           {{"users-in-no-dep", "user is in no Dep", "users are in no Dep"},
+            {"users-without-primary", "user has no whole primary collective",
+             "users have no whole primary collective"},
+            {"users-without-membership", "user has no membership", "users have no membership"}});
+  AddLoose(session, findings, "dep", &CNCCNet::CheckAnomaliesDep,
+           {{"deps-without-user", "Dep has no user", "Deps have no user"},
+            {"deps-in-no-group", "Dep is in no node group", "Deps are in no node group"}});
+  AddLoose(session, findings, "group", &CNCCNet::CheckAnomaliesNGrp,
+           {{"groups-without-node", "node group has no node", "node groups have no node"},
+            {"groups-without-dep", "node group has no Dep", "node groups have no Dep"}});
 }
 
 Json JsonOf(const std::vector<Finding>& findings, std::size_t total) {
@@ -249,13 +235,10 @@ void Print(Output& out, const std::vector<Finding>& findings) {
 
 int Check(Session& session) {
   session.OnlyRead();
-  CNCCNet& net = session.Net();
   std::vector<Finding> findings;
-  for (const auto run : {CheckServers, CheckAps, CheckUsers, CheckDeps, CheckGroups}) {
+  for (const auto run : {CheckLoose, CheckRoles, CheckReferences, CheckObjects}) {
     run(session, findings);
-    if (*net.LastError() != '\0') throw session.Refusal("the check could not be made");
   }
-  for (const auto run : {CheckRoles, CheckReferences, CheckObjects}) run(session, findings);
   std::size_t total = 0;
   for (const Finding& finding : findings) total += finding.objects.size();
   Output& out = session.Out();

@@ -102,8 +102,8 @@ class CsvTable {
     }
     for (const CsvRow& row : rows_) {
       if (!differs(row)) continue;
-      problems.Add(row.front().place,
-                   fmt::format("{} fields where the first line has {}", row.size(), width));
+      problems.Add(row.front().place, fmt::format("{} where the first line has {}",
+                                                  CountText(row.size(), "field"), width));
     }
     std::erase_if(rows_, differs);
   }

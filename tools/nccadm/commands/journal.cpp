@@ -15,6 +15,7 @@
 #include "files/byte_reader.h"
 #include "files/files.h"
 #include "nccnet/update_manager.h"
+#include "network/object.h"
 
 namespace ncc::tool {
 namespace {
@@ -107,9 +108,9 @@ int ReportCopies(Session& session, const CCopyReport& report, std::size_t record
     out.Warn(failure.reason);
   }
   if (out.IsJson()) out.Document(document);
-  out.Say(fmt::format("Copied {} files; {} were not in NEW, {} names have no place, {} failed.",
-                      report.copied.size(), missing.size(), report.unplaced.size(),
-                      report.failed.size()));
+  out.Say(fmt::format("Copied {}; not in NEW {}, names without a place {}, failed {}.",
+                      CountText(report.copied.size(), "file"), missing.size(),
+                      report.unplaced.size(), report.failed.size()));
   const bool all_copied = missing.empty() && report.unplaced.empty() && report.failed.empty();
   return all_copied ? kExitDone : kExitPartly;
 }

@@ -10,6 +10,7 @@
 #include "console/text.h"
 #include "files/files.h"
 #include "files/routing_map.h"
+#include "network/object.h"
 
 namespace ncc::tool {
 namespace {
@@ -57,9 +58,10 @@ int ShowMap(Session& session, const std::string& file) {
     return kExitDone;
   }
   out.Line(fmt::format("{:<10}{}", "server", PrintableName(map.server.name)));
-  out.Line(fmt::format("{:<10}0x{:04X}, with {} servers", "network", map.server.network,
-                       map.network_servers));
-  out.Line(fmt::format("{:<10}{}, and {} APs", "links", map.linked.size(), map.aps.size()));
+  out.Line(fmt::format("{:<10}0x{:04X}, with {}", "network", map.server.network,
+                       CountOf(map.network_servers, Kind::kServer)));
+  out.Line(fmt::format("{:<10}{}, and {}", "links", map.linked.size(),
+                       CountOf(map.aps.size(), Kind::kAp)));
   Table table = {{"KIND", "ID", "ADDRESS", "NAME"}};
   std::size_t cut = 0;
   const auto add = [&](const MapNode& node) {

@@ -14,6 +14,7 @@
 #include "files/files.h"
 #include "files/package.h"
 #include "files/stamp_check.h"
+#include "network/object.h"
 
 namespace ncc::tool {
 namespace {
@@ -84,8 +85,8 @@ int Extract(Session& session, const PackageArguments& arguments) {
     WriteFile(target.string(), packed.contents);
     written.push_back(target.string());
   }
-  session.Out().Say(
-      fmt::format("Extracted {} files to {}.", files.size(), Printable(arguments.out)));
+  session.Out().Say(fmt::format("Extracted {} to {}.", CountText(files.size(), "file"),
+                                Printable(arguments.out)));
   if (session.IsJson()) {
     session.Out().Document({{"file", arguments.file}, {"written", std::move(written)}});
   }

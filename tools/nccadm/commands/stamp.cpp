@@ -11,6 +11,7 @@
 #include "console/text.h"
 #include "files/stamp_tree.h"
 #include "files/stamper.h"
+#include "network/object.h"
 
 namespace ncc::tool {
 namespace {
@@ -83,7 +84,7 @@ int ReportFindings(Session& session, const std::string& folder, std::size_t hold
     }
   }
   out.Say(fmt::format(
-      "Checked {} stamps in {} files: {}.", stamps, holders,
+      "Checked {} in {}: {}.", CountText(stamps, "stamp"), CountText(holders, "file"),
       findings.empty() ? "all are right" : fmt::format("{} are wrong", findings.size())));
   return findings.empty() ? kExitDone : kExitFound;
 }

@@ -106,8 +106,4 @@ std::size_t CountLost(View& view, std::uint32_t dep,
   return count;
 }
 
-std::string CountText(std::size_t count, const std::string& word) {
-  return fmt::format("{} {}{}", count, word, count == 1 ? "" : "s");
-}
-
 }  // namespace ncc::tool

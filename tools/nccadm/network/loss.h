@@ -17,7 +17,4 @@ std::string LossOf(View& view, const Object& object);
 std::size_t CountLost(View& view, std::uint32_t dep,
                       const std::function<bool(const Membership&)>& is_lost);
 
-// "1 membership", "2 memberships".
-std::string CountText(std::size_t count, const std::string& word);
-
 }  // namespace ncc::tool

@@ -11,10 +11,6 @@
 namespace ncc::tool {
 namespace {
 
-std::string Address(std::uint32_t network, std::uint32_t id) {
-  return fmt::format("{:04X}{:04X}", network, id);
-}
-
 // The number that a Dep has for its home is a node group's only where the kind says so.
 Object ObjectOf(const CDepEntry& entry) {
   Object dep = ObjectFrom(entry);
@@ -60,7 +56,6 @@ Gate Neighbour::GateData() const {
 }
 
 std::uint32_t Neighbour::Number() { return static_cast<std::uint32_t>(net_.GetNet()); }
-std::string Neighbour::AddressOf(std::uint32_t id) { return Address(Number(), id); }
 
 std::vector<Object> Neighbour::All(Kind kind) {
   switch (kind) {
@@ -139,7 +134,7 @@ std::vector<Object> Neighbour::LinksOf(std::uint32_t dep) {
     if (pair.first != Number()) {
       Object& foreign = linked.emplace_back();
       foreign.kind = Kind::kDep;
-      foreign.name = Address(pair.first, pair.second);
+      foreign.name = AddressText(pair.first, pair.second);
       foreign.id = pair.second;
       foreign.network = pair.first;
     } else if (auto object = ById(Kind::kDep, pair.second)) {
@@ -172,8 +167,8 @@ std::vector<Object> Neighbour::NodesOf(std::uint32_t group) {
   if (!nodes_of_groups_) {
     nodes_of_groups_.emplace();
     for (const Object& node : ServersAndAps()) {
-      for (const Object& one : Related(Relation::kGroupsOfNode, node.id)) {
-        (*nodes_of_groups_)[one.id].push_back(node);
+      for (const Object& listing : Related(Relation::kGroupsOfNode, node.id)) {
+        (*nodes_of_groups_)[listing.id].push_back(node);
       }
     }
   }
@@ -181,11 +176,9 @@ std::vector<Object> Neighbour::NodesOf(std::uint32_t group) {
 }
 
 std::vector<Membership> Neighbour::MembershipsOf(std::uint32_t user) {
-  std::vector<Membership> memberships;
   std::list<CColAb> stored;
   net_.GetListColAb(static_cast<unsigned long>(user), stored);
-  for (const CColAb& one : stored) memberships.push_back({one.id.dep, one.id.node, one.kind});
-  return memberships;
+  return MembershipsFrom(stored);
 }
 
 }  // namespace ncc::tool

@@ -31,7 +31,6 @@ class Neighbour : public View {
 
   bool IsOwn() const override { return false; }
   std::uint32_t Number() override;
-  std::string AddressOf(std::uint32_t id) override;
   std::vector<Object> All(Kind kind) override;
   std::optional<Object> ById(Kind kind, std::uint32_t id) override;
   // Deps of other networks have their address for a name.

@@ -79,4 +79,20 @@ std::string CountOf(std::size_t count, Kind kind) {
   return fmt::format("{} {}", count, count == 1 ? WordOf(kind) : WordOfAll(kind));
 }
 
+std::string CountText(std::size_t count, const char* word) {
+  return fmt::format("{} {}{}", count, word, count == 1 ? "" : "s");
+}
+
+std::string AddressText(std::uint32_t network, std::uint32_t id) {
+  return fmt::format("{:04X}{:04X}", network, id);
+}
+
+std::vector<Membership> MembershipsFrom(const std::list<CColAb>& stored) {
+  std::vector<Membership> memberships;
+  memberships.reserve(stored.size());
+  for (const CColAb& membership : stored)
+    memberships.push_back({membership.id.dep, membership.id.node, membership.kind});
+  return memberships;
+}
+
 }  // namespace ncc::tool

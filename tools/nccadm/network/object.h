@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <list>
 #include <string>
+#include <vector>
 
 #include "nccnet/records.h"
 
@@ -60,6 +62,13 @@ std::string Quoted(const Object& object);
 
 // "1 Dep", "3 Deps".
 std::string CountOf(std::size_t count, Kind kind);
+// "1 file", "3 files".
+std::string CountText(std::size_t count, const char* word);
+
+// "001A0007".
+std::string AddressText(std::uint32_t network, std::uint32_t id);
+
+std::vector<Membership> MembershipsFrom(const std::list<CColAb>& stored);
 
 template <class Items>
 bool HasId(const Items& items, std::uint32_t id) {

@@ -24,17 +24,14 @@ std::vector<Object> View::ServersAndAps() {
   return nodes;
 }
 
+std::string View::AddressOf(std::uint32_t id) { return AddressText(Number(), id); }
+
 std::optional<Object> View::NodeById(std::uint32_t id) {
   auto server = ById(Kind::kServer, id);
   return server ? server : ById(Kind::kAp, id);
 }
 
 std::uint32_t OwnView::Number() { return net_.Preferences()->net_number; }
-
-std::string OwnView::AddressOf(std::uint32_t id) {
-  std::string buffer(32, '\0');
-  return net_.GetAddr8(id, buffer.data());
-}
 
 std::vector<Object> OwnView::All(Kind kind) {
   switch (kind) {
@@ -98,9 +95,7 @@ std::vector<Object> OwnView::Related(Relation relation, std::uint32_t narrow) {
 std::vector<Membership> OwnView::MembershipsOf(std::uint32_t user) {
   std::list<CColAb> stored;
   net_.GetListAvailableColAb(static_cast<unsigned long>(user), stored);
-  std::vector<Membership> memberships;
-  for (const CColAb& one : stored) memberships.push_back({one.id.dep, one.id.node, one.kind});
-  return memberships;
+  return MembershipsFrom(stored);
 }
 
 }  // namespace ncc::tool

@@ -33,7 +33,7 @@ class View {
   // Whether there are links between servers, values and settings; exchange files have none.
   virtual bool IsOwn() const = 0;
   virtual std::uint32_t Number() = 0;
-  virtual std::string AddressOf(std::uint32_t id) = 0;
+  std::string AddressOf(std::uint32_t id);
 
   // Servers in the order in which they were added, all others by id.
   virtual std::vector<Object> All(Kind kind) = 0;
@@ -52,7 +52,6 @@ class OwnView : public View {
 
   bool IsOwn() const override { return true; }
   std::uint32_t Number() override;
-  std::string AddressOf(std::uint32_t id) override;
   std::vector<Object> All(Kind kind) override;
   std::optional<Object> ById(Kind kind, std::uint32_t id) override;
   std::vector<Object> Related(Relation relation, std::uint32_t id) override;
