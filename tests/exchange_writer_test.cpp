@@ -63,6 +63,7 @@ class Writer : public ExchangeTest {
   CNCCNet& net_ = memory_.Net();
   CExchangeReport report_;
   CExchangeOptions options_;
+  SetTexts set_;  // what "sample" has put
 };
 
 std::string Lines(const std::list<std::string>& lines) {
@@ -111,14 +112,13 @@ Commands Writer::Known() {
         [&](auto& list) { return view.GetListNOFromDep(words[0].c_str(), list); });
   };
   // The sample, with lines put behind those of its files: FILE LINES, "^" for before them.
-  known["sample"] = [](const Words& words) {
-    static SetTexts set;
-    if (words.empty()) set = SampleSet();
+  known["sample"] = [this](const Words& words) {
+    if (words.empty()) set_ = SampleSet();
     for (std::size_t i = 0; i + 1 < words.size(); i += 2) {
-      std::string& text = set[words[i]];
+      std::string& text = set_[words[i]];
       text = words[i + 1][0] == '^' ? words[i + 1].substr(1) + text : text + words[i + 1];
     }
-    PutSet(set, 5);
+    PutSet(set_, 5);
     EXPECT_EQ(ListExchangeSets("DB\\IMPORT"), std::list<unsigned long>{5});
     return "";
   };
