@@ -1,5 +1,6 @@
 """House rules that a program can hold: style_test.py TREE. Prints every violation."""
 
+import os
 import re
 import sys
 from pathlib import Path
@@ -129,6 +130,7 @@ class Checker:
             if path.suffix in (".h", ".cpp"):
                 self.check_code(path)
         self.check_lists(files)
+        self.check_transcripts()
         return len(files)
 
     def check_text(self, path):
@@ -167,15 +169,41 @@ class Checker:
             return
         if folder in LIBRARY - {"platform", "include"} and SYSTEM_HEADERS.match(header):
             self.report(path, number, f"files belong to platform/: {header}")
-        if kind == "<" or (path.parent / header).is_file():
-            return
         within = path.relative_to(self.tree).as_posix()
-        if within.startswith(TOOL) and (self.tree / TOOL / header).is_file():
-            header = f"{TOOL}/{header}"
+        header = self.find_header(path, within, kind, header)
+        if header is None:
+            return
         room = room_of(within)
         target = room_of(header)
         if not any(may_see(allowed, target) for allowed in find_allowed(room)):
             self.report(path, number, f"{room}/ may not include {header}")
+
+    def find_header(self, path, within, kind, header):
+        """The header below the tree, from wherever it is named; None when it is none of ours."""
+        tried = [path.parent] if kind == '"' else []
+        tried += [self.tree / TOOL] if within.startswith(TOOL) else []
+        for folder in tried + [self.tree]:
+            found = Path(os.path.normpath(folder / header))
+            if found.is_file() and self.tree in found.parents:
+                return found.relative_to(self.tree).as_posix()
+        is_ours = header.split("/")[0] in LIBRARY | {"nccnet"}
+        return header if kind == '"' or is_ours else None
+
+    def check_transcripts(self):
+        """A section that no test plays would prove nothing."""
+        told = "".join(path.read_text(encoding="utf-8")
+                       for path in (self.tree / "tests").rglob("*.cpp"))
+        for name in ("outputs", "exchange", "copies", "operations"):
+            path, seen = self.tree / f"tests/golden/{name}.txt", set()
+            for number, line in enumerate(path.read_text(encoding="utf-8").split("\n"), 1):
+                title = line.removeprefix("== ")
+                if title == line:
+                    continue
+                if title in seen:
+                    self.report(path, number, f"a second section {title}")
+                if not re.search(rf'TEST\w*\(\w+,\s*{title}\)|"{title}"', told):
+                    self.report(path, number, f"no test plays {title}")
+                seen.add(title)
 
     def check_lists(self, files):
         """A source that no list names would be neither built nor run."""
