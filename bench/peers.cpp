@@ -64,8 +64,8 @@ PeerRows::PeerRows(const NetworkRows& rows) {
   AddLinks(links, rows.dep_links, 5);
   AddLinks(links, rows.nodes_of_groups, 7);
   AddLinks(links, rows.deps_of_groups, 9);
-  for (const Membership& one : rows.memberships) {
-    links.push_back({one.user, 11, one.place.id.dep, one.place.id.node});
+  for (const Membership& membership : rows.memberships) {
+    links.push_back({membership.user, 11, membership.place.id.dep, membership.place.id.node});
   }
   for (const CNNEntry& ap : rows.aps) {
     links.push_back({ap.server_id, 12, ap.id});

@@ -10,9 +10,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   RequireFault(links, text);
   Require(primaries || !links);  // the first reading is the stricter one
   for (const auto& [user, memberships] : net.user_links) {
-    for (const CColAb& one : memberships) {
-      Require(!net.users_of_dep.ValuesOf(one.id.dep).empty());
-      Require(!net.users_of_node.ValuesOf(one.id.node).empty());
+    for (const CColAb& membership : memberships) {
+      Require(!net.users_of_dep.ValuesOf(membership.id.dep).empty());
+      Require(!net.users_of_node.ValuesOf(membership.id.node).empty());
     }
   }
   return 0;

@@ -57,14 +57,14 @@ TEST_F(View, FindsByExactNameAndKind) {
   } const cases[] = {{"east", 1, 2}, {"a1", 2, 3},      {"D", 3, 16},   {"vera", 4, 33},
                      {"h", 7, 11},   {"d", 3, 0},       {"east", 2, 0}, {"east", 5, 0},
                      {"Vera", 4, 0}, {"veranda", 4, 0}, {"", 4, 0},     {nullptr, 1, 0}};
-  for (const auto& one : cases) {
+  for (const auto& object : cases) {
     unsigned long id = 0;
     std::array<char, 52> name{};
-    EXPECT_EQ(view.GetIdFromName(one.name, one.kind, id), one.id != 0 ? 0 : 85);
-    EXPECT_EQ(id, one.id);
+    EXPECT_EQ(view.GetIdFromName(object.name, object.kind, id), object.id != 0 ? 0 : 85);
+    EXPECT_EQ(id, object.id);
     if (id == 0) continue;
-    EXPECT_EQ(view.GetNameFromId(id, one.kind, name.data()), 0);
-    EXPECT_STREQ(name.data(), one.name);
+    EXPECT_EQ(view.GetNameFromId(id, object.kind, name.data()), 0);
+    EXPECT_STREQ(name.data(), object.name);
   }
   CNNEntry node;
   EXPECT_EQ(view.GetSrvInfo("east", node), 0);

@@ -182,13 +182,13 @@ std::string Nodes(const std::list<CNNEntry>& list, bool are_servers) {
 }
 
 std::string User(const CABEntry& user, std::list<CColAb> memberships) {
-  std::stable_partition(memberships.begin(), memberships.end(), [&](const CColAb& one) {
-    return one.id.dep != user.primary.dep || one.id.node != user.primary.node;
+  std::stable_partition(memberships.begin(), memberships.end(), [&](const CColAb& membership) {
+    return membership.id.dep != user.primary.dep || membership.id.node != user.primary.node;
   });
   std::string text = Heads(std::list<CABEntry>{user}) + ":" + std::to_string(user.primary.dep) +
                      "@" + std::to_string(user.primary.node);
-  for (const CColAb& one : memberships)
-    text += " " + std::to_string(one.id.dep) + "@" + std::to_string(one.id.node);
+  for (const CColAb& membership : memberships)
+    text += " " + std::to_string(membership.id.dep) + "@" + std::to_string(membership.id.node);
   return text + "\n";
 }
 
@@ -217,8 +217,9 @@ std::string TellOwn(CNCCNet& net) {
   for (const CNGrpEntry& group : groups) {
     net.GetListNN(group.id, nodes);
     net.GetListDepFromNGrp(group.id, deps);
-    const auto server = std::find_if(nodes.begin(), nodes.end(),
-                                     [](const CNNEntry& one) { return one.type == kTypeServer; });
+    const auto server = std::find_if(nodes.begin(), nodes.end(), [](const CNNEntry& entry) {
+      return entry.type == kTypeServer;
+    });
     text += Heads(std::list<CNGrpEntry>{group}) + (server == nodes.end() ? " 0" : " 83") +
             Heads(std::list<CNNEntry>(nodes.begin(), server)) + Heads(deps) + "\n";
   }
@@ -241,7 +242,7 @@ std::string TellView(const CImportNet& view) {
     std::list<tag_WORD4> links;
     view.GetListLinkedDep(dep.name, links);
     std::vector<unsigned long> linked;
-    for (const tag_WORD4& one : links) linked.push_back(one.second);
+    for (const tag_WORD4& link : links) linked.push_back(link.second);
     text += Dep(dep, linked);
   }
   for (const CNGrpEntry& group : *view.GetListNGrp()) {

@@ -19,7 +19,7 @@ class ProcessTest(ToolTest):
         self.ok("user", "add", "Boris")
         self.change_by_program(b"Boris", b"Bo\nris")
         document = json.loads(self.refused("check", "--json", code=3)[0])
-        found = {check["check"]: [one["name"] for one in check["objects"]]
+        found = {check["check"]: [row["name"] for row in check["objects"]]
                  for check in document["checks"]}
         self.assertEqual((found["names-with-control-characters"],
                           found["identifiers-not-below-the-next"]), (["Bo\nris"], ["Bo\nris"]))
@@ -79,7 +79,7 @@ class ProcessTest(ToolTest):
         loop = 'for i in $(seq 20); do "$0" -q user add --wait 60 $1$i || exit 1; done'
         loops = [subprocess.Popen(["bash", "-c", loop, tool(), name], env=self.environment(),
                                   stdout=subprocess.DEVNULL) for name in ("A", "B")]
-        self.assertEqual([one.wait(timeout=300) for one in loops], [0, 0])
+        self.assertEqual([loop.wait(timeout=300) for loop in loops], [0, 0])
         self.assertEqual(len(self.json("user", "list")["users"]), 40)
 
     def test_what_is_lost_is_said_and_a_copy_brings_it_back(self):

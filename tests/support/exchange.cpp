@@ -9,8 +9,8 @@ namespace {
 
 std::string Pairs(const std::list<tag_WORD4>& list) {
   std::string text;
-  for (const tag_WORD4& one : list)
-    text += " " + std::to_string(one.first) + "/" + std::to_string(one.second);
+  for (const tag_WORD4& pair : list)
+    text += " " + std::to_string(pair.first) + "/" + std::to_string(pair.second);
   return text;
 }
 
@@ -20,9 +20,9 @@ std::string Memberships(const CImportNet& view, unsigned long user) {
   EXPECT_EQ(view.GetListColAb(user, list), 0);
   EXPECT_EQ(list.size(), own == nullptr ? 0U : own->size());
   std::string text;
-  for (const CColAb& one : list) {
-    text += " " + std::to_string(one.id.dep) + "@" + std::to_string(one.id.node);
-    if (one.kind != 0) text += "!";
+  for (const CColAb& membership : list) {
+    text += " " + std::to_string(membership.id.dep) + "@" + std::to_string(membership.id.node);
+    if (membership.kind != 0) text += "!";
   }
   return text;
 }

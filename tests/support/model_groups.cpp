@@ -79,7 +79,8 @@ void Model::ForgetItems(const Object& object) {
 // All memberships of the Dep that its users have.
 void Model::EndMemberships(const Dep& dep) {
   for (const unsigned long id : dep.Linked(kTypeAB)) {
-    std::erase_if(FindAB(id)->memberships, [&](const CColAb& one) { return one.id.dep == dep.id; });
+    std::erase_if(FindAB(id)->memberships,
+                  [&](const CColAb& membership) { return membership.id.dep == dep.id; });
   }
 }
 
@@ -120,7 +121,8 @@ bool Model::LinkABToDep(const std::string& dep, const std::string& user, bool co
 
 bool Model::DeleteABFromDep(Dep* dep, User* user) {
   if (dep == nullptr || user == nullptr || dep->Find(Folder(*user)) == nullptr) return false;
-  std::erase_if(user->memberships, [&](const CColAb& one) { return one.id.dep == dep->id; });
+  std::erase_if(user->memberships,
+                [&](const CColAb& membership) { return membership.id.dep == dep->id; });
   dep->Remove(Folder(*user));
   dep->Remove(Record(*user));
   return true;
@@ -149,22 +151,22 @@ bool Model::SetPrimary(User* user, CColId collective) {
 bool Model::SetMemberships(User* user, unsigned long dep, std::vector<CColAb> list, bool remove) {
   if (user == nullptr) return false;
   // Copies of the numbers: elements of a vector of packed records are not aligned.
-  const auto node_of = [](const CColAb& one) { return std::uint32_t{one.id.node}; };
+  const auto node_of = [](const CColAb& membership) { return std::uint32_t{membership.id.node}; };
   std::map<std::uint32_t, std::size_t> last;  // of several elements for one node
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (list[i].id.dep == dep) last[node_of(list[i])] = i;
   }
   std::vector<CColAb> result;
   std::vector<bool> stored(list.size());
-  for (CColAb one : user->memberships) {
-    const auto found = one.id.dep == dep ? last.find(node_of(one)) : last.end();
+  for (CColAb membership : user->memberships) {
+    const auto found = membership.id.dep == dep ? last.find(node_of(membership)) : last.end();
     if (found != last.end()) {
-      one.kind = list[found->second].kind;
+      membership.kind = list[found->second].kind;
       stored[found->second] = true;
-    } else if (one.id.dep == dep && remove) {
+    } else if (membership.id.dep == dep && remove) {
       continue;
     }
-    result.push_back(one);
+    result.push_back(membership);
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
     const bool counts = list[i].id.dep == dep && last[node_of(list[i])] == i;
@@ -255,7 +257,7 @@ bool Model::UnlinkNode(Group* group, Node* node) {
   for (const unsigned long dep : group->deps) {
     for (const unsigned long user : FindDep(dep)->Linked(kTypeAB)) {
       std::erase_if(FindAB(user)->memberships,
-                    [&](const CColAb& one) { return one.id.node == node->id; });
+                    [&](const CColAb& membership) { return membership.id.node == node->id; });
     }
   }
   std::erase(group->nodes, node->id);

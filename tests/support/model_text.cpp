@@ -19,8 +19,8 @@ std::vector<unsigned long> Where(const std::list<Kind>& list,
 
 std::vector<unsigned long> Flat(const std::vector<CColAb>& memberships) {
   std::vector<unsigned long> numbers;
-  for (const CColAb& one : memberships) {
-    numbers.insert(numbers.end(), {one.id.dep, one.id.node, one.kind});
+  for (const CColAb& membership : memberships) {
+    numbers.insert(numbers.end(), {membership.id.dep, membership.id.node, membership.kind});
   }
   return numbers;
 }
@@ -106,7 +106,7 @@ std::string Model::DescribeLoose() {
   const auto unnamed = [&](const Node& node) {
     return std::none_of(users_.begin(), users_.end(), [&](const User& user) {
       return std::any_of(user.memberships.begin(), user.memberships.end(),
-                         [&](const CColAb& one) { return one.id.node == node.id; });
+                         [&](const CColAb& membership) { return membership.id.node == node.id; });
     });
   };
   const auto in_no_group = [](const Object& object) { return object.groups.empty(); };

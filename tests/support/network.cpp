@@ -241,8 +241,8 @@ Numbers Memberships(CNCCNet& net, unsigned long user) {
   Numbers numbers;
   const auto list =
       Filled<CColAb>([&](auto& filled) { return net.GetListAvailableColAb(user, filled); });
-  for (const CColAb& one : list) {
-    numbers.insert(numbers.end(), {one.id.dep, one.id.node, one.kind});
+  for (const CColAb& membership : list) {
+    numbers.insert(numbers.end(), {membership.id.dep, membership.id.node, membership.kind});
   }
   return numbers;
 }
@@ -250,7 +250,8 @@ Numbers Memberships(CNCCNet& net, unsigned long user) {
 Numbers PossibleMemberships(CNCCNet& net, unsigned long user) {
   Numbers numbers;
   const auto list = Filled<CCol>([&](auto& filled) { return net.GetListColAb(user, filled); });
-  for (const CCol& one : list) numbers.insert(numbers.end(), {one.id.dep, one.id.node});
+  for (const CCol& collective : list)
+    numbers.insert(numbers.end(), {collective.id.dep, collective.id.node});
   return numbers;
 }
 

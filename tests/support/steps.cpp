@@ -169,10 +169,10 @@ class Draw {
   // Of this Dep mostly, with repetitions.
   std::vector<CColAb> Memberships(unsigned long dep) {
     std::vector<CColAb> list(random_() % 6);
-    for (CColAb& one : list) {
-      one.id.dep = static_cast<std::uint32_t>(random_() % 5 == 0 ? Id('D') : dep);
-      one.id.node = static_cast<std::uint32_t>(Id('N'));
-      one.kind = static_cast<std::uint8_t>(random_() % 3);
+    for (CColAb& membership : list) {
+      membership.id.dep = static_cast<std::uint32_t>(random_() % 5 == 0 ? Id('D') : dep);
+      membership.id.node = static_cast<std::uint32_t>(Id('N'));
+      membership.kind = static_cast<std::uint8_t>(random_() % 3);
     }
     return list;
   }
@@ -219,9 +219,9 @@ std::string Step::Text() const {
   std::string text = std::string(kActions[operation].name) + " \"" + name + "\" \"" + other_name +
                      "\" " + std::to_string(id) + " " + std::to_string(other_id) + " " +
                      std::to_string(flags) + " " + std::to_string(byte);
-  for (const CColAb& one : memberships) {
-    text += " (" + std::to_string(one.id.dep) + " " + std::to_string(one.id.node) + " " +
-            std::to_string(one.kind) + ")";
+  for (const CColAb& membership : memberships) {
+    text += " (" + std::to_string(membership.id.dep) + " " + std::to_string(membership.id.node) +
+            " " + std::to_string(membership.kind) + ")";
   }
   return text;
 }

@@ -40,7 +40,8 @@ int RemoveNode(Session& session, const ObjectArguments& arguments) {
   }
   std::size_t lost = 0;
   for (const Object& dep : view.Related(Relation::kDepsOfGroup, group.id)) {
-    lost += CountLost(view, dep.id, [&node](const Membership& one) { return one.node == node.id; });
+    lost += CountLost(view, dep.id,
+                      [&node](const Membership& membership) { return membership.node == node.id; });
   }
   if (lost > 0) {
     session.Confirm(
@@ -83,8 +84,8 @@ int RemoveDep(Session& session, const ObjectArguments& arguments) {
         session, group, false,
         fmt::format("The Dep {} was not in the node group {}.", Quoted(dep), Quoted(group)));
   }
-  const std::size_t lost =
-      CountLost(view, dep.id, [&dep](const Membership& one) { return one.dep == dep.id; });
+  const std::size_t lost = CountLost(
+      view, dep.id, [&dep](const Membership& membership) { return membership.dep == dep.id; });
   if (lost > 0) {
     session.Confirm(
         fmt::format("the users of the Dep {} have {} of it, which would be deleted "

@@ -69,9 +69,9 @@ int ReportFindings(Session& session, const std::string& folder, std::size_t hold
   if (session.IsJson()) {
     Json wrong = Json::array();
     for (const Finding& finding : findings) {
-      Json one = {{"in", finding.holder}};
-      one.update(StampProblemJson(finding.problem));
-      wrong.push_back(std::move(one));
+      Json problem = {{"in", finding.holder}};
+      problem.update(StampProblemJson(finding.problem));
+      wrong.push_back(std::move(problem));
     }
     out.Document({{"folder", folder},
                   {"files_with_stamps", holders},

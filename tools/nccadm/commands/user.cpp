@@ -17,7 +17,7 @@ namespace {
 
 bool HasNode(const std::vector<Membership>& memberships, std::uint32_t node) {
   return std::any_of(memberships.begin(), memberships.end(),
-                     [node](const Membership& one) { return one.node == node; });
+                     [node](const Membership& membership) { return membership.node == node; });
 }
 
 std::vector<Object> UsersOf(Session& session, const Object& dep) {
@@ -26,7 +26,8 @@ std::vector<Object> UsersOf(Session& session, const Object& dep) {
 
 std::vector<Membership> MembershipsOf(Session& session, const Object& user, const Object& dep) {
   std::vector<Membership> memberships = session.Shown().MembershipsOf(user.id);
-  std::erase_if(memberships, [&dep](const Membership& one) { return one.dep != dep.id; });
+  std::erase_if(memberships,
+                [&dep](const Membership& membership) { return membership.dep != dep.id; });
   return memberships;
 }
 
@@ -119,7 +120,8 @@ std::vector<Membership> Changed(Session& session, const Object& user, const Obje
   std::vector<Membership> memberships = MembershipsOf(session, user, dep);
   for (const std::string& reference : arguments.removed) {
     const Object node = FindNode(session, reference);
-    std::erase_if(memberships, [&node](const Membership& one) { return one.node == node.id; });
+    std::erase_if(memberships,
+                  [&node](const Membership& membership) { return membership.node == node.id; });
   }
   if (arguments.added.empty() && !arguments.flag) return memberships;
   RequireMember(session, user, dep);

@@ -92,10 +92,10 @@ int ShowObject(Session& session, const std::string& text) {
     std::copy_if(all.begin(), all.end(), std::back_inserter(found), is_meant);
   };
   const std::string wanted = FoldName(reference.name);
-  if (!reference.id) collect([&](const Object& one) { return FoldName(one.name) == wanted; });
+  if (!reference.id) collect([&](const Object& object) { return FoldName(object.name) == wanted; });
   // An address only where nothing has the name.
   if (found.empty() && !text.starts_with("name:")) {
-    collect([&](const Object& one) { return IsNumberOf(view, one.id, text); });
+    collect([&](const Object& object) { return IsNumberOf(view, object.id, text); });
   }
   if (found.empty()) {
     throw UnknownName(fmt::format("there is no object \"{}\"", text), text, all,

@@ -269,11 +269,11 @@ class Describer {
       user.deps.push_back(deps_.Of(dep));
     }
     std::set<std::pair<std::uint32_t, std::uint32_t>> seen;
-    for (const Membership& one : view.memberships) {
-      MembershipDescription membership{deps_.Of(one.dep), NodeOf(one.node), one.kind};
+    for (const Membership& held : view.memberships) {
+      MembershipDescription membership{deps_.Of(held.dep), NodeOf(held.node), held.kind};
       if (membership.dep.IsNone() || membership.node.IsNone()) {
         ++dangling_memberships_;
-      } else if (!seen.emplace(one.dep, one.node).second) {
+      } else if (!seen.emplace(held.dep, held.node).second) {
         ++repeated_memberships_;
       } else {
         user.memberships.push_back(std::move(membership));

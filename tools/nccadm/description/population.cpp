@@ -44,19 +44,20 @@ void ReadDep(FieldReader& reader, const YamlNode& node, DepDescription& dep) {
 void ReadMembership(FieldReader& reader, const YamlNode& node,
                     std::vector<MembershipDescription>& memberships) {
   if (!reader.Expect(node, Form::kMap, "a membership")) return;
-  MembershipDescription one;
+  MembershipDescription membership;
   std::optional<std::uint8_t> kind;
   reader.ReadMap(
       node,
-      {{"dep", [&](const YamlNode& n) { reader.ReadReference(n, "the Dep's name", one.dep); }},
-       {"node", [&](const YamlNode& n) { reader.ReadNodeName(n, one.node); }},
+      {{"dep",
+        [&](const YamlNode& n) { reader.ReadReference(n, "the Dep's name", membership.dep); }},
+       {"node", [&](const YamlNode& n) { reader.ReadNodeName(n, membership.node); }},
        {"kind", [&](const YamlNode& n) { reader.ReadNumber(n, "the kind", kind); }}});
-  if (one.dep.place.line == 0 || one.node.place.line == 0) {
+  if (membership.dep.place.line == 0 || membership.node.place.line == 0) {
     reader.Complain(node.place, "a membership names a Dep and a node: {dep: NAME, node: NAME}");
     return;
   }
-  one.kind = kind.value_or(0);
-  memberships.push_back(std::move(one));
+  membership.kind = kind.value_or(0);
+  memberships.push_back(std::move(membership));
 }
 
 void ReadPrimary(FieldReader& reader, const YamlNode& node, UserDescription& user) {

@@ -105,7 +105,8 @@ void GenerationSizes::CountMemberships() {
   for (const UserView& user : network_.users) {
     const std::uint64_t line = kMembershipLine + user.entry.name.size();
     std::set<std::pair<std::uint32_t, std::uint32_t>> places;
-    for (const Membership& one : user.memberships) places.insert({one.dep, one.node});
+    for (const Membership& membership : user.memberships)
+      places.insert({membership.dep, membership.node});
     all_memberships_ += line * user.memberships.size();
     for (const auto& [dep, node] : places) memberships_at_[node] += line;
   }
@@ -254,7 +255,7 @@ GenerationSize GenerationSizes::KeyCentre() {
   std::uint64_t pairs = 0;
   for (const UserView& user : network_.users) {
     std::set<std::uint32_t> nodes;
-    for (const Membership& one : user.memberships) nodes.insert(one.node);
+    for (const Membership& membership : user.memberships) nodes.insert(membership.node);
     pairs += nodes.size();
     Put(size, kUserFile + 9 * user.memberships.size());
   }
@@ -290,12 +291,13 @@ GenerationSize GenerationSizes::Packages(bool is_short, const Choice& is_chosen)
     }
     for (const Object& ap : server.aps) {
       if (!is_chosen(ap.id)) continue;
-      const Directory one = DirectoryOf(ap);
+      const Directory directory = DirectoryOf(ap);
       std::uint64_t bytes = others + RecordOf(0);
-      for (const std::uint64_t file : {one.nodes, one.users, one.places, one.list}) {
+      for (const std::uint64_t file :
+           {directory.nodes, directory.users, directory.places, directory.list}) {
         bytes += RecordOf(file);
       }
-      if (!is_short) bytes += RecordOf(one.links) + 2 * RecordOf(0);
+      if (!is_short) bytes += RecordOf(directory.links) + 2 * RecordOf(0);
       Put(size, bytes);
     }
   }

@@ -116,14 +116,16 @@ std::vector<Membership> PossibleMemberships(CNCCNet& net, std::uint32_t user, st
   std::list<CCol> possible;
   net.GetListColAb(Wide(user), Wide(dep), possible);
   std::vector<Membership> memberships;
-  for (const CCol& one : possible) memberships.push_back({one.id.dep, one.id.node, 0});
+  for (const CCol& collective : possible)
+    memberships.push_back({collective.id.dep, collective.id.node, 0});
   return memberships;
 }
 
 bool SetMemberships(CNCCNet& net, std::uint32_t user, std::uint32_t dep,
                     const std::vector<Membership>& memberships, bool remove) {
   std::list<CColAb> wanted;
-  for (const Membership& one : memberships) wanted.push_back({{one.dep, one.node}, one.kind});
+  for (const Membership& membership : memberships)
+    wanted.push_back({{membership.dep, membership.node}, membership.kind});
   net.SetListAvailableColAb(Wide(user), Wide(dep), std::move(wanted), remove);
   return *net.LastError() == '\0';
 }

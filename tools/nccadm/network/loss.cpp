@@ -41,7 +41,8 @@ void AddOrphans(View& view, const std::vector<Object>& nodes, std::vector<std::s
   std::size_t memberships = 0;
   std::size_t primaries = 0;
   for (const Object& user : view.All(Kind::kUser)) {
-    for (const Membership& one : view.MembershipsOf(user.id)) memberships += ids.count(one.node);
+    for (const Membership& membership : view.MembershipsOf(user.id))
+      memberships += ids.count(membership.node);
     primaries += ids.count(user.primary_node);
   }
   if (memberships > 0) parts.push_back("the node of " + CountText(memberships, "membership"));
@@ -60,9 +61,10 @@ std::string LossOfNode(View& view, const Object& node) {
     parts.push_back(fmt::format("{} ({})", CountOf(nodes.size(), Kind::kAp), QuotedNames(nodes)));
   }
   nodes.push_back(node);
-  for (const Object& one : nodes) {
-    if ((one.flags & kFlagNCC) != 0) parts.push_back(fmt::format("the NCC ({})", Quoted(one)));
-    if ((one.flags & kFlagKC) != 0) parts.push_back(fmt::format("the KC ({})", Quoted(one)));
+  for (const Object& object : nodes) {
+    if ((object.flags & kFlagNCC) != 0)
+      parts.push_back(fmt::format("the NCC ({})", Quoted(object)));
+    if ((object.flags & kFlagKC) != 0) parts.push_back(fmt::format("the KC ({})", Quoted(object)));
   }
   if (!linked.empty()) {
     parts.push_back(

@@ -87,17 +87,19 @@ std::string ObjectWriter::PrimaryOf(const Object& user) {
 
 Json ObjectWriter::MembershipsJson(const std::vector<Membership>& memberships) {
   Json all = Json::array();
-  for (const Membership& one : memberships) {
-    all.push_back(
-        {{"dep", IdJson(one.dep, true)}, {"node", IdJson(one.node, false)}, {"kind", one.kind}});
+  for (const Membership& membership : memberships) {
+    all.push_back({{"dep", IdJson(membership.dep, true)},
+                   {"node", IdJson(membership.node, false)},
+                   {"kind", membership.kind}});
   }
   return all;
 }
 
 Table ObjectWriter::MembershipTable(const std::vector<Membership>& memberships) {
   Table table = {{"DEP", "NODE", "KIND"}};
-  for (const Membership& one : memberships) {
-    table.push_back({TextOfId(one.dep, true), TextOfId(one.node, false), std::to_string(one.kind)});
+  for (const Membership& membership : memberships) {
+    table.push_back({TextOfId(membership.dep, true), TextOfId(membership.node, false),
+                     std::to_string(membership.kind)});
   }
   return table;
 }
@@ -199,7 +201,7 @@ void ObjectWriter::Show(const Object& object) {
     out.Line(fmt::format("{:<14}{}", label, text));
   };
   const auto names = [&field](const char* label, const std::vector<Object>& objects) {
-    for (const Object& one : objects) field(label, PrintableName(one.name));
+    for (const Object& node : objects) field(label, PrintableName(node.name));
   };
   const auto related = [&](const char* label, Relation relation) {
     names(label, view_.Related(relation, object.id));
@@ -219,9 +221,9 @@ void ObjectWriter::Show(const Object& object) {
   } else if (object.kind == Kind::kUser) {
     field("primary", PrimaryOf(object));
     names("Dep", DepsOfUser(object.id));
-    for (const Membership& one : view_.MembershipsOf(object.id)) {
-      field("membership", fmt::format("{} at {}, kind {}", TextOfId(one.dep, true),
-                                      TextOfId(one.node, false), one.kind));
+    for (const Membership& membership : view_.MembershipsOf(object.id)) {
+      field("membership", fmt::format("{} at {}, kind {}", TextOfId(membership.dep, true),
+                                      TextOfId(membership.node, false), membership.kind));
     }
   } else if (object.kind == Kind::kDep) {
     if (object.home_node != 0) field("home", TextOfId(object.home_node, false));

@@ -135,8 +135,9 @@ class Executor {
 
   bool MakePrimary(const Step& step) {
     if (step.memberships.empty()) return false;
-    const PlannedMembership& one = step.memberships.front();
-    return SetPrimary(net_, NarrowIdOf(step.object), NarrowIdOf(one.dep), NarrowIdOf(one.node));
+    const PlannedMembership& membership = step.memberships.front();
+    return SetPrimary(net_, NarrowIdOf(step.object), NarrowIdOf(membership.dep),
+                      NarrowIdOf(membership.node));
   }
 
   // Removes what is not in the step, then gives the rest in runs of one Dep: the library takes
@@ -144,13 +145,14 @@ class Executor {
   bool MakeMemberships(const Step& step) {
     const std::uint32_t user = NarrowIdOf(step.object);
     std::vector<Membership> wanted;
-    for (const PlannedMembership& one : step.memberships) {
-      wanted.push_back({NarrowIdOf(one.dep), NarrowIdOf(one.node), one.kind});
+    for (const PlannedMembership& membership : step.memberships) {
+      wanted.push_back({NarrowIdOf(membership.dep), NarrowIdOf(membership.node), membership.kind});
     }
     if (!RemoveOthers(user, wanted)) return false;
     for (auto at = wanted.begin(); at != wanted.end();) {
-      const auto end = std::find_if(at, wanted.end(),
-                                    [&at](const Membership& one) { return one.dep != at->dep; });
+      const auto end = std::find_if(at, wanted.end(), [&at](const Membership& membership) {
+        return membership.dep != at->dep;
+      });
       if (!SetMemberships(net_, user, at->dep, {at, end}, false)) return false;
       at = end;
     }
@@ -159,17 +161,18 @@ class Executor {
 
   bool RemoveOthers(std::uint32_t user, const std::vector<Membership>& wanted) {
     std::map<std::uint32_t, std::map<std::uint32_t, Membership>> kept;  // by Dep, by node
-    for (const Membership& one : wanted) kept[one.dep].emplace(one.node, one);
+    for (const Membership& membership : wanted)
+      kept[membership.dep].emplace(membership.node, membership);
     std::set<std::uint32_t> crowded;  // Deps of which the user has others
-    for (const Membership& one : session_.Shown().MembershipsOf(user)) {
-      if (!kept[one.dep].contains(one.node)) crowded.insert(one.dep);
+    for (const Membership& membership : session_.Shown().MembershipsOf(user)) {
+      if (!kept[membership.dep].contains(membership.node)) crowded.insert(membership.dep);
     }
     for (const std::uint32_t dep : crowded) {
       // Only what is stored, as anything else would come to stand before its place.
       std::vector<Membership> rest;
-      for (const Membership& one : session_.Shown().MembershipsOf(user)) {
-        const auto found = kept[dep].find(one.node);
-        if (one.dep == dep && found != kept[dep].end()) rest.push_back(found->second);
+      for (const Membership& membership : session_.Shown().MembershipsOf(user)) {
+        const auto found = kept[dep].find(membership.node);
+        if (membership.dep == dep && found != kept[dep].end()) rest.push_back(found->second);
       }
       if (!SetMemberships(net_, user, dep, rest, true)) return false;
     }

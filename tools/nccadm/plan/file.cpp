@@ -64,8 +64,8 @@ Json JsonOf(const Step& step) {
   VisitStep(Saver{json}, step);
   if (!step.name.empty()) json["name"] = Utf8FromBytes(step.name);
   if (step.settings) json["settings"] = *step.settings;
-  for (const PlannedMembership& one : step.memberships) {
-    json["memberships"].push_back({one.dep, one.node, one.kind});
+  for (const PlannedMembership& membership : step.memberships) {
+    json["memberships"].push_back({membership.dep, membership.node, membership.kind});
   }
   return json;
 }
@@ -95,9 +95,9 @@ Step StepOf(const Json& json) {
   }
   if (json.contains("settings")) step.settings = json.at("settings").get<std::uint8_t>();
   if (!json.contains("memberships")) return step;
-  for (const Json& one : json.at("memberships")) {
-    step.memberships.push_back(
-        {one.at(0).get<Ref>(), one.at(1).get<Ref>(), one.at(2).get<std::uint8_t>()});
+  for (const Json& membership : json.at("memberships")) {
+    step.memberships.push_back({membership.at(0).get<Ref>(), membership.at(1).get<Ref>(),
+                                membership.at(2).get<std::uint8_t>()});
   }
   return step;
 }

@@ -272,14 +272,15 @@ class PopulationPlanner {
     return changed;
   }
 
-  std::string QuoteWhere(const PlannedMembership& one) const {
-    if (one.dep == 0 && one.node == 0) return "none";
-    return fmt::format("{} at {}", QuoteOrNone(one.dep), QuoteOrNone(one.node));
+  std::string QuoteWhere(const PlannedMembership& held) const {
+    if (held.dep == 0 && held.node == 0) return "none";
+    return fmt::format("{} at {}", QuoteOrNone(held.dep), QuoteOrNone(held.node));
   }
 
   static std::vector<PlannedMembership> StoredOf(const UserView& view) {
     std::vector<PlannedMembership> stored;
-    for (const Membership& one : view.memberships) stored.push_back({one.dep, one.node, one.kind});
+    for (const Membership& held : view.memberships)
+      stored.push_back({held.dep, held.node, held.kind});
     return stored;
   }
 
@@ -289,32 +290,33 @@ class PopulationPlanner {
     std::map<RefPair, const MembershipDescription*> said;
     std::vector<PlannedMembership> all = StoredOf(view);
     std::map<RefPair, std::uint8_t> stored;
-    for (const PlannedMembership& one : all) stored.emplace(RefPair{one.dep, one.node}, one.kind);
+    for (const PlannedMembership& held : all)
+      stored.emplace(RefPair{held.dep, held.node}, held.kind);
     std::vector<PlannedMembership> added;
     for (const MembershipDescription& membership : wanted.memberships) {
       const auto dep = builder_.Resolve(Item::kDep, membership.dep);
       const auto node = builder_.ResolveNode(membership.node);
       if (!dep || !node) continue;
-      const PlannedMembership one{*dep, *node, membership.kind};
-      if (!said.emplace(RefPair{one.dep, one.node}, &membership).second) {
+      const PlannedMembership held{*dep, *node, membership.kind};
+      if (!said.emplace(RefPair{held.dep, held.node}, &membership).second) {
         builder_.Complain(membership.dep.place,
-                          fmt::format("the membership of {} stands here twice", QuoteWhere(one)));
-      } else if (!stored.contains({one.dep, one.node})) {
-        added.push_back(one);
+                          fmt::format("the membership of {} stands here twice", QuoteWhere(held)));
+      } else if (!stored.contains({held.dep, held.node})) {
+        added.push_back(held);
       }
     }
     bool differs = !added.empty();
-    std::erase_if(all, [&](PlannedMembership& one) {
-      const auto found = said.find({one.dep, one.node});
-      if (found == said.end()) return IsSurplus(user, one, differs);
-      Align(user, one, found->second->kind, differs);
+    std::erase_if(all, [&](PlannedMembership& held) {
+      const auto found = said.find({held.dep, held.node});
+      if (found == said.end()) return IsSurplus(user, held, differs);
+      Align(user, held, found->second->kind, differs);
       return false;
     });
-    for (const PlannedMembership& one : added) {
+    for (const PlannedMembership& held : added) {
       builder_.AddDetail(
-          user, {'+', "membership", {}, fmt::format("{}, kind {}", QuoteWhere(one), one.kind)});
+          user, {'+', "membership", {}, fmt::format("{}, kind {}", QuoteWhere(held), held.kind)});
       ++tally.added;
-      all.push_back(one);
+      all.push_back(held);
     }
     if (differs) {
       AddMembershipStep(user, std::move(all));
@@ -323,39 +325,42 @@ class PopulationPlanner {
     }
   }
 
-  bool IsSurplus(Ref user, const PlannedMembership& one, bool& differs) {
+  bool IsSurplus(Ref user, const PlannedMembership& membership, bool& differs) {
     Tally& tally = builder_.Of(Item::kMembership);
     if (!builder_.Prunes()) {
       ++tally.kept;
       return false;
     }
     differs = true;
-    builder_.AddDetail(
-        user, {'-', "membership", fmt::format("{}, kind {}", QuoteWhere(one), one.kind), {}});
+    builder_.AddDetail(user, {'-',
+                              "membership",
+                              fmt::format("{}, kind {}", QuoteWhere(membership), membership.kind),
+                              {}});
     ++tally.removed;
     return true;
   }
 
-  void Align(Ref user, PlannedMembership& one, std::uint8_t kind, bool& differs) {
+  void Align(Ref user, PlannedMembership& membership, std::uint8_t kind, bool& differs) {
     Tally& tally = builder_.Of(Item::kMembership);
-    if (one.kind == kind) {
+    if (membership.kind == kind) {
       ++tally.unchanged;
       return;
     }
     differs = true;
-    builder_.AddDetail(user,
-                       {'~', "membership", fmt::format("{}, kind {}", QuoteWhere(one), one.kind),
-                        fmt::format("kind {}", kind)});
-    one.kind = kind;
+    builder_.AddDetail(user, {'~', "membership",
+                              fmt::format("{}, kind {}", QuoteWhere(membership), membership.kind),
+                              fmt::format("kind {}", kind)});
+    membership.kind = kind;
     ++tally.changed;
   }
 
   // Leaving a Dep or a group takes memberships along that the file may want to stay.
   void RestoreMemberships(Ref user, std::vector<PlannedMembership> all) {
-    const bool touched = leaving_.contains(user) ||
-                         std::any_of(all.begin(), all.end(), [this](const PlannedMembership& one) {
-                           return touched_deps_.contains(one.dep);
-                         });
+    const bool touched =
+        leaving_.contains(user) ||
+        std::any_of(all.begin(), all.end(), [this](const PlannedMembership& membership) {
+          return touched_deps_.contains(membership.dep);
+        });
     if (touched) AddMembershipStep(user, std::move(all));
   }
 

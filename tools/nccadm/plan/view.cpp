@@ -75,12 +75,12 @@ Json JsonOf(const Change& change) {
 Json TalliesJson(const Plan& plan) {
   Json json;
   ForEachItem(plan, [&json](Item item, const Tally& tally) {
-    Json& one = json[KeyOf(item)];
-    one = {{"added", tally.added}, {"changed", tally.changed}};
-    if (item == Item::kAp) one["moved"] = tally.moved;
-    one["removed"] = tally.removed;
-    one["unchanged"] = tally.unchanged;
-    one["not_in_file"] = tally.kept;
+    Json& counts = json[KeyOf(item)];
+    counts = {{"added", tally.added}, {"changed", tally.changed}};
+    if (item == Item::kAp) counts["moved"] = tally.moved;
+    counts["removed"] = tally.removed;
+    counts["unchanged"] = tally.unchanged;
+    counts["not_in_file"] = tally.kept;
   });
   json["preferences"] = {{"changed", plan.preferences_changed}};
   return json;
