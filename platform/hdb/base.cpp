@@ -167,26 +167,20 @@ void CHDBase::CheckUsable() const {
 // What the unit that ends leads to.
 class CHDBase::Changes final : public ncc::ChangeSet {
  public:
-  explicit Changes(CHDBase& base) : base_(base), history_(base.NextHistory(now_)) {
-    VisitUntil([this](const RowChange&) {
-      has_any_ = true;
-      return false;
-    });
-  }
+  explicit Changes(CHDBase& base) : base_(base), history_(base.NextHistory(now_)) {}
 
-  bool HasAny() const { return has_any_; }
   std::uint64_t Revision() const { return base_.state_.revision + 1; }
   std::uint64_t Unit() const { return unit_; }
 
   ncc::StoredState ForEach(const std::function<void(const RowChange&)>& visit) const override {
     ncc::StoredState state{Revision(), base_.state_.totals, unit_, history_};
+    const auto encode = [this](const RowKey& key, Row& row) { return base_.EncodeRow(key, row); };
     former_ = {};
-    VisitUntil([&](const RowChange& change) {
+    base_.unit_.ForEachChange(encode, [&](const RowChange& change) {
       former_.Add(change.key, change.before);
       if (change.before != nullptr) TakeFrom(state.totals, SumOf(*change.before));
       if (change.now != nullptr) AddTo(state.totals, change.sum);
       visit(change);
-      return true;
     });
     return state;
   }
@@ -197,17 +191,10 @@ class CHDBase::Changes final : public ncc::ChangeSet {
   }
 
  private:
-  template <class Visit>
-  void VisitUntil(Visit visit) const {
-    base_.unit_.ForEachChange(
-        [this](const RowKey& key, Row& row) { return base_.EncodeRow(key, row); }, visit);
-  }
-
   CHDBase& base_;
   const std::uint64_t unit_ = ncc::DrawToken();
   const std::int64_t now_ = ncc::MicrosecondsNow();
   const ncc::HistoryBounds history_;
-  bool has_any_ = false;
   mutable ncc::RowPacker former_;  // the rows as they were, in the order of the last visit
 };
 
@@ -232,7 +219,8 @@ void CHDBase::Commit() {
     if (unit_.HasFailed()) throw StorageError(unit_.Failure());
     const Changes changes(*this);
     unit = changes.Unit();
-    if (changes.HasAny() || new_rule_) state_ = engine_->Commit(changes);
+    const auto encode = [this](const RowKey& key, Row& row) { return EncodeRow(key, row); };
+    if (unit_.HasDifference(encode) || new_rule_) state_ = engine_->Commit(changes);
     ClearUnit();
   } catch (...) {
     Reload();

@@ -18,11 +18,25 @@ int PositionOfIdList(std::uint8_t list) { return kFirstListPosition + list - kFi
 
 // Writing ---------------------------------------------------------------------------------------
 
-void PutNumber(std::string& out, std::uint32_t number) {
-  std::array<char, 10> digits;
-  const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-  out.append(digits.data(), end);
-}
+// A few numbers and what stands between them, appended as a whole.
+class Piece {
+ public:
+  Piece& Put(char c) {
+    *end_++ = c;
+    return *this;
+  }
+  Piece& Put(std::uint32_t number) {
+    end_ = std::to_chars(end_, bytes_.data() + bytes_.size(), number).ptr;
+    return *this;
+  }
+  void AppendTo(std::string& out) const {
+    out.append(bytes_.data(), static_cast<std::size_t>(end_ - bytes_.data()));
+  }
+
+ private:
+  std::array<char, 40> bytes_;
+  char* end_ = bytes_.data();
+};
 
 void PutString(std::string& out, std::string_view name) {
   static constexpr char kHex[] = "0123456789abcdef";
@@ -44,43 +58,32 @@ void PutString(std::string& out, std::string_view name) {
 }
 
 void PutEntry(std::string& out, const CHDBFolderEntry& entry, const std::string* label) {
-  out += '[';
-  PutNumber(out, entry.Kind());
-  out += ',';
-  PutNumber(out, entry.Object().number);
-  const bool other_space = entry.Object().space != ImpliedSpace(entry.Kind());
+  const TDBObjId object = entry.Object();
+  const bool other_space = object.space != ImpliedSpace(entry.Kind());
+  Piece piece;
+  piece.Put('[').Put(std::uint32_t{entry.Kind()}).Put(',').Put(object.number);
+  if (label == nullptr && !other_space) return piece.Put(']').AppendTo(out);
+  piece.Put(',').AppendTo(out);
   if (label != nullptr) {
-    out += ',';
     PutString(out, *label);
-  } else if (other_space) {
-    out += ",null";
+  } else {
+    out += "null";
   }
-  if (other_space) {
-    out += ',';
-    PutNumber(out, entry.Object().space);
-  }
+  if (other_space) Piece().Put(',').Put(object.space).AppendTo(out);
   out += ']';
 }
 
 void PutId(std::string& out, const IdListElement& element) {
-  const bool other_space = element.object.space != kFolderSpace;
-  if (other_space) {
-    out += '[';
-    PutNumber(out, element.object.space);
-    out += ',';
-  }
-  PutNumber(out, element.object.number);
-  if (other_space) out += ']';
+  const TDBObjId& object = element.object;
+  Piece piece;
+  if (object.space == kFolderSpace) return piece.Put(object.number).AppendTo(out);
+  piece.Put('[').Put(object.space).Put(',').Put(object.number).Put(']').AppendTo(out);
 }
 
 void PutPair(std::string& out, const PairValue& value) {
-  out += '[';
-  PutNumber(out, value.first);
-  out += ',';
-  PutNumber(out, value.second);
-  out += ',';
-  PutNumber(out, value.kind);
-  out += ']';
+  Piece piece;
+  piece.Put('[').Put(value.first).Put(',').Put(value.second);
+  piece.Put(',').Put(std::uint32_t{value.kind}).Put(']').AppendTo(out);
 }
 
 // put(element)
@@ -137,8 +140,7 @@ void EncodeDefinition(std::string& out, const CHDBDefinition& definition) {
   char separator = '[';
   for (std::uint32_t value :
        {definition.number, definition.kind, definition.length, definition.tag, definition.flags}) {
-    out += separator;
-    PutNumber(out, value);
+    Piece().Put(separator).Put(value).AppendTo(out);
     separator = ',';
   }
   out += ']';

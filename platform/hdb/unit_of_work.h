@@ -84,22 +84,33 @@ class UnitOfWork {
   bool HasFailed() const { return failure_[0] != '\0'; }
   const char* Failure() const { return failure_.data(); }
 
-  // Calls visit(change) for each row that differs from what is stored, ascending by key, until it
-  // returns false. `encode_now` fills in the present row and says whether there is one. Nothing may
-  // be touched any more then.
+  // Whether any row differs from what is stored. `encode_now` fills in the present row and says
+  // whether there is one. New rows are asked first: most units have one, and it is short.
+  template <class EncodeNow>
+  bool HasDifference(EncodeNow encode_now) {
+    for (const bool is_stored : {false, true}) {
+      for (const Touched& row : rows_) {
+        if ((row.before != nullptr) != is_stored) continue;
+        if (Differs(row, encode_now(Unpack(row.key), scratch_))) return true;
+      }
+    }
+    return false;
+  }
+
+  // Calls visit(change) for each row that differs, ascending by key. Nothing may be touched any
+  // more then.
   template <class EncodeNow, class Visit>
   void ForEachChange(EncodeNow encode_now, Visit visit) {
     const auto by_key = [](const Touched& one, const Touched& other) {
       return one.key < other.key;
     };
-    if (!std::is_sorted(rows_.begin(), rows_.end(), by_key))
-      std::sort(rows_.begin(), rows_.end(), by_key);
-    for (const auto& [packed, before] : rows_) {
-      const RowKey key = Unpack(packed);
+    std::sort(rows_.begin(), rows_.end(), by_key);
+    for (const Touched& row : rows_) {
+      const RowKey key = Unpack(row.key);
       const bool is_there = encode_now(key, scratch_);
-      if (is_there ? before && scratch_ == *before : !before) continue;
+      if (!Differs(row, is_there)) continue;
       const Row* const now = is_there ? &scratch_ : nullptr;
-      if (!visit(RowChange{key, before.get(), now, now != nullptr ? SumOf(*now) : 0})) return;
+      visit(RowChange{key, row.before.get(), now, is_there ? SumOf(scratch_) : 0});
     }
   }
 
@@ -122,6 +133,11 @@ class UnitOfWork {
     std::uint64_t key;            // packed
     std::unique_ptr<Row> before;  // null: not stored yet
   };
+
+  // Whether the row that was encoded last, where it is there, is another than before.
+  bool Differs(const Touched& row, bool is_there) const {
+    return is_there ? !row.before || scratch_ != *row.before : row.before != nullptr;
+  }
 
   std::vector<Touched> rows_;
   FlatIndex index_;                       // of the rows, by their keys
