@@ -129,6 +129,7 @@ void CheckUndoable(const CHDBase& base, const std::set<std::uint64_t>& revisions
   if (base.Unit().HasChanges()) throw Refusal("a batch that has changed something must end first");
   if (revisions.empty()) throw Refusal("no revision was named");
   const std::uint64_t first = std::max<std::uint64_t>(base.History().first, 2);
+  if (first > base.Revision()) throw Refusal("the history holds nothing that can be taken back");
   if (*revisions.begin() < first || *revisions.rbegin() > base.Revision())
     throw Refusal("changes can be taken back from revision " + std::to_string(first) + " to " +
                   std::to_string(base.Revision()));
