@@ -83,7 +83,7 @@ class IdentityTest(ToolTest):
         self.ok("apply", EXAMPLE)
         self.ok("server", "rename", "Linz1", "Linz")
         self.ok("ap", "move", "MT", "Linz")
-        self.assert_copied("research", ["kc", "routes"])
+        self.assert_copied("research", ["all"])
 
 
 if __name__ == "__main__":
