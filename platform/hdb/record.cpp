@@ -2,8 +2,8 @@
 
 #include "platform/hdb/base.h"
 
+#include <algorithm>
 #include <array>
-#include <cstring>
 #include <limits>
 #include <string>
 
@@ -53,7 +53,7 @@ void CHDBRecord::PutData(std::string_view data) {
   const bool name_stays = !has_own_name_ && data.size() > name_size_ && data.starts_with(Name()) &&
                           data[name_size_] == '\0';
   const std::string name(name_stays ? std::string_view() : Name());
-  std::memcpy(data_.data(), data.data(), data.size());
+  std::copy(data.begin(), data.end(), data_.begin());
   data_size_ = static_cast<std::uint8_t>(data.size() & 0x7F);
   if (!name_stays) PutName(name);
 }
