@@ -40,9 +40,8 @@ void AddObject(std::vector<std::uint32_t>& objects, const RowKey& key) {
   if (key.kind != RowKind::kDefinition && !is_known) objects.push_back(key.number);
 }
 void Sort(std::vector<std::uint32_t>& objects) {
-  std::ranges::sort(objects);
-  const auto rest = std::ranges::unique(objects);
-  objects.erase(rest.begin(), rest.end());
+  std::sort(objects.begin(), objects.end());
+  objects.erase(std::unique(objects.begin(), objects.end()), objects.end());
 }
 
 CHistoryEntry PublicEntry(HistoryEntry&& entry) {
@@ -78,21 +77,28 @@ std::string ImageOf(const Entry& entry) {
   return {reinterpret_cast<const char*>(&entry), sizeof(Entry)};
 }
 
-// Counters never go back: what they have given must not be given again.
+struct FieldPlace {
+  std::size_t offset;
+  std::size_t size;
+};
+// Of the preferences, all but the counters: what those have given must not be given again.
+constexpr FieldPlace kPreferences[] = {
+    {offsetof(CNetPref, net_number), 4},    {offsetof(CNetPref, byte_12), 1},
+    {offsetof(CNetPref, node_settings), 1}, {offsetof(CNetPref, value_14), 4},
+    {offsetof(CNetPref, byte_18), 1},       {offsetof(CNetPref, byte_19), 1},
+    {offsetof(CNetPref, value_20), 4}};
+
 std::optional<std::string> MergePreferences(const std::string& before, const std::string& after,
                                             const std::string& now) {
-  const auto old = FromImage<CNetPref>(before);
-  const auto next = FromImage<CNetPref>(after);
-  auto merged = FromImage<CNetPref>(now);
-  const bool is_possible =
-      TakeBackField(old.net_number, next.net_number, merged.net_number) &&
-      TakeBackField(old.byte_12, next.byte_12, merged.byte_12) &&
-      TakeBackField(old.node_settings, next.node_settings, merged.node_settings) &&
-      TakeBackField(old.value_14, next.value_14, merged.value_14) &&
-      TakeBackField(old.byte_18, next.byte_18, merged.byte_18) &&
-      TakeBackField(old.byte_19, next.byte_19, merged.byte_19) &&
-      TakeBackField(old.value_20, next.value_20, merged.value_20);
-  return is_possible ? std::optional(ImageOf(merged)) : std::nullopt;
+  if (before.size() != sizeof(CNetPref) || after.size() != before.size()) return std::nullopt;
+  std::string merged = now;
+  for (const auto& [offset, size] : kPreferences) {
+    std::string field = now.substr(offset, size);
+    if (!TakeBackField(before.substr(offset, size), after.substr(offset, size), field))
+      return std::nullopt;
+    merged.replace(offset, size, field);
+  }
+  return merged;
 }
 
 // APs that came or went since keep being counted.
@@ -102,7 +108,7 @@ std::optional<std::string> MergeNodes(const std::string& before, const std::stri
   auto next = FromImage<CNNEntry>(after);
   auto merged = FromImage<CNNEntry>(now);
   const std::uint32_t count = merged.ap_count + old.ap_count - next.ap_count;
-  old.ap_count = next.ap_count = merged.ap_count = 0;
+  for (CNNEntry* entry : {&old, &next, &merged}) entry->ap_count = 0;
   std::string image = ImageOf(merged);
   if (!TakeBackField(ImageOf(old), ImageOf(next), image)) return std::nullopt;
   merged = FromImage<CNNEntry>(image);

@@ -203,7 +203,7 @@ std::optional<Collection::Member> Collection::ReadMember(const std::string& nati
 }
 
 std::optional<Collection::Member> Collection::FindOutside(const std::string& path) {
-  const std::optional<Member> member = ReadMember(NativePath(path));
+  std::optional<Member> member = ReadMember(NativePath(path));
   if (parts_.empty()) return member;
   std::vector<CPartState::Outside>& outside = parts_.back().state.outside;
   const std::string name(FileName(path));
