@@ -280,7 +280,9 @@ void OutputFolder::WriteMarker() const {
   for (const FolderChange& change : changes_) names.insert(TopOf(change.folder));
   std::string text = kMarkerHead;
   for (const std::string& name : names) text += name + "\n";
-  WriteFile((folder_ / kMarker).string(), text);
+  // Made in the work folder, which the next run clears when this one is killed.
+  WriteFile((work_ / "marker").string(), text);
+  Rename(work_ / "marker", folder_ / kMarker);
 }
 
 void OutputFolder::Place() {
