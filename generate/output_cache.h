@@ -2,6 +2,7 @@
 #pragma once
 
 #include "generate/output.h"
+#include "generate/reasons.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -32,6 +33,7 @@ struct GroupText {
 struct MarkedLines {
   std::string text;
   std::vector<std::pair<std::uint32_t, std::size_t>> marks;  // id, ascending, and where its mark is
+  Reasons why;  // only of lines that were made to be explained
 };
 struct DirectoryLines {
   unsigned char mode = 0;
@@ -90,6 +92,9 @@ class OutputCache {
   // identifier when there is none.
   const CNNEntry& Role(const NetState& net, std::uint32_t flag);
 
+  // The groups that list a node, in the order of its record.
+  static std::vector<std::uint32_t> GroupsOf(const CHDBRecord& node);
+
  private:
   struct Version {
     std::uint64_t open_count;
@@ -103,8 +108,6 @@ class OutputCache {
   static Version VersionOf(const NetState& net);
 
   explicit OutputCache(const Version& version) : version_(version) {}
-  // The groups that list a node, in the order of its record.
-  static std::vector<std::uint32_t> GroupsOf(const CHDBRecord& node);
   GroupView& ViewOf(const std::vector<std::uint32_t>& groups);
 
   static std::size_t BytesOf(const VisibleNodes& nodes) {

@@ -4,8 +4,6 @@
 #include "core/links.h"
 #include "core/walk.h"
 
-#include <set>
-
 namespace ncc {
 
 std::vector<std::uint32_t> ListOf(const NetState& net, std::uint32_t object, std::uint8_t type,
@@ -26,30 +24,74 @@ std::vector<std::uint32_t> LinkedDeps(const NetState& net, std::uint32_t dep) {
   return linked;
 }
 
-VisibleNodes FindVisibleNodes(const NetState& net, const std::vector<std::uint32_t>& groups) {
-  std::set<std::uint32_t> deps;
+namespace {
+
+// Goes on from Deps to those of their groups that `is_next(group, where the Dep came from)` takes,
+// and to the nodes of these.
+template <class IsNext>
+void AddHomes(const NetState& net, const Ways::Came& deps, Ways& ways, IsNext is_next) {
+  for (const auto& [dep, from] : deps) {
+    for (const std::uint32_t home : ListOf(net, dep, kTypeDep, kGroupsOfDep)) {
+      if (!is_next(home, from) || !ways.homes.try_emplace(home, dep).second) continue;
+      for (const std::uint32_t node : ListOf(net, home, kTypeNGrp, kNodesOfGroup))
+        ways.nodes.try_emplace(node, home);
+    }
+  }
+}
+
+}  // namespace
+
+Ways FindWays(const NetState& net, const std::vector<std::uint32_t>& groups) {
+  Ways ways;
   for (const std::uint32_t group : groups) {
-    for (const std::uint32_t dep : ListOf(net, group, kTypeNGrp, kDepsOfGroup)) deps.insert(dep);
+    for (const std::uint32_t dep : ListOf(net, group, kTypeNGrp, kDepsOfGroup))
+      ways.deps.try_emplace(dep, group);
   }
-  std::set<std::uint32_t> reached = deps;
-  for (const std::uint32_t dep : deps) {
-    for (const std::uint32_t linked : LinkedDeps(net, dep)) reached.insert(linked);
+  // The shortest first: within a group, then by a Dep of two groups, then by a link.
+  AddHomes(net, ways.deps, ways, [](auto home, auto own) { return home == own; });
+  const auto any = [](auto, auto) { return true; };
+  AddHomes(net, ways.deps, ways, any);
+  for (const auto& came : ways.deps) {
+    for (const std::uint32_t linked : LinkedDeps(net, came.first)) {
+      if (!ways.deps.contains(linked)) ways.linked.try_emplace(linked, came.first);
+    }
   }
-  std::set<std::uint32_t> homes;
-  for (const std::uint32_t dep : reached) {
-    for (const std::uint32_t group : ListOf(net, dep, kTypeDep, kGroupsOfDep)) homes.insert(group);
+  AddHomes(net, ways.linked, ways, any);
+  return ways;
+}
+
+std::optional<Way> Ways::To(std::uint32_t node) const {
+  const auto found = nodes.find(node);
+  if (found == nodes.end()) return std::nullopt;
+  Way way;
+  way.home = found->second;
+  way.dep = homes.at(way.home);
+  if (const auto link = linked.find(way.dep); link != linked.end()) {
+    way.linked = way.dep;
+    way.dep = link->second;
   }
-  std::set<std::uint32_t> nodes;
-  for (const std::uint32_t group : homes) {
-    for (const std::uint32_t node : ListOf(net, group, kTypeNGrp, kNodesOfGroup))
-      nodes.insert(node);
-  }
+  way.group = deps.at(way.dep);
+  return way;
+}
+
+VisibleNodes VisibleBy(const NetState& net, const Ways& ways) {
   VisibleNodes visible;
-  for (const std::uint32_t node : nodes) {
+  for (const auto& came : ways.nodes) {
+    const std::uint32_t node = came.first;
     if (FindObject(net, node, kTypeServer) != nullptr) visible.servers.push_back(node);
     if (FindObject(net, node, kTypeAP) != nullptr) visible.aps.push_back(node);
   }
   return visible;
+}
+
+void AppendWay(ReasonList& reasons, std::uint32_t from, const Way& way, std::uint32_t to) {
+  reasons.push_back({CReason::kNodeInGroup, from, way.group});
+  reasons.push_back({CReason::kDepInGroup, way.dep, way.group});
+  if (way.linked != 0) reasons.push_back({CReason::kDepLink, way.dep, way.linked});
+  const std::uint32_t last = way.linked != 0 ? way.linked : way.dep;
+  if (way.linked != 0 || way.home != way.group)
+    reasons.push_back({CReason::kDepInGroup, last, way.home});
+  reasons.push_back({CReason::kNodeInGroup, to, way.home});
 }
 
 }  // namespace ncc

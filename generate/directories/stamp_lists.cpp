@@ -14,10 +14,11 @@ using namespace ncc;
 namespace {
 
 // Writes the list of these files, appends its own line, and enters it into the journal.
-void WriteStampList(Generation& run, const std::string& path, std::uint32_t node,
-                    const std::vector<std::string>& files) {
+void WriteStampList(Generation& run, const std::string& folder, const std::string& path,
+                    std::uint32_t node, const std::vector<std::string>& files) {
   WriteFile(run.Net(), path, node, [&](ComposedFile& list) {
-    for (const std::string& file : files) list.AppendText(StampLine(file, list.StampOf(file)));
+    for (const std::string& file : files)
+      list.AppendText(StampLine(file, list.StampOf(folder + file)));
     list.AppendText(StampLine(path, list.StampSoFar()));
   });
   run.EnterIntoJournal(path, node);
@@ -45,20 +46,26 @@ void CNCCNet::GetImito(const char* path, char* out) {
 
 namespace ncc {
 
+std::vector<std::string> StampedOfAp(std::uint32_t ap) {
+  return {"N\\" + HexName("apn", ap, ".txt"), "U\\" + HexName("apu", ap, ".txt"),
+          "A\\" + HexName("apa", ap, ".txt"), "L\\" + HexName("apl", ap, ".txt"),
+          "T\\" + HexName("node", ap, ".tun")};
+}
+
+std::vector<std::string> StampedOfServer(std::uint32_t server) {
+  return {HexName("apn", server, ".txt"), HexName("apa", server, ".txt"),
+          ServerName(server, ".map"), ServerName(server, ".tun")};
+}
+
 void WriteApStampList(Generation& run, const std::string& folder, std::uint32_t ap) {
   const std::string path = folder + "R\\" + HexName("apn", ap, ".crg");
   ReportingFailure(run.Net(), path, ap, [&] { RefuseLinks(folder, "R\\"); });
-  WriteStampList(
-      run, path, ap,
-      {folder + "N\\" + HexName("apn", ap, ".txt"), folder + "U\\" + HexName("apu", ap, ".txt"),
-       folder + "A\\" + HexName("apa", ap, ".txt"), folder + "L\\" + HexName("apl", ap, ".txt"),
-       folder + "T\\" + HexName("node", ap, ".tun")});
+  WriteStampList(run, folder, path, ap, StampedOfAp(ap));
 }
 
 void WriteServerStampList(Generation& run, const std::string& folder, std::uint32_t server) {
-  WriteStampList(run, folder + HexName("apn", server, ".crg"), server,
-                 {folder + HexName("apn", server, ".txt"), folder + HexName("apa", server, ".txt"),
-                  folder + ServerName(server, ".map"), folder + ServerName(server, ".tun")});
+  WriteStampList(run, folder, folder + HexName("apn", server, ".crg"), server,
+                 StampedOfServer(server));
 }
 
 }  // namespace ncc

@@ -25,7 +25,8 @@ void ForEachMembership(const CHDBRecord& user, Visit visit) {
 }
 
 void AppendLine(std::string& text, const std::string& network, const CABEntry& user,
-                const PairValue& membership) {
+                const PairValue& membership, Reasons* why) {
+  const std::size_t start = text.size();
   const bool primary =
       membership.first == user.primary.dep && membership.second == user.primary.node;
   text += "000";
@@ -41,24 +42,32 @@ void AppendLine(std::string& text, const std::string& network, const CABEntry& u
   text += ' ';
   text += user.name;
   text += '\n';
+  if (why == nullptr) return;
+  ReasonList reasons = {{CReason::kMembership, user.id, membership.first, membership.second}};
+  if (why->reader != 0) reasons.insert(reasons.begin(), {CReason::kFileOf, why->reader});
+  if (primary) reasons.push_back({CReason::kPrimary, user.id, membership.first, membership.second});
+  why->Add(std::string_view(text).substr(start), reasons);
 }
 
-std::string AllUsers(const NetState& net) {
+}  // namespace
+
+std::string ComposeAllUsers(const NetState& net, Reasons* why) {
   const std::string network = Hex4(net.prefs.net_number);
   std::string text;
   for (const std::uint32_t number : NumbersOf(net, kTypeAB)) {
     const CHDBRecord& record = *net.base->FindRecord(number);
     if (record.Pairs().Size() == 0) continue;
     const CABEntry user = EntryOf<CABEntry>(record);
-    ForEachMembership(
-        record, [&](const PairValue& membership) { AppendLine(text, network, user, membership); });
+    ForEachMembership(record, [&](const PairValue& membership) {
+      AppendLine(text, network, user, membership, why);
+    });
   }
   return WithLineEnds(text);
 }
 
 // Of each user, by ascending identifier, the first membership of each Dep at the server, the Deps
 // ascending.
-std::string UsersAt(NetState& net, std::uint32_t server) {
+std::string ComposeUsersAt(NetState& net, std::uint32_t server, Reasons* why) {
   const std::string network = Hex4(net.prefs.net_number);
   std::string text;
   for (const std::uint32_t number : OutputCache::Of(net).MembersAt(net, server)) {
@@ -69,24 +78,22 @@ std::string UsersAt(NetState& net, std::uint32_t server) {
     });
     const CABEntry user = EntryOf<CABEntry>(record);
     for (const auto& [dep, membership] : first_of_dep) {
-      if (FindObject(net, dep, kTypeDep) != nullptr) AppendLine(text, network, user, membership);
+      if (FindObject(net, dep, kTypeDep) != nullptr)
+        AppendLine(text, network, user, membership, why);
     }
   }
-  return text;
+  return WithLineEnds(text);
 }
-
-}  // namespace
 
 void WriteApUsers(Generation& run, const std::string& folder, std::uint32_t ap) {
   NetState& net = run.Net();
   WriteShared(net, folder + HexName("apa", ap, ".txt"), ap,
-              OutputCache::Of(net).UserDirectory([&] { return AllUsers(net); }));
+              OutputCache::Of(net).UserDirectory([&] { return ComposeAllUsers(net); }));
 }
 
 void WriteServerUsers(Generation& run, const std::string& folder, std::uint32_t server) {
   NetState& net = run.Net();
-  WriteStamped(net, folder + HexName("apa", server, ".txt"), server,
-               WithLineEnds(UsersAt(net, server)));
+  WriteStamped(net, folder + HexName("apa", server, ".txt"), server, ComposeUsersAt(net, server));
 }
 
 }  // namespace ncc

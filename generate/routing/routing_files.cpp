@@ -65,37 +65,6 @@ void PutRecord(std::string& map, std::size_t at, const MapRecord& record, std::u
   Overwrite(map, at, fields);
 }
 
-std::string RoutingMap(NetState& net, std::uint32_t server) {
-  const CHDBRecord& own = *FindObject(net, server, kTypeServer);
-  std::vector<std::uint32_t> linked;
-  WalkIds(own, kServerLinks, [&](const TDBObjId& other) {
-    if (FindObject(net, other.number, kTypeServer) != nullptr) linked.push_back(other.number);
-  });
-  std::vector<MapRecord> records;
-  records.reserve(linked.size() + 1 + EntryOf<CNNEntry>(own).ap_count);
-  for (const std::uint32_t other : linked)
-    records.push_back({kLinkedServer, other << 16, FindObject(net, other, kTypeServer)});
-  records.push_back({kThisServer, server << 16, &own});
-  ForEachAP(net, server, [&](const CHDBRecord& ap) {
-    records.push_back({kAP, server << 16 | (ap.Number() & 0xFFFF), &ap});
-    return true;
-  });
-
-  const std::size_t servers = net.base->RecSelect(kTypeServer).Size();
-  std::string map("NAMS.MAP");
-  for (const std::uint32_t value : {0x00010002U, 1U, 1U, 0U, 0U, 0U}) AppendU32(map, value);
-  AppendU16(map, static_cast<std::uint32_t>(records.size() - 1));
-  AppendU16(map, static_cast<std::uint32_t>(servers));
-  map.resize(kHeadSize + kRecordSize * records.size() + 4 + (servers > 2 ? 4 * (servers - 2) : 0));
-  for (std::size_t i = 0; i < records.size(); ++i)
-    PutRecord(map, kHeadSize + kRecordSize * i, records[i], net.prefs.net_number);
-  for (const std::uint32_t other : linked) {
-    AppendU16(map, other);
-    AppendU16(map, other);
-  }
-  return map;
-}
-
 // Does nothing when a callback has deleted the server.
 void WriteMap(Generation& run, const std::string& folder, std::uint32_t server) {
   NetState& net = run.Net();
@@ -103,21 +72,13 @@ void WriteMap(Generation& run, const std::string& folder, std::uint32_t server) 
     for (std::size_t left = record->List(kServerLinks).Size(); left > 0; --left) net.Progress();
   }
   if (FindObject(net, server, kTypeServer) == nullptr) return;
-  WriteStamped(net, folder + ServerName(server, ".map"), server, RoutingMap(net, server));
+  WriteStamped(net, folder + ServerName(server, ".map"), server, ComposeRoutingMap(net, server));
 }
 
 // What every server's tunnel file holds. Throws Refusal when no server has a value.
 SharedBytes Tunnels(const NetState& net) {
-  std::string lines;
-  for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
-    const CNNEntry entry = EntryOf<CNNEntry>(*FindObject(net, server, kTypeServer));
-    if (entry.value == 0) continue;
-    lines +=
-        Hex4(net.prefs.net_number) + Hex4(entry.id) + "0 " + std::to_string(entry.value) + "\n";
-  }
-  if (lines.empty()) throw Refusal("no server has a tunnel value");
   SharedBytes tunnels;
-  tunnels.bytes = WithLineEnds(lines);
+  tunnels.bytes = WithLineEnds(ComposeTunnels(net));
   return tunnels;
 }
 
@@ -145,17 +106,13 @@ void WriteRegistration(Generation& run, const std::string& prefix, std::uint32_t
                        const FolderNames& names) {
   NetState& net = run.Net();
   const std::string path = prefix + ServerName(server, ".reg");
-  const std::string network = Hex4(net.prefs.net_number);
   WriteFile(net, path, server, [&](ComposedFile& file) {
     const auto stamp_of = [&](const char* extension) {
-      const std::string companion = prefix + ServerName(server, extension);
-      return StampDigits(file.StampOf(companion, &names)) + "\n";
+      return StampDigits(file.StampOf(prefix + ServerName(server, extension), &names));
     };
-    OutputCache& cache = OutputCache::Of(net);
-    file.AppendText("TCPIP=1\nCCC=" + network + Hex4(cache.Role(net, kFlagNCC).id) +
-                    "\nKeyC=" + network + Hex4(cache.Role(net, kFlagKC).id) +
-                    "\nMAPCRC=" + stamp_of(".map") + "XNWCRC=" + stamp_of(".xnw"));
-    file.AppendText("NODCRC=" + StampDigits(file.StampSoFar()) + "\nTUNCRC=" + stamp_of(".tun"));
+    file.AppendText(ComposeRegistrationHead(net, server, stamp_of));
+    const std::string own_stamp = StampDigits(file.StampSoFar());
+    file.AppendText(ComposeRegistrationTail(server, own_stamp, stamp_of(".tun")));
   });
   run.EnterIntoJournal(path, server);
 }
@@ -173,6 +130,91 @@ void ForEachServerItem(NetState& net, Write write) {
 }
 
 }  // namespace
+
+std::string ComposeRoutingMap(const NetState& net, std::uint32_t server, Reasons* why) {
+  const CHDBRecord& own = *FindObject(net, server, kTypeServer);
+  std::vector<std::uint32_t> linked;
+  WalkIds(own, kServerLinks, [&](const TDBObjId& other) {
+    if (FindObject(net, other.number, kTypeServer) != nullptr) linked.push_back(other.number);
+  });
+  std::vector<MapRecord> records;
+  records.reserve(linked.size() + 1 + EntryOf<CNNEntry>(own).ap_count);
+  const auto add = [&](const MapRecord& record, const CReason& reason) {
+    records.push_back(record);
+    if (why != nullptr) why->lines.push_back({reason});
+  };
+  for (const std::uint32_t other : linked) {
+    add({kLinkedServer, other << 16, FindObject(net, other, kTypeServer)},
+        {CReason::kServerLink, server, other});
+  }
+  add({kThisServer, server << 16, &own}, {CReason::kFileOf, server});
+  ForEachAP(net, server, [&](const CHDBRecord& ap) {
+    add({kAP, server << 16 | (ap.Number() & 0xFFFF), &ap},
+        {CReason::kServerOfAP, ap.Number(), server});
+    return true;
+  });
+
+  const std::size_t servers = net.base->RecSelect(kTypeServer).Size();
+  std::string map("NAMS.MAP");
+  for (const std::uint32_t value : {0x00010002U, 1U, 1U, 0U, 0U, 0U}) AppendU32(map, value);
+  AppendU16(map, static_cast<std::uint32_t>(records.size() - 1));
+  AppendU16(map, static_cast<std::uint32_t>(servers));
+  map.resize(kHeadSize + kRecordSize * records.size() + 4 + (servers > 2 ? 4 * (servers - 2) : 0));
+  for (std::size_t i = 0; i < records.size(); ++i)
+    PutRecord(map, kHeadSize + kRecordSize * i, records[i], net.prefs.net_number);
+  for (const std::uint32_t other : linked) {
+    AppendU16(map, other);
+    AppendU16(map, other);
+  }
+  return map;
+}
+
+std::string ComposeTunnels(const NetState& net, Reasons* why) {
+  std::string lines;
+  for (const std::uint32_t server : RootObjects(net, kTypeServer)) {
+    const CNNEntry entry = EntryOf<CNNEntry>(*FindObject(net, server, kTypeServer));
+    if (entry.value == 0) continue;
+    lines +=
+        Hex4(net.prefs.net_number) + Hex4(entry.id) + "0 " + std::to_string(entry.value) + "\n";
+    if (why != nullptr) why->lines.push_back({{CReason::kValue, server}});
+  }
+  if (lines.empty()) throw Refusal("no server has a tunnel value");
+  return lines;
+}
+
+std::string ComposeRegistrationHead(NetState& net, std::uint32_t server,
+                                    const std::function<std::string(const char*)>& stamp_of,
+                                    Reasons* why) {
+  const std::string network = Hex4(net.prefs.net_number);
+  OutputCache& cache = OutputCache::Of(net);
+  const std::uint32_t ncc = cache.Role(net, kFlagNCC).id;
+  const std::uint32_t kc = cache.Role(net, kFlagKC).id;
+  if (why != nullptr) {
+    const CReason of_server = {CReason::kFileOf, server};
+    for (const CReason& reason :
+         {CReason{CReason::kAlways}, CReason{CReason::kRole, ncc, 0, 0, kFlagNCC},
+          CReason{CReason::kRole, kc, 0, 0, kFlagKC},
+          CReason{CReason::kStampOf, 0, 0, 0, 0, ServerName(server, ".map")},
+          CReason{CReason::kStampOf, 0, 0, 0, 0, ServerName(server, ".xnw")}})
+      why->lines.push_back({of_server, reason});
+  }
+  std::string head = "TCPIP=1\nCCC=" + network + Hex4(ncc) + "\nKeyC=" + network + Hex4(kc);
+  head.append("\nMAPCRC=").append(stamp_of(".map"));
+  head.append("\nXNWCRC=").append(stamp_of(".xnw")).append("\n");
+  return head;
+}
+
+std::string ComposeRegistrationTail(std::uint32_t server, std::string_view own_stamp,
+                                    std::string_view tunnels_stamp, Reasons* why) {
+  if (why != nullptr) {
+    const CReason of_server = {CReason::kFileOf, server};
+    why->lines.push_back({of_server, {CReason::kStampOf}});
+    why->lines.push_back({of_server, {CReason::kStampOf, 0, 0, 0, 0, ServerName(server, ".tun")}});
+  }
+  std::string tail("NODCRC=");
+  tail.append(own_stamp).append("\nTUNCRC=").append(tunnels_stamp).append("\n");
+  return tail;
+}
 
 bool WriteRoutingMaps(Generation& run, const char* folder) {
   const auto servers = run.Obtain([&] { return RootObjects(run.Net(), kTypeServer); });
