@@ -25,6 +25,8 @@ LAYERS = {
     "generate/directories": PLATFORM + "core structure generate/*",
     "generate/routing": PLATFORM + "core structure generate/* generate/directories",
     "generate/key_centre": PLATFORM + "core structure generate/* generate/collection",
+    "generate/explain": PLATFORM + "core structure generate/* generate/directories "
+                                   "generate/routing",
     "generate/journal": PLATFORM + "core",
     "exchange": PLATFORM + "core structure",
     "exchange/read": PLATFORM + "core exchange/*",

@@ -37,6 +37,7 @@
 #include "nccnet/changed_files.h"
 #include "nccnet/exchange_check.h"
 #include "nccnet/exchange_writer.h"
+#include "nccnet/explain.h"
 #include "nccnet/export_manager.h"
 #include "nccnet/file_output.h"
 #include "nccnet/history.h"
