@@ -313,6 +313,7 @@ void AddAllCommands(CommandLine& line) {
   AddApplicationCommands(line);
   AddViewCommands(line);
   AddCheckCommand(line);
+  AddExplainCommand(line);
   AddDescriptionCommands(line);
   AddImportCommand(line);
   AddExportCommands(line);
