@@ -154,6 +154,7 @@ class ProcessTest(ToolTest):
         for delay in (0.05, 0.15, 0.25, 0.35):
             process = subprocess.Popen([tool(), "apply", file], env=self.environment(),
                                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            self.await_handler(process, signal.SIGINT)
             time.sleep(delay)
             process.send_signal(signal.SIGINT)
             code = process.wait(timeout=60)
@@ -181,6 +182,15 @@ class ProcessTest(ToolTest):
             self.assertEqual(process.returncode, 130)
             if not again:
                 self.assertEqual(json.loads(out)["error"]["code"], 130)
+
+    def await_handler(self, process, number):
+        """Until the process handles a signal: before, it dies of it as any program does."""
+        while process.poll() is None:
+            with open(f"/proc/{process.pid}/status", encoding="ascii") as status:
+                caught = next(line for line in status if line.startswith("SigCgt:"))
+            if int(caught.split()[1], 16) >> (number - 1) & 1:
+                return
+            time.sleep(0.002)
 
     def memory(self, *arguments):
         """How many bytes the tool takes at most."""
@@ -276,8 +286,9 @@ class ProcessTest(ToolTest):
         process.send_signal(signal.SIGTERM)
         run = json.loads(process.communicate(timeout=60)[0])
         self.assertEqual((process.returncode, run["interrupted"]), (130, True))
-        self.assertEqual([step["state"] for step in run["steps"]],
-                         ["stopped"] + ["not begun"] * 3)
+        states = [step["state"] for step in run["steps"]]
+        done = states.count("done")  # the signal comes a little later on a busy machine
+        self.assertEqual(states, ["done"] * done + ["stopped"] + ["not begun"] * (3 - done))
         self.assertGreaterEqual(run["files"], 2990)
         self.assertEqual(read(), before)
 
