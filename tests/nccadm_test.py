@@ -316,6 +316,32 @@ class ProcessTest(ToolTest):
         self.assertEqual((differ.returncode, differ.stdout), (0, ""), f"seed {seed}")
         self.assertEqual(self.json(*changed, "--dry-run", "--verify")["changes"], [])
 
+    def test_a_dry_run_tells_the_files_that_the_next_run_makes(self):
+        self.ok("keygen", self.path("key"))
+        self.apply_city()
+        out = self.path("out")
+        generate = ["generate", "all", "--out", out, "--mode", "3", "--short"]
+        self.ok(*generate)
+        described = self.ok("dump").replace("North", "Far North")
+        plan = ["plan", self.write("far.yaml", described), "--prune"]
+        batch = self.write("batch", "user add Boris\nserver add East\nap add East Gate\n")
+        shown = 0
+        for ask, do in ((["ap", "add", "Center", "Post"], None),
+                        (["ap", "move", "Post", "North"], None),
+                        (["app", "set", "Post", "--add", "kc"], None), (["batch", batch], None),
+                        (["undo"], None), (plan, ["apply", *plan[1:], "--force"]),
+                        (["server", "delete", "Center", "--yes"], None)):
+            dry = ask if do else [*ask, "--dry-run"]
+            code, text, _ = self.run_tool("--json", *dry, "--files", out)
+            self.assertEqual(code, 4, ask)
+            self.ok(*(do or ask))
+            done = self.json(*generate, "--changed")["changes"]
+            told = json.loads(text)["files"]["changes"]
+            by_path = lambda all_: sorted((c["file"], c["change"], c["bytes"]) for c in all_)
+            self.assertEqual(by_path(told), by_path(done), ask)
+            shown += len(told)
+        self.assertGreater(shown, 100)
+
 
 if __name__ == "__main__":
     main()

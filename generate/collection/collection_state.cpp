@@ -156,7 +156,8 @@ std::vector<CFileChange> Collection::Changes() const {
   return changes;
 }
 
-// A part that the run did not make was perhaps made of files that it has changed.
+// A part that the run did not make was perhaps made of files that it has changed: then it is of no
+// revision any more.
 std::vector<CPartState> Collection::States() const {
   std::vector<CPartState> states;
   for (const RunningPart& part : parts_) {
@@ -165,12 +166,13 @@ std::vector<CPartState> Collection::States() const {
   const bool has_changed = std::any_of(entries_.begin(), entries_.end(), [&](const Entry& entry) {
     return (entry.is_seen && !entry.is_same) || IsStale(entry);
   });
-  if (has_changed) return states;
   for (const CPartState& before : options_.before.parts) {
     const bool is_made = std::any_of(parts_.begin(), parts_.end(), [&](const RunningPart& part) {
       return part.state.name == before.name;
     });
-    if (!is_made) states.push_back(before);
+    if (is_made) continue;
+    states.push_back(before);
+    if (has_changed) states.back().revision = states.back().unit = 0;
   }
   return states;
 }

@@ -46,7 +46,7 @@ struct CPartState {
   };
 
   std::string name;
-  std::uint64_t revision = 0;
+  std::uint64_t revision = 0;       ///< 0: what it was made from may have changed since
   std::uint64_t unit = 0;           ///< of the commit: no two databases have it in common
   std::string settings;             ///< network, line ends, key and what the application said
   std::vector<std::string> clears;  ///< patterns "FOLDER/PREFIX*SUFFIX" of files that go

@@ -15,6 +15,7 @@
 #include "console/failure.h"
 #include "console/nearest.h"
 #include "console/terminal.h"
+#include "files/impact.h"
 #include "plan/difference.h"
 #include "plan/view.h"
 
@@ -55,14 +56,20 @@ std::string TypedCommand(int argc, char** argv) {
 int TellAndDrop(Session& session) {
   const std::vector<std::uint32_t> objects = session.ChangedObjects();
   const State after = TakeState(session.Net(), objects);
+  std::optional<Impact> impact;
+  if (!session.FilesFolder().empty()) impact = AskImpact(session, session.FilesFolder());
   session.EndUnit(false);
+  if (impact) impact->owners.Learn(session, impact->report.changes);
   const auto changes = Compare(TakeState(session.Net(), objects), after, session.Apps());
   Output& out = session.Out();
   if (out.IsJson()) {
-    out.List({{"dry_run", true}}, "changes", changes,
-             [](const Change& change) { return JsonOf(change); });
+    Json document = {{"dry_run", true}, {"changes", Json::array()}};
+    for (const Change& change : changes) document["changes"].push_back(JsonOf(change));
+    if (impact) document["files"] = JsonOf(*impact);
+    out.Document(document);
   } else {
     PrintChanges(out, changes);
+    if (impact) PrintImpact(out, *impact);
   }
   out.Say(changes.empty() ? "Nothing would change." : "Nothing was changed.");
   return changes.empty() ? kExitDone : kExitPlanned;
@@ -212,6 +219,17 @@ void CommandLine::AddDryRun(CLI::App& command) {
   undoable_.insert(&command);
   command.add_flag("--dry-run", options_.dry_run,
                    "Show what would change, and change nothing; exit code 4 when anything would");
+  AddFilesOption(command)->needs("--dry-run");
+}
+
+CLI::Option* CommandLine::AddFilesOption(CLI::App& command) {
+  return command
+      .add_option("--files", options_.files,
+                  "Show which files of this output folder it would change, too; the current one "
+                  "when none is given")
+      ->type_name("DIR")
+      ->expected(0, 1)
+      ->default_str(".");
 }
 
 CLI::Option* CommandLine::AddKeyOption(CLI::App& command, std::string& file) {

@@ -40,6 +40,8 @@ class CommandLine {
 
   // "--dry-run", for commands that change nothing but the open database, or a family of them.
   void AddDryRun(CLI::App& command);
+  // An option --files [DIR].
+  CLI::Option* AddFilesOption(CLI::App& command);
 
   // "--key FILE", for commands that make or test stamps.
   static CLI::Option* AddKeyOption(CLI::App& command, std::string& file);

@@ -1,5 +1,6 @@
 // plan, apply, dump
 #include <memory>
+#include <optional>
 
 #include <fmt/format.h>
 
@@ -8,6 +9,7 @@
 #include "console/text.h"
 #include "description/description.h"
 #include "files/files.h"
+#include "files/impact.h"
 #include "nccnet/netdb.h"
 #include "plan/file.h"
 #include "plan/run.h"
@@ -53,8 +55,21 @@ void SavePlan(Session& session, const Plan& plan, const std::string& file) {
                                 Printable(file), Printable(file)));
 }
 
+// Carries the plan out, for the files that it would change, and drops that.
+Impact TryOut(Session& session, const Plan& plan) {
+  Output& out = session.Out();
+  out.Mute(true);
+  CarryOut(session, plan);
+  out.Mute(false);
+  Impact impact = AskImpact(session, session.FilesFolder());
+  session.EndUnit(false);
+  impact.owners.Learn(session, impact.report.changes);
+  return impact;
+}
+
 int ShowPlan(Session& session, const Arguments& arguments) {
-  session.OnlyRead();
+  const bool asks_for_files = !session.FilesFolder().empty();
+  asks_for_files ? session.OnlyTry() : session.OnlyRead();
   session.Net();  // a missing database is told before the faults of the file
   const std::string text = ReadFile(arguments.file, kMaxPlanBytes);
   if (IsPlan(text)) {
@@ -63,16 +78,21 @@ int ShowPlan(Session& session, const Arguments& arguments) {
   }
   const Plan plan = PlanFromDescription(session, text, arguments,
                                         fmt::format("there is no plan for {}", arguments.file));
+  std::optional<Impact> impact;
+  if (asks_for_files) impact = TryOut(session, plan);
   Output& out = session.Out();
   // What refuses the file has to come before the document.
   if (out.IsJson() && !arguments.out.empty()) SavePlan(session, plan, arguments.out);
   if (out.IsJson()) {
     out.BeginList({{"network", plan.network}, {"revision", plan.revision}}, "changes");
     for (const Change& change : plan.changes) out.ListItem(JsonOf(change));
-    out.EndList({{"summary", TalliesJson(plan)}});
+    Json tail = {{"summary", TalliesJson(plan)}};
+    if (impact) tail["files"] = JsonOf(*impact);
+    out.EndList(tail);
   } else {
     PrintChanges(out, plan.changes);
     out.Line(SummaryOf(plan));
+    if (impact) PrintImpact(out, *impact);
   }
   if (const std::string kept = KeptOf(plan); !kept.empty()) out.Say(kept);
   if (const std::string loss = MassRemovalOf(plan); !loss.empty()) {
@@ -159,7 +179,9 @@ void AddDescriptionCommands(CommandLine& line) {
       line.Root(), "plan",
       "Show what apply would add, change, move and remove, and change nothing; exit code 4 when "
       "there is anything",
-      "plan city.yaml\nplan city.yaml --prune --out city.plan", arguments, ShowPlan);
+      "plan city.yaml\nplan city.yaml --prune --out city.plan\nplan city.yaml --files /srv/ncc/out",
+      arguments, ShowPlan);
+  line.AddFilesOption(plan);
   plan.add_option("FILE", arguments->file, "The description; - for standard input")->required();
   add_prune(plan);
   plan.add_option("--out", arguments->out, "Keep the plan in this file, for apply")

@@ -201,20 +201,21 @@ int ReportChanges(Session& session, const ChangeReport& report, const Generation
   Output& out = session.Out();
   const bool has_failed = run != nullptr && !outcome.in_place;
   if (run != nullptr) WarnOfFailures(out, *run);
+  const FileOwners owners(session, report.changes);
   if (session.IsJson()) {
     Json document = run != nullptr
                         ? ReportJson(*run, outcome)
                         : Json{{"folder", outcome.folder}, {"stamped", outcome.is_stamped}};
     document["up_to_date"] = report.is_up_to_date;
     document["touched"] = report.touched;
-    document["changes"] = has_failed ? Json::array() : ChangesJson(report.changes);
+    document["changes"] = has_failed ? Json::array() : ChangesJson(report.changes, owners);
     out.Document(document);
   } else if (!has_failed) {
     if (!report.touched.empty()) {
       out.Warn(fmt::format("{} files were not as they were generated, the first is {}",
                            report.touched.size(), Printable(report.touched.front())));
     }
-    PrintChanges(out, report.changes);
+    PrintChanges(out, report.changes, owners);
   }
   if (has_failed) return ReportFailure(out, *run, outcome);
   if (!arguments.list.empty()) WriteSendList(arguments.list, report.changes);
@@ -222,9 +223,9 @@ int ReportChanges(Session& session, const ChangeReport& report, const Generation
 }
 
 // Where nothing is written, so that not even the folder is made.
-int AskForChanges(Session& session, const std::string& what, const GenerateArguments& arguments,
+int AskForChanges(Session& session, const GenerationPlan& plan, const GenerateArguments& arguments,
                   Outcome outcome) {
-  const fs::path folder = fs::weakly_canonical(arguments.out);
+  const fs::path folder = fs::weakly_canonical(fs::absolute(arguments.out));
   outcome.folder = folder.string();
   if (fs::exists(folder / kWorkFolder)) {
     session.Out().Warn(
@@ -234,14 +235,14 @@ int AskForChanges(Session& session, const std::string& what, const GenerateArgum
   }
   std::string problem;
   const ChangeReport report =
-      AskWhatChanges(session.Net(), outcome.folder, what, arguments, problem);
+      AskWhatChanges(session.Net(), outcome.folder, plan, arguments.verify, problem);
   TellOfManifest(session.Out(), problem);
   return ReportChanges(session, report, nullptr, outcome, arguments);
 }
 
 // What a run that replaces single files does to the folders.
 std::vector<FolderChange> OneByOne(std::vector<FolderChange> changes) {
-  for (FolderChange& change : changes) change = {change.folder, Change::kAdded};
+  for (FolderChange& change : changes) change = {change.folder, FolderFate::kAdded};
   return changes;
 }
 
@@ -283,7 +284,7 @@ int Generate(Session& session, const std::string& what, GenerateArguments argume
   RefuseOwnFolders(out, session.DatabaseText(), "the database");
   Outcome outcome;
   outcome.is_stamped = ChooseKey(session.Out(), arguments, out);
-  if (arguments.dry_run) return AskForChanges(session, what, arguments, std::move(outcome));
+  if (arguments.dry_run) return AskForChanges(session, plan, arguments, std::move(outcome));
   return GenerateInto(session, plan, out, arguments, std::move(outcome));
 }
 

@@ -28,12 +28,13 @@ int SendList(Session& session, const Arguments& arguments) {
         "'nccadm generate' makes one.");
   }
   const std::vector<CFileChange> changes = ChangesSince(manifest, arguments.since);
+  const FileOwners owners(session, changes);
   if (session.IsJson()) {
     session.Out().Document({{"folder", std::filesystem::absolute(arguments.out).string()},
                             {"since", arguments.since},
-                            {"changes", ChangesJson(changes)}});
+                            {"changes", ChangesJson(changes, owners)}});
   } else {
-    PrintChanges(session.Out(), changes);
+    PrintChanges(session.Out(), changes, owners);
   }
   if (!arguments.list.empty()) WriteSendList(arguments.list, changes);
   return kExitDone;

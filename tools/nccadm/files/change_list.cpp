@@ -2,12 +2,15 @@
 
 #include <array>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "console/encoding.h"
 #include "console/text.h"
 #include "files/files.h"
+#include "network/view.h"
 
 namespace ncc::tool {
 namespace {
@@ -63,7 +66,33 @@ std::vector<std::string> GoneFiles(const std::vector<CFileChange>& changes) {
   return files;
 }
 
-void PrintChanges(Output& out, const std::vector<CFileChange>& changes) {
+FileOwners::FileOwners(Session& session, const std::vector<CFileChange>& changes) {
+  Learn(session, changes);
+}
+
+void FileOwners::Learn(Session& session, const std::vector<CFileChange>& changes) {
+  if (!session.IsOpen()) return;
+  for (const CFileChange& change : changes) {
+    const auto [at, is_new] = objects_.try_emplace(change.node);
+    if (change.node == 0 || at->second) continue;
+    at->second = session.Shown().AnyById(static_cast<std::uint32_t>(change.node));
+  }
+}
+
+std::optional<std::string> FileOwners::NameOf(unsigned long id) const {
+  const auto found = objects_.find(id);
+  if (found == objects_.end() || !found->second) return std::nullopt;
+  return Utf8FromBytes(found->second->name);
+}
+
+std::string FileOwners::TextOf(unsigned long id) const {
+  if (id == 0) return "the network";
+  const auto found = objects_.find(id);
+  if (found == objects_.end() || !found->second) return fmt::format("id:{}", id);
+  return fmt::format("{} {} (id:{})", WordOf(found->second->kind), Quoted(*found->second), id);
+}
+
+void PrintChanges(Output& out, const std::vector<CFileChange>& changes, const FileOwners& owners) {
   std::map<std::string, Tally> parts;
   std::map<unsigned long, Tally> nodes;
   Tally total;
@@ -80,7 +109,7 @@ void PrintChanges(Output& out, const std::vector<CFileChange>& changes) {
   table = {{"OF", "NEW", "CHANGED", "GONE", "BYTES"}};
   for (const auto& [node, tally] : nodes) {
     if (table.size() > kMostNodes) break;
-    table.push_back(Row(node == 0 ? "the network" : fmt::format("id:{}", node), tally));
+    table.push_back(Row(owners.TextOf(node), tally));
   }
   out.Line("");
   out.PrintTable(table);
@@ -90,13 +119,15 @@ void PrintChanges(Output& out, const std::vector<CFileChange>& changes) {
   }
 }
 
-Json ChangesJson(const std::vector<CFileChange>& changes) {
+Json ChangesJson(const std::vector<CFileChange>& changes, const FileOwners& owners) {
   Json all = Json::array();
   for (const CFileChange& change : changes) {
+    const std::optional<std::string> name = owners.NameOf(change.node);
     all.push_back({{"file", change.path},
                    {"change", kWords[static_cast<std::size_t>(change.what)]},
                    {"part", change.part},
                    {"node", change.node == 0 ? Json() : Json(change.node)},
+                   {"name", name ? Json(*name) : Json()},
                    {"bytes", change.bytes}});
   }
   return all;

@@ -2,11 +2,15 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "console/output.h"
 #include "nccnet/changed_files.h"
+#include "network/object.h"
+#include "network/session.h"
 
 namespace ncc::tool {
 
@@ -17,11 +21,26 @@ std::vector<CFileChange> ChangesSince(const CManifest& manifest, std::uint64_t r
 // The files that are gone from a manifest and lie in the folder still.
 std::vector<std::string> GoneFiles(const std::vector<CFileChange>& changes);
 
+// The nodes and users that files are of.
+class FileOwners {
+ public:
+  // Learns their names from the session's network, where it has opened one.
+  FileOwners(Session& session, const std::vector<CFileChange>& changes);
+  // The same of those that the network had not then.
+  void Learn(Session& session, const std::vector<CFileChange>& changes);
+
+  std::optional<std::string> NameOf(unsigned long id) const;
+  std::string TextOf(unsigned long id) const;  // of any id, and of 0
+
+ private:
+  std::map<unsigned long, std::optional<Object>> objects_;
+};
+
 // Two tables: files by part of the generation, and by node.
-void PrintChanges(Output& out, const std::vector<CFileChange>& changes);
+void PrintChanges(Output& out, const std::vector<CFileChange>& changes, const FileOwners& owners);
 
 // An array of all files.
-Json ChangesJson(const std::vector<CFileChange>& changes);
+Json ChangesJson(const std::vector<CFileChange>& changes, const FileOwners& owners);
 
 // A path a line, as rsync takes them; the files that are gone among them, which
 // --delete-missing-args deletes at the other end. Throws Failure.

@@ -88,12 +88,9 @@ void ManifestRun::WriteManifest(const std::string& file) const {
   }
 }
 
-ChangeReport AskWhatChanges(CNCCNet& net, const std::string& folder, const std::string& what,
-                            const GenerateArguments& arguments, std::string& problem) {
-  GenerateArguments asking = arguments;
-  asking.changed = true;
-  const GenerationPlan plan = PlanWholeGeneration(net, {}, what, asking);
-  ManifestRun run(net, plan, folder, Writing::kNothing, arguments.verify);
+ChangeReport AskWhatChanges(CNCCNet& net, const std::string& folder, const GenerationPlan& plan,
+                            bool verify, std::string& problem) {
+  ManifestRun run(net, plan, folder, Writing::kNothing, verify);
   problem = run.Problem();
   if (run.IsUpToDate()) return run.Report();
   std::string failure;

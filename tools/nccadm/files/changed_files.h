@@ -49,10 +49,10 @@ class ManifestRun {
   std::unique_ptr<CFileCollector> collector_;
 };
 
-// What generating would change in the folder, by the network as it is now, also inside a batch.
-// Nothing is written anywhere. `problem` becomes why the manifest was not believed. `what` is
-// "all", "apdb", ...; the arguments name no nodes. Throws Failure when a file cannot be composed.
-ChangeReport AskWhatChanges(CNCCNet& net, const std::string& folder, const std::string& what,
-                            const GenerateArguments& arguments, std::string& problem);
+// What a run would change in the folder, by the network as it is now, also inside a batch. Nothing
+// is written anywhere. `problem` becomes why the manifest was not believed. Throws Failure when a
+// file cannot be composed.
+ChangeReport AskWhatChanges(CNCCNet& net, const std::string& folder, const GenerationPlan& plan,
+                            bool verify, std::string& problem);
 
 }  // namespace ncc::tool

@@ -2,16 +2,28 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <list>
 #include <optional>
 #include <set>
 #include <utility>
 
+#include "console/text.h"
 #include "network/object.h"
 #include "network/reference.h"
 
 namespace ncc::tool {
 namespace {
+
+// What a part of a manifest says of its settings last.
+constexpr const char* kShortPackages = "packages=short";
+const std::string kMode = "mode=";
+
+unsigned ModeIn(const std::string& settings) {
+  const std::size_t at = settings.rfind(kMode);
+  if (at == std::string::npos) return 0;
+  return static_cast<unsigned>(ParseNumber(settings.substr(at + kMode.size()), 255).value_or(0));
+}
 
 struct Chosen {
   std::list<unsigned long> servers;
@@ -46,34 +58,34 @@ class StepList {
   }
 
   void AddDirectories() {
-    Touch({"APDB", Change::kRenewed});
+    Touch({"APDB", FolderFate::kRenewed});
     Add("apdb", "directories", Size([](auto& sizes) { return sizes.Directories(IsAny); }),
         [mode = mode_](CNCCNet& net) { net.GenAPDB("./", mode); })
         .part.settings = ModeText();
   }
   void AddRoutes() {
-    Touch({"MAP", Change::kRevised});
+    Touch({"MAP", FolderFate::kRevised});
     Add("routes", "routing tables", Size([](auto& sizes) { return sizes.Routes(); }),
         [](CNCCNet& net) { net.GenRoutingTables("./"); });
   }
   void AddMaps() {
-    Touch({"MAP", Change::kRevised});
+    Touch({"MAP", FolderFate::kRevised});
     Add("map", "maps", Size([](auto& sizes) { return sizes.Maps(IsAny); }),
         [mode = mode_](CNCCNet& net) { net.GenMAP("./", mode); })
         .part.settings = ModeText();
   }
   void AddKeyCentre() {
-    Touch({"KC", Change::kRenewed});
+    Touch({"KC", FolderFate::kRenewed});
     GenerationSize size = Size([](auto& sizes) { return sizes.KeyCentre(); });
     size.Add(Size([this](auto& sizes) { return sizes.Packages(is_short_, IsAny); }));
     Add("kc", "key centre", size, [full = !is_short_](CNCCNet& net) {
       net.ExportForKC(full, "./KC/");
-    }).part.settings = is_short_ ? "packages=short" : "packages=full";
+    }).part.settings = is_short_ ? kShortPackages : "packages=full";
   }
   void AddPackages() {
     // Packages of the other kind stay.
-    Touch({"KC/AAA", Change::kRevised, is_short_ ? ".aas" : ".aaf"});
-    Touch({"KC", Change::kAdded});
+    Touch({"KC/AAA", FolderFate::kRevised, is_short_ ? ".aas" : ".aaf"});
+    Touch({"KC", FolderFate::kAdded});
     GenerationStep& step = AddPackingOf(IsAny, [is_short = is_short_](CNCCNet& net) {
       net.CreateNmatrixFile("./KC/");
       is_short ? net.GenShortDistr("./KC/") : net.GenFullDistr("./KC/");
@@ -83,7 +95,7 @@ class StepList {
 
   // The same for some nodes.
   void AddDirectories(const std::list<unsigned long>& aps) {
-    Touch({"APDB", Change::kAdded});
+    Touch({"APDB", FolderFate::kAdded});
     const auto size = Size([&](auto& sizes) { return sizes.Directories(Among(aps)); });
     Add("apdb", "directories", size, [mode = mode_, aps](CNCCNet& net) {
       net.GenTun("./APDB/", aps);
@@ -92,7 +104,7 @@ class StepList {
   }
   // The library stamps before it rewrites the maps; the second pass stamps what is there then.
   void AddMaps(const std::list<unsigned long>& servers) {
-    Touch({"MAP", Change::kRevised});
+    Touch({"MAP", FolderFate::kRevised});
     GenerationSize size = Size([&](auto& sizes) { return sizes.Maps(Among(servers)); });
     size.files += servers.size();  // the second stamp lists
     size.Add(Size([&](auto& sizes) { return sizes.Routes().Times(servers.size()); }));
@@ -102,7 +114,7 @@ class StepList {
     }).is_whole = false;
   }
   void AddPackages(const std::list<unsigned long>& nodes) {
-    Touch({"KC", Change::kAdded});
+    Touch({"KC", FolderFate::kAdded});
     GenerationStep& step = AddPackingOf(Among(nodes), [is_short = is_short_, nodes](CNCCNet& net) {
       net.CreateNmatrixFile("./KC/");
       is_short ? net.GenShortDistr("./KC/", nodes) : net.GenFullDistr("./KC/", nodes);
@@ -124,7 +136,7 @@ class StepList {
   GenerationSize Size(const Reckon& reckon) {
     return sizes_ ? reckon(*sizes_) : GenerationSize();
   }
-  std::string ModeText() const { return "mode=" + std::to_string(mode_); }
+  std::string ModeText() const { return kMode + std::to_string(mode_); }
 
   GenerationStep& AddPackingOf(const GenerationSizes::Choice& is_chosen,
                                std::function<void(CNCCNet&)> generate) {
@@ -165,6 +177,25 @@ GenerationPlan PlanWholeGeneration(CNCCNet& net, const std::string& database_fol
   if (all || what == "kc") steps.AddKeyCentre();
   if (what == "packages") steps.AddPackages();
   return steps.TakePlan();
+}
+
+GenerationPlan PlanLikeBefore(CNCCNet& net, const CManifest& manifest) {
+  GenerateArguments arguments;
+  arguments.changed = true;
+  if (manifest.parts.empty()) return PlanWholeGeneration(net, {}, "all", arguments);
+  GenerationPlan plan;
+  for (const char* name : {"apdb", "routes", "map", "kc", "full-packages", "short-packages"}) {
+    const auto part = std::find_if(manifest.parts.begin(), manifest.parts.end(),
+                                   [name](const CPartState& one) { return one.name == name; });
+    if (part == manifest.parts.end()) continue;
+    const bool packs = part->name.ends_with("-packages");
+    arguments.mode = ModeIn(part->settings);
+    arguments.is_short = part->name == "short-packages" || part->settings.ends_with(kShortPackages);
+    GenerationPlan more = PlanWholeGeneration(net, {}, packs ? "packages" : name, arguments);
+    std::move(more.steps.begin(), more.steps.end(), std::back_inserter(plan.steps));
+    std::move(more.changes.begin(), more.changes.end(), std::back_inserter(plan.changes));
+  }
+  return plan;
 }
 
 GenerationPlan PlanGeneration(Session& session, const std::string& what,

@@ -40,4 +40,7 @@ GenerationPlan PlanGeneration(Session& session, const std::string& what,
 GenerationPlan PlanWholeGeneration(CNCCNet& net, const std::string& database_folder,
                                    const std::string& what, const GenerateArguments& arguments);
 
+// What made the files that a manifest tells of, of all nodes; "generate all" when it has none.
+GenerationPlan PlanLikeBefore(CNCCNet& net, const CManifest& manifest);
+
 }  // namespace ncc::tool

@@ -256,7 +256,7 @@ std::string OutputFolder::Begin(const std::vector<FolderChange>& changes) {
   std::set<std::string> changed;
   for (const FolderChange& change : changes) {
     changed.insert(TopOf(change.folder));
-    if (change.change == Change::kRevised) Seed(change);
+    if (change.fate == FolderFate::kRevised) Seed(change);
   }
   if (changed.count("KC") != 0) LinkWhatIsPacked(changed);
   if (changed.count("APDB") + changed.count("MAP") > 0) SeedJournal();
@@ -293,7 +293,7 @@ void OutputFolder::Place() {
   WriteMarker();
   std::string record;
   for (const FolderChange& change : changes_) {
-    if (change.change == Change::kAdded || !Exists(set / change.folder)) continue;
+    if (change.fate == FolderFate::kAdded || !Exists(set / change.folder)) continue;
     record += fmt::format("{} {}\n", StatOf(set / change.folder).st_ino, change.folder);
   }
   for (const std::string& file : gone_) record += "- " + file + "\n";

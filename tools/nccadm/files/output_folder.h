@@ -24,7 +24,7 @@ inline constexpr const char* kWorkFolder = ".nccadm-new";
 inline constexpr const char* kManifest = ".nccadm-manifest";
 
 // What a run does to a folder of the output.
-enum class Change {
+enum class FolderFate {
   kRenewed,  // makes it anew
   kRevised,  // the same, beginning with the files that are there
   kAdded     // makes files that take their places one by one
@@ -32,7 +32,7 @@ enum class Change {
 
 struct FolderChange {
   std::string folder;  // "KC", "KC/AAA"
-  Change change = Change::kRenewed;
+  FolderFate fate = FolderFate::kRenewed;
   std::string except = {};  // a revised folder begins without the files that end so
 };
 

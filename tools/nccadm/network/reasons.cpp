@@ -28,15 +28,8 @@ bool IsPlain(std::string_view text) {
 
 ReasonWriter::ReasonWriter(Session& session) : session_(session), view_(session.Shown()) {}
 
-std::optional<Object> ReasonWriter::Find(std::uint32_t id) {
-  for (const Kind kind : kKinds) {
-    if (auto found = view_.ById(kind, id)) return found;
-  }
-  return std::nullopt;
-}
-
 std::string ReasonWriter::NameOf(std::uint32_t id) {
-  const auto object = Find(id);
+  const auto object = view_.AnyById(id);
   if (!object) return fmt::format("id:{} (does not exist)", id);
   return fmt::format("{} {} (id:{})", WordOf(object->kind), Quoted(*object), id);
 }
@@ -113,7 +106,7 @@ std::string ReasonWriter::TextOfMissing(const CReason& fact) {
 }
 
 std::string ReasonWriter::Argument(std::uint32_t id) {
-  const auto object = Find(id);
+  const auto object = view_.AnyById(id);
   const std::string by_id = fmt::format("id:{}", id);
   if (!object) return by_id;
   const std::string name = Utf8FromBytes(object->name);
@@ -155,7 +148,7 @@ std::string ReasonWriter::CommandFor(const CReason& fact) {
 }
 
 Json ReasonWriter::JsonOfObject(std::uint32_t id) {
-  const auto object = Find(id);
+  const auto object = view_.AnyById(id);
   return {{"kind", object ? Json(KeyOf(object->kind)) : Json()},
           {"id", id},
           {"name", object ? Json(Utf8FromBytes(object->name)) : Json()}};

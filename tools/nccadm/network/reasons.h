@@ -34,7 +34,6 @@ class ReasonWriter {
   Json JsonOfMissing(const Reasons& facts);
 
  private:
-  std::optional<Object> Find(std::uint32_t id);
   std::string FlagsText(std::uint32_t mask);
   // How the object is named in a command: by its name where no other has it and no shell minds.
   std::string Argument(std::uint32_t id);

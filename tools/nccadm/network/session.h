@@ -27,6 +27,7 @@ struct Options {
   std::string command;           // what was typed
   std::string at;                // the revision or the time to show; empty: now
   bool dry_run = false;
+  std::string files;  // the folder of generated files that a dry run looks at
   ColorMode color = ColorMode::kAuto;
 };
 
@@ -43,6 +44,9 @@ class Session {
   // To be called before Net() by a command that changes nothing in the database.
   void OnlyRead();
 
+  // The same for one whose changes are tried and dropped.
+  void OnlyTry() { options_.dry_run = true; }
+
   // The database of --db, opened by the first call: for a command that only reads as it was stored
   // last, whoever owns it. Throws Failure with what to do about it.
   CNCCNet& Net();
@@ -50,6 +54,9 @@ class Session {
   // The network that is shown: of the database, opened by the first call, or the one set before.
   View& Shown();
   void SetShown(std::unique_ptr<View> view);
+
+  // Whether there is a network to show, of the database or another.
+  bool IsOpen() const { return open_ || shown_ != nullptr; }
 
   // Shows another revision of the network; with --at the one that it names was shown first.
   void ShowRevision(std::uint64_t revision);
@@ -60,6 +67,8 @@ class Session {
   bool IsDryRun() const { return options_.dry_run; }
   // Whether all changes of the command make one unit that somebody else ends.
   bool IsInUnit() const { return in_unit_; }
+  // The folder of generated files of which a dry run is to tell what would change; empty: of none.
+  const std::string& FilesFolder() const { return options_.files; }
   void BeginUnit();
   // Fills in the objects that were changed; nothing more is to be changed.
   std::vector<std::uint32_t> ChangedObjects();

@@ -31,6 +31,13 @@ std::optional<Object> View::NodeById(std::uint32_t id) {
   return server ? server : ById(Kind::kAp, id);
 }
 
+std::optional<Object> View::AnyById(std::uint32_t id) {
+  for (const Kind kind : kKinds) {
+    if (auto object = ById(kind, id)) return object;
+  }
+  return std::nullopt;
+}
+
 std::uint32_t OwnView::Number() { return net_.Preferences()->net_number; }
 
 std::vector<Object> OwnView::All(Kind kind) {

@@ -43,6 +43,7 @@ class View {
 
   std::vector<Object> ServersAndAps();
   std::optional<Object> NodeById(std::uint32_t id);  // a server or an AP
+  std::optional<Object> AnyById(std::uint32_t id);
 };
 
 // The network of the database.

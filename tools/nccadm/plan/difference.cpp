@@ -44,20 +44,12 @@ Item ItemOf(Kind kind) {
   return Item::kServer;
 }
 
-std::optional<Object> AnyById(View& view, std::uint32_t id) {
-  if (auto node = view.NodeById(id)) return node;
-  for (const Kind kind : {Kind::kUser, Kind::kDep, Kind::kGroup}) {
-    if (auto object = view.ById(kind, id)) return object;
-  }
-  return std::nullopt;
-}
-
 class Taking {
  public:
   Taking(CNCCNet& net, State& state) : view_(net), state_(state) {}
 
   void Take(std::uint32_t id) {
-    const std::optional<Object> object = AnyById(view_, id);
+    const std::optional<Object> object = view_.AnyById(id);
     if (!object) return;
     ObjectState& state = state_.objects[id];
     state.entry = *object;
@@ -83,7 +75,7 @@ class Taking {
  private:
   void Name(std::uint32_t id) {
     if (id == 0 || state_.names.contains(id)) return;
-    const std::optional<Object> object = AnyById(view_, id);
+    const std::optional<Object> object = view_.AnyById(id);
     state_.names[id] = object ? object->name : fmt::format("id:{}", id);
   }
 
