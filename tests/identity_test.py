@@ -85,6 +85,20 @@ class IdentityTest(ToolTest):
         self.ok("ap", "move", "MT", "Linz")
         self.assert_copied("research", ["all"])
 
+    def test_a_server_that_comes_back_is_the_same_to_every_node(self):
+        self.ok("apply", EXAMPLE)
+        before = self.generate("before", ["all"])
+        servers = self.json("server", "list")["servers"]
+        by_size = sorted(servers, key=lambda server: server["aps"] * (server["links"] != []))
+        for server in (by_size[-1], by_size[-2]):
+            self.ok("server", "delete", f"id:{server['id']}", "--yes")
+        last = self.revision()
+        self.ok("server", "add", "New")
+        self.ok("undo", str(last - 1), str(last))
+        self.ok("server", "delete", "New", "--yes")
+        self.assertEqual(len(self.json("server", "list")["servers"]), len(servers))
+        self.assertGreater(self.assert_same_files(before, self.generate("after", ["all"])), 0)
+
 
 if __name__ == "__main__":
     main()
