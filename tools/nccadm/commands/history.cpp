@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -16,6 +17,8 @@
 #include "console/failure.h"
 #include "console/text.h"
 #include "console/time.h"
+#include "description/description.h"
+#include "description/difference.h"
 #include "network/reference.h"
 #include "plan/difference.h"
 #include "plan/view.h"
@@ -148,12 +151,39 @@ int ShowLog(Session& session, const LogArguments& arguments) {
 
 // diff --------------------------------------------------------------------------------------------
 
-int ShowDiff(Session& session, const std::pair<std::string, std::string>& arguments) {
+struct DiffArguments {
+  std::string from;
+  std::string to;
+  bool as_description = false;
+};
+
+std::string DescriptionAt(Session& session, std::uint64_t revision) {
+  session.ShowRevision(revision);
+  std::vector<std::string> unused;
+  return WriteDescription(DescribeNetwork(LoadWholeNetwork(session.Net()), false, unused),
+                          session.Apps(), [] {});
+}
+
+int CompareDescriptions(Session& session, std::uint64_t from, std::uint64_t to) {
+  const auto title = [](std::uint64_t revision) { return fmt::format("revision {}", revision); };
+  const std::string text = DifferenceOf(DescriptionAt(session, from), title(from),
+                                        DescriptionAt(session, to), title(to));
+  Output& out = session.Out();
+  if (out.IsJson()) {
+    out.Document({{"from", from}, {"to", to}, {"difference", text}});
+  } else {
+    out.Raw(text);
+  }
+  return kExitDone;
+}
+
+int ShowDiff(Session& session, const DiffArguments& arguments) {
   session.OnlyRead();
   CNCCNet& net = session.Net();
   const std::uint64_t now = net.GetRevision();
-  std::uint64_t from = session.RevisionOf(arguments.first);
-  std::uint64_t to = arguments.second.empty() ? now : session.RevisionOf(arguments.second);
+  std::uint64_t from = session.RevisionOf(arguments.from);
+  std::uint64_t to = arguments.to.empty() ? now : session.RevisionOf(arguments.to);
+  if (arguments.as_description) return CompareDescriptions(session, from, to);
   const bool is_backward = from > to;
   if (is_backward) std::swap(from, to);
   std::vector<std::uint32_t> objects;
@@ -308,12 +338,14 @@ void AddHistoryCommands(CommandLine& line) {
   log_command.add_option("-n,--last", log->most, "Only so many")->type_name("N");
   log_command.add_flag("--full", log->is_full, "Also what changed more than 200 objects, in full");
 
-  auto revisions = std::make_shared<std::pair<std::string, std::string>>();
-  CLI::App& diff =
-      line.AddCommand(line.Root(), "diff", "Show what changed from one revision or time to another",
-                      "diff 12\ndiff 12 15\ndiff 2026-03-01 2d", revisions, ShowDiff);
-  diff.add_option("FROM", revisions->first, "A revision, or a time as --at takes it")->required();
-  diff.add_option("TO", revisions->second, "The same; the last revision when it is left out");
+  auto revisions = std::make_shared<DiffArguments>();
+  CLI::App& diff = line.AddCommand(
+      line.Root(), "diff", "Show what changed from one revision or time to another",
+      "diff 12\ndiff 12 15\ndiff 2026-03-01 2d\ndiff 12 --description", revisions, ShowDiff);
+  diff.add_option("FROM", revisions->from, "A revision, or a time as --at takes it")->required();
+  diff.add_option("TO", revisions->to, "The same; the last revision when it is left out");
+  diff.add_flag("--description", revisions->as_description,
+                "As the lines by which the two descriptions differ, which patch takes");
 
   auto undone = std::make_shared<std::vector<std::string>>();
   CLI::App& undo =
