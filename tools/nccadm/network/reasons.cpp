@@ -107,7 +107,7 @@ std::string ReasonWriter::TextOfMissing(const CReason& fact) {
 
 std::string ReasonWriter::Argument(std::uint32_t id) {
   const auto object = view_.AnyById(id);
-  const std::string by_id = fmt::format("id:{}", id);
+  std::string by_id = fmt::format("id:{}", id);
   if (!object) return by_id;
   const std::string name = Utf8FromBytes(object->name);
   if (name.starts_with('-') || name.starts_with("id:") || name.starts_with("name:") ||
