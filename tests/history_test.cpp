@@ -171,6 +171,10 @@ TEST(History, TakesBackWhatLaterUnitsHaveLeftAlone) {
   EXPECT_TRUE(net.Undo({added, linked}, in_the_way)) << net.LastError();
   EXPECT_FALSE(net.GetABInfo("late", user));
   EXPECT_TRUE(net.Undo(renamed) && net.GetABInfo("u", user)) << net.LastError();
+  ASSERT_TRUE(net.BeginBatch() && net.DeleteAB("u"));
+  ASSERT_EQ(AddServerAs(net, {user.id}, "with an identifier of a user", 0, 0), user.id);
+  EXPECT_TRUE(net.EndBatch() && net.Undo(net.GetRevision())) << net.LastError();
+  EXPECT_TRUE(net.GetABInfo("u", user));
   for (const std::uint64_t wrong : {std::uint64_t{0}, std::uint64_t{1}, net.GetRevision() + 1})
     EXPECT_FALSE(net.Undo(wrong));
   EXPECT_EQ(FindFaults(net), "");

@@ -90,13 +90,11 @@ bool MergeLists(const Row& before, const Row& after, const Row& now, std::string
 }
 
 bool MergeObject(const Row& before, const Row& after, Row& now, const MergeData& merge) {
-  const auto* type = Merged(before.type, after.type, now.type);
   const auto* name = Merged(before.name, after.name, now.name);
   auto body = merge(before.key, before.body, after.body, now.body);
   std::string lists;
-  if (type == nullptr || name == nullptr || !body || !MergeLists(before, after, now, lists))
-    return false;
-  now = {now.key, *type, std::string(*name), *std::move(body), std::move(lists)};
+  if (name == nullptr || !body || !MergeLists(before, after, now, lists)) return false;
+  now = {now.key, now.type, std::string(*name), *std::move(body), std::move(lists)};
   return true;
 }
 
@@ -117,8 +115,10 @@ bool MergeListRow(const RowKey& key, const std::optional<Row>& before,
 bool TakeBackRow(const RowKey& key, const std::optional<Row>& before,
                  const std::optional<Row>& after, std::optional<Row>& now, const MergeData& merge) {
   if (key.kind == RowKind::kChunk) return MergeListRow(key, before, after, now);
-  if (key.kind == RowKind::kObject && before && after && now)
-    return MergeObject(*before, *after, *now, merge);
+  // One that went to another kind of object has nothing in common with what it was.
+  const bool is_same =
+      before && after && now && before->type == after->type && now->type == after->type;
+  if (key.kind == RowKind::kObject && is_same) return MergeObject(*before, *after, *now, merge);
   if (now != after) return false;
   now = before;
   return true;
