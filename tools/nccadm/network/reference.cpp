@@ -41,11 +41,13 @@ Failure Several(const std::string& count, const std::string& text,
                  fmt::format("Give the id of the one that is meant: {}.", fmt::join(ids, ", ")));
 }
 
-// Among objects of one kind or of both kinds of nodes.
+// Among objects of one kind, of both kinds of nodes or of all.
 Object Find(Session& session, const std::vector<Kind>& kinds, const std::string& text) {
   const Reference reference = ParseReference(text);
   View& view = session.Shown();
-  const std::string word = kinds.size() > 1 ? "server or AP" : WordOf(kinds.front());
+  const std::string word = kinds.size() == 1   ? WordOf(kinds.front())
+                           : kinds.size() == 2 ? "server or AP"
+                                               : "object";
   std::vector<Object> candidates;
   for (const Kind kind : kinds) {
     if (!reference.id) {
@@ -58,12 +60,13 @@ Object Find(Session& session, const std::vector<Kind>& kinds, const std::string&
   if (reference.id) throw Failure(fmt::format("no {} has the id {}", word, *reference.id));
   std::vector<Object> found = Named(candidates, reference.name);
   if (found.empty()) {
-    throw UnknownName(
-        fmt::format("there is no {} named \"{}\"", word, text), text, candidates,
-        fmt::format("'nccadm {} list' shows the names that exist.", KeyOf(kinds.back())));
+    const std::string lists =
+        fmt::format("'nccadm {} list' shows the names that exist.", KeyOf(kinds.back()));
+    throw UnknownName(fmt::format("there is no {} named \"{}\"", word, text), text, candidates,
+                      kinds.size() > 2 ? "'nccadm find' looks for a part of a name." : lists);
   }
   if (found.size() == 1) return std::move(found.front());
-  if (found.front().IsNode()) throw SeveralNamed(view, text, found);
+  if (kinds.size() > 1 || found.front().IsNode()) throw SeveralNamed(view, text, found);
   std::vector<std::string> ids;
   for (const Object& object : found) ids.push_back(fmt::format("id:{}", object.id));
   throw Several(CountOf(found.size(), kinds.front()), text, ids);
