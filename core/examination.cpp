@@ -224,6 +224,15 @@ void ExamineNetwork(const CHDBase& base) {
   });
   base.ForEachObject(
       [&](const CHDBRecord& object) { Examination(base, types, object).ExamineReferences(); });
+  for (const auto& [number, notes] : base.AllNotes()) {
+    const CHDBRecord* const object = base.FindRecord(number);
+    const std::string name = NameOf(object != nullptr ? object->Type() : 0, number);
+    if (number >= kNetworkNumber) throw StorageError("database is damaged: " + name + " has notes");
+    if (object == nullptr) {
+      throw StorageError("database is damaged: " + name +
+                         ": it is missing, and notes of it are there");
+    }
+  }
 }
 
 }  // namespace ncc

@@ -70,7 +70,7 @@ class Change {
   void Make() {
     const auto at = Any();
     Row row = at->second;
-    const bool chunk = row.key.kind == RowKind::kChunk;
+    const bool chunk = row.key.kind >= RowKind::kChunk;
     const bool lists = row.key.kind == RowKind::kObject && random_() % 2 == 0;
     std::string Row::*const field = lists ? &Row::lists : &Row::body;
     std::string& text = row.*field;
@@ -173,6 +173,9 @@ TEST_F(Damage, IsNamedWithTheObjectAndTheFault) {
   const auto add_chunk = [](std::uint32_t number, std::uint32_t chunk) {
     return [=](Rows& rows) { rows[{RowKind::kChunk, number, 0, chunk}].body = "[[2,12]]"; };
   };
+  const auto note = [](std::uint32_t number, const char* text) {
+    return [=](Rows& rows) { rows[{RowKind::kNote, number}].body = text; };
+  };
   const auto put = [&](std::uint32_t number, std::size_t at, std::string bytes) {
     return [=](Rows& rows) { object(rows, number).body.replace(at, bytes.size(), bytes); };
   };
@@ -197,6 +200,12 @@ TEST_F(Damage, IsNamedWithTheObjectAndTheFault) {
       {"Dep 23: it cannot hold, as this kind of item, server 9", insert_item(0x17, "[1,9]")},
       {"AP 12: it has memberships and is no user", lists(0xC, "[null,null,null,null,[[1,2,0]]]")},
       {"object 99: it is missing, and a list of it is there", add_chunk(99, 1)},
+      {"object 99: it is missing, and notes of it are there", note(99, R"({"k":"v"})")},
+      {"the root folder has notes", note(kRoot, R"({"k":"v"})")},
+      {"a row cannot be read", note(9, R"({"k":"v" })")},
+      {"a row cannot be read", note(9, R"({"k":"v","a":"v"})")},
+      {"a row cannot be read", note(9, R"({"k":"\)")},
+      {"a row cannot be read", note(9, "{}")},
       {"object 9: the beginning of a list stands beside its row", add_chunk(9, 0)},
       {"a row cannot be read", lists(9, "[[[2,12]],null]")},
       {"a row cannot be read", lists(9, "[null,[null]]")},

@@ -80,12 +80,15 @@ TEST_P(EngineTest, GivesBackWhatWasCommittedInOrder) {
                        {{RowKind::kChunk, 0, 0, 0}, 0, "", "[]"},
                        {{RowKind::kChunk, 3, 0, 7}, 0, "", std::string(3000000, '1')},
                        {{RowKind::kChunk, 3, 1, 0}, 0, "", "[1]"},
-                       {{RowKind::kChunk, kMax, 7, (1U << 26) - 1}, 0, "", "[null]"}},
+                       {{RowKind::kChunk, kMax, 7, (1U << 26) - 1}, 0, "", "[null]"},
+                       {{RowKind::kNote, 7}, 0, "", R"({"k":"v"})"},
+                       {{RowKind::kNote, kMax}, 0, "", "{}"}},
                       {},
                       {5, {}}};
-  ListedChanges second{{first.put[2], first.put[3], first.put[7]},
-                       {first.put[0].key, {RowKind::kDefinition, 77, 0, 0}, first.put[6].key},
-                       {std::numeric_limits<std::uint64_t>::max() / 2, {}}};
+  ListedChanges second{
+      {first.put[2], first.put[3], first.put[7]},
+      {first.put[0].key, {RowKind::kDefinition, 77, 0, 0}, first.put[6].key, first.put[10].key},
+      {std::numeric_limits<std::uint64_t>::max() / 2, {}}};
   second.put[0].body = second.put[0].lists = "new";
   second.put[1].lists = second.put[2].body = "";
   Contents expected;
@@ -245,6 +248,8 @@ TEST_F(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
   other_program.replace(68, 4, 4, '\0');
   std::string newer = ours;
   ++newer[63];
+  std::string older = ours;
+  --older[63];
   const struct {
     std::string bytes;
     const char* says;
@@ -252,6 +257,7 @@ TEST_F(SqliteEngineTest, RefusesForeignFilesAndLeavesThemAlone) {
                {"a letter to somebody", "net.db is not a database of this system"},
                {std::string(5000, '\0'), "net.db is not a database of this system"},
                {newer, "of a newer version of this program"},
+               {older, "net.db has format 2 of an older version of this program"},
                {ours.substr(0, ours.size() - 4096), "database is damaged: "},
                {ours.substr(0, 4096), "database is damaged: "}};
   for (const auto& [bytes, says] : cases) {

@@ -66,8 +66,19 @@ TRef<CHDBFolder> CHDBase::CreateObject(std::uint32_t number) {
 }
 
 void CHDBase::RemoveObject(std::uint32_t number) {
+  if (NotesOf(number) != nullptr) SetNotes(number, {});
   Touch({RowKind::kObject, number});
   objects_.Remove(number);
+}
+
+void CHDBase::SetNotes(std::uint32_t number, ncc::Notes notes) {
+  Object(number);
+  Touch({RowKind::kNote, number});
+  if (notes.empty()) {
+    notes_.erase(number);
+  } else {
+    notes_[number] = std::move(notes);
+  }
 }
 
 // Definitions -----------------------------------------------------------------------------------
@@ -142,6 +153,11 @@ bool CHDBase::EncodeRow(const RowKey& key, Row& row) const {
     ncc::AppendUtf8(row.name, definition.name);
     ncc::EncodeDefinition(row.body, definition);
     return true;
+  }
+  if (key.kind == RowKind::kNote) {
+    const ncc::Notes* const notes = NotesOf(key.number);
+    if (notes != nullptr) ncc::EncodeNotes(row.body, *notes);
+    return notes != nullptr;
   }
   const CHDBRecord* object = objects_.Find(key.number);
   if (object == nullptr) return false;
@@ -246,6 +262,7 @@ void CHDBase::AbandonUnit(std::string_view why) noexcept {
 
 void CHDBase::DropObjects() {
   objects_.Clear();
+  notes_.clear();
   types_.clear();
   names_.Clear();
   definitions_.clear();
@@ -279,6 +296,10 @@ void CHDBase::Load() {
 }
 
 void CHDBase::LoadRow(const RowView& row, RowDecoder& decoder) {
+  if (row.key.kind == RowKind::kNote) {
+    notes_.emplace(row.key.number, ncc::DecodeNotes(row.body));
+    return;
+  }
   if (row.key.kind == RowKind::kChunk) return LoadChunk(row, decoder);
   if (row.key.kind == RowKind::kObject) return LoadObject(row, decoder);
   if (row.key.number != definitions_.size()) {

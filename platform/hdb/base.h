@@ -7,6 +7,7 @@
 #include "platform/hdb/id_set.h"
 #include "platform/hdb/manager.h"
 #include "platform/hdb/name_index.h"
+#include "platform/hdb/notes.h"
 #include "platform/hdb/object_table.h"
 #include "platform/hdb/record.h"
 #include "platform/hdb/row_merge.h"
@@ -96,11 +97,20 @@ class CHDBase final : ncc::ObjectOwner {
     objects_.ForEach([&](const CHDBRecord& object) { visit(object); });
   }
 
+  // The notes of objects, beside them: few have any, and no two are for the same object.
+  const ncc::Notes* NotesOf(std::uint32_t number) const {
+    const auto found = notes_.find(number);
+    return found != notes_.end() ? &found->second : nullptr;
+  }
+  const std::map<std::uint32_t, ncc::Notes>& AllNotes() const { return notes_; }
+  // In place of those that it has; none to take them away. The object must be there.
+  void SetNotes(std::uint32_t number, ncc::Notes notes);
+
   // For the managers. An object begins with an empty folder and without a record.
   TRef<CHDBFolder> CreateObject(std::uint32_t number);
   // Null when there is none.
   TRef<CHDBRecord> OpenObject(std::uint32_t number) const { return objects_.Open(number); }
-  // Its entries and its record must be gone.
+  // Its entries and its record must be gone; its notes go with it.
   void RemoveObject(std::uint32_t number);
 
   // Throws when what is stored could not be read again after a failure: nothing works any more
@@ -196,6 +206,7 @@ class CHDBase final : ncc::ObjectOwner {
   std::unique_ptr<ncc::StorageEngine> engine_;
   std::vector<CHDBDefinition> definitions_;
   ncc::ObjectTable objects_;
+  std::map<std::uint32_t, ncc::Notes> notes_;
   std::map<std::uint32_t, ncc::IdSet> types_;
   ncc::NameIndex names_{objects_};
   ncc::UnitOfWork unit_;

@@ -26,6 +26,9 @@ void CHDBase::PutRows(const std::vector<FormerRow>& rows) {
       throw StorageError("the first revision made the database: there is nothing before it");
     if (key.kind == RowKind::kObject) {
       PutObject(key.number, row, decoder);
+    } else if (key.kind == RowKind::kNote) {
+      notes_.erase(key.number);
+      if (row) notes_.emplace(key.number, ncc::DecodeNotes(row->body));
     } else if (CHDBRecord* const object = objects_.Find(key.number); object != nullptr) {
       if (row) {
         decoder.DecodeChunk(*object, key.list, key.chunk, row->body);
@@ -144,6 +147,14 @@ std::set<std::uint64_t> CHDBase::TakeBack(const std::set<std::uint64_t>& revisio
     return true;
   };
   engine_->ReadHistory(*revisions.begin(), state_.revision, take_back);
+  // Notes without their object: later units gave them to one that goes, or removed the object.
+  for (const auto& [key, note] : ways) {
+    const auto object = ways.find({RowKind::kObject, key.number});
+    if (key.kind != RowKind::kNote || !note.now || object == ways.end() || object->second.now)
+      continue;
+    const auto& later = object->second.changes ? note.later : object->second.later;
+    in_the_way.insert(later.begin(), later.end());
+  }
   if (!is_possible) throw StorageError("these changes cannot be taken back together");
   if (!in_the_way.empty()) return in_the_way;
   std::vector<FormerRow> rows;

@@ -1,5 +1,6 @@
 #include "platform/hdb/row_codec.h"
 
+#include "nccnet/notes.h"
 #include "platform/hdb/base.h"
 #include "platform/text/code_page.h"
 
@@ -38,10 +39,8 @@ class Piece {
   char* end_ = bytes_.data();
 };
 
-void PutString(std::string& out, std::string_view name) {
+void PutString(std::string& out, std::string_view utf8) {
   static constexpr char kHex[] = "0123456789abcdef";
-  std::string utf8;
-  AppendUtf8(utf8, name);
   out += '"';
   for (char c : utf8) {
     const auto byte = static_cast<unsigned char>(c);
@@ -65,7 +64,9 @@ void PutEntry(std::string& out, const CHDBFolderEntry& entry, const std::string*
   if (label == nullptr && !other_space) return piece.Put(']').AppendTo(out);
   piece.Put(',').AppendTo(out);
   if (label != nullptr) {
-    PutString(out, *label);
+    std::string utf8;
+    AppendUtf8(utf8, *label);
+    PutString(out, utf8);
   } else {
     out += "null";
   }
@@ -136,6 +137,18 @@ void EncodeFirstChunks(std::string& out, const CHDBRecord& object) {
   if (end > start) out += ']';
 }
 
+void EncodeNotes(std::string& out, const Notes& notes) {
+  char separator = '{';
+  for (const auto& [key, text] : notes) {
+    out += separator;
+    PutString(out, key);
+    out += ':';
+    PutString(out, text);
+    separator = ',';
+  }
+  out += '}';
+}
+
 void EncodeDefinition(std::string& out, const CHDBDefinition& definition) {
   char separator = '[';
   for (std::uint32_t value :
@@ -183,8 +196,7 @@ class Reader {
     return number;
   }
 
-  // Of code page 1251.
-  std::string TakeString() {
+  std::string TakeUtf8() {
     Take('"');
     std::string utf8;
     while (at_ != end_ && *at_ != '"') {
@@ -197,8 +209,12 @@ class Reader {
       }
     }
     Take('"');
+    return utf8;
+  }
+  // Of code page 1251.
+  std::string TakeString() {
     std::string name;
-    PutName(name, utf8);
+    PutName(name, TakeUtf8());
     return name;
   }
 
@@ -303,6 +319,24 @@ void TakeChunk(Reader& in, CHDBRecord& object, std::uint8_t list, std::uint32_t 
 }
 
 }  // namespace
+
+Notes DecodeNotes(std::string_view text) {
+  Notes notes;
+  Reader in(text);
+  in.Take('{');
+  do {
+    const std::string key = in.TakeUtf8();
+    in.Take(':');
+    const std::string value = in.TakeUtf8();
+    if (!FaultOfNoteKey(key).empty() || !FaultOfNoteValue(value).empty()) Reader::Fail();
+    notes.emplace(key, value);
+  } while (in.TakeIf(','));
+  in.Take('}');
+  std::string again;
+  EncodeNotes(again, notes);
+  if (again != text || notes.size() > kMaxNotes) Reader::Fail();
+  return notes;
+}
 
 std::string_view RowDecoder::DecodeName(std::string_view utf8) {
   name_.clear();

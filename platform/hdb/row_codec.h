@@ -1,4 +1,4 @@
-// The text of rows: how definitions and chunks of lists are written as JSON and read back.
+// The text of rows: how definitions, chunks of lists and notes are written as JSON and read back.
 //
 //   folder entries  [[4,17],[6,17],null,[3,9,"Name"]]   kind, number; a name of its own; a space
 //   that the
@@ -11,9 +11,12 @@
 //
 //   [[[4,17],[6,17]],null,[5,9]]                    folder entries, three id lists, pair values;
 //                                                   null without an element, none behind the last
+//
+// The notes of an object are one of texts by ascending keys: {"comment":"text","tags":"core,spare"}
 #pragma once
 
 #include "platform/hdb/folder.h"
+#include "platform/hdb/notes.h"
 #include "platform/hdb/record.h"
 
 #include <cstdint>
@@ -30,6 +33,9 @@ void EncodeFirstChunks(std::string& out, const CHDBRecord& object);
 void EncodeChunk(std::string& out, const CHDBRecord& object, std::uint8_t list,
                  std::uint32_t chunk);
 void EncodeDefinition(std::string& out, const CHDBDefinition& definition);
+void EncodeNotes(std::string& out, const Notes& notes);
+// Throws StorageError for text that EncodeNotes did not write, or that no notes are.
+Notes DecodeNotes(std::string_view text);
 
 // What stands in a chunk, T::Hole() for what was removed.
 struct ChunkSlots {

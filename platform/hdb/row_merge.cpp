@@ -1,5 +1,8 @@
 #include "platform/hdb/row_merge.h"
 
+#include "nccnet/notes.h"
+#include "platform/hdb/row_codec.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <string_view>
@@ -110,11 +113,42 @@ bool MergeListRow(const RowKey& key, const std::optional<Row>& before,
   return true;
 }
 
+// Key by key.
+bool MergeNotes(const RowKey& key, const std::optional<Row>& before,
+                const std::optional<Row>& after, std::optional<Row>& now) {
+  const auto notes = [](const std::optional<Row>& row) {
+    return row ? DecodeNotes(row->body) : Notes();
+  };
+  const auto find = [](const Notes& all, const std::string& name) {
+    const auto found = all.find(name);
+    return found != all.end() ? std::optional(found->second) : std::nullopt;
+  };
+  const Notes old = notes(before);
+  const Notes next = notes(after);
+  Notes merged = notes(now);
+  Notes all = old;
+  all.insert(next.begin(), next.end());
+  for (const auto& [name, any] : all) {
+    const std::optional<std::string> texts[] = {find(old, name), find(next, name),
+                                                find(merged, name)};
+    const std::optional<std::string>* const text = Merged(texts[0], texts[1], texts[2]);
+    if (text == nullptr) return false;
+    merged.erase(name);
+    if (*text) merged.emplace(name, **text);
+  }
+  if (merged.size() > kMaxNotes) return false;
+  now.reset();
+  if (merged.empty()) return true;
+  EncodeNotes(now.emplace(Row{key, 0, {}, {}, {}}).body, merged);
+  return true;
+}
+
 }  // namespace
 
 bool TakeBackRow(const RowKey& key, const std::optional<Row>& before,
                  const std::optional<Row>& after, std::optional<Row>& now, const MergeData& merge) {
   if (key.kind == RowKind::kChunk) return MergeListRow(key, before, after, now);
+  if (key.kind == RowKind::kNote) return MergeNotes(key, before, after, now);
   // One that went to another kind of object has nothing in common with what it was.
   const bool is_same =
       before && after && now && before->type == after->type && now->type == after->type;

@@ -16,7 +16,7 @@ using MergeData =
                                              const std::string& after, const std::string& now)>;
 
 // The same for a row, nothing standing for none. Elements of lists are told apart by their
-// positions. False when later steps have changed the same; `now` stays then.
+// positions, notes by their keys. False when later steps have changed the same; `now` stays then.
 bool TakeBackRow(const RowKey& key, const std::optional<Row>& before,
                  const std::optional<Row>& after, std::optional<Row>& now, const MergeData& merge);
 

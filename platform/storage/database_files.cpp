@@ -140,8 +140,11 @@ void CheckDataHead(const std::string& file, std::string_view head) {
                        std::to_string(kFormatVersion));
   }
   if (version != kFormatVersion) {
-    throw StorageError("database is damaged: unknown format " + std::to_string(version) + " in " +
-                       file);
+    throw StorageError(file + " has format " + std::to_string(version) +
+                       " of an older version of this program, which knows format " +
+                       std::to_string(kFormatVersion) +
+                       " alone: write a description with that version, and make the database anew "
+                       "from it");
   }
 }
 

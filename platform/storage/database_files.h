@@ -43,7 +43,7 @@ void CheckLength(const std::string& file);
 
 // The marks that InspectDataFile looks for in the head of a data file.
 constexpr std::uint32_t kApplicationId = 0x4E434344;
-constexpr std::uint32_t kFormatVersion = 2;
+constexpr std::uint32_t kFormatVersion = 3;
 // How many bytes the head has.
 constexpr std::size_t kDataHeadSize = 100;
 

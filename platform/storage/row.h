@@ -1,5 +1,6 @@
 // The unit of storage: what an engine keeps, loads and commits. A row is one object, one chunk of
-// an ordered list, or one definition; which of them it is and whose stands in its key.
+// an ordered list, the notes of an object, or one definition; which of them it is and whose stands
+// in its key.
 #pragma once
 
 #include "platform/storage/history.h"
@@ -13,11 +14,12 @@
 namespace ncc {
 
 // Which part of the database a row holds. The order is the order of loading: definitions, then
-// objects, then the lists that name them.
+// objects, then the lists that name them and the notes about them.
 enum class RowKind : std::uint8_t {
   kDefinition = 0,  // an index, a space, or the parent link: number = ordinal of the definition
   kObject = 1,      // an object and the beginnings of its lists: number = the object's number
   kChunk = 2,       // 64 further positions of one ordered list of an object
+  kNote = 3,        // the notes of an object: number = the object's number
 };
 
 // Key of a row. Total order: kind, number, list, chunk.

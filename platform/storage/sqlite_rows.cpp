@@ -27,7 +27,9 @@ constexpr std::array kTables = {
     "INTEGER)",
     "CREATE TABLE object(id INTEGER PRIMARY KEY, type INTEGER, name TEXT, data BLOB, lists TEXT, "
     "sum INTEGER)",
-    "CREATE TABLE page(key INTEGER PRIMARY KEY, body TEXT, sum INTEGER)", kHistoryTable};
+    "CREATE TABLE page(key INTEGER PRIMARY KEY, body TEXT, sum INTEGER)",
+    "CREATE TABLE note(id INTEGER PRIMARY KEY, body TEXT, sum INTEGER)",
+    kHistoryTable};
 
 // An element of an id list is a number, or [space, number] outside the usual space.
 constexpr std::array kViews = {
@@ -77,6 +79,7 @@ std::int64_t TableKey(const RowKey& key) {
 std::string DescribeRow(RowKind kind, std::int64_t table_key) {
   if (kind == RowKind::kDefinition) return "definition " + std::to_string(table_key);
   if (kind == RowKind::kObject) return "object " + std::to_string(table_key);
+  if (kind == RowKind::kNote) return "the notes of object " + std::to_string(table_key);
   return "page " + std::to_string(table_key) + " (list " +
          std::to_string(table_key >> kChunkBits & kMaxList) + " of object " +
          std::to_string(table_key >> (kListBits + kChunkBits)) + ")";
@@ -133,7 +136,7 @@ bool FitsKey(RowKind kind, std::int64_t table_key) {
 
 // The columns behind the key and the sum; gives the type as it stands there.
 std::int64_t TakeColumns(const Statement& from, RowView& row) {
-  if (row.key.kind == RowKind::kChunk) {
+  if (row.key.kind == RowKind::kChunk || row.key.kind == RowKind::kNote) {
     row.body = from.Bytes(2);
     return 0;
   }
@@ -235,6 +238,7 @@ StoredState ReadRows(const Connection& db, const std::function<void(const RowVie
   ReadTable(db, RowKind::kObject, "SELECT id, sum, type, name, data, lists FROM object ORDER BY id",
             found, row);
   ReadTable(db, RowKind::kChunk, "SELECT key, sum, body FROM page ORDER BY key", found, row);
+  ReadTable(db, RowKind::kNote, "SELECT id, sum, body FROM note ORDER BY id", found, row);
   CheckTotals(found, state.totals);
   return state;
 }
@@ -271,9 +275,13 @@ RowWriter::RowWriter(const Connection& db)
       put_page_(
           db,
           "INSERT INTO page VALUES(?1, ?2, ?3) ON CONFLICT(key) DO UPDATE SET body = ?2, sum = ?3"),
+      put_note_(
+          db,
+          "INSERT INTO note VALUES(?1, ?2, ?3) ON CONFLICT(id) DO UPDATE SET body = ?2, sum = ?3"),
       remove_definition_(db, "DELETE FROM definition WHERE id = ?1"),
       remove_object_(db, "DELETE FROM object WHERE id = ?1"),
       remove_page_(db, "DELETE FROM page WHERE key = ?1"),
+      remove_note_(db, "DELETE FROM note WHERE id = ?1"),
       put_meta_(db, kPutMeta),
       history_(db) {}
 
@@ -287,8 +295,9 @@ void RowWriter::Write(const RowChange& change) {
 
 void RowWriter::Put(const Row& row, std::int64_t sum) {
   const std::int64_t key = TableKey(row.key);
-  if (row.key.kind == RowKind::kChunk) {
-    put_page_.Bind(1, key).BindText(2, row.body).Bind(3, sum).Run();
+  if (row.key.kind == RowKind::kChunk || row.key.kind == RowKind::kNote) {
+    Statement& put = row.key.kind == RowKind::kChunk ? put_page_ : put_note_;
+    put.Bind(1, key).BindText(2, row.body).Bind(3, sum).Run();
     return;
   }
   if (row.key.kind == RowKind::kObject) {
@@ -308,6 +317,7 @@ void RowWriter::Put(const Row& row, std::int64_t sum) {
 void RowWriter::Remove(const RowKey& key) {
   Statement& statement = key.kind == RowKind::kDefinition ? remove_definition_
                          : key.kind == RowKind::kObject   ? remove_object_
+                         : key.kind == RowKind::kNote     ? remove_note_
                                                           : remove_page_;
   statement.Bind(1, TableKey(key)).Run();
 }

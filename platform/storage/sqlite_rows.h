@@ -13,6 +13,8 @@
 //   page(key, body, sum)                    any other chunk of a list: 64 positions as JSON, null
 //                                           for a removed one; key = owner << 29 | list << 26 |
 //                                           chunk
+//   note(id, body, sum)                     the notes of an object: one JSON object of texts by
+//   keys
 //
 //   history(revision, ..., sum)             the commits; see history_rows.h
 //
@@ -70,9 +72,11 @@ class RowWriter {
   Statement put_definition_;
   Statement put_object_;
   Statement put_page_;
+  Statement put_note_;
   Statement remove_definition_;
   Statement remove_object_;
   Statement remove_page_;
+  Statement remove_note_;
   Statement put_meta_;
   HistoryWriter history_;
   std::uint64_t first_entry_ = 0;  // no older one is there; 0 while that is not known

@@ -43,6 +43,7 @@ struct ListedChanges final : ncc::ChangeSet {
 inline ncc::RowKey HistoryKey(std::uint32_t n) {
   if (n % 4 == 0) return {ncc::RowKind::kDefinition, n, 0, 0};
   if (n % 4 == 1) return {ncc::RowKind::kObject, n, 0, 0};
+  if (n % 8 == 2) return {ncc::RowKind::kNote, n, 0, 0};
   return {ncc::RowKind::kChunk, n, static_cast<std::uint8_t>(n % 8), n * 7};
 }
 
@@ -52,7 +53,7 @@ inline ListedChanges HistoryRowChanges(std::uint64_t revision) {
   for (std::uint32_t i = 0; i < 5; ++i) {
     ncc::Row row;
     row.key = HistoryKey(static_cast<std::uint32_t>((revision * 11 + i * 17) % 48));
-    const bool chunk = row.key.kind == ncc::RowKind::kChunk;
+    const bool chunk = row.key.kind >= ncc::RowKind::kChunk;
     row.type = chunk ? 0 : i + 1;
     if (!chunk) row.name = "row of " + std::to_string(revision);
     row.body.assign(200 + (revision * 37 + i) % 900, static_cast<char>('a' + revision % 26));
