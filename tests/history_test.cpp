@@ -180,6 +180,51 @@ TEST(History, TakesBackWhatLaterUnitsHaveLeftAlone) {
   EXPECT_EQ(FindFaults(net), "");
 }
 
+// Notes are told apart by their keys, and never stay without their object.
+TEST(History, TakesNotesBackOneByOne) {
+  SampleNet sample;
+  CNCCNet& net = sample.Net();
+  const auto set = [&](const char* key, const char* value) {
+    EXPECT_TRUE(SetNote(net, 77, key, value)) << net.LastError();
+    return net.GetRevision();
+  };
+  const auto notes = [&] {
+    std::string text;
+    std::list<CNote> list;
+    ListNotes(net, 77, list);
+    for (const CNote& note : list) text += note.key + "=" + note.value + " ";
+    return text;
+  };
+  ASSERT_NE(CreateABAs(net, 77, "noted"), 0U);
+  const auto created = net.GetRevision();
+  const auto first = set("k", "v");
+  const auto second = set("other", "text");
+  const auto third = set("k", "w");
+  Revisions in_the_way;
+  EXPECT_FALSE(net.Undo({first}, in_the_way));
+  EXPECT_EQ(in_the_way, (Revisions{second, third})) << "the one row of notes";
+  EXPECT_TRUE(net.Undo(second)) << net.LastError();
+  EXPECT_EQ(notes(), "k=w ");
+  EXPECT_TRUE(net.Undo({third, first}, in_the_way)) << net.LastError();
+  EXPECT_EQ(notes(), "");
+
+  const auto set_again = set("k", "v");
+  EXPECT_FALSE(net.Undo({created}, in_the_way));
+  EXPECT_EQ(in_the_way.back(), set_again);
+  ASSERT_TRUE(RemoveNote(net, 77, "k"));
+  const auto removed = net.GetRevision();
+  for (std::size_t i = 0; i < kMaxNotes; ++i) set(std::to_string(i).c_str(), "v");
+  EXPECT_FALSE(net.Undo({removed}, in_the_way)) << "an object has no more notes than that";
+  EXPECT_EQ(in_the_way.size(), kMaxNotes);
+  ASSERT_TRUE(net.DeleteAB("noted"));
+  const auto deleted = net.GetRevision();
+  EXPECT_FALSE(net.Undo({removed}, in_the_way));
+  EXPECT_EQ(in_the_way, Revisions{deleted});
+  EXPECT_TRUE(net.Undo(deleted)) << net.LastError();
+  EXPECT_EQ(notes().substr(0, 4), "0=v ");
+  EXPECT_EQ(FindFaults(net), "");
+}
+
 TEST(History, TellsWhoDidWhatAndIsCutWhole) {
   SampleNet sample;
   CNCCNet& net = sample.Net();

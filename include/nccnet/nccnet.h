@@ -45,6 +45,7 @@
 #include "nccnet/import_container.h"
 #include "nccnet/import_net.h"
 #include "nccnet/netdb.h"
+#include "nccnet/notes.h"
 #include "nccnet/records.h"
 #include "nccnet/stamp_provider.h"
 #include "nccnet/text.h"

@@ -29,8 +29,7 @@ std::string Model::Node::Image() const {
 bool Model::CanBe(const Wish& as) {
   if (!as) return true;
   const unsigned long id = as->id;
-  const bool is_taken = FindNode(id) || FindAB(id) || FindDep(id) || FindNGrp(id);
-  return id != 0 && id <= kMaxIdentifier && as->number <= 0xFFFFFFFF && !is_taken;
+  return id != 0 && id <= kMaxIdentifier && as->number <= 0xFFFFFFFF && FindAny(id) == nullptr;
 }
 
 unsigned long Model::AddServer(const std::string& name, std::uint32_t flags, std::uint16_t value,
@@ -116,6 +115,17 @@ bool Model::DeleteAP(Server* server, const std::string& name) {
   return true;
 }
 
+bool Model::SetNote(Object* object, const std::string& key, const std::string& value) {
+  if (object == nullptr || key.size() == Step::kNullName || value.size() == Step::kNullName)
+    return false;
+  object->notes[key] = value;
+  return true;
+}
+
+bool Model::RemoveNote(Object* object, const std::string& key) {
+  return object != nullptr && object->notes.erase(key) != 0;
+}
+
 bool Model::Register(Node* node, std::uint32_t flags, std::uint8_t settings) {
   if (node == nullptr) return false;
   node->flags = flags;
@@ -143,4 +153,11 @@ Model::Node* Model::FindAP(unsigned long id) {
 Model::Node* Model::FindNode(unsigned long id) {
   Server* const server = FindServer(id);
   return server != nullptr ? server : FindAP(id);
+}
+
+Model::Object* Model::FindAny(unsigned long id) {
+  if (Object* const node = FindNode(id)) return node;
+  if (Object* const user = FindAB(id)) return user;
+  if (Object* const dep = FindDep(id)) return dep;
+  return FindNGrp(id);
 }

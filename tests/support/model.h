@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <list>
+#include <map>
 #include <optional>
 #include <random>
 #include <string>
@@ -20,7 +21,8 @@ class Model {
     std::string name_field;  // all 52 bytes: a rename leaves those behind its zero
     std::uint32_t id = 0;
     std::uint8_t type = 0;
-    Numbers groups;           // node groups with this node or Dep
+    Numbers groups;  // node groups with this node or Dep
+    std::map<std::string, std::string> notes;
     unsigned long added = 0;  // users, Deps and groups: the how manieth of all
 
     std::string Head() const;
@@ -91,6 +93,7 @@ class Model {
   Dep* FindDep(unsigned long id);
   Group* FindNGrp(const std::string& name);
   Group* FindNGrp(unsigned long id);
+  Object* FindAny(unsigned long id);
 
   unsigned long AddServer(const std::string& name, std::uint32_t flags, std::uint16_t value,
                           const Wish& as = {});
@@ -103,6 +106,8 @@ class Model {
   bool ModifyAP(Node* ap, const std::string& name);
   bool ChangeSrv(Node* ap, Server* server);
   bool DeleteAP(Server* server, const std::string& name);
+  bool SetNote(Object* object, const std::string& key, const std::string& value);
+  bool RemoveNote(Object* object, const std::string& key);
   bool Register(Node* node, std::uint32_t flags, std::uint8_t settings);
 
   unsigned long CreateAB(const std::string& name, const Wish& as = {});

@@ -44,6 +44,14 @@ std::string Model::Describe() const {
       text += DescribeList("  groups", ap.groups);
     }
   }
+  std::map<unsigned long, std::string> notes;
+  for (const char kind : {'N', 'U', 'D', 'G'}) {
+    for (const Object* each : Objects(kind)) {
+      for (const auto& [key, value] : each->notes)
+        notes[each->id] += DescribeNote(each->id, key, value);
+    }
+  }
+  for (const auto& [id, lines] : notes) text += lines;
   for (const char kind : {'U', 'D', 'G'}) {
     auto objects = Objects(kind);
     std::sort(objects.begin(), objects.end(),

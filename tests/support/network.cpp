@@ -112,6 +112,10 @@ std::string DescribeList(const char* title, const Numbers& ids) {
   return text + "\n";
 }
 
+std::string DescribeNote(unsigned long id, const std::string& key, const std::string& value) {
+  return "note of " + std::to_string(id) + " " + key + ": " + value + "\n";
+}
+
 std::string DescribeItem(std::uint8_t kind, const TDBObjId& object, const std::string& name) {
   return " item " + std::to_string(kind) + " of " + std::to_string(object.space) + " " +
          std::to_string(object.number) + " " + name + "\n";
@@ -131,6 +135,13 @@ std::string Describe(CNCCNet& net) {
       text += DescribeList("  groups", GroupsOfNode(net, ap.id));
     }
   }
+  std::list<unsigned long> noted;
+  std::list<CNote> notes;
+  ListNoted(net, noted);
+  for (const unsigned long id : noted) {
+    ListNotes(net, id, notes);
+    for (const CNote& note : notes) text += DescribeNote(id, note.key, note.value);
+  }
   for (const std::uint8_t type : {kTypeAB, kTypeDep, kTypeNGrp})
     text += DescribeList("added", ListByAdding(net, type));
   return text + DescribePeople(net) + DescribeLoose(net);
@@ -144,6 +155,7 @@ void BuildSample(CNCCNet& net) {
   ASSERT_EQ(net.AddAP("A", "a1", 0x1), 4U);
   ASSERT_EQ(net.AddAP("A", "a2", 0x4), 5U);
   ASSERT_EQ(net.AddAP("B", "b1", 0x44), 6U);
+  ASSERT_TRUE(SetNote(net, 5, "k", "text"));
 }
 
 void BuildPeople(CNCCNet& net) {

@@ -25,6 +25,7 @@ std::string DescribePreferences(const CNetPref& preferences);
 std::string DescribeNode(const std::string& image, unsigned long found_by_name, unsigned long type,
                          unsigned long server);
 std::string DescribeList(const char* title, const std::vector<unsigned long>& ids);
+std::string DescribeNote(unsigned long id, const std::string& key, const std::string& value);
 std::string DescribeItem(std::uint8_t kind, const TDBObjId& object, const std::string& name);
 
 // Servers A, B, C (1, 2, 3; links A-B, A-C); APs a1, a2 under A (4, 5), b1 under B (6).

@@ -155,7 +155,12 @@ const std::vector<std::string>& OutputApAddresses() {
   return addresses;
 }
 
-void BuildOutputNetwork(CNCCNet& net) { Play("outputs.txt", NetworkCommands(net), "network"); }
+void BuildOutputNetwork(CNCCNet& net) {
+  Play("outputs.txt", NetworkCommands(net), "network");
+  for (unsigned long id = 9; id <= 0x1C; ++id) {  // no file shows them
+    EXPECT_TRUE(net.GetType(id) == kTypeNone || SetNote(net, id, "comment", "seen by none"));
+  }
+}
 
 OutputTest::OutputTest() {
   ::unsetenv("NCCNET_STAMP_KEY");

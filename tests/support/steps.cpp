@@ -36,6 +36,11 @@ unsigned long LinkDeps(CNCCNet& net, const Step& s) {
 }
 
 CColId Collective(const Step& s) { return {s.flags, s.byte}; }
+// Few, so that they repeat.
+std::string KeyOfNote(const Step& s) {
+  const bool is_null = Arg(s.name) == nullptr;
+  return is_null ? s.name : std::string(1, static_cast<char>('k' + s.byte % 3));
+}
 CIdentity Chosen(const Step& s) { return {s.id, s.byte % 4U == 0 ? s.flags : 0U}; }
 
 #define NET(expression) \
@@ -89,6 +94,10 @@ const Action kActions[] = {
      MODEL(m.DeleteAP(m.FindServer(s.id), s.name))},
     {"DeleteAP names", 3, "..SA", NET(n.DeleteAP(NAME, OTHER_NAME)),
      MODEL(m.DeleteAP(m.FindServer(s.name), s.other_name))},
+    {"SetNote", 4, "N...", NET(SetNote(n, s.id, Arg(KeyOfNote(s)), OTHER_NAME)),
+     MODEL(m.SetNote(m.FindAny(s.id), KeyOfNote(s), s.other_name))},
+    {"RemoveNote", 4, "N...", NET(RemoveNote(n, s.id, Arg(KeyOfNote(s)))),
+     MODEL(m.RemoveNote(m.FindAny(s.id), KeyOfNote(s)))},
     {"RegAPP", 2, "N...", NET(n.RegAPP(s.id, s.flags, s.byte)),
      MODEL(m.Register(m.FindNode(s.id), s.flags, s.byte))},
     {"RegSrv", 2, "S...", NET(n.RegSrv(s.id, s.flags, s.byte)),
