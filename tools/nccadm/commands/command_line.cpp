@@ -330,6 +330,7 @@ void AddAllCommands(CommandLine& line) {
   AddGroupCommands(line);
   AddApplicationCommands(line);
   AddViewCommands(line);
+  AddNoteCommand(line);
   AddCheckCommand(line);
   AddExplainCommand(line);
   AddDescriptionCommands(line);

@@ -76,7 +76,8 @@ int FindObjects(Session& session, const std::string& text) {
   std::vector<Object> objects = AllObjects(view);
   std::erase_if(objects, [&](const Object& object) {
     const bool named = bytes && MatchesPattern(pattern, FoldForSearch(object.name));
-    return !named && !IsNumberOf(view, object.id, text);
+    if (named || IsNumberOf(view, object.id, text)) return false;
+    return !MatchesNotes(view.NotesOf(object.id), text);
   });
   ObjectWriter(session).ShowMixed(objects, "matches", "There are no such objects.");
   return objects.empty() ? kExitFailed : kExitDone;
@@ -116,9 +117,9 @@ void AddViewCommands(CommandLine& line) {
   auto text = std::make_shared<std::string>();
   CLI::App& find = line.AddCommand(
       line.Root(), "find",
-      "Find objects by a part of the name, a pattern with * and ?, an id or an address; "
-      "exit code 1 when there is none",
-      "find ivan\nfind 'North*'\nfind id:12\nfind 001A000C", text, FindObjects);
+      "Find objects by a part of the name or of a note, a pattern with * and ?, a tag, an id or an "
+      "address; exit code 1 when there is none",
+      "find ivan\nfind 'North*'\nfind tag:core\nfind id:12\nfind 001A000C", text, FindObjects);
   find.add_option("TEXT", *text, "What to look for")->required();
 
   CLI::App& show = line.AddCommand(line.Root(), "show",

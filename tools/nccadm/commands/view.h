@@ -19,7 +19,8 @@ struct TreeArguments {
 void AddTreeOptions(CLI::App& command, TreeArguments& arguments);
 int ShowTree(Session& session, const TreeArguments& arguments);
 
-// Objects by a part of the name, a pattern, an id or an address; kExitFailed when there is none.
+// Objects by a part of the name or of a note, a pattern, a tag, an id or an address; kExitFailed
+// when there is none.
 int FindObjects(Session& session, const std::string& text);
 
 // One object of whichever kind. Throws Failure when none or several are meant.

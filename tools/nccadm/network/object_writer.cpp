@@ -146,6 +146,8 @@ Json ObjectWriter::JsonOf(const Object& object) {
     json["nodes"] = LinksJson(view_.Related(Relation::kNodesOfGroup, id));
     json["deps"] = LinksJson(view_.Related(Relation::kDepsOfGroup, id));
   }
+  const Notes notes = view_.NotesOf(id);
+  if (!notes.empty()) json["notes"] = notes;
   return json;
 }
 
@@ -210,6 +212,9 @@ void ObjectWriter::Show(const Object& object) {
   field("kind", WordOf(object.kind));
   field("id", fmt::format("id:{}", object.id));
   field("address", view_.AddressOf(object.id));
+  for (const auto& [key, value] : view_.NotesOf(object.id)) {
+    field("note", Printable(fmt::format("{}: {}", key, value)));
+  }
   if (object.IsNode()) {
     field("number", std::to_string(object.number));
     field("applications", object.flags == 0 ? "none" : ApplicationsOf(object));

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "nccnet/netdb.h"
+#include "network/notes.h"
 #include "network/object.h"
 
 namespace ncc::tool {
@@ -40,6 +41,8 @@ class View {
   virtual std::optional<Object> ById(Kind kind, std::uint32_t id) = 0;
   virtual std::vector<Object> Related(Relation relation, std::uint32_t id) = 0;
   virtual std::vector<Membership> MembershipsOf(std::uint32_t user) = 0;
+  // Only the own network has any.
+  virtual Notes NotesOf(std::uint32_t) { return {}; }
 
   std::vector<Object> ServersAndAps();
   std::optional<Object> NodeById(std::uint32_t id);  // a server or an AP
@@ -57,6 +60,7 @@ class OwnView : public View {
   std::optional<Object> ById(Kind kind, std::uint32_t id) override;
   std::vector<Object> Related(Relation relation, std::uint32_t id) override;
   std::vector<Membership> MembershipsOf(std::uint32_t user) override;
+  Notes NotesOf(std::uint32_t id) override { return tool::NotesOf(net_, id); }
 
  private:
   CNCCNet& net_;

@@ -62,6 +62,7 @@ class Taking {
       }
     }
     if (object->kind == Kind::kUser) state.memberships = view_.MembershipsOf(id);
+    state.notes = view_.NotesOf(id);
     for (const std::uint32_t other :
          {object->server_id, object->primary_dep, object->primary_node, object->group}) {
       Name(other);
@@ -149,6 +150,7 @@ class Comparison {
     for (std::size_t tie = 0; tie < kTies; ++tie)
       CompareTies(id, static_cast<Tie>(tie), from.ties[tie], now->ties[tie]);
     CompareMemberships(id, from.memberships, now->memberships);
+    for (Detail& detail : DetailsOfNotes(from.notes, now->notes)) Add(id, std::move(detail));
   }
 
   void CompareEntries(std::uint32_t id, const Object* old, const Object& now) {
@@ -283,6 +285,23 @@ class Comparison {
 };
 
 }  // namespace
+
+std::vector<Detail> DetailsOfNotes(const Notes& before, const Notes& after) {
+  std::vector<Detail> details;
+  const auto field = [](const std::string& key) { return fmt::format("note {}", key); };
+  for (const auto& [key, value] : after) {
+    const auto old = before.find(key);
+    if (old == before.end()) {
+      details.push_back({'+', field(key), {}, value, true});
+    } else if (old->second != value) {
+      details.push_back({'~', field(key), old->second, value, true});
+    }
+  }
+  for (const auto& [key, value] : before) {
+    if (!after.contains(key)) details.push_back({'-', field(key), value, {}, true});
+  }
+  return details;
+}
 
 State TakeState(CNCCNet& net, const std::vector<std::uint32_t>& ids) {
   State state;

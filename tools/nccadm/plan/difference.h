@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "network/applications.h"
+#include "network/notes.h"
 #include "network/preferences.h"
 #include "network/view.h"
 #include "plan/plan.h"
@@ -25,6 +26,7 @@ struct ObjectState {
   Object entry;
   std::array<std::vector<std::uint32_t>, kTies> ties;  // ids, in order
   std::vector<Membership> memberships;
+  Notes notes;
 };
 
 // Some objects of a network.
@@ -40,5 +42,7 @@ State TakeState(CNCCNet& net, const std::vector<std::uint32_t>& ids);
 // The changes of the objects that either state holds, in the order of plans.
 std::vector<Change> Compare(const State& before, const State& after,
                             const Applications& applications);
+// What becomes of the notes of one of them.
+std::vector<Detail> DetailsOfNotes(const Notes& before, const Notes& after);
 
 }  // namespace ncc::tool

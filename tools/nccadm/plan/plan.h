@@ -83,7 +83,7 @@ struct Detail {
   std::string field;
   std::string from;
   std::string to;
-  bool are_names = false;  // of one object each; empty for none
+  bool are_quoted = false;  // names of one object each, empty for none, or texts of people
 };
 
 struct Change {

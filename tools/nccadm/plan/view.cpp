@@ -23,7 +23,7 @@ Style StyleOf(char sign) {
 
 std::string TextOf(const Detail& detail) {
   const auto quote = [&detail](const std::string& text) {
-    if (!detail.are_names) return text;
+    if (!detail.are_quoted) return text;
     return text.empty() ? "none" : fmt::format("\"{}\"", text);
   };
   if (detail.sign == '+') return fmt::format("{} {}", detail.field, quote(detail.to));
@@ -33,7 +33,7 @@ std::string TextOf(const Detail& detail) {
 
 Json JsonOf(const Detail& detail) {
   const auto value = [&detail](const std::string& text) {
-    return detail.are_names && text.empty() ? Json(nullptr) : Json(text);
+    return detail.are_quoted && text.empty() ? Json(nullptr) : Json(text);
   };
   Json json = {{"action", ActionOf(detail.sign)}, {"field", detail.field}};
   if (detail.sign != '+') json["from"] = value(detail.from);
