@@ -18,6 +18,8 @@ def some(choice, names):
 def with_id(choice, name, ids, more=""):
     """An object that may have an id of its own, in no order with those of the others."""
     own = f", id: {ids.pop()}" if ids and choice.random() < 0.5 else ""
+    if choice.random() < 0.4:
+        own += f", notes: {{comment: {choice.randrange(3)}, tags: [{choice.randrange(3)}, core]}}"
     return f"{{name: {name}{own}{more}}}"
 
 

@@ -130,6 +130,8 @@ class Describer {
 
   void DescribeHead(const Object& entry, ObjectDescription& object) const {
     object.name = entry.name;
+    const auto notes = network_.notes.find(entry.id);
+    if (notes != network_.notes.end()) object.notes = notes->second;
     if (!with_ids_) return;
     object.id = entry.id;
     if (entry.number != 0) object.number = entry.number;

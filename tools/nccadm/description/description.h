@@ -12,6 +12,7 @@
 #include "description/yaml_tree.h"
 #include "network/applications.h"
 #include "network/network.h"
+#include "network/notes.h"
 
 namespace ncc::tool {
 
@@ -30,6 +31,7 @@ struct ObjectDescription : NamePlace {
   Place id_place;
   std::optional<std::uint32_t> number;  // of a server, an AP or a node group
   Place number_place;
+  std::optional<Notes> notes;  // all that it has
 };
 
 // What a description leaves out it leaves as it is in the database.

@@ -6,6 +6,7 @@
 
 #include "console/nearest.h"
 #include "nccnet/identity.h"
+#include "nccnet/notes.h"
 
 namespace ncc::tool {
 namespace {
@@ -91,13 +92,48 @@ void FieldReader::ReadObject(const YamlNode& node, const char* what, ObjectDescr
     object.id_place = n.place;
     ReadId(n, object.id);
   };
+  const auto notes = [&](const YamlNode& n) { ReadNotes(n, object.notes); };
   fields.insert(fields.begin(), {{"name", name}, {"id", id}});
+  fields.push_back({"notes", notes});
   ReadMap(node, fields);
   if (!has_name) Complain(node.place, fmt::format("the {} has no name", what));
   if (is_named) CheckUnique(object, what);
   if (object.number && object.id_place.line == 0) {
     Complain(object.number_place, "a number is only given beside an id");
   }
+}
+
+void FieldReader::ReadNotes(const YamlNode& node, std::optional<Notes>& notes) {
+  notes.emplace();
+  if (node.kind == Form::kNull || !Expect(node, Form::kMap, "notes")) return;
+  for (std::size_t i = 0; i < node.keys.size(); ++i) {
+    const YamlNode& key = node.keys[i];
+    if (!Expect(key, Form::kScalar, "the key of a note")) continue;
+    const auto value = ReadNote(key.text, node.items[i]);
+    if (value && !notes->emplace(key.text, *value).second) {
+      Complain(key.place, fmt::format("the note \"{}\" is given twice", key.text));
+    }
+  }
+  if (notes->size() > kMaxNotes) {
+    Complain(node.place, fmt::format("an object has at most {} notes", kMaxNotes));
+  }
+}
+
+// Tags may be a list.
+std::optional<std::string> FieldReader::ReadNote(const std::string& key, const YamlNode& node) {
+  std::string value = node.text;
+  if (key == "tags" && node.kind == Form::kSequence) {
+    for (const YamlNode& tag : node.items) {
+      if (!Expect(tag, Form::kScalar, "a tag")) return std::nullopt;
+      value.append(value.empty() ? "" : ",").append(tag.text);
+    }
+  } else if (!Expect(node, Form::kScalar, fmt::format("the note \"{}\"", key))) {
+    return std::nullopt;
+  }
+  const std::string fault = FaultOfNote(key, value);
+  if (fault.empty()) return value;
+  Complain(node.place, fault);
+  return std::nullopt;
 }
 
 Field FieldReader::NumberField(ObjectDescription& object) {

@@ -65,6 +65,8 @@ class FieldReader {
 
  private:
   void ComplainAboutKey(const YamlNode& key, const std::vector<Field>& fields);
+  void ReadNotes(const YamlNode& node, std::optional<Notes>& notes);
+  std::optional<std::string> ReadNote(const std::string& key, const YamlNode& node);
   bool ReadId(const YamlNode& node, std::optional<std::uint32_t>& id);
   void CheckUnique(const ObjectDescription& object, const char* what);
 

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <fmt/format.h>
 
 #include "console/text.h"
@@ -56,11 +58,36 @@ class Writer {
     WriteName(object.name);
     WriteField("id", object.id);
     WriteField("number", object.number);
+    if (object.notes) WriteNotes(*object.notes);
+  }
+
+  void WriteNotes(const Notes& notes) {
+    out_.Key("notes");
+    out_.BeginMap(Form::kFlow);
+    for (const auto& [key, value] : notes) {
+      out_.TextKey(key);
+      if (key == "tags") {
+        WriteTags(value);
+      } else {
+        out_.Text(value);
+      }
+    }
+    out_.End();
+  }
+
+  void WriteTags(std::string_view tags) {
+    out_.BeginSequence(Form::kFlow);
+    while (!tags.empty()) {
+      const std::string_view tag = tags.substr(0, tags.find(','));
+      out_.Text(tag);
+      tags.remove_prefix(std::min(tag.size() + 1, tags.size()));
+    }
+    out_.End();
   }
 
   // One without anything else.
   void WriteBare(const ObjectDescription& object) {
-    if (!object.id) return WriteName(object.name);
+    if (!object.id && !object.notes) return WriteName(object.name);
     out_.BeginMap(Form::kFlow);
     WriteHead(object);
     out_.End();

@@ -30,6 +30,22 @@ bool IsPlain(std::string_view utf8) {
          std::all_of(folded.begin(), folded.end(), is_plain);
 }
 
+// The text as it can stand in a document.
+std::string Plain(std::string_view utf8) {
+  if (IsPlain(utf8)) return std::string(utf8);
+  std::string quoted = "\"";
+  for (std::size_t i = 0; i < utf8.size(); ++i) {
+    if (utf8.substr(i, kHardBlank.size()) == kHardBlank) {
+      quoted += "\\xa0";
+      ++i;
+      continue;
+    }
+    if (utf8[i] == '"' || utf8[i] == '\\') quoted += '\\';
+    quoted += utf8[i];
+  }
+  return quoted += '"';
+}
+
 }  // namespace
 
 void YamlWriter::BeginItem() {
@@ -81,20 +97,8 @@ void YamlWriter::Word(std::string_view word) {
   out_ += word;
 }
 
-void YamlWriter::Text(std::string_view utf8) {
-  if (IsPlain(utf8)) return Word(utf8);
-  std::string quoted = "\"";
-  for (std::size_t i = 0; i < utf8.size(); ++i) {
-    if (utf8.substr(i, kHardBlank.size()) == kHardBlank) {
-      quoted += "\\xa0";
-      ++i;
-      continue;
-    }
-    if (utf8[i] == '"' || utf8[i] == '\\') quoted += '\\';
-    quoted += utf8[i];
-  }
-  Word(quoted += '"');
-}
+void YamlWriter::TextKey(std::string_view utf8) { Key(Plain(utf8)); }
+void YamlWriter::Text(std::string_view utf8) { Word(Plain(utf8)); }
 
 std::string YamlWriter::Finish() {
   out_ += '\n';

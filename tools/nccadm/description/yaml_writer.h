@@ -23,6 +23,7 @@ class YamlWriter {
   void Key(std::string_view key);
   void Word(std::string_view word);
   // Any text without control characters, in quotes where it is not plain.
+  void TextKey(std::string_view utf8);
   void Text(std::string_view utf8);
 
   // The document; the writer is empty then.

@@ -87,6 +87,7 @@ Network LoadWholeNetwork(CNCCNet& net) {
     user.entry = std::move(entry);
   }
   LoadGroups(net, view, network);
+  network.notes = AllNotes(net);
   return network;
 }
 

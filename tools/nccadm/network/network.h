@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "nccnet/netdb.h"
+#include "network/notes.h"
 #include "network/object.h"
 #include "network/preferences.h"
 
@@ -46,6 +47,7 @@ struct Network {
   std::vector<UserView> users;
   // The groups of the nodes that are in more than one.
   std::unordered_map<std::uint32_t, std::vector<std::uint32_t>> groups_of_nodes;
+  std::unordered_map<std::uint32_t, Notes> notes;  // of the objects that have any
 
   std::size_t ApCount() const;
 };

@@ -11,6 +11,7 @@
 #include "description/yaml_tree.h"
 #include "network/applications.h"
 #include "network/object.h"
+#include "plan/difference.h"
 
 namespace ncc::tool {
 namespace {
@@ -114,8 +115,10 @@ std::optional<PlanBuilder::Described> PlanBuilder::FindOrAdd(Item item,
   if (object.id) {
     const auto claimed = claimed_.find(*object.id);
     if (claimed == claimed_.end()) return std::nullopt;
-    PlanRename(claimed->second, object);
-    return Described{claimed->second, claimed->second >= kFirstNew};
+    const Ref ref = claimed->second;
+    PlanRename(ref, object);
+    if (ref < kFirstNew) PlanNotes(ref, object);
+    return Described{ref, ref >= kFirstNew};
   }
   Refs& refs = IndexOf(item)[FoldName(object.name)];
   if (refs.size() > 1) {
@@ -128,8 +131,10 @@ std::optional<PlanBuilder::Described> PlanBuilder::FindOrAdd(Item item,
     refs.push_back(next_new_++);
     objects_.emplace(refs.front(), Named{item, &object.name});
   }
-  described_.insert(refs.front());
-  return Described{refs.front(), is_new};
+  const Ref ref = refs.front();
+  described_.insert(ref);
+  if (ref < kFirstNew) PlanNotes(ref, object);
+  return Described{ref, is_new};
 }
 
 void PlanBuilder::ComplainSeveral(Item item, const NamePlace& name, const Refs& refs) {
@@ -278,6 +283,19 @@ void PlanBuilder::PlanNew(const ObjectDescription& object, Step step) {
   SetSign(ref, '+');
   if (object.id) AddDetail(ref, {'+', "id", {}, std::to_string(*object.id)});
   if (object.number) AddDetail(ref, {'+', "number", {}, std::to_string(*object.number)});
+  PlanNotes(ref, object);
+}
+
+void PlanBuilder::PlanNotes(Ref ref, const ObjectDescription& object) {
+  static const Notes kNone;
+  const auto known = network_.notes.find(static_cast<std::uint32_t>(ref < kFirstNew ? ref : 0));
+  const Notes& present = known != network_.notes.end() ? known->second : kNone;
+  if (!object.notes || *object.notes == present) return;
+  for (Detail& detail : DetailsOfNotes(present, *object.notes)) AddDetail(ref, std::move(detail));
+  Step step{Step::Kind::kNotes, objects_.at(ref).item, ref};
+  step.notes = *object.notes;
+  AddStep(Phase::kNotes, std::move(step));
+  noted_.insert(ref);
 }
 
 void PlanBuilder::PlanSurplus(Item item, std::uint32_t id) {

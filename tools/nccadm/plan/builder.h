@@ -20,7 +20,17 @@ namespace ncc::tool {
 using RefPair = std::pair<Ref, Ref>;
 using RefPairs = std::vector<RefPair>;
 
-enum class Phase { kSetAside, kRename, kObjects, kUnlink, kDelete, kLink, kPrimary, kMemberships };
+enum class Phase {
+  kSetAside,
+  kRename,
+  kObjects,
+  kUnlink,
+  kDelete,
+  kLink,
+  kPrimary,
+  kMemberships,
+  kNotes
+};
 
 class PlanBuilder {
  public:
@@ -42,7 +52,8 @@ class PlanBuilder {
   };
   std::optional<Described> FindOrAdd(Item item, const ObjectDescription& object);
   bool IsDescribed(Ref ref) const { return described_.contains(ref); }
-  bool IsRenamed(Ref ref) const { return old_names_.contains(ref); }
+  // Whether it gets another name or other notes.
+  bool IsRewritten(Ref ref) const { return IsRenamed(ref) || noted_.contains(ref); }
 
   // The object of either side that a name in the description means. What it cannot mean is
   // a problem.
@@ -101,7 +112,9 @@ class PlanBuilder {
   bool MayShareName(Item item, const ObjectDescription& object, Ref self, Ref other);
   void SetAside(Item item, Ref ref);
   void ReserveNumbers();
+  bool IsRenamed(Ref ref) const { return old_names_.contains(ref); }
   void PlanRename(Ref ref, const ObjectDescription& object);
+  void PlanNotes(Ref ref, const ObjectDescription& object);
 
   const Description& description_;
   const Network& network_;
@@ -116,8 +129,9 @@ class PlanBuilder {
   std::unordered_map<Ref, const std::string*> old_names_;
   std::array<Index, 5> old_index_;  // of what is renamed
   std::unordered_set<Ref> set_aside_;
+  std::unordered_set<Ref> noted_;
   bool reserves_ = false;  // numbers that the description gives from those that are counted
-  std::array<std::vector<Step>, 8> phases_;
+  std::array<std::vector<Step>, 9> phases_;
   Ref next_new_ = kFirstNew;
   Plan plan_;
 };

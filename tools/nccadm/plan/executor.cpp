@@ -55,6 +55,10 @@ class Executor {
       case Step::Kind::kRename:
         done = Rename(net_, ObjectOf(step, IdOf(step.object)), step.name);
         break;
+      case Step::Kind::kNotes:
+        SetNotes(session_, NarrowIdOf(step.object), step.notes);
+        done = true;
+        break;
       case Step::Kind::kSetAside:
         done = !RenameAside(session_, ObjectOf(step, IdOf(step.object))).empty();
         break;

@@ -15,9 +15,9 @@ namespace {
 constexpr const char* kMark = "nccadm_plan";
 constexpr int kForm = 2;
 
-constexpr std::array<const char*, 12> kStepKeys = {
-    "preferences", "add",         "set",     "move",        "delete", "link",
-    "unlink",      "clear_group", "primary", "memberships", "rename", "set_aside"};
+constexpr std::array<const char*, 13> kStepKeys = {
+    "preferences", "add",     "set",         "move",   "delete",    "link", "unlink",
+    "clear_group", "primary", "memberships", "rename", "set_aside", "notes"};
 
 // How one value is kept; reading and writing go through the same list of them.
 struct Saver {
@@ -64,6 +64,7 @@ Json JsonOf(const Step& step) {
   VisitStep(Saver{json}, step);
   if (!step.name.empty()) json["name"] = Utf8FromBytes(step.name);
   if (step.settings) json["settings"] = *step.settings;
+  if (!step.notes.empty()) json["notes"] = step.notes;
   for (const PlannedMembership& membership : step.memberships) {
     json["memberships"].push_back({membership.dep, membership.node, membership.kind});
   }
@@ -94,6 +95,7 @@ Step StepOf(const Json& json) {
     step.name = *bytes;
   }
   if (json.contains("settings")) step.settings = json.at("settings").get<std::uint8_t>();
+  if (json.contains("notes")) step.notes = json.at("notes").get<Notes>();
   if (!json.contains("memberships")) return step;
   for (const Json& membership : json.at("memberships")) {
     step.memberships.push_back({membership.at(0).get<Ref>(), membership.at(1).get<Ref>(),

@@ -101,7 +101,7 @@ class NodePlanner {
     }
     Tally& tally = builder_.Of(Item::kServer);
     const bool is_set = PlanSettings(Item::kServer, server, entry);
-    ++(is_set || builder_.IsRenamed(entry.id) ? tally.changed : tally.unchanged);
+    ++(is_set || builder_.IsRewritten(entry.id) ? tally.changed : tally.unchanged);
     return described->ref;
   }
 
@@ -134,7 +134,7 @@ class NodePlanner {
       builder_.AddDetail(entry.id, '~', "server", entry.server_id, server);
       ++tally.moved;
     }
-    const bool changed = PlanSettings(Item::kAp, ap, entry) || builder_.IsRenamed(entry.id);
+    const bool changed = PlanSettings(Item::kAp, ap, entry) || builder_.IsRewritten(entry.id);
     if (changed) ++tally.changed;
     if (!moved && !changed) ++tally.unchanged;
   }

@@ -11,6 +11,7 @@
 
 #include "description/description.h"
 #include "network/network.h"
+#include "network/notes.h"
 #include "network/session.h"
 
 namespace ncc::tool {
@@ -60,7 +61,8 @@ struct Step {
     kPrimary,
     kMemberships,
     kRename,
-    kSetAside  // gives it a name that is in nobody's way
+    kSetAside,  // gives it a name that is in nobody's way
+    kNotes
   };
 
   Kind kind;
@@ -75,6 +77,7 @@ struct Step {
   std::uint16_t value = 0;
   // All that the user has in the end; for kPrimary the only one.
   std::vector<PlannedMembership> memberships = {};
+  Notes notes = {};  // all that the object has in the end
 };
 
 // One line about an object: '+' (to), '-' (from) or '~' (from, to). Texts are UTF-8.

@@ -170,12 +170,12 @@ class PopulationPlanner {
       }
       if (had == present.end()) continue;
       Tally& tally = builder_.Of(Item::kDep);
-      ++(changed || builder_.IsRenamed(dep) ? tally.changed : tally.unchanged);
+      ++(changed || builder_.IsRewritten(dep) ? tally.changed : tally.unchanged);
     }
     for (const auto& group : groups_) {
       if (!group || *group >= kFirstNew) continue;
       Tally& tally = builder_.Of(Item::kGroup);
-      ++(builder_.IsRenamed(*group) ? tally.changed : tally.unchanged);
+      ++(builder_.IsRewritten(*group) ? tally.changed : tally.unchanged);
     }
   }
 
@@ -237,7 +237,8 @@ class PopulationPlanner {
       const bool is_new = known == present.end();
       const UserView& view = is_new ? kNobody : *known->second;
       const UserDescription& wanted = builder_.Wanted().users[i];
-      const bool changed = PlanPrimary(*users_[i], wanted, view) || builder_.IsRenamed(*users_[i]);
+      const bool changed =
+          PlanPrimary(*users_[i], wanted, view) || builder_.IsRewritten(*users_[i]);
       PlanMemberships(*users_[i], wanted, view);
       Tally& tally = builder_.Of(Item::kUser);
       if (!is_new) ++(changed ? tally.changed : tally.unchanged);
