@@ -16,6 +16,11 @@ import population
 from names import NAME_BYTES, claim_name, to_code_page
 
 NETWORK_NUMBER = 0x1A
+# What the topology says of a place and no record has room for.
+NOTES = {"city": "label", "country": "Country", "latitude": "Latitude", "longitude": "Longitude",
+         "network": "Network"}
+# Tells several sites in a city apart.
+SITE_NUMBER = re.compile(r"(?<=[a-z])[0-9]+$")
 CENTRES = ("NCC", "KC")  # applications, as "nccadm app list" calls them
 
 TOKEN = re.compile(r'''\s+|\#[^\n]*|(?P<open>\[)|(?P<close>\])
@@ -28,6 +33,7 @@ class Node:
     label: str
     network: str  # the research network that runs the node; may be empty
     is_site: bool = True  # not just a point where lines of the map meet
+    notes: dict = field(default_factory=dict)
     name: str = ""
     neighbours: set = field(default_factory=set)
     server: "Node" = None  # whose AP this is; None for a server
@@ -102,6 +108,7 @@ def read_topology(text):
     for attributes in (dict(value) for key, value in graphs[0] if key == "node"):
         node = Node(int(attributes["id"]), attributes.get("label", "").strip(),
                     attributes.get("Network", "").strip(), "hyperedge" not in attributes)
+        node.notes = read_notes(attributes)
         if node.id in topology.nodes:
             raise ValueError(f"two nodes have the id {node.id}")
         topology.nodes[node.id] = node
@@ -109,6 +116,12 @@ def read_topology(text):
     for attributes in (dict(value) for key, value in graphs[0] if key == "edge"):
         add_link(topology, int(attributes["source"]), int(attributes["target"]))
     return topology
+
+
+def read_notes(attributes):
+    notes = {key: attributes.get(source, "").strip() for key, source in NOTES.items()}
+    notes["city"] = SITE_NUMBER.sub("", notes["city"])
+    return {key: text for key, text in notes.items() if text}
 
 
 def add_link(topology, one, other):
@@ -173,20 +186,29 @@ def render_list(key, names):
     return [f"    {key}:"] + [f"      - {quote(name)}" for name in names] if names else []
 
 
+def render_notes(node, indent):
+    pairs = ", ".join(f"{key}: {quote(text)}" for key, text in node.notes.items())
+    return [f"{indent}notes: {{{pairs}}}"] if pairs else []
+
+
 def render_server(topology, server):
     """Each link stands under the first of its servers."""
     yield f"  - name: {quote(server.name)}"
+    yield from render_notes(server, "    ")
     yield from render_list("links", [topology.nodes[id].name for id in sorted(server.neighbours)
                                      if id > server.id and topology.nodes[id].is_server()])
     aps = topology.aps_of(server)
     if aps:
         yield "    aps:"
     for ap in aps:
-        if not ap.applications:
+        notes = render_notes(ap, "        ")
+        if not ap.applications and not notes:
             yield f"      - {quote(ap.name)}"
             continue
         yield f"      - name: {quote(ap.name)}"
-        yield f"        applications: [{', '.join(ap.applications)}]"
+        yield from notes
+        if ap.applications:
+            yield f"        applications: [{', '.join(ap.applications)}]"
 
 
 def render_dep(networks, network):

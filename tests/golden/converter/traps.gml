@@ -1,7 +1,7 @@
 # Two nodes that know only each other, one alone, links to itself and twice, names of every kind,
 # a point that is no site, a node of no network, a network of one node, one behind another.
 graph [
-  node [ id 20 label "Hub" Network 'Star' ]
+  node [ id 20 label "Hub" Network 'Star' Latitude -1.5 Longitude 20 Country "Far &amp; off" ]
   node [ id 7 label Hub Network Star graphics [ x 1 y 2 ] ]
   node [ id 8 label "hub" Network Moon ]
   node [ id 3 label "Ends &amp; &quot;quotes&quot;\" Network Star ]
@@ -18,5 +18,5 @@ graph [
   node [ id 32 label "Mast" ] node [ id 33 label "" Network Moon hyperedge 1 ]
   edge [ source 30 target 31 ] edge [ source 31 target 20 ] edge [ source 33 target 30 ]
   edge [ source 33 target 32 ] edge [ source 40 target 41 ] edge [ source 41 target 31 ]
-  node [ id 40 label "Field" Network Leaf ] node [ id 41 label "Gate" Network Leaf ]
+  node [ id 40 label "Field-2" Network Leaf ] node [ id 41 label "Gate2" Network Leaf ]
 ]
