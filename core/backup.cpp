@@ -3,7 +3,6 @@
 #include "core/last_error.h"
 #include "core/operation.h"
 #include "platform/disk/paths.h"
-#include "platform/storage/owner_lock.h"
 #include "platform/storage/restore.h"
 #include "platform/storage/snapshot.h"
 
@@ -33,8 +32,8 @@ std::uint64_t Check(const std::string& file, CNetPref* preferences = nullptr) {
 CString DatabaseOwner(const char* path, const char* name) {
   CString owner;
   Attempt([&] {
-    const DatabaseFiles files = LocateDatabase(DatabasePath(path, name), OpenMode::kOpen);
-    owner = DescribeHolder(files.lock).value_or(CString());
+    const std::string base = DatabasePath(path, name);
+    owner = CHDBMgr().Engines()(base, {OpenMode::kSnapshot})->Owner().value_or(CString());
   });
   return owner;
 }

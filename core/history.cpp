@@ -51,7 +51,7 @@ CHistoryEntry PublicEntry(HistoryEntry&& entry) {
                       std::move(entry.origin.program),
                       std::move(entry.origin.text),
                       {}};
-  for (const FormerRow& former : UnpackRows(entry.replaced)) AddObject(shown.objects, former.key);
+  for (const KeyedRow& former : UnpackRows(entry.replaced)) AddObject(shown.objects, former.key);
   Sort(shown.objects);
   return shown;
 }

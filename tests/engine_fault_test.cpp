@@ -1,4 +1,5 @@
 // The default engine under damage, failing writes, ends of power and a full disk.
+#include "platform/storage/copy.h"
 #include "platform/storage/database_files.h"
 #include "platform/storage/log_file.h"
 #include "platform/storage/owner_lock.h"
@@ -182,7 +183,7 @@ TEST_F(EngineFaultTest, KeepsACopyWhereTheFileSystemHasNoHardLinks) {
 // Between the renaming of the copy and the end of the log's old name.
 TEST_F(EngineFaultTest, WhatIsReplacedWaitsUntilItsLogIsItsOwn) {
   const std::string old = "net-replaced-20260301-140211";
-  Continue(3, Mode::kCreate, "copy")->CopyTo(data);
+  CopyToFile(*Continue(3, Mode::kCreate, "copy"), data);
   MakeHistory(scratch.Path(old), 9);
   LeaveLog(scratch.Path(old), 9, 10);
   fs::create_hard_link(scratch.Path(old + ".db-wal"), log);
@@ -242,7 +243,7 @@ TEST_F(EngineFaultTest, AFullDiskUndoesTheCommitAndNothingElse) {
     if (LoadAll(*engine) != HistoryContents(1)) return 3;
     engine->Commit(HistoryChanges(2));
     if (!limit_files(4096)) return 4;
-    if (ErrorOf([&] { engine->CopyTo(scratch.Path("copy.db")); }).empty()) return 5;
+    if (ErrorOf([&] { CopyToFile(*engine, scratch.Path("copy.db")); }).empty()) return 5;
     if (std::distance(fs::directory_iterator(scratch.Path()), {}) != 3) return 6;
     if (!limit_files(RLIM_INFINITY)) return 7;
     engine->Commit(HistoryChanges(3));
@@ -357,7 +358,8 @@ class PowerCut {
     }
     OwnerLock lock(folder.Path("net.lock"));
     lock.Keep();
-    lock.Acknowledge({IdOf(folder.Path("net.db")).inode, acknowledged_, 0});
+    lock.Acknowledge({IdOf(folder.Path("net.db")).inode, acknowledged_,
+                      HistoryChanges(acknowledged_).state.unit});
   }
 
  private:
@@ -431,11 +433,11 @@ TEST_F(EngineFaultTest, AFileOfAnotherDatabaseNeverPassesAsStored) {
   const auto engine = Continue(0);
   replace(false);
   EXPECT_TRUE(Says(ErrorOf([&] { engine->Commit(changes); }), "removed or replaced"));
-  engine->CopyTo(scratch.Path("saved.db"));
+  CopyToFile(*engine, scratch.Path("saved.db"));
   EXPECT_EQ(Load(Mode::kOpen, "saved"), HistoryContents(2));
   // Nor is a database replaced that somebody has open.
   const auto owner = Open(Mode::kOpen, "other");
-  EXPECT_TRUE(Says(ErrorOf([&] { engine->CopyTo(scratch.Path("other.db")); }), "is in use"));
+  EXPECT_TRUE(Says(ErrorOf([&] { CopyToFile(*engine, scratch.Path("other.db")); }), "is in use"));
 }
 
 // The commit after `revision` that adds a row of two megabytes.

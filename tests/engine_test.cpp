@@ -1,6 +1,8 @@
 #include "platform/crc32c.h"
+#include "platform/storage/copy.h"
 #include "platform/storage/sqlite_engine.h"
 #include "platform/storage/sqlite_statement.h"
+#include "tests/support/engine_contract.h"
 #include "tests/support/engine_history.h"
 #include "tests/support/memory_engine.h"
 #include "tests/support/scratch.h"
@@ -8,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <limits>
 #include <set>
 
 #include <fcntl.h>
@@ -51,105 +52,30 @@ TEST(Crc32cTest, GivesTheKnownValuesOnBothPaths) {
   }
 }
 
-// What every engine does
-// -------------------------------------------------------------------------------
+// In memory, where the network is what it is told to be.
+class MemoryPlace final : public EnginePlace {
+ public:
+  std::unique_ptr<StorageEngine> Open(OpenMode mode) override { return engines_("net", {mode}); }
+  bool IsShared() const override { return true; }
+  void SetNetwork(Network network) override { store_->SetNetwork(network); }
 
-class EngineTest : public ::testing::TestWithParam<const char*> {
- protected:
-  std::unique_ptr<StorageEngine> Open(OpenMode mode) {
-    static const EngineFactory sqlite = OpenSqliteEngine;
-    return (GetParam() == std::string("memory") ? memory : sqlite)(scratch.Path("net"), {mode});
-  }
-
-  ScratchFolder scratch;
-  EngineFactory memory = MemoryEngineFactory(std::make_shared<MemoryStore>());
+ private:
+  const std::shared_ptr<MemoryStore> store_ = std::make_shared<MemoryStore>();
+  const EngineFactory engines_ = MemoryEngineFactory(store_);
 };
 
-INSTANTIATE_TEST_SUITE_P(Engines, EngineTest, ::testing::Values("memory", "sqlite"),
-                         [](const auto& kind) { return std::string(kind.param); });
+class SqlitePlace final : public EnginePlace {
+ public:
+  std::unique_ptr<StorageEngine> Open(OpenMode mode) override {
+    return OpenSqliteEngine(scratch_.Path("net"), {mode});
+  }
 
-TEST_P(EngineTest, GivesBackWhatWasCommittedInOrder) {
-  constexpr auto kMax = std::numeric_limits<std::uint32_t>::max();
-  std::string every_byte;
-  for (int i = 0; i < 256; ++i) every_byte += static_cast<char>(i);
-  ListedChanges first{{{{RowKind::kDefinition, 0, 0, 0}, kMax, "", "[]"},
-                       {{RowKind::kDefinition, kMax, 0, 0}, 0, "Имя", ""},
-                       {{RowKind::kObject, 0, 0, 0}, 1, std::string("a\0b", 3), ""},
-                       {{RowKind::kObject, 7, 0, 0}, 1, "", "", "[[1]]"},
-                       {{RowKind::kObject, kMax, 0, 0}, kMax, "x", every_byte, "[null,[2]]"},
-                       {{RowKind::kChunk, 0, 0, 0}, 0, "", "[]"},
-                       {{RowKind::kChunk, 3, 0, 7}, 0, "", std::string(3000000, '1')},
-                       {{RowKind::kChunk, 3, 1, 0}, 0, "", "[1]"},
-                       {{RowKind::kChunk, kMax, 7, (1U << 26) - 1}, 0, "", "[null]"},
-                       {{RowKind::kNote, 7}, 0, "", R"({"k":"v"})"},
-                       {{RowKind::kNote, kMax}, 0, "", "{}"}},
-                      {},
-                      {5, {}}};
-  ListedChanges second{
-      {first.put[2], first.put[3], first.put[7]},
-      {first.put[0].key, {RowKind::kDefinition, 77, 0, 0}, first.put[6].key, first.put[10].key},
-      {std::numeric_limits<std::uint64_t>::max() / 2, {}}};
-  second.put[0].body = second.put[0].lists = "new";
-  second.put[1].lists = second.put[2].body = "";
-  Contents expected;
-  {
-    const auto engine = Open(OpenMode::kCreate);
-    EXPECT_EQ(LoadAll(*engine), expected);
-    Apply(first, expected.rows);
-    first.state.totals = TotalsOf(expected.rows);
-    engine->Commit(first);
-    expected.revision = first.state.revision;
-    EXPECT_TRUE(LoadAll(*engine) == expected);
-  }
-  const auto engine = Open(OpenMode::kOpen);
-  EXPECT_TRUE(LoadAll(*engine) == expected);
-  Apply(second, expected.rows);
-  second.state.totals = TotalsOf(expected.rows);
-  engine->Commit(second);
-  expected.revision = second.state.revision;
-  EXPECT_TRUE(LoadAll(*engine) == expected);
-}
+ private:
+  const ScratchFolder scratch_;
+};
 
-TEST_P(EngineTest, MissesEachRowAndTellsAnOlderOne) {
-  const auto engine = Open(OpenMode::kCreate);
-  engine->Load([](const RowView&) {});
-  for (std::uint64_t r = 1; r <= 12; ++r) engine->Commit(HistoryChanges(r));
-  const Rows rows = HistoryRows(12);
-  const Rows older = HistoryRows(8);
-  const StoredState state = HistoryChanges(12).state;
-  const auto refusal = [&](const ListedChanges& loss) {
-    engine->Commit(loss);
-    return ErrorOf([&] { engine->Load([](const RowView&) {}); });
-  };
-  const std::string missing = "it has " + std::to_string(rows.size() - 1) + " rows and not the " +
-                              std::to_string(rows.size());
-  for (const auto& [key, row] : rows) {
-    EXPECT_TRUE(Says(refusal(ListedChanges({}, {key}, state)), missing));
-    const auto before = older.find(key);
-    if (before != older.end() && before->second != row) {
-      EXPECT_TRUE(Says(refusal(ListedChanges({before->second}, {}, state)), "older than"));
-    }
-    engine->Commit(ListedChanges({row}, {}, state));
-  }
-  EXPECT_EQ(LoadAll(*engine), (Contents{rows, 12}));
-}
-
-TEST_P(EngineTest, HasOneOwnerAndExistsFromItsFirstCommitOn) {
-  EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kOpen); }), "there is no database"));
-  {
-    const auto engine = Open(OpenMode::kCreate);
-    EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kOpen); }), "in use"));
-    EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kCreate); }), "in use"));
-  }
-  EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kOpen); }), "there is no database"));
-  {
-    const auto engine = Open(OpenMode::kCreate);
-    engine->Load([](const RowView&) {});
-    engine->Commit(HistoryChanges(1));
-  }
-  EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kCreate); }), "a database of that name exists"));
-  EXPECT_EQ(LoadAll(*Open(OpenMode::kOpen)).rows, HistoryRows(1));
-}
+INSTANTIATE_TEST_SUITE_P(Memory, EngineContract, ::testing::Values(MakePlace<MemoryPlace>));
+INSTANTIATE_TEST_SUITE_P(Sqlite, EngineContract, ::testing::Values(MakePlace<SqlitePlace>));
 
 // The files of the default engine
 // -----------------------------------------------------------------------
@@ -177,9 +103,10 @@ TEST_F(SqliteEngineTest, IsOwnedByOneProcessUntilItDies) {
 TEST_F(SqliteEngineTest, IsOfNoUseToAForkedChildAndUnharmedByIt) {
   auto engine = Continue(1, Mode::kCreate);
   EXPECT_EQ(RunInChild([&] {
-              const bool refused = !ErrorOf([&] { engine->Commit(HistoryChanges(2)); }).empty() &&
-                                   !ErrorOf([&] { LoadAll(*engine); }).empty() &&
-                                   !ErrorOf([&] { engine->CopyTo(scratch.Path("c")); }).empty();
+              const bool refused =
+                  !ErrorOf([&] { engine->Commit(HistoryChanges(2)); }).empty() &&
+                  !ErrorOf([&] { LoadAll(*engine); }).empty() &&
+                  !ErrorOf([&] { CopyToFile(*engine, scratch.Path("c")); }).empty();
               engine.reset();
               return refused ? 0 : 1;
             }),
@@ -197,7 +124,7 @@ TEST_F(SqliteEngineTest, MakesFoldersAndPrivateFilesWhateverTheUmask) {
   const mode_t before = ::umask(0);
   {
     const auto engine = Continue(1, Mode::kCreate, "a/b/net");
-    engine->CopyTo(scratch.Path("a/b/copy.db"));
+    CopyToFile(*engine, scratch.Path("a/b/copy.db"));
     for (const char* name : {"net.db", "net.db-wal", "net.lock", "copy.db"}) {
       EXPECT_EQ(ModeOf(scratch.Path("a/b/") + name), 0600U) << name;
     }
@@ -373,7 +300,7 @@ TEST_F(SqliteEngineTest, CopiesTheLastCommitWhole) {
   WriteFile(scratch.Path("to/copy.db"), "an older copy");
   WriteFile(scratch.Path("to/notes.nccnet-part"), "no leftover");
   const auto engine = Continue(30, Mode::kCreate);
-  engine->CopyTo(scratch.Path("to/copy.db"));
+  CopyToFile(*engine, scratch.Path("to/copy.db"));
   engine->Commit(HistoryChanges(31));
   {
     const auto copy = Open(Mode::kOpen, "to/copy");
@@ -385,7 +312,7 @@ TEST_F(SqliteEngineTest, CopiesTheLastCommitWhole) {
   fs::create_directory_symlink(scratch.Path(), scratch.Path("to/around"));
   for (const char* name : {"net.db", "net.db-wal", "net.lock", "to/around/net.db", "to/torn.db",
                            "to", "missing/copy.db"}) {
-    EXPECT_NE(ErrorOf([&] { engine->CopyTo(scratch.Path(name)); }), "") << name;
+    EXPECT_NE(ErrorOf([&] { CopyToFile(*engine, scratch.Path(name)); }), "") << name;
   }
   EXPECT_EQ(Listing(scratch.Path("to")),
             (std::set<std::string>{"copy.db", "copy.lock", "notes.nccnet-part", "torn.db-wal",
@@ -407,7 +334,7 @@ TEST_F(SqliteEngineTest, ShowsTheLastCommitBesideItsOwner) {
       engine->Commit(HistoryChanges(r));
       static_cast<void>(!::write(stored[1], &r, sizeof r));
     }
-    engine->CopyTo(scratch.Path("last.db"));
+    CopyToFile(*engine, scratch.Path("last.db"));
     for (;;) ::pause();
   }
   const auto snapshot = Open(Mode::kSnapshot);

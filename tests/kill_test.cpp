@@ -1,4 +1,5 @@
 // The default engine whose process dies at any moment: of changes, of a backup, of a restoration.
+#include "platform/storage/copy.h"
 #include "platform/storage/log_file.h"
 #include "platform/storage/restore.h"
 #include "platform/storage/sqlite_engine.h"
@@ -71,7 +72,7 @@ TEST(KillTest, WhatAKilledBackupLeftGoesWithTheNext) {
       const auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen});
       engine->Load([](const RowView&) {});
       calls_to_death = dead;
-      engine->CopyTo(scratch.Path("copy" + std::to_string(dead) + ".db"));
+      CopyToFile(*engine, scratch.Path("copy" + std::to_string(dead) + ".db"));
       return 0;
     });
     if (result == 0) break;
@@ -79,7 +80,7 @@ TEST(KillTest, WhatAKilledBackupLeftGoesWithTheNext) {
   }
   const auto engine = OpenSqliteEngine(scratch.Path("net"), {OpenMode::kOpen});
   engine->Load([](const RowView&) {});
-  engine->CopyTo(scratch.Path("last.db"));
+  CopyToFile(*engine, scratch.Path("last.db"));
   for (const auto& file : fs::directory_iterator(scratch.Path())) {
     const std::string name = file.path();
     EXPECT_EQ(name.find("part"), std::string::npos) << name;

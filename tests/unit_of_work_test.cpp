@@ -160,7 +160,8 @@ TEST(Batch, IsStoredWholeAtItsEnd) {
   EXPECT_TRUE(IsRefused(net, net.EndBatch())) << "ended already";
   net.SaveNetInfo();
   sample.DescribeTwice("kept batch");
-  EXPECT_TRUE(net.Backup("copy"));
+  const ScratchFolder scratch;
+  EXPECT_TRUE(net.Backup(scratch.Path("copy").c_str())) << net.LastError();
 }
 
 TEST(Batch, IsDroppedWholeWithThePreferences) {

@@ -12,6 +12,9 @@ enum class NCCFailure {
   kInUse,         ///< another owner has it: try again later, or OpenSnapshot
   kDamaged,       ///< it is not what was stored: RestoreBackup
   kLossPossible,  ///< the last changes may be gone: RestoreBackup, or AcceptLoss and open again
+  kUnavailable,   ///< what keeps it does not answer; nothing was changed: try again later
+  kNotOwner,      ///< another has taken it over; nothing was changed
+  kNotKnown,      ///< whether the change is stored is not known yet
 };
 
 /// The kind of the failure that LastError() tells of: what opening, creating or restoring a

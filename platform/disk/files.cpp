@@ -55,8 +55,10 @@ bool LessFolded(std::string_view a, std::string_view b) {
       [](char one, char other) { return FoldAscii(one) < FoldAscii(other); });
 }
 
-// Whether the file belongs to a database that somebody has open, this process included.
+// Whether the file belongs to a database that somebody has open, this process included, or says
+// where one is.
 bool BelongsToOpenDatabase(const std::string& folder, std::string_view name) {
+  if (name.ends_with(".cluster")) return true;
   for (const std::string_view suffix : {".db", ".db-wal", ".db-journal", ".db-shm", ".lock"}) {
     if (!name.ends_with(suffix)) continue;
     const std::string lock =

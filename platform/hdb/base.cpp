@@ -3,6 +3,7 @@
 #include "platform/hdb/history_codec.h"
 #include "platform/hdb/row_codec.h"
 #include "platform/process.h"
+#include "platform/storage/copy.h"
 #include "platform/text/code_page.h"
 #include "platform/token.h"
 
@@ -201,9 +202,9 @@ class CHDBase::Changes final : public ncc::ChangeSet {
     return state;
   }
 
-  std::optional<ncc::HistoryEntry> Entry() const override {
-    if (history_.first > Revision()) return std::nullopt;
-    return ncc::HistoryEntry{Revision(), now_, base_.manager_.Origin(), former_.Pack()};
+  void ForEachEntry(const std::function<void(const ncc::HistoryEntry&)>& visit) const override {
+    if (history_.first > Revision()) return;
+    visit({Revision(), now_, base_.manager_.Origin(), former_.Pack()});
   }
 
  private:
@@ -244,6 +245,8 @@ void CHDBase::Commit() {
     if (state_.revision != next || state_.unit != unit) throw;
   }
 }
+
+void CHDBase::CopyTo(const std::string& file) { ncc::CopyToFile(*engine_, file); }
 
 void CHDBase::ClearUnit() noexcept {
   unit_.Clear();

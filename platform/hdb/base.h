@@ -166,7 +166,8 @@ class CHDBase final : ncc::ObjectOwner {
   std::set<std::uint64_t> TakeBack(const std::set<std::uint64_t>& revisions,
                                    const ncc::MergeData& merge);
 
-  void CopyTo(const std::string& file) { engine_->CopyTo(file); }
+  // See ncc::CopyToFile.
+  void CopyTo(const std::string& file);
 
  private:
   void Touch(const ncc::RowKey& row) override;
@@ -179,7 +180,7 @@ class CHDBase final : ncc::ObjectOwner {
   // A folder, and an object that a row which is put in place lists or listed.
   using Tie = std::pair<std::uint32_t, std::uint32_t>;
 
-  void PutRows(const std::vector<ncc::FormerRow>& rows);
+  void PutRows(const std::vector<ncc::KeyedRow>& rows);
   void PutObject(std::uint32_t number, const std::optional<ncc::Row>& row,
                  ncc::RowDecoder& decoder);
   void AddTies(const ncc::RowKey& key, std::vector<Tie>& ties) const;

@@ -6,8 +6,8 @@
 #include <map>
 #include <utility>
 
-using ncc::FormerRow;
 using ncc::HistoryEntry;
+using ncc::KeyedRow;
 using ncc::Row;
 using ncc::RowDecoder;
 using ncc::RowKey;
@@ -17,9 +17,9 @@ using ncc::StorageError;
 // Putting rows in place ---------------------------------------------------------------------------
 
 // The indexes and the parents of objects follow.
-void CHDBase::PutRows(const std::vector<FormerRow>& rows) {
+void CHDBase::PutRows(const std::vector<KeyedRow>& rows) {
   std::vector<Tie> ties;
-  for (const FormerRow& row : rows) AddTies(row.key, ties);
+  for (const KeyedRow& row : rows) AddTies(row.key, ties);
   RowDecoder decoder;
   for (const auto& [key, row] : rows) {
     if (key.kind == RowKind::kDefinition)
@@ -37,7 +37,7 @@ void CHDBase::PutRows(const std::vector<FormerRow>& rows) {
       }
     }
   }
-  for (const FormerRow& row : rows) AddTies(row.key, ties);
+  for (const KeyedRow& row : rows) AddTies(row.key, ties);
   for (const Tie& tie : ties) DeriveParent(tie);
 }
 
@@ -130,7 +130,7 @@ std::set<std::uint64_t> CHDBase::TakeBack(const std::set<std::uint64_t>& revisio
   bool is_possible = true;
   const auto take_back = [&](HistoryEntry&& entry) {
     const bool is_wanted = revisions.contains(entry.revision);
-    for (FormerRow& former : ncc::UnpackRows(entry.replaced)) {
+    for (KeyedRow& former : ncc::UnpackRows(entry.replaced)) {
       const auto [at, is_new] = ways.try_emplace(former.key);
       Way& way = at->second;
       if (is_new) way.then = way.now = StoredRow(former.key);
@@ -157,7 +157,7 @@ std::set<std::uint64_t> CHDBase::TakeBack(const std::set<std::uint64_t>& revisio
   }
   if (!is_possible) throw StorageError("these changes cannot be taken back together");
   if (!in_the_way.empty()) return in_the_way;
-  std::vector<FormerRow> rows;
+  std::vector<KeyedRow> rows;
   for (auto& [key, way] : ways) {
     if (!way.changes) continue;
     Touch(key);

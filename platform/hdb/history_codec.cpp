@@ -56,17 +56,17 @@ void RowPacker::Add(const RowKey& key, const Row* row) {
 
 std::string RowPacker::Pack() const { return Compress(bytes_); }
 
-std::vector<FormerRow> UnpackRows(std::string_view packed) {
+std::vector<KeyedRow> UnpackRows(std::string_view packed) {
   const std::optional<std::string> bytes = Decompress(packed);
   if (!bytes) Fail();
-  std::vector<FormerRow> rows;
+  std::vector<KeyedRow> rows;
   for (Reader in(*bytes); !in.IsAtEnd();) {
     RowKey key;
     key.kind = static_cast<RowKind>(in.TakeU8());
     key.number = in.TakeU32();
     key.list = in.TakeU8();
     key.chunk = in.TakeU32();
-    FormerRow& former = rows.emplace_back(FormerRow{key, std::nullopt});
+    KeyedRow& former = rows.emplace_back(KeyedRow{key, std::nullopt});
     if (in.TakeU8() == 0) continue;
     Row& row = former.row.emplace();
     row.key = key;

@@ -3,18 +3,11 @@
 
 #include "platform/storage/row.h"
 
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace ncc {
-
-// A row as it was before a unit; nothing where there was none.
-struct FormerRow {
-  RowKey key;
-  std::optional<Row> row;
-};
 
 class RowPacker {
  public:
@@ -27,6 +20,6 @@ class RowPacker {
 };
 
 // Throws StorageError for what no RowPacker gave.
-std::vector<FormerRow> UnpackRows(std::string_view packed);
+std::vector<KeyedRow> UnpackRows(std::string_view packed);
 
 }  // namespace ncc

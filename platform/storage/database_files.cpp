@@ -24,6 +24,7 @@ namespace ncc {
 namespace {
 
 constexpr std::string_view kDataSuffix = ".db";
+constexpr std::string_view kClusterSuffix = ".cluster";
 constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
 constexpr std::string_view kHeadMagic("SQLite format 3\0", 16);
 constexpr std::size_t kVersionOffset = 60;
@@ -104,6 +105,20 @@ DatabaseFiles NameFiles(const std::string& folder, const std::string& data_name)
     files.lock = files.stem + ".lock";
   }
   return files;
+}
+
+// Whether a database stands beside it that the name is made from.
+bool IsSideFile(const std::string& file) {
+  constexpr struct {
+    std::string_view end;
+    std::string_view end_of_database;
+  } kSideFiles[] = {{"-wal", ""}, {"-journal", ""}, {".lock", ".db"}, {".lock", ".cluster"}};
+  if (file.ends_with(kClusterSuffix)) return true;
+  return std::any_of(std::begin(kSideFiles), std::end(kSideFiles), [&](const auto& side) {
+    if (!file.ends_with(side.end)) return false;
+    std::string database = file.substr(0, file.size() - side.end.size());
+    return FileExists(database.append(side.end_of_database));
+  });
 }
 
 // Of a database that did not come into being.
@@ -264,11 +279,11 @@ std::string ReadStart(const std::string& file, std::size_t size) {
   return bytes;
 }
 
-DatabaseFiles LocateCopy(const DatabaseFiles& files, const std::string& target) {
+DatabaseFiles LocateCopy(const std::string& target) {
   DatabaseFiles copy = LocateDataFile(target);
   const std::string& file = copy.data;
-  if (file == files.lock || file.starts_with(files.data + "-") || file == files.data) {
-    throw StorageError(target + " belongs to the open database: copy to another name");
+  if (IsSideFile(file)) {
+    throw StorageError(target + " belongs to a database: copy to another name");
   }
   struct stat info {};
   if (::lstat(file.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {

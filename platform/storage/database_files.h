@@ -74,9 +74,9 @@ void CutFile(const std::string& file, std::uint64_t size);
 std::string ReadContents(const std::string& file);
 std::string ReadStart(const std::string& file, std::size_t size);
 
-// The files of a copy of the open database `files` that is to be made: refuses one of its own files
-// and what is no plain file.
-DatabaseFiles LocateCopy(const DatabaseFiles& files, const std::string& target);
+// The files of a copy that is to be made: refuses what is no plain file and what belongs to a
+// database without being its data file.
+DatabaseFiles LocateCopy(const std::string& target);
 // Side files would be taken for changes of the copy. To be asked while the target's lock is held.
 void CheckNoSideFiles(const std::string& target);
 

@@ -79,7 +79,7 @@ Restoration::Restoration(const std::string& base, const std::string& copy)
   const DatabaseFiles from = LocateDataFile(copy);
   if (from.data == files_.data) throw StorageError(copy + " is the database itself");
   copy_.Write(TakeImage(from));
-  OpenCopyAndMarkClosed(copy_.Name());
+  MarkClosed(OpenNewFile(copy_.Name()));
 }
 
 // What a sound log holds belongs into what is kept.

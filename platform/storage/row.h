@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace ncc {
 
@@ -62,6 +63,12 @@ inline Row CopyOf(const RowView& row) {
   return {row.key, row.type, std::string(row.name), std::string(row.body), std::string(row.lists)};
 }
 
+// What stands under a key: a row, or none.
+struct KeyedRow {
+  RowKey key;
+  std::optional<Row> row;
+};
+
 // What is kept about all rows together, so that a row that is missing, or is an older one, shows
 // although every row that is there has its right checksum: the revision's writer counted each row
 // that it put or removed, and nothing else changes these numbers.
@@ -82,6 +89,13 @@ struct StoredState {
   friend bool operator==(const StoredState&, const StoredState&) = default;
 };
 
+// A commit that was stored: what stands under the keys that it changed, ascending, and the state
+// that it led to.
+struct StoredUnit {
+  StoredState state;
+  std::vector<KeyedRow> rows;
+};
+
 // A row that differs from what is stored.
 struct RowChange {
   RowKey key;
@@ -98,9 +112,12 @@ class ChangeSet {
   // database once all are stored, whose revision is never 0. Each call does the same.
   virtual StoredState ForEach(const std::function<void(const RowChange&)>& visit) const = 0;
 
-  // What the history keeps of them, once ForEach has visited all; nothing when it keeps none. Older
-  // entries than the state's history.first go.
-  virtual std::optional<HistoryEntry> Entry() const { return std::nullopt; }
+  // Visits what the history gets, once ForEach has visited all: the entry of this commit, none when
+  // the history keeps none, or all entries of a database that is copied, newest first. Entries
+  // older than the state's history.first go.
+  virtual void ForEachEntry(const std::function<void(const HistoryEntry&)>& visit) const {
+    static_cast<void>(visit);
+  }
 
  protected:
   ~ChangeSet() = default;

@@ -109,14 +109,13 @@ class SnapshotEngine final : public StorageEngine {
     return std::min(FirstHistoryRowSince(Data(), time, loaded_.revision), loaded_.revision + 1);
   }
 
-  StoredState Commit(const ChangeSet&) override { Refuse("changed"); }
-  void CopyTo(const std::string&) override { Refuse("copied"); }
+  StoredState Commit(const ChangeSet&) override {
+    throw StorageError("this is a snapshot of the database: it cannot be changed");
+  }
+  StoredState Settle() override { return loaded_; }
+  std::optional<std::string> Owner() override { return DescribeHolder(files_.lock); }
 
  private:
-  [[noreturn]] static void Refuse(const std::string& what) {
-    throw StorageError("this is a snapshot of the database: it cannot be " + what);
-  }
-
   // What the history is read from: taken when it is asked for first.
   const Connection& Data() {
     if (!data_ || ReadMeta(*data_).state.revision < loaded_.revision) {

@@ -101,6 +101,18 @@ class SqliteEngine final : public StorageEngine {
     return stored_;
   }
 
+  // The rows are checked again, since a disk that fails to write may have more to hide.
+  StoredState Settle() override {
+    CheckProcess();
+    if (session_) return stored_;
+    try {
+      return Load([](const RowView&) {});
+    } catch (...) {
+      session_.reset();
+      throw;
+    }
+  }
+
   void ReadHistory(std::uint64_t from, std::uint64_t to,
                    const std::function<bool(HistoryEntry&&)>& visit) override {
     CheckUsable();
@@ -112,16 +124,7 @@ class SqliteEngine final : public StorageEngine {
     return session_->FirstSince(time);
   }
 
-  void CopyTo(const std::string& file) override {
-    CheckUsable();
-    const DatabaseFiles target = LocateCopy(files_, file);
-    PendingFile copy(target.data);  // before the lock: what a killed backup left goes with its lock
-    const auto lock = LockCopy(target);
-    CheckNoSideFiles(target.data);
-    session_->CopyTo(copy.Name());
-    copy.Publish();
-    if (lock) lock->Close();
-  }
+  std::optional<std::string> Owner() override { return DescribeHolder(files_.lock); }
 
  private:
   void CheckProcess() const {
@@ -143,16 +146,6 @@ class SqliteEngine final : public StorageEngine {
   }
 
   void Acknowledge() { lock_.Acknowledge({file_.inode, stored_.revision, stored_.unit}); }
-
-  // A file of any other name is nobody's database.
-  static std::unique_ptr<OwnerLock> LockCopy(const DatabaseFiles& target) {
-    if (target.lock.empty()) return nullptr;
-    try {
-      return std::make_unique<OwnerLock>(target.lock);
-    } catch (const StorageError& error) {
-      throw StorageError("cannot replace " + target.data + ": " + error.what(), error.Kind());
-    }
-  }
 
   // Opens the very file again, and finds in it what was stored before the last commit or by it.
   void Recover() {
@@ -213,6 +206,10 @@ class SqliteEngine final : public StorageEngine {
 
 std::unique_ptr<StorageEngine> OpenSqliteEngine(const std::string& base,
                                                 const OpenRequest& request) {
+  if (request.mode == OpenMode::kFollow) {
+    throw StorageError("the database " + base +
+                       " is a file of this machine: only one in a cluster can be followed");
+  }
   DatabaseFiles files = LocateDatabase(base, request.mode);
   // Before the lock, so that looking for a database that is not there leaves nothing.
   if (request.mode != OpenMode::kCreate && !FileExists(files.data)) RefuseMissing(files, "");

@@ -243,12 +243,12 @@ StoredState ReadRows(const Connection& db, const std::function<void(const RowVie
   return state;
 }
 
-Connection OpenCopyAndMarkClosed(const std::string& file) {
-  Connection copy(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, file);
-  copy.DistrustContents();
-  copy.Execute("PRAGMA journal_mode = MEMORY");
-  MarkClosed(copy);
-  return copy;
+Connection OpenNewFile(const std::string& file) {
+  Connection db(file.c_str(), SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW, file);
+  db.DistrustContents();
+  db.Execute("PRAGMA journal_mode = MEMORY");
+  db.Execute("PRAGMA synchronous = OFF");
+  return db;
 }
 
 Connection OpenImage(const std::string& bytes, const std::string& name) {
@@ -322,8 +322,8 @@ void RowWriter::Remove(const RowKey& key) {
   statement.Bind(1, TableKey(key)).Run();
 }
 
-void RowWriter::Commit(const StoredState& state, const std::optional<HistoryEntry>& entry) {
-  if (entry) history_.Put(*entry);
+void RowWriter::Commit(const StoredState& state, const ChangeSet& changes) {
+  changes.ForEachEntry([this](const HistoryEntry& entry) { history_.Put(entry); });
   if (state.history.first != first_entry_) history_.Cut(state.history.first);
   PutMeta(put_meta_, {state, true});
   commit_.Run();

@@ -27,7 +27,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <optional>
 #include <string>
 
 namespace ncc {
@@ -47,8 +46,9 @@ StoredState ReadRows(const Connection& db, const std::function<void(const RowVie
 
 // Takes the mark away that each commit makes.
 void MarkClosed(const Connection& db);
-// The same in a copy that nobody knows yet, so that it needs no journal.
-Connection OpenCopyAndMarkClosed(const std::string& file);
+// Opens a data file that nobody else knows yet: it needs no journal, and whoever publishes it
+// flushes it.
+Connection OpenNewFile(const std::string& file);
 
 // Opens what the data file `name` holds without its log, for reading; `bytes` must outlive it.
 Connection OpenImage(const std::string& bytes, const std::string& name);
@@ -61,7 +61,7 @@ class RowWriter {
 
   void Begin() { begin_.Run(); }
   void Write(const RowChange& change);
-  void Commit(const StoredState& state, const std::optional<HistoryEntry>& entry);
+  void Commit(const StoredState& state, const ChangeSet& changes);
 
  private:
   void Put(const Row& row, std::int64_t sum);

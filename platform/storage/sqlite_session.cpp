@@ -57,8 +57,7 @@ Session::~Session() {
 void Session::SetUp() {
   db_.Configure(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1);
   db_.DistrustContents();
-  // Copying attaches its target.
-  sqlite3_limit(db_.Handle(), SQLITE_LIMIT_ATTACHED, 1);
+  sqlite3_limit(db_.Handle(), SQLITE_LIMIT_ATTACHED, 0);
   // Before the first access, so that the index of the log lives in memory and needs no file.
   db_.Execute("PRAGMA locking_mode = EXCLUSIVE");
   // Exclusive mode locks nothing until it is used.
@@ -144,7 +143,7 @@ void Session::Commit(const ChangeSet& changes, std::optional<StoredState>& attem
       writer_->Write(change);
       ++rows;
     });
-    writer_->Commit(*attempted, changes.Entry());
+    writer_->Commit(*attempted, changes);
     if (rows > kManyRows) FreePages();
     // Without room in the data file the mark has to wait for a later commit.
     if (!marked_) marked_ = MoveLogToData();
@@ -152,16 +151,6 @@ void Session::Commit(const ChangeSet& changes, std::optional<StoredState>& attem
   } catch (...) {
     LetClosingFinish(false);
     throw;
-  }
-}
-
-void Session::CopyTo(const std::string& file) {
-  const StoredState state = Meta().state;
-  Statement(db_, "VACUUM INTO ?1").BindText(1, file).Run();
-  const Connection copy = OpenCopyAndMarkClosed(file);
-  CheckStructure(copy);
-  if (ReadRows(copy, [](const RowView&) {}) != state) {
-    throw StorageError("the copy is of another revision");
   }
 }
 

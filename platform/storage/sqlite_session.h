@@ -39,9 +39,6 @@ class Session {
   // none is lost then.
   bool MoveLogToData();
 
-  // Into `file`, which exists and is empty; checked, but not flushed.
-  void CopyTo(const std::string& file);
-
  private:
   // Takes away a log that opening made and nothing was written to.
   class EmptyLogRemover {

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,9 +36,14 @@ struct ListedChanges final : ncc::ChangeSet {
     return state;
   }
 
+  void ForEachEntry(const std::function<void(const ncc::HistoryEntry&)>& visit) const override {
+    if (entry) visit(*entry);
+  }
+
   std::vector<ncc::Row> put;
   std::vector<ncc::RowKey> removed;
   ncc::StoredState state;
+  std::optional<ncc::HistoryEntry> entry;
 };
 
 inline ncc::RowKey HistoryKey(std::uint32_t n) {
@@ -85,6 +91,11 @@ inline Rows HistoryRows(std::uint64_t revision) {
   return rows;
 }
 
+inline ncc::HistoryEntry EntryOf(std::uint64_t revision) {
+  const std::string text = "change " + std::to_string(revision);
+  return {revision, static_cast<std::int64_t>(revision * 10), {"anna", "", text}, text + '\0'};
+}
+
 // The commit that leads to `revision`.
 inline ListedChanges HistoryChanges(std::uint64_t revision) {
   static std::vector<ncc::RowTotals> totals(1);  // by revision
@@ -93,7 +104,8 @@ inline ListedChanges HistoryChanges(std::uint64_t revision) {
     Apply(HistoryRowChanges(totals.size()), rows);
   }
   ListedChanges changes = HistoryRowChanges(revision);
-  changes.state = {revision, totals[revision]};
+  changes.state = {revision, totals[revision], revision * 7};
+  changes.entry = EntryOf(revision);
   return changes;
 }
 

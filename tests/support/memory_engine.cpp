@@ -28,36 +28,47 @@ void CheckContract(const ChangeSet& changes, const std::map<RowKey, Row>& rows) 
 }  // namespace
 
 void MemoryStore::Keep(const ChangeSet& changes) {
-  state_ = changes.ForEach([this](const RowChange& change) {
+  constexpr std::size_t kUnits = 3;
+  StoredUnit unit;
+  unit.state = state_ = changes.ForEach([&](const RowChange& change) {
+    unit.rows.push_back({change.key, std::nullopt});
     if (change.now != nullptr) {
+      unit.rows.back().row = *change.now;
       rows_.insert_or_assign(change.key, *change.now);
     } else {
       rows_.erase(change.key);
     }
   });
-  if (const auto entry = changes.Entry()) history_.insert_or_assign(entry->revision, *entry);
+  changes.ForEachEntry(
+      [&](const HistoryEntry& entry) { history_.insert_or_assign(entry.revision, entry); });
   history_.erase(history_.begin(), history_.lower_bound(state_.history.first));
+  units_.insert_or_assign(state_.revision, std::move(unit));
+  if (units_.size() > kUnits) units_.erase(units_.begin());
 }
 
 class MemoryEngine final : public StorageEngine {
  public:
   MemoryEngine(std::shared_ptr<MemoryStore> store, const std::string& base, OpenMode mode)
       : store_(std::move(store)) {
-    if (store_->in_use_) throw StorageError("database is in use by another process");
+    CheckNetwork();
+    const bool owns = mode == OpenMode::kCreate || mode == OpenMode::kOpen;
+    if (owns) Acquire({}, false);
     if (mode == OpenMode::kCreate && store_->state_.revision != 0) {
+      Release();
       throw StorageError("a database of that name exists: " + base);
     }
-    if (mode == OpenMode::kOpen && store_->state_.revision == 0) {
-      throw StorageError("there is no database " + base);
+    if (mode != OpenMode::kCreate && store_->state_.revision == 0) {
+      Release();
+      throw StorageError("there is no database " + base, NCCFailure::kMissing);
     }
-    store_->in_use_ = true;
   }
-  ~MemoryEngine() override { store_->in_use_ = false; }
+  ~MemoryEngine() override { Release(); }
   MemoryEngine(const MemoryEngine&) = delete;
   MemoryEngine& operator=(const MemoryEngine&) = delete;
 
   StoredState Load(const std::function<void(const RowView&)>& row) override {
     if (store_->loads_fail_) throw StorageError("loading was told to fail");
+    CheckNetwork();
     RowTotals found;
     for (const auto& [key, stored] : store_->rows_) {
       AddTo(found, SumOf(stored));
@@ -65,20 +76,32 @@ class MemoryEngine final : public StorageEngine {
     }
     CheckTotals(found, store_->state_.totals);
     usable_ = true;
-    return store_->state_;
+    return known_ = store_->state_;
   }
 
   StoredState Commit(const ChangeSet& changes) override {
     CheckUsable();
+    if (store_->network_ == Network::kIsDown) CheckNetwork();
+    CheckOwner();
     CheckContract(changes, store_->rows_);
     const std::uint64_t number = ++store_->commit_count_;
-    const bool fails = store_->failing_.contains(number);
-    const bool fails_but_kept = store_->failing_but_kept_.contains(number);
+    const bool fails =
+        store_->failing_.contains(number) || store_->network_ == Network::kLosesRequests;
+    const bool fails_but_kept =
+        store_->failing_but_kept_.contains(number) || store_->network_ == Network::kLosesAnswers;
     if (!fails) store_->Keep(changes);
     if (store_->of_another_.contains(number)) ++store_->state_.unit;
     usable_ = !fails && !fails_but_kept;
+    if (!usable_ && store_->network_ != Network::kWorks) {
+      throw StorageError("no answer came", NCCFailure::kNotKnown);
+    }
     if (!usable_) throw StorageError("commit " + std::to_string(number) + " was told to fail");
-    return store_->state_;
+    return known_ = store_->state_;
+  }
+
+  StoredState Settle() override {
+    if (usable_) return known_;
+    return Load([](const RowView&) {});
   }
 
   void ReadHistory(std::uint64_t from, std::uint64_t to,
@@ -97,14 +120,53 @@ class MemoryEngine final : public StorageEngine {
     return store_->state_.revision + 1;
   }
 
-  void CopyTo(const std::string&) override { CheckUsable(); }
+  std::optional<std::string> Owner() override {
+    if (store_->owner_ == 0) return std::nullopt;
+    return "engine " + std::to_string(store_->owner_);
+  }
+
+  std::optional<std::vector<StoredUnit>> Follow(std::uint64_t from,
+                                                std::chrono::milliseconds) override {
+    CheckNetwork();
+    std::vector<StoredUnit> units;
+    if (from == store_->state_.revision) return units;
+    const auto first = store_->units_.find(from + 1);
+    if (first == store_->units_.end()) return std::nullopt;
+    units.push_back(first->second);
+    known_ = units.back().state;
+    return units;
+  }
+
+  void Acquire(std::chrono::milliseconds, bool force) override {
+    CheckNetwork();
+    if (store_->owner_ != 0 && !force) {
+      throw StorageError("database is in use by another process", NCCFailure::kInUse);
+    }
+    store_->owner_ = owner_ = ++store_->owners_;
+  }
 
  private:
   void CheckUsable() const {
     if (!usable_) throw std::logic_error("used after a failed commit without loading again");
   }
+  void CheckNetwork() const {
+    if (store_->network_ == Network::kWorks) return;
+    throw StorageError("nothing answers", NCCFailure::kUnavailable);
+  }
+  void CheckOwner() const {
+    if (owner_ == 0) throw StorageError("a follower changes nothing");
+    if (store_->owner_ != owner_) {
+      throw StorageError("another owner has taken over", NCCFailure::kNotOwner);
+    }
+    if (known_ != store_->state_) throw std::logic_error("a commit to a state that is not known");
+  }
+  void Release() {
+    if (owner_ != 0 && store_->owner_ == owner_) store_->owner_ = 0;
+  }
 
   const std::shared_ptr<MemoryStore> store_;
+  std::uint64_t owner_ = 0;
+  StoredState known_;
   bool usable_ = true;
 };
 

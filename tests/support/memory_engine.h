@@ -2,16 +2,19 @@
 #pragma once
 
 #include "platform/storage/engine.h"
+#include "tests/support/network_fault.h"
 
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace ncc {
 
-// The contents of one database. Outlives the engines that open it one after another.
+// The contents of one database. Outlives the engines that open it one after another, or beside its
+// owner to follow.
 class MemoryStore {
  public:
   // Commits are counted from 1 over the life of the store, the failed ones included.
@@ -29,6 +32,8 @@ class MemoryStore {
   // Whether loading fails from now on.
   void FailLoads(bool fail) { loads_fail_ = fail; }
 
+  void SetNetwork(Network network) { network_ = network; }
+
   std::uint64_t Revision() const { return state_.revision; }
   const std::map<RowKey, Row>& Rows() const { return rows_; }
 
@@ -39,18 +44,21 @@ class MemoryStore {
 
   std::map<RowKey, Row> rows_;
   std::map<std::uint64_t, HistoryEntry> history_;
+  std::map<std::uint64_t, StoredUnit> units_;  // the last ones
   StoredState state_;
   std::uint64_t commit_count_ = 0;
   std::set<std::uint64_t> failing_;
   std::set<std::uint64_t> failing_but_kept_;
   std::set<std::uint64_t> of_another_;
   bool loads_fail_ = false;
-  bool in_use_ = false;
+  Network network_ = Network::kWorks;
+  std::uint64_t owner_ = 0;  // 0: nobody
+  std::uint64_t owners_ = 0;
 };
 
 // Makes engines over that store, whatever the path. Beyond the contract they throw std::logic_error
-// when the caller breaks it: rows out of order, no revision, a call before Load after a failed
-// commit.
+// when the caller breaks it: rows out of order, no revision, a call before Settle or Load after a
+// failed commit.
 EngineFactory MemoryEngineFactory(std::shared_ptr<MemoryStore> store);
 
 }  // namespace ncc

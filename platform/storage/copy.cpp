@@ -1,0 +1,96 @@
+#include "platform/storage/copy.h"
+
+#include "platform/storage/database_files.h"
+#include "platform/storage/owner_lock.h"
+#include "platform/storage/row_sum.h"
+#include "platform/storage/sqlite_rows.h"
+
+#include <memory>
+
+namespace ncc {
+namespace {
+
+class WholeDatabase final : public ChangeSet {
+ public:
+  explicit WholeDatabase(StorageEngine& engine) : engine_(engine) {}
+
+  StoredState ForEach(const std::function<void(const RowChange&)>& visit) const override {
+    Row now;
+    state_ = engine_.Load([&](const RowView& row) {
+      now.key = row.key;
+      now.type = row.type;
+      now.name = row.name;
+      now.body = row.body;
+      now.lists = row.lists;
+      visit({row.key, nullptr, &now, SumOf(row)});
+    });
+    return state_;
+  }
+
+  void ForEachEntry(const std::function<void(const HistoryEntry&)>& visit) const override {
+    engine_.ReadHistory(state_.history.first, state_.revision, [&](HistoryEntry&& entry) {
+      visit(entry);
+      return true;
+    });
+  }
+
+ private:
+  StorageEngine& engine_;
+  mutable StoredState state_;  // that the last visit found
+};
+
+// A file of any other name is nobody's database.
+std::unique_ptr<OwnerLock> LockCopy(const DatabaseFiles& target) {
+  if (target.lock.empty()) return nullptr;
+  try {
+    return std::make_unique<OwnerLock>(target.lock);
+  } catch (const StorageError& error) {
+    throw StorageError("cannot replace " + target.data + ": " + error.what(), error.Kind());
+  }
+}
+
+void CheckSame(const StoredState& copy, const StoredState& original) {
+  if (copy != original) throw StorageError("the copy is not what was copied");
+}
+
+// Into a file that nobody else knows yet, so that it needs no journal.
+void FillDataFile(StorageEngine& from, const std::string& file) {
+  const Connection db = OpenNewFile(file);
+  const WholeDatabase all(from);
+  StoredState state;
+  {
+    RowWriter writer(db);
+    writer.Begin();
+    state = all.ForEach([&](const RowChange& change) { writer.Write(change); });
+    writer.Commit(state, all);
+  }
+  MarkClosed(db);
+  CheckStructure(db);
+  CheckSame(ReadRows(db, [](const RowView&) {}), state);
+}
+
+}  // namespace
+
+StoredState CopyDatabase(StorageEngine& from, StorageEngine& to) {
+  if (to.Load([](const RowView&) {}).revision != 0) {
+    throw StorageError("a copy needs a database that holds nothing yet");
+  }
+  const StoredState state = to.Commit(WholeDatabase(from));
+  CheckSame(to.Load([](const RowView&) {}), state);
+  return state;
+}
+
+void CopyToFile(StorageEngine& from, const std::string& file) {
+  const DatabaseFiles target = LocateCopy(file);
+  PendingFile copy(target.data);  // before the lock: what a killed backup left goes with its lock
+  const auto lock = LockCopy(target);
+  CheckNoSideFiles(target.data);
+  std::string empty = MakeEmptyDataFile();
+  MarkAsPlain(empty);
+  copy.Write(empty);
+  FillDataFile(from, copy.Name());
+  copy.Publish();
+  if (lock) lock->Close();
+}
+
+}  // namespace ncc
