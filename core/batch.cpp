@@ -1,4 +1,4 @@
-// Batches, backups and the revision.
+// Batches, what became of them, backups and the revision.
 
 #include "core/last_error.h"
 #include "core/operation.h"
@@ -50,6 +50,22 @@ bool CNCCNet::Backup(const char* file) {
     if (net.base->InUnit()) throw Refusal("a backup cannot be made inside a batch or an operation");
     net.base->CopyTo(NativePath(file));
   });
+}
+
+NCCOutcome CNCCNet::Settle() {
+  NetState& net = *state_;
+  LockScope lock(net.lock);
+  NCCOutcome outcome = NCCOutcome::kNone;
+  Attempt([&] {
+    if (!net.base) throw Refusal("no database is open");
+    outcome = net.base->Outcome();
+    if (net.callback_depth > 0 || net.base->InUnit())
+      throw Refusal("this cannot be asked inside a batch or an operation");
+    const std::uint64_t before = net.base->Revision();
+    outcome = net.base->Settle();
+    if (net.base->Revision() != before) net.FollowStored();
+  });
+  return outcome;
 }
 
 std::uint64_t CNCCNet::GetRevision() {

@@ -18,9 +18,12 @@ UnitScope::UnitScope(NetState& net) : net_(net), base_(net.base.get()) {
   // A callback while a database is being opened finds none.
   if (base_ == nullptr || (net.callback_depth > 0 && !net.root))
     throw Refusal("no database is open");
+  const auto generation = base_->Generation();
   base_->CheckUsable();
+  if (generation != base_->Generation()) FollowReload();
   outermost_ = !base_->InUnit();
   if (outermost_) net_.prefs_before = net_.prefs;
+  revision_before_ = base_->Revision();
   touched_before_ = base_->Unit().TouchCount();
   base_->BeginUnit();
 }
@@ -50,6 +53,7 @@ void UnitScope::Drop() noexcept {
   base_->AbandonUnit("dropped");
   net_.prefs = net_.prefs_before;
   if (generation != base_->Generation()) FollowReload();
+  FollowOutcome();
 }
 
 void UnitScope::Finish() {
@@ -60,6 +64,7 @@ void UnitScope::Finish() {
   } catch (...) {
     net_.prefs = net_.prefs_before;
     FollowReload();
+    FollowOutcome();
     throw;
   }
   if (generation != base_->Generation()) FollowReload();
@@ -71,6 +76,16 @@ void UnitScope::FollowReload() noexcept {
     net_.root = CHDBFolderManager(*base_).FolderOpenRoot(kFolderSpace);
   } catch (const std::exception&) {
     // Nothing is stored yet, or nothing can be read: the base itself refuses what comes.
+  }
+}
+
+// An earlier change of which that was not known may have turned out to be stored.
+void UnitScope::FollowOutcome() noexcept {
+  if (base_->Revision() <= revision_before_) return;
+  try {
+    net_.FollowStored();
+  } catch (const std::exception&) {
+    // As above.
   }
 }
 

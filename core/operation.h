@@ -5,6 +5,7 @@
 #include "core/net_state.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <list>
 #include <string>
 #include <type_traits>
@@ -35,10 +36,12 @@ class UnitScope {
 
  private:
   void FollowReload() noexcept;
+  void FollowOutcome() noexcept;
 
   NetState& net_;
   CHDBase* base_;
   std::size_t touched_before_;
+  std::uint64_t revision_before_;
   bool outermost_;
   bool failed_ = false;
   bool done_ = false;

@@ -74,8 +74,10 @@ class SqlitePlace final : public EnginePlace {
   const ScratchFolder scratch_;
 };
 
-INSTANTIATE_TEST_SUITE_P(Memory, EngineContract, ::testing::Values(MakePlace<MemoryPlace>));
-INSTANTIATE_TEST_SUITE_P(Sqlite, EngineContract, ::testing::Values(MakePlace<SqlitePlace>));
+INSTANTIATE_TEST_SUITE_P(Memory, EngineContract,
+                         ::testing::Values(PlaceMaker{MakePlace<MemoryPlace>}));
+INSTANTIATE_TEST_SUITE_P(Sqlite, EngineContract,
+                         ::testing::Values(PlaceMaker{MakePlace<SqlitePlace>}));
 
 // The files of the default engine
 // -----------------------------------------------------------------------

@@ -14,7 +14,15 @@ enum class NCCFailure {
   kLossPossible,  ///< the last changes may be gone: RestoreBackup, or AcceptLoss and open again
   kUnavailable,   ///< what keeps it does not answer; nothing was changed: try again later
   kNotOwner,      ///< another has taken it over; nothing was changed
-  kNotKnown,      ///< whether the change is stored is not known yet
+  kNotKnown,      ///< whether the change is stored is not known yet: CNCCNet::Settle tells
+};
+
+/// What became of a change whose failure was NCCFailure::kNotKnown.
+enum class NCCOutcome {
+  kNone,       ///< there was no such change
+  kStored,     ///< it was stored, and shows
+  kNotStored,  ///< it was not stored and never will be
+  kNotKnown,   ///< that cannot be told yet
 };
 
 /// The kind of the failure that LastError() tells of: what opening, creating or restoring a

@@ -4,6 +4,7 @@
 
 #include "nccnet/callback.h"
 #include "nccnet/export.h"
+#include "nccnet/failure.h"
 #include "nccnet/file_output.h"
 #include "nccnet/history.h"
 #include "nccnet/records.h"
@@ -124,6 +125,12 @@ class NCC_API CNCCNet : public CNetHistory {
   /// Text of the calling thread's last failure, of whichever object; empty after a success
   /// (nccnet.h says which members leave it alone). Valid until the thread's next call.
   const char* LastError();
+  /// Whether the last change that ended with NCCFailure::kNotKnown is stored: asks again as long as
+  /// that is not known, and makes it show when it is. Until then queries answer as of
+  /// GetRevision(), and changes are refused with kNotKnown; each asks again by itself first. It
+  /// stays kNotKnown when another owner has taken the database over meanwhile (kNotOwner): the
+  /// history tells then.
+  NCCOutcome Settle();
   /// Writes a consistent copy of the open database to `file`, an existing file being replaced
   /// whole. False inside a batch, and when that file is a database that somebody has open.
   bool Backup(const char* file);

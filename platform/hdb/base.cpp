@@ -1,16 +1,12 @@
 #include "platform/hdb/base.h"
 
-#include "platform/hdb/history_codec.h"
 #include "platform/hdb/row_codec.h"
-#include "platform/process.h"
 #include "platform/storage/copy.h"
 #include "platform/text/code_page.h"
-#include "platform/token.h"
 
 #include <utility>
 
 using ncc::Row;
-using ncc::RowChange;
 using ncc::RowDecoder;
 using ncc::RowKey;
 using ncc::RowKind;
@@ -23,10 +19,15 @@ namespace {
   throw StorageError("database is damaged: object " + std::to_string(number) + ": " + fault);
 }
 
-constexpr std::int64_t kMicrosecondsOfDay = std::int64_t{24} * 60 * 60 * 1000000;
-
 constexpr const char* kSnapshotRefusal =
     "this is a snapshot of the database: changes need the database itself";
+constexpr const char* kFollowerRefusal =
+    "this is a standby: it shows what the owner of the database changes";
+
+ncc::OpenMode EngineMode(TDBMode mode) {
+  if (mode == TDBMode::kFollow) return ncc::OpenMode::kFollow;
+  return mode == TDBMode::kSnapshot ? ncc::OpenMode::kSnapshot : ncc::OpenMode::kOpen;
+}
 
 }  // namespace
 
@@ -34,11 +35,9 @@ CHDBase::CHDBase(CHDBMgr& manager, const std::string& path)
     : manager_(manager), engine_(manager.Engines()(path, {ncc::OpenMode::kCreate})) {}
 
 CHDBase::CHDBase(CHDBMgr& manager, const std::string& path, TDBMode mode, bool accepts_loss)
-    : CHDBase(manager,
-              manager.Engines()(path, {mode == TDBMode::kSnapshot ? ncc::OpenMode::kSnapshot
-                                                                  : ncc::OpenMode::kOpen,
-                                       accepts_loss})) {
+    : CHDBase(manager, manager.Engines()(path, {EngineMode(mode), accepts_loss})) {
   if (mode == TDBMode::kSnapshot) unit_.RefuseChanges(kSnapshotRefusal);
+  if (mode == TDBMode::kFollow) unit_.RefuseChanges(kFollowerRefusal);
 }
 
 CHDBase::CHDBase(CHDBMgr& manager, std::unique_ptr<ncc::StorageEngine> engine)
@@ -141,6 +140,7 @@ void CHDBase::Unindex(const CHDBRecord& record) {
 // Rows ------------------------------------------------------------------------------------------
 
 void CHDBase::Touch(const RowKey& row) {
+  CheckPresent();
   unit_.Touch(row, [&](Row& before) { return EncodeRow(row, before); });
 }
 
@@ -173,95 +173,9 @@ bool CHDBase::EncodeRow(const RowKey& key, Row& row) const {
   return true;
 }
 
-// Units of work ---------------------------------------------------------------------------------
-
-void CHDBase::CheckUsable() const {
-  if (!broken_) return;
-  throw StorageError("the database cannot be read any more; close it and open it again: " +
-                     broken_reason_);
-}
-
-// What the unit that ends leads to.
-class CHDBase::Changes final : public ncc::ChangeSet {
- public:
-  explicit Changes(CHDBase& base) : base_(base), history_(base.NextHistory(now_)) {}
-
-  std::uint64_t Revision() const { return base_.state_.revision + 1; }
-  std::uint64_t Unit() const { return unit_; }
-
-  ncc::StoredState ForEach(const std::function<void(const RowChange&)>& visit) const override {
-    ncc::StoredState state{Revision(), base_.state_.totals, unit_, history_};
-    const auto encode = [this](const RowKey& key, Row& row) { return base_.EncodeRow(key, row); };
-    former_ = {};
-    base_.unit_.ForEachChange(encode, [&](const RowChange& change) {
-      former_.Add(change.key, change.before);
-      if (change.before != nullptr) TakeFrom(state.totals, SumOf(*change.before));
-      if (change.now != nullptr) AddTo(state.totals, change.sum);
-      visit(change);
-    });
-    return state;
-  }
-
-  void ForEachEntry(const std::function<void(const ncc::HistoryEntry&)>& visit) const override {
-    if (history_.first > Revision()) return;
-    visit({Revision(), now_, base_.manager_.Origin(), former_.Pack()});
-  }
-
- private:
-  CHDBase& base_;
-  const std::uint64_t unit_ = ncc::DrawToken();
-  const std::int64_t now_ = ncc::MicrosecondsNow();
-  const ncc::HistoryBounds history_;
-  mutable ncc::RowPacker former_;  // the rows as they were, in the order of the last visit
-};
-
-ncc::HistoryBounds CHDBase::NextHistory(std::int64_t now) const {
-  using Keep = ncc::HistoryRule::Keep;
-  const std::uint64_t next = state_.revision + 1;
-  ncc::HistoryBounds history = state_.history;
-  if (new_rule_) history.rule = *new_rule_;
-  const auto& [keep, count] = history.rule;
-  if (keep == Keep::kNone) history.first = next + 1;
-  if (keep == Keep::kUnits && next > count)
-    history.first = std::max(history.first, next - count + 1);
-  if (keep == Keep::kDays)
-    history.first = std::max(history.first, engine_->FirstSince(now - count * kMicrosecondsOfDay));
-  return history;
-}
-
-void CHDBase::Commit() {
-  const std::uint64_t next = state_.revision + 1;
-  std::uint64_t unit = 0;
-  try {
-    if (unit_.HasFailed()) throw StorageError(unit_.Failure());
-    const Changes changes(*this);
-    unit = changes.Unit();
-    const auto encode = [this](const RowKey& key, Row& row) { return EncodeRow(key, row); };
-    if (unit_.HasDifference(encode) || new_rule_) state_ = engine_->Commit(changes);
-    ClearUnit();
-  } catch (...) {
-    Reload();
-    // An engine that reports an error may have stored the unit all the same.
-    if (state_.revision != next || state_.unit != unit) throw;
-  }
-}
+// Storing and loading -----------------------------------------------------------------------------
 
 void CHDBase::CopyTo(const std::string& file) { ncc::CopyToFile(*engine_, file); }
-
-void CHDBase::ClearUnit() noexcept {
-  unit_.Clear();
-  new_rule_.reset();
-}
-
-void CHDBase::AbandonUnit(std::string_view why) noexcept {
-  unit_.Fail(why);
-  if (!unit_.Leave()) return;
-  if (unit_.HasChanges()) {
-    Reload();
-  } else {
-    ClearUnit();
-  }
-}
 
 void CHDBase::DropObjects() {
   objects_.Clear();
@@ -277,19 +191,38 @@ void CHDBase::Reload() noexcept {
   ++generation_;
   try {
     Load();
+    broken_ = false;
+  } catch (const StorageError& error) {
+    Break(error.what(), error.Kind());
   } catch (const std::exception& error) {
-    DropObjects();
-    state_ = {};
-    broken_ = true;
-    try {
-      broken_reason_ = error.what();
-    } catch (const std::bad_alloc&) {
-      broken_reason_.clear();
-    }
+    Break(error.what(), NCCFailure::kOther);
   }
 }
 
-// Loading ---------------------------------------------------------------------------------------
+void CHDBase::Break(const char* why, NCCFailure kind) noexcept {
+  ClearUnit();
+  DropObjects();
+  state_ = {};
+  broken_ = true;
+  broken_kind_ = kind;
+  try {
+    broken_reason_ = why;
+  } catch (const std::bad_alloc&) {
+    broken_reason_.clear();
+  }
+}
+
+void CHDBase::CheckUsable() {
+  if (!broken_) return;
+  const bool may_return = broken_kind_ == NCCFailure::kUnavailable;
+  if (may_return && !InUnit()) Reload();
+  if (!broken_) return;
+  if (may_return) {
+    throw StorageError("the database cannot be read now: " + broken_reason_, broken_kind_);
+  }
+  throw StorageError("the database cannot be read any more; close it and open it again: " +
+                     broken_reason_);
+}
 
 void CHDBase::Load() {
   RowDecoder decoder;

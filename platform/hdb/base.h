@@ -14,6 +14,7 @@
 #include "platform/hdb/unit_of_work.h"
 #include "platform/storage/engine.h"
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -29,7 +30,7 @@ namespace ncc {
 class RowDecoder;
 }
 
-enum class TDBMode { kOpenExisting = 2, kSnapshot = 3 };
+enum class TDBMode { kOpenExisting = 2, kSnapshot = 3, kFollow = 4 };
 
 // What a database is made of beside its objects: kept with it, in the order of creation.
 struct CHDBDefinition {
@@ -58,7 +59,8 @@ class CHDBase final : ncc::ObjectOwner {
 
   // Creates an empty database; nothing is stored before the first unit of work ends.
   CHDBase(CHDBMgr& manager, const std::string& path);
-  // Opens and loads an existing one; a snapshot refuses every change.
+  // Opens and loads an existing one; a snapshot refuses every change, a follower does until it has
+  // taken over.
   CHDBase(CHDBMgr& manager, const std::string& path, TDBMode mode, bool accepts_loss = false);
   // Loads what the engine has.
   CHDBase(CHDBMgr& manager, std::unique_ptr<ncc::StorageEngine> engine);
@@ -113,13 +115,15 @@ class CHDBase final : ncc::ObjectOwner {
   // Its entries and its record must be gone; its notes go with it.
   void RemoveObject(std::uint32_t number);
 
-  // Throws when what is stored could not be read again after a failure: nothing works any more
-  // then.
-  void CheckUsable() const;
+  // Throws when what is stored could not be read again after a failure: nothing works then. Where
+  // that was because the engine did not answer, it is tried again first. Outside a unit.
+  void CheckUsable();
 
   // Units of work nest; only what the outermost one began is stored, when it ends. Throws when it
-  // could not be stored; memory then is what is stored, and handles from before refuse every
-  // change.
+  // could not be stored; memory then is what was stored before, and handles to what the unit had
+  // made refuse every change. When it is not known whether it is stored (kNotKnown), or another
+  // owner has taken over (kNotOwner), the base is away: what it shows stays, and changes are
+  // refused with that kind. Each change that is tried asks the engine again first.
   void BeginUnit() { unit_.Enter(); }
   void EndUnit() {
     if (unit_.Leave() && (unit_.HasChanges() || unit_.HasFailed() || new_rule_)) Commit();
@@ -134,6 +138,21 @@ class CHDBase final : ncc::ObjectOwner {
   bool InUnit() const { return unit_.Depth() > 0; }
   const ncc::UnitOfWork& Unit() const { return unit_; }
 
+  // Whether the last unit that ended with kNotKnown is stored: asks the engine again while that is
+  // not known; kNotKnown also when another owner has taken over since. Outside a unit.
+  NCCOutcome Settle();
+  // Of the last time that it was asked.
+  NCCOutcome Outcome() const { return outcome_; }
+
+  // Takes in, in a follower, what the owner has stored since; waits up to `wait` for something.
+  // Returns whether there was anything. After an exception what was shown stays.
+  bool Follow(std::chrono::milliseconds wait);
+  // Makes a follower the owner, with all that is stored. See ncc::StorageEngine::Acquire. After an
+  // exception it goes on to follow, and this may be called again.
+  void TakeOver(std::chrono::milliseconds wait, bool force);
+  // See ncc::StorageEngine.
+  std::optional<std::string> Owner() const { return engine_->Owner(); }
+
   std::uint64_t Revision() const { return state_.revision; }
   // Drawn for the commit that led to it: no two databases have it in common.
   std::uint64_t LastUnit() const { return state_.unit; }
@@ -141,6 +160,7 @@ class CHDBase final : ncc::ObjectOwner {
   const ncc::HistoryBounds& History() const { return state_.history; }
   // From the end of the running unit on.
   void SetHistoryRule(const ncc::HistoryRule& rule) {
+    CheckPresent();
     unit_.CheckChangeable();
     new_rule_ = rule;
   }
@@ -149,7 +169,7 @@ class CHDBase final : ncc::ObjectOwner {
                    const std::function<bool(ncc::HistoryEntry&&)>& visit) const {
     engine_->ReadHistory(from, to, visit);
   }
-  // Raised each time that memory was replaced by what is stored.
+  // Raised each time that what memory shows was replaced, other than by a unit's own changes.
   std::uint64_t Generation() const { return generation_; }
 
   // The last revision that was stored at that time or before (see ncc::HistoryEntry). When that is
@@ -177,6 +197,14 @@ class CHDBase final : ncc::ObjectOwner {
 
   class Changes;
 
+  // Why changes are refused though the base is whole.
+  struct Absence {
+    NCCFailure kind;  // kNotKnown, kNotOwner
+    std::string why;
+    std::optional<ncc::StoredUnit> attempt;  // what is or is not stored
+    bool is_stored = false;                  // it is, and memory is to follow when the unit ends
+  };
+
   // A folder, and an object that a row which is put in place lists or listed.
   using Tie = std::pair<std::uint32_t, std::uint32_t>;
 
@@ -193,6 +221,15 @@ class CHDBase final : ncc::ObjectOwner {
 
   void AddDefinition(CHDBDefinition definition);
   void Commit();
+  bool IsStoredAfterAll(NCCFailure kind, const char* why, const Changes* changes) noexcept;
+  void TakeBackUnit() noexcept;
+  void DropFailedUnit() noexcept;
+  void GoAway(NCCFailure kind, const char* why, const Changes& changes) noexcept;
+  void ThrowIfAway() const;
+  void CheckPresent();
+  bool AskForAttempt();
+  void TakeInAttempt() noexcept;
+  void Apply(const ncc::StoredUnit& unit);
   ncc::HistoryBounds NextHistory(std::int64_t now) const;
   void ClearUnit() noexcept;
   void Load();
@@ -201,6 +238,7 @@ class CHDBase final : ncc::ObjectOwner {
   void LoadChunk(const ncc::RowView& row, ncc::RowDecoder& decoder);
   void DeriveParents();
   void Reload() noexcept;
+  void Break(const char* why, NCCFailure kind) noexcept;
   void DropObjects();
 
   CHDBMgr& manager_;
@@ -214,6 +252,9 @@ class CHDBase final : ncc::ObjectOwner {
   ncc::StoredState state_;
   std::optional<ncc::HistoryRule> new_rule_;  // that the running unit sets
   std::uint64_t generation_ = 0;
-  bool broken_ = false;  // nothing works any more
+  std::optional<Absence> absence_;
+  NCCOutcome outcome_ = NCCOutcome::kNone;
+  bool broken_ = false;  // nothing works
+  NCCFailure broken_kind_ = NCCFailure::kOther;
   std::string broken_reason_;
 };

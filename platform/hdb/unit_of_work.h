@@ -63,7 +63,8 @@ class UnitOfWork {
   }
 
   std::size_t TouchCount() const { return touch_count_; }
-  // From now on each change is refused with this text, which lives as long as the program.
+  // From now on each change is refused with this text, which lives as long as the program; null for
+  // none.
   void RefuseChanges(const char* why) { refusal_ = why; }
   bool RefusesChanges() const { return refusal_ != nullptr; }
 
@@ -101,10 +102,7 @@ class UnitOfWork {
   // more then.
   template <class EncodeNow, class Visit>
   void ForEachChange(EncodeNow encode_now, Visit visit) {
-    const auto by_key = [](const Touched& one, const Touched& other) {
-      return one.key < other.key;
-    };
-    std::sort(rows_.begin(), rows_.end(), by_key);
+    SortRows();
     for (const Touched& row : rows_) {
       const RowKey key = Unpack(row.key);
       const bool is_there = encode_now(key, scratch_);
@@ -112,6 +110,19 @@ class UnitOfWork {
       const Row* const now = is_there ? &scratch_ : nullptr;
       visit(RowChange{key, row.before.get(), now, is_there ? SumOf(scratch_) : 0});
     }
+  }
+
+  // The rows that were touched as they were before, ascending by key. They are not known any more
+  // then.
+  std::vector<KeyedRow> TakeBefore() {
+    SortRows();
+    std::vector<KeyedRow> rows;
+    rows.reserve(rows_.size());
+    for (Touched& row : rows_) {
+      rows.push_back({Unpack(row.key), std::nullopt});
+      if (row.before) rows.back().row = std::move(*row.before);
+    }
+    return rows;
   }
 
   // What a batch has left large is given away.
@@ -133,6 +144,13 @@ class UnitOfWork {
     std::uint64_t key;            // packed
     std::unique_ptr<Row> before;  // null: not stored yet
   };
+
+  void SortRows() {
+    const auto by_key = [](const Touched& one, const Touched& other) {
+      return one.key < other.key;
+    };
+    std::sort(rows_.begin(), rows_.end(), by_key);
+  }
 
   // Whether the row that was encoded last, where it is there, is another than before.
   bool Differs(const Touched& row, bool is_there) const {

@@ -1,6 +1,6 @@
 // What every storage engine has to do, as tests over a place that opens engines of one database.
-// INSTANTIATE_TEST_SUITE_P(Name, EngineContract, ::testing::Values(MakePlace<PlaceOfName>)) runs
-// them.
+// INSTANTIATE_TEST_SUITE_P(Name, EngineContract, ::testing::Values(PlaceMaker{MakePlace<Place>}))
+// runs them.
 #pragma once
 
 #include "engine_history.h"
@@ -13,6 +13,7 @@
 #include <chrono>
 #include <limits>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -34,7 +35,12 @@ std::unique_ptr<EnginePlace> MakePlace() {
   return std::make_unique<Place>();
 }
 
-class EngineContract : public ::testing::TestWithParam<std::unique_ptr<EnginePlace> (*)()> {
+struct PlaceMaker {
+  std::unique_ptr<EnginePlace> (*make)();
+  friend std::ostream& operator<<(std::ostream& out, const PlaceMaker&) { return out << "place"; }
+};
+
+class EngineContract : public ::testing::TestWithParam<PlaceMaker> {
  protected:
   using Wait = std::chrono::milliseconds;
   static constexpr Wait kNone{0};
@@ -45,7 +51,7 @@ class EngineContract : public ::testing::TestWithParam<std::unique_ptr<EnginePla
     return Continued(Open(OpenMode::kCreate), revision);
   }
 
-  const std::unique_ptr<EnginePlace> place = GetParam()();
+  const std::unique_ptr<EnginePlace> place = GetParam().make();
 };
 
 inline std::vector<HistoryEntry> HistoryOf(StorageEngine& engine, std::uint64_t from,
