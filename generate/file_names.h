@@ -25,4 +25,22 @@ inline std::string AddressName(std::uint32_t network, std::uint32_t id,
   return Hex4(network) + Hex4(id) + std::string(extension);
 }
 
+// The name of a kind of file that there is for each node.
+struct NodeFileName {
+  enum Id { kHex, kDecimal, kAddress };  // as the functions above write it
+
+  const char* folder;  // in that of the generator, with a separator at its end; "" for this itself
+  const char* stem;
+  Id id;
+  const char* extension;
+
+  std::string Of(std::uint32_t network, std::uint32_t node) const {
+    std::string name(folder);
+    if (id == kAddress) return name.append(AddressName(network, node, extension));
+    return name.append(stem)
+        .append(id == kHex ? Hex4(node) : std::to_string(node))
+        .append(extension);
+  }
+};
+
 }  // namespace ncc

@@ -4,6 +4,7 @@
 #include "generate/output.h"
 #include "structure/nodes.h"
 
+#include <algorithm>
 #include <vector>
 
 namespace ncc {
@@ -35,13 +36,38 @@ bool WriteOf(Generation& run, const NodeFile& file, const char* folder, std::uin
   return run.Run([&] {
     NetState& net = run.Net();
     RefuseUnlessThere(net, file, node);
-    const std::string into = Prefix(folder);
-    if (net.collection != nullptr && net.collection->KeepsFilesOf(node, into)) return;
-    file.write(run, into, node);
+    file.write(run, Prefix(folder), node);
   });
 }
 
 }  // namespace
+
+KeptFiles::KeptFiles(const NetState& net, const NodeFile& file, const std::string& folder)
+    : collection_(net.collection) {
+  if (collection_ != nullptr) files_ = collection_->FindKeepable(file.Names(folder), file.made_of);
+}
+
+bool KeptFiles::Keep(std::uint32_t node) {
+  const auto file = std::lower_bound(files_.begin(), files_.end(), Collection::Keepable{node, 0});
+  if (file == files_.end() || file->node != node) return false;
+  collection_->Keep(*file);
+  return true;
+}
+
+std::optional<SharedBytes> KeptBytes(const NetState& net, const NodeFile& file,
+                                     const std::string& folder) {
+  if (net.collection == nullptr) return std::nullopt;
+  const auto kept = net.collection->FindKept(file.Names(folder));
+  const auto text = kept ? ReadWholeFile(kept->path) : std::nullopt;
+  if (!text || DigestOf(text->View()) != kept->digest) return std::nullopt;
+  SharedBytes known;
+  known.bytes = text->View();
+  known.digest = kept->digest;
+  if (kept->stamp) known.stamp = StampKey().Known(*kept->stamp);
+  known.twin = kept->path;
+  known.twin_identity = kept->file;
+  return known;
+}
 
 bool GenerateAll(NetState& net, const NodeFile& file, const char* folder, unsigned char mode) {
   Generation run(net, mode);
@@ -78,10 +104,11 @@ bool GenerateOf(NetState& net, const NodeFile& file, const char* folder, const T
 
 void WriteAllNodes(Generation& run, const NodeFile& file, const char* folder) {
   const auto nodes = run.Obtain([&] { return NumbersOfNodes(run.Net(), file.type); });
-  if (!nodes) return;
+  auto kept = run.Obtain([&] { return KeptFiles(run.Net(), file, Prefix(folder)); });
+  if (!nodes || !kept) return;
   for (const std::uint32_t node : *nodes) {
     if (!file.Has(kNoCallback)) run.CallBetweenNodes();
-    WriteOf(run, file, folder, node);
+    if (!kept->Keep(node)) WriteOf(run, file, folder, node);
     if (!file.Has(kNeverStops) && run.Net().StopRequested()) return;
   }
 }

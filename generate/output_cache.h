@@ -72,14 +72,10 @@ class OutputCache {
   }
   const VisibleNodes& VisibleFrom(const NetState& net, const CHDBRecord& node);
 
-  // The user directory, the same for every AP; compose() gives its text.
-  template <class Compose>
-  SharedBytes& UserDirectory(Compose compose) {
-    if (!user_directory_) {
-      auto made = std::make_unique<SharedBytes>();
-      made->bytes = compose();
-      user_directory_ = std::move(made);
-    }
+  // The user directory, the same for every AP; make() gives it.
+  template <class Make>
+  SharedBytes& UserDirectory(Make make) {
+    if (!user_directory_) user_directory_ = std::make_unique<SharedBytes>(make());
     return *user_directory_;
   }
 

@@ -2,7 +2,6 @@
 
 #include "generate/collection/manifest.h"
 #include "generate/collection/package_sum.h"
-#include "platform/disk/folder_scan.h"
 #include "platform/disk/output_file.h"
 #include "platform/disk/paths.h"
 
@@ -13,11 +12,6 @@ namespace ncc {
 namespace {
 
 using Kind = CFileRecord::Kind;
-
-bool IsOf(const CFileRecord& record, const FileIdentity& file) {
-  return record.inode == file.inode && record.bytes == file.size &&
-         record.seconds == file.modified_seconds && record.nanoseconds == file.modified_nanoseconds;
-}
 
 std::uint32_t HashOf(std::string_view key) { return HashKey(std::hash<std::string_view>()(key)); }
 
@@ -32,31 +26,7 @@ void NoteIdentity(CFileRecord& record, const std::optional<FileIdentity>& file) 
 
 Collection::Collection(NetState& net, CCollectorOptions options)
     : net_(net), options_(std::move(options)), key_(StampKey().Fingerprint()) {
-  std::vector<CFileRecord>& files = options_.before.files;
-  entries_.reserve(files.size());
-  index_.Reserve(files.size());
-  const bool keeps_stamps = options_.before.key == key_;
-  for (CFileRecord& record : files) {
-    if (!keeps_stamps) record.stamp.reset();
-    Entry& entry = EntryOf(record.path);
-    entry.had_record = record.kind != Kind::kGone;
-    entry.record = std::move(record);
-  }
-  files.clear();
   Examine();
-}
-
-void Collection::Examine() {
-  for (const std::string& folder : options_.folders) {
-    ScanFolder(options_.root, folder,
-               [&](std::string_view path, const std::optional<FileIdentity>& file) {
-                 Entry& entry = EntryOf(path);
-                 entry.is_there = true;
-                 entry.found = file;
-                 entry.is_known =
-                     entry.had_record && file && !options_.verify && IsOf(entry.record, *file);
-               });
-  }
 }
 
 std::string Collection::KeyOf(std::string_view path) const {
@@ -69,29 +39,58 @@ std::string Collection::KeyOf(std::string_view path) const {
   return key.substr(begin);
 }
 
-std::size_t Collection::Locate(std::string_view key) const {
+std::string Collection::InRoot(std::string_view key) const {
+  return std::string(options_.root).append("/").append(key);
+}
+
+// An index of all lines takes as long as many searches.
+std::size_t Collection::Locate(std::string_view key) {
+  constexpr std::size_t kFewQuestions = 4096;
+  const auto added = added_.find(key);
+  if (added != added_.end()) return added->second;
+  const std::size_t lines = manifest_.Lines().size();
+  if (++questions_ <= kFewQuestions) {
+    const std::size_t at = FirstLineFrom(key);
+    return at < lines && entries_[at].path == key ? at : entries_.size();
+  }
+  if (index_.IsEmpty()) {
+    index_.Reserve(lines);
+    for (std::size_t i = 0; i < lines; ++i)
+      index_.Insert(HashOf(entries_[i].path), static_cast<std::uint32_t>(i));
+  }
   std::size_t found = entries_.size();
   index_.ForEach(HashOf(key), [&](std::uint32_t at) {
-    if (entries_[at].record.path == key) found = at;
+    if (entries_[at].path == key) found = at;
     return found == entries_.size();
   });
   return found;
 }
 
-const Collection::Entry* Collection::Find(const std::string& path) const {
+// The place of the first line that is not less than the path.
+std::size_t Collection::FirstLineFrom(std::string_view path) const {
+  const auto end = entries_.begin() + static_cast<std::ptrdiff_t>(manifest_.Lines().size());
+  const auto found = std::lower_bound(
+      entries_.begin(), end, path,
+      [](const Entry& entry, std::string_view wanted) { return entry.path < wanted; });
+  return static_cast<std::size_t>(found - entries_.begin());
+}
+
+Collection::Entry* Collection::Find(const std::string& path) {
   const std::size_t at = Locate(KeyOf(path));
   return at < entries_.size() ? &entries_[at] : nullptr;
 }
 
 Collection::Entry& Collection::EntryOf(std::string_view key) {
   const std::size_t at = Locate(key);
-  if (at < entries_.size()) return entries_[at];
+  return at < entries_.size() ? entries_[at] : AddEntry(key);
+}
+
+Collection::Entry& Collection::AddEntry(std::string_view key) {
   Entry entry;
-  entry.record.kind = Kind::kGone;
-  entry.record.path = key;
-  entries_.push_back(std::move(entry));
+  entry.path = paths_.emplace_back(key);
+  entries_.push_back(entry);
   try {
-    index_.Insert(HashOf(key), static_cast<std::uint32_t>(at));
+    added_.emplace(entry.path, entries_.size() - 1);
   } catch (...) {
     entries_.pop_back();
     throw;
@@ -99,11 +98,23 @@ Collection::Entry& Collection::EntryOf(std::string_view key) {
   return entries_.back();
 }
 
+CFileRecord& Collection::RecordOf(Entry& entry) {
+  if (entry.record != nullptr) return *entry.record;
+  CFileRecord record;
+  if (!entry.line.empty()) record = ReadFileRecord(entry.line);
+  if (entry.line.empty()) {
+    record.kind = Kind::kGone;
+    record.path = entry.path;
+  }
+  if (!keeps_stamps_) record.stamp.reset();
+  return *(entry.record = &records_.emplace_back(std::move(record)));
+}
+
 // The sum of what lies in the root. Many names may be of one file.
 std::optional<Digest> Collection::ReadDigest(const Entry& entry, Kind kind) {
-  const std::string path = InRoot(entry.record.path);
+  const std::string path = InRoot(entry.path);
   if (kind == Kind::kPackage) return ReadPackageSum(path);
-  const std::pair file(entry.found->device, entry.found->inode);
+  const std::pair file(entry.File()->device, entry.File()->inode);
   const auto known = read_.find(file);
   if (known != read_.end()) return known->second;
   const auto digest = DigestOfFile(path);
@@ -112,18 +123,19 @@ std::optional<Digest> Collection::ReadDigest(const Entry& entry, Kind kind) {
 }
 
 bool Collection::Holds(Entry& entry, const Contents& contents) {
-  if (!entry.found || entry.found->size != contents.bytes) return false;
+  if (!entry.File() || entry.File()->size != contents.bytes) return false;
   if (entry.is_known)
-    return entry.record.kind == contents.kind && entry.record.digest == contents.digest;
+    return entry.kind == contents.kind && RecordOf(entry).digest == contents.digest;
   return !WritesAll() && ReadDigest(entry, contents.kind) == contents.digest;
 }
 
 bool Collection::Settle(const std::string& path, const Contents& contents, const MakeStamp& stamp) {
   Entry& entry = EntryOf(KeyOf(path));
-  CFileRecord& record = entry.record;
+  CFileRecord& record = RecordOf(entry);
   const bool is_same = Holds(entry, contents);
   const bool keeps_record = is_same && entry.had_record && record.digest == contents.digest;
   if (!keeps_record) {
+    restless_.insert(contents.node);
     record.revision = net_.base->Revision();
     record.stamp.reset();
   }
@@ -135,7 +147,7 @@ bool Collection::Settle(const std::string& path, const Contents& contents, const
   if (!record.stamp && stamp) {
     if (const auto made = stamp()) record.stamp = made->stamp;
   }
-  if (is_same) NoteIdentity(record, entry.found);
+  if (is_same) NoteIdentity(record, entry.File());
   entry.is_seen = true;
   entry.is_same = is_same;
   entry.is_written = WritesAll() || (!is_same && !WritesNothing());
@@ -143,29 +155,29 @@ bool Collection::Settle(const std::string& path, const Contents& contents, const
 }
 
 void Collection::Written(const std::string& path, const std::optional<FileIdentity>& file) {
-  NoteIdentity(EntryOf(KeyOf(path)).record, file);
+  NoteIdentity(RecordOf(EntryOf(KeyOf(path))), file);
 }
 
-bool Collection::WasWritten(const std::string& path) const {
-  const Entry* entry = Find(path);
+bool Collection::WasWritten(const std::string& path) {
+  Entry* const entry = Find(path);
   return entry != nullptr && entry->is_written;
 }
 
-std::optional<FileIdentity> Collection::Kept(const std::string& path, std::string& native) const {
-  const Entry* entry = Find(path);
+std::optional<FileIdentity> Collection::Kept(const std::string& path, std::string& native) {
+  Entry* const entry = Find(path);
   if (entry == nullptr || !entry->is_seen || !entry->is_same || WritesAll()) return std::nullopt;
-  native = InRoot(entry->record.path);
-  return entry->found;
+  native = InRoot(entry->path);
+  return entry->File();
 }
 
 std::uint32_t Collection::StampOf(const std::string& path, const StampKey& key,
                                   const FolderNames* names) {
   if (WritesAll()) return key.OfFile(path, names);
   const std::string below = KeyOf(path);
-  const Entry* entry = Find(path);
+  Entry* const entry = Find(path);
   const bool is_seen = entry != nullptr && entry->is_seen;
   if (is_seen || (entry != nullptr && entry->is_known && !IsCleared(below))) {
-    if (entry->record.stamp) return *entry->record.stamp;
+    if (const auto& stamp = RecordOf(*entry).stamp) return *stamp;
   } else if (IsCleared(below)) {
     return 0;
   }
@@ -177,17 +189,19 @@ std::uint32_t Collection::StampOf(const std::string& path, const StampKey& key,
 
 std::optional<Collection::Member> Collection::FindMember(const std::string& path) {
   const std::string below = KeyOf(path);
-  const Entry* entry = Find(path);
+  Entry* const entry = Find(path);
   const bool is_seen = entry != nullptr && entry->is_seen;
   const std::string native = WritesAll() ? NativePath(path) : InRoot(below);
   if (is_seen) {
-    return Member{entry->is_written ? NativePath(path) : native, entry->record.bytes,
-                  entry->record.digest};
+    const CFileRecord& record = RecordOf(*entry);
+    return Member{entry->is_written ? NativePath(path) : native, record.bytes, record.digest};
   }
   if (IsCleared(below)) return std::nullopt;
-  const bool is_known = entry != nullptr && entry->is_known && entry->record.kind == Kind::kFile;
-  if (is_known && (!WritesAll() || IdentifyFile(native) == entry->found))
-    return Member{native, entry->record.bytes, entry->record.digest};
+  const bool is_known = entry != nullptr && entry->is_known && entry->kind == Kind::kFile;
+  if (is_known && (!WritesAll() || IdentifyFile(native) == entry->File())) {
+    const CFileRecord& record = RecordOf(*entry);
+    return Member{native, record.bytes, record.digest};
+  }
   return ReadMember(native);
 }
 
@@ -211,30 +225,6 @@ std::optional<Collection::Member> Collection::FindOutside(const std::string& pat
                                     [&](const auto& one) { return one.name == name; });
   if (!is_known) outside.push_back({name, member ? DigestDigits(member->digest) : "-"});
   return member;
-}
-
-bool Collection::KeepsFilesOf(std::uint32_t node, const std::string& folder) {
-  if (!options_.may_have_changed || WritesAll() || parts_.empty()) return false;
-  const CPartState& now = parts_.back().state;
-  const CPartState* before = StateBefore(now.name);
-  if (before == nullptr || before->settings != now.settings) return false;
-  if (options_.may_have_changed(node, before->revision)) return false;
-  if (of_node_.empty()) {
-    for (std::uint32_t i = 0; i < entries_.size(); ++i) {
-      if (entries_[i].had_record) of_node_.emplace(entries_[i].record.node, i);
-    }
-  }
-  const std::string below = KeyOf(folder);
-  std::vector<Entry*> files;
-  const auto [first, last] = of_node_.equal_range(node);
-  for (auto at = first; at != last; ++at) {
-    Entry& entry = entries_[at->second];
-    if (!entry.record.path.starts_with(below) || entry.record.part != now.name) continue;
-    if (!entry.is_known) return false;
-    files.push_back(&entry);
-  }
-  for (Entry* entry : files) entry->is_seen = entry->is_same = true;
-  return !files.empty();
 }
 
 }  // namespace ncc

@@ -33,7 +33,7 @@ bool MatchesAny(const std::vector<std::string>& patterns, std::string_view path)
 }
 
 // A name that cannot stand in a line is not told of.
-bool CanBeListed(const std::string& path) {
+bool CanBeListed(std::string_view path) {
   return std::all_of(path.begin(), path.end(),
                      [](char c) { return static_cast<unsigned char>(c) >= 0x20 && c != 0x7F; });
 }
@@ -55,19 +55,19 @@ bool Collection::IsCleared(std::string_view key) const {
 
 // Not composed again though its part was, or lying where everything is cleared away.
 bool Collection::IsStale(const Entry& entry) const {
-  if (entry.is_seen || (!entry.is_there && !entry.had_record)) return false;
-  if (IsCleared(entry.record.path)) return true;
+  if (entry.is_seen || (!entry.IsThere() && !entry.had_record)) return false;
+  if (IsCleared(entry.path)) return true;
   return !WritesAll() && entry.had_record &&
          std::any_of(parts_.begin(), parts_.end(), [&](const RunningPart& part) {
-           return part.is_whole && part.state.name == entry.record.part;
+           return part.is_whole && part.state.name == entry.part;
          });
 }
 
 // Of what nobody knows, the part that clears it away.
-std::string Collection::PartOf(const Entry& entry) const {
-  if (!entry.record.part.empty()) return entry.record.part;
+std::string_view Collection::PartOf(const Entry& entry) const {
+  if (!entry.part.empty()) return entry.part;
   for (const RunningPart& part : parts_) {
-    if (MatchesAny(part.state.clears, entry.record.path)) return part.state.name;
+    if (MatchesAny(part.state.clears, entry.path)) return part.state.name;
   }
   return "-";
 }
@@ -79,16 +79,16 @@ CPartState Collection::StateOf(const Part& part) const {
   state.name = part.name;
   state.revision = net_.base->Revision();
   state.unit = net_.base->LastUnit();
-  state.settings = "network=" + Hex4(net_.prefs.net_number);
+  state.rows = net_.base->Totals().sum;
+  state.settings = NetworkSettings();
   state.settings += TextLineEnd() == "\n" ? " line-ends=lf" : " line-ends=crlf";
-  state.settings += " key=";
-  state.settings += key_;
+  state.settings.append(" key=").append(key_);
   if (!part.settings.empty()) state.settings.append(" ").append(part.settings);
   return state;
 }
 
 const CPartState* Collection::StateBefore(const std::string& part) const {
-  for (const CPartState& state : options_.before.parts) {
+  for (const CPartState& state : manifest_.Parts()) {
     if (state.name == part) return &state;
   }
   return nullptr;
@@ -112,16 +112,9 @@ bool Collection::IsUpToDate(const std::vector<Part>& parts) const {
     if (before == nullptr || !IsCurrent(*before, StateOf(part))) return false;
     clears.insert(clears.end(), before->clears.begin(), before->clears.end());
   }
-  const auto is_examined = [&](const std::string& path) {
-    return std::any_of(options_.folders.begin(), options_.folders.end(),
-                       [&](const std::string& folder) {
-                         return path.size() > folder.size() && path.starts_with(folder) &&
-                                path[folder.size()] == '/';
-                       });
-  };
   return std::all_of(entries_.begin(), entries_.end(), [&](const Entry& entry) {
-    if (entry.had_record) return entry.is_known || !is_examined(entry.record.path);
-    return !entry.is_there || !MatchesAny(clears, entry.record.path);
+    if (entry.had_record) return entry.is_known || !entry.is_examined;
+    return !entry.IsThere() || !MatchesAny(clears, entry.path);
   });
 }
 
@@ -133,7 +126,7 @@ std::vector<std::string> Collection::TouchedFiles() const {
   std::vector<std::string> touched;
   for (const Entry& entry : entries_) {
     if (!entry.is_seen || !entry.had_record || entry.is_known || options_.verify) continue;
-    touched.push_back(entry.record.path);
+    touched.emplace_back(entry.path);
   }
   std::sort(touched.begin(), touched.end());
   return touched;
@@ -143,12 +136,13 @@ std::vector<CFileChange> Collection::Changes() const {
   using What = CFileChange::What;
   std::vector<CFileChange> changes;
   for (const Entry& entry : entries_) {
-    const CFileRecord& record = entry.record;
     if (entry.is_seen && !entry.is_same) {
-      changes.push_back({entry.is_there || entry.had_record ? What::kChanged : What::kNew,
-                         record.path, record.part, record.node, record.bytes, entry.is_there});
+      const CFileRecord& record = *entry.record;
+      changes.push_back({entry.IsThere() || entry.had_record ? What::kChanged : What::kNew,
+                         record.path, record.part, record.node, record.bytes, entry.IsThere()});
     } else if (IsStale(entry)) {
-      changes.push_back({What::kGone, record.path, PartOf(entry), record.node, 0, entry.is_there});
+      changes.push_back({What::kGone, std::string(entry.path), std::string(PartOf(entry)),
+                         entry.node, 0, entry.IsThere()});
     }
   }
   std::sort(changes.begin(), changes.end(),
@@ -166,7 +160,7 @@ std::vector<CPartState> Collection::States() const {
   const bool has_changed = std::any_of(entries_.begin(), entries_.end(), [&](const Entry& entry) {
     return (entry.is_seen && !entry.is_same) || IsStale(entry);
   });
-  for (const CPartState& before : options_.before.parts) {
+  for (const CPartState& before : manifest_.Parts()) {
     const bool is_made = std::any_of(parts_.begin(), parts_.end(), [&](const RunningPart& part) {
       return part.state.name == before.name;
     });
@@ -177,31 +171,36 @@ std::vector<CPartState> Collection::States() const {
   return states;
 }
 
-CManifest Collection::Manifest() const {
-  CManifest manifest;
-  manifest.key = key_;
-  manifest.parts = States();
-  manifest.files.reserve(entries_.size());
-  for (const Entry& entry : entries_) {
-    const bool is_stale = IsStale(entry);
-    const bool is_tombstone = !entry.had_record && entry.record.kind == Kind::kGone;
-    if (is_stale) {
-      if (!CanBeListed(entry.record.path)) continue;
-      CFileRecord gone;
-      gone.kind = Kind::kGone;
-      gone.path = entry.record.path;
-      gone.part = PartOf(entry);
-      gone.node = entry.record.node;
-      gone.revision = net_.base->Revision();
-      manifest.files.push_back(std::move(gone));
-    } else if (entry.is_seen || entry.had_record ||
-               (is_tombstone && !entry.record.part.empty() && !entry.is_there)) {
-      manifest.files.push_back(entry.record);
-    }
+void Collection::AddTo(ManifestWriter& manifest, const Entry& entry) const {
+  if (IsStale(entry)) {
+    if (!CanBeListed(entry.path)) return;
+    CFileRecord gone;
+    gone.kind = Kind::kGone;
+    gone.path = entry.path;
+    gone.part = PartOf(entry);
+    gone.node = entry.node;
+    gone.revision = net_.base->Revision();
+    manifest.Add(gone);
+  } else if (entry.record != nullptr) {
+    if (entry.is_seen || entry.had_record) manifest.Add(*entry.record);
+  } else if (!entry.line.empty() && (entry.had_record || !entry.IsThere())) {
+    if (keeps_stamps_) return manifest.Add(entry.line);
+    CFileRecord record = ReadFileRecord(entry.line);
+    record.stamp.reset();
+    manifest.Add(record);
   }
-  std::sort(manifest.files.begin(), manifest.files.end(),
-            [](const CFileRecord& a, const CFileRecord& b) { return a.path < b.path; });
-  return manifest;
+}
+
+void Collection::WriteManifest(const char* file) const {
+  ManifestWriter manifest(key_, States());
+  auto added = added_.begin();
+  for (std::size_t i = 0; i < manifest_.Lines().size(); ++i) {
+    for (; added != added_.end() && added->first < entries_[i].path; ++added)
+      AddTo(manifest, entries_[added->second]);
+    AddTo(manifest, entries_[i]);
+  }
+  for (; added != added_.end(); ++added) AddTo(manifest, entries_[added->second]);
+  manifest.Commit(file);
 }
 
 }  // namespace ncc

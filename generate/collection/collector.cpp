@@ -24,6 +24,7 @@ class CFileCollector::Impl {
   Impl& operator=(const Impl&) = delete;
 
   Collection& Files() const { return *collection_; }
+  ReentrantLock& Lock() const { return net_.lock; }
 
  private:
   NetState& net_;
@@ -34,10 +35,14 @@ CFileCollector::CFileCollector(CNCCNet& net, CCollectorOptions options)
     : impl_(std::make_unique<Impl>(StateOf::Net(net), std::move(options))) {}
 CFileCollector::~CFileCollector() = default;
 
+bool CFileCollector::HasManifest() const { return impl_->Files().HasManifest(); }
+const std::string& CFileCollector::Problem() const { return impl_->Files().Problem(); }
 bool CFileCollector::IsUpToDate(const std::vector<Part>& parts) const {
+  const LockScope lock(impl_->Lock());
   return impl_->Files().IsUpToDate(parts);
 }
 void CFileCollector::BeginPart(const Part& part, bool is_whole) {
+  const LockScope lock(impl_->Lock());
   impl_->Files().BeginPart(part, is_whole);
 }
 void CFileCollector::Clear(const std::string& pattern) { impl_->Files().Clear(pattern); }
@@ -45,4 +50,5 @@ std::vector<std::string> CFileCollector::TouchedFiles() const {
   return impl_->Files().TouchedFiles();
 }
 std::vector<CFileChange> CFileCollector::Changes() const { return impl_->Files().Changes(); }
-CManifest CFileCollector::Manifest() const { return impl_->Files().Manifest(); }
+void CFileCollector::WriteManifest(const char* file) const { impl_->Files().WriteManifest(file); }
+std::size_t CFileCollector::KeptFiles() const { return impl_->Files().KeptFiles(); }

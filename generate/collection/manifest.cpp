@@ -1,9 +1,9 @@
 // The manifest, a text of lines of words that are parted by a blank; a path, the last word, may
 // hold blanks:
 //
-//   nccnet-manifest 1
+//   nccnet-manifest 2
 //   key KEY
-//   part PART REVISION UNIT SETTING...
+//   part PART REVISION UNIT ROWS SETTING...
 //   clears PART PATTERN
 //   outside PART DIGEST NAME
 //   file REVISION PART NODE BYTES SECONDS.NANOSECONDS INODE STAMP DIGEST PATH
@@ -11,8 +11,9 @@
 //   gone ...the same
 //   end LINES DIGEST STAMP
 //
-// The last line has the number of those before it, the SHA-256 of their bytes, and the stamp of
-// itself up to there; "-" stands for a stamp that is not known.
+// The lines of files are ascending by path. The last line has the number of those before it, the
+// SHA-256 of their bytes, and the stamp of itself up to there; "-" stands for a stamp that is not
+// known.
 
 #include "generate/collection/manifest.h"
 
@@ -28,7 +29,7 @@
 namespace ncc {
 namespace {
 
-constexpr std::string_view kHead = "nccnet-manifest 1";
+constexpr std::string_view kHead = "nccnet-manifest 2";
 constexpr std::string_view kKindWords[] = {"file", "package", "gone"};  // in the order of Kind
 constexpr std::string_view kNone = "-";
 constexpr char kHexDigits[] = "0123456789abcdef";
@@ -46,7 +47,7 @@ void AppendNumber(std::string& text, std::uint64_t number, int base = 10) {
   text.append(digits, end);
 }
 
-void AppendFile(std::string& text, const CFileRecord& file) {
+void AppendFileLine(std::string& text, const CFileRecord& file) {
   text += kKindWords[static_cast<std::size_t>(file.kind)];
   text += ' ';
   AppendNumber(text, file.revision);
@@ -82,9 +83,12 @@ void AppendPart(std::string& text, const CPartState& part) {
   text.append("part ").append(part.name).append(" ");
   AppendNumber(text, part.revision);
   text += ' ';
-  AppendHex(text, static_cast<std::uint32_t>(part.unit >> 32), 8);
-  AppendHex(text, static_cast<std::uint32_t>(part.unit), 8);
-  text.append(" ").append(part.settings).append("\n");
+  for (const std::uint64_t number : {part.unit, part.rows}) {
+    AppendHex(text, static_cast<std::uint32_t>(number >> 32), 8);
+    AppendHex(text, static_cast<std::uint32_t>(number), 8);
+    text += ' ';
+  }
+  text.append(part.settings).append("\n");
   for (const std::string& pattern : part.clears)
     text.append("clears ").append(part.name).append(" ").append(pattern).append("\n");
   for (const auto& [name, digest] : part.outside)
@@ -93,11 +97,11 @@ void AppendPart(std::string& text, const CPartState& part) {
 }
 
 // The last line without its stamp.
-std::string EndOf(std::string_view lines) {
+std::string EndOf(std::size_t lines, const Digest& digest) {
   std::string end = "end ";
-  AppendNumber(end, static_cast<std::uint64_t>(std::count(lines.begin(), lines.end(), '\n')));
+  AppendNumber(end, lines);
   end += ' ';
-  AppendDigest(end, DigestOf(lines));
+  AppendDigest(end, digest);
   return end += ' ';
 }
 
@@ -119,13 +123,26 @@ class Words {
   // All that is left.
   std::string_view Rest() const { return rest_; }
 
-  template <class Number>
-  void Take(Number& number, int base = 10) {
-    Parse(Word(), number, base);
+  // A decimal number and what ends it.
+  std::uint64_t Number(char end = ' ') {
+    constexpr std::uint64_t kMost = UINT64_MAX / 10 - 1;
+    std::uint64_t number = 0;
+    std::size_t at = 0;
+    for (; at < rest_.size() && rest_[at] >= '0' && rest_[at] <= '9'; ++at) {
+      if (number > kMost) Fail();
+      number = number * 10 + static_cast<std::uint64_t>(rest_[at] - '0');
+    }
+    if (at == 0 || at == rest_.size() || rest_[at] != end) {
+      Fail();
+      return 0;
+    }
+    rest_.remove_prefix(at + 1);
+    return number;
   }
-  template <class Number>
-  void Parse(std::string_view word, Number& number, int base = 10) {
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number, base);
+  template <class Bits>
+  void TakeHex(Bits& bits) {
+    const std::string_view word = Word();
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), bits, 16);
     if (error != std::errc() || end != word.data() + word.size()) Fail();
   }
   void Take(Digest& digest) {
@@ -135,14 +152,15 @@ class Words {
       digest[i] = static_cast<unsigned char>(Nibble(word[2 * i]) << 4 | Nibble(word[2 * i + 1]));
   }
   void TakeTime(std::int64_t& seconds, std::int64_t& nanoseconds) {
-    const std::string_view word = Word();
-    const auto point = std::min(word.find('.'), word.size());
-    Parse(word.substr(0, point), seconds);
-    Parse(word.substr(std::min(point + 1, word.size())), nanoseconds);
+    const bool is_negative = rest_.starts_with('-');
+    if (is_negative) rest_.remove_prefix(1);
+    seconds = static_cast<std::int64_t>(Number('.'));
+    if (is_negative) seconds = -seconds;
+    nanoseconds = static_cast<std::int64_t>(Number());
   }
   void Take(std::optional<std::uint32_t>& stamp) {
-    const std::string_view word = Word();
-    if (word != kNone) Parse(word, stamp.emplace(), 16);
+    if (!rest_.starts_with(kNone)) return TakeHex(stamp.emplace());
+    static_cast<void>(Word());
   }
 
  private:
@@ -159,87 +177,42 @@ class Words {
 
 // A path that leads out of the folder was not written by us.
 bool IsBelow(std::string_view path) {
-  if (path.empty() || path.front() == '/') return false;
-  const std::string framed = std::string("/").append(path).append("/");
-  return framed.find("/../") == std::string::npos && framed.find("/./") == std::string::npos &&
-         framed.find("//") == std::string::npos;
+  for (;;) {
+    const std::string_view name = path.substr(0, path.find('/'));
+    if (name.empty() || name == "." || name == "..") return false;
+    if (name.size() == path.size()) return true;
+    path.remove_prefix(name.size() + 1);
+  }
 }
 
-class Reader {
- public:
-  CManifest Read(std::string_view lines) {
-    if (TakeLine(lines) != kHead) Damaged("it begins otherwise");
-    while (!lines.empty()) {
-      const std::string_view line = TakeLine(lines);
-      Words words(line);
-      const std::string_view what = words.Word();
-      if (what == "key") {
-        manifest_.key = words.Rest();
-      } else if (what == "part") {
-        ReadPart(words);
-      } else if (what == "clears" || what == "outside") {
-        ReadOfPart(what, words);
-      } else {
-        ReadFile(what, words);
-      }
-      if (!words.AreGood()) Damaged("line " + std::to_string(number_));
-    }
-    return std::move(manifest_);
-  }
+[[noreturn]] void Damaged(const std::string& what) { throw DamagedManifest(what); }
 
-  [[noreturn]] static void Damaged(const std::string& what) {
-    throw FileError("the manifest is damaged: " + what);
-  }
+std::string_view TakeLine(std::string_view& lines) {
+  const auto end = std::min(lines.find('\n'), lines.size());
+  const std::string_view line = lines.substr(0, end);
+  lines.remove_prefix(std::min(end + 1, lines.size()));
+  return line;
+}
 
- private:
-  std::string_view TakeLine(std::string_view& lines) {
-    ++number_;
-    const auto end = std::min(lines.find('\n'), lines.size());
-    const std::string_view line = lines.substr(0, end);
-    lines.remove_prefix(std::min(end + 1, lines.size()));
-    return line;
-  }
+void ReadPart(Words& words, std::vector<CPartState>& parts) {
+  CPartState& part = parts.emplace_back();
+  part.name = words.Word();
+  part.revision = words.Number();
+  words.TakeHex(part.unit);
+  words.TakeHex(part.rows);
+  part.settings = words.Rest();
+}
 
-  void ReadPart(Words& words) {
-    CPartState& part = manifest_.parts.emplace_back();
-    part.name = words.Word();
-    words.Take(part.revision);
-    words.Take(part.unit, 16);
-    part.settings = words.Rest();
+void ReadOfPart(std::string_view what, Words& words, std::vector<CPartState>& parts) {
+  const std::string_view name = words.Word();
+  if (parts.empty() || parts.back().name != name) return static_cast<void>(words.Fail());
+  if (what == "clears") {
+    parts.back().clears.emplace_back(words.Rest());
+    return;
   }
-
-  void ReadOfPart(std::string_view what, Words& words) {
-    const std::string_view name = words.Word();
-    if (manifest_.parts.empty() || manifest_.parts.back().name != name)
-      return static_cast<void>(words.Fail());
-    if (what == "clears") {
-      manifest_.parts.back().clears.emplace_back(words.Rest());
-      return;
-    }
-    const std::string_view digest = words.Word();
-    manifest_.parts.back().outside.push_back({std::string(words.Rest()), std::string(digest)});
-  }
-
-  void ReadFile(std::string_view what, Words& words) {
-    const auto kind = std::find(std::begin(kKindWords), std::end(kKindWords), what);
-    if (kind == std::end(kKindWords)) return static_cast<void>(words.Fail());
-    CFileRecord& file = manifest_.files.emplace_back();
-    file.kind = static_cast<CFileRecord::Kind>(kind - std::begin(kKindWords));
-    words.Take(file.revision);
-    file.part = words.Word();
-    words.Take(file.node);
-    words.Take(file.bytes);
-    words.TakeTime(file.seconds, file.nanoseconds);
-    words.Take(file.inode);
-    words.Take(file.stamp);
-    words.Take(file.digest);
-    file.path = words.Rest();
-    if (!IsBelow(file.path)) words.Fail();
-  }
-
-  CManifest manifest_;
-  int number_ = 0;
-};
+  const std::string_view digest = words.Word();
+  parts.back().outside.push_back({std::string(words.Rest()), std::string(digest)});
+}
 
 // The stamp of a line; "-" without a key, or with one that stamps files alone.
 std::string StampOfLine(std::string_view line) {
@@ -255,38 +228,141 @@ std::string DigestDigits(const Digest& digest) {
   return digits;
 }
 
+ManifestText::ManifestText(const char* file) {
+  const std::string path(file);
+  if (!FindFile(path)) return;
+  std::optional<FileText> text = ReadWholeFile(path);
+  if (!text) Damaged("it cannot be read");
+  text_ = std::move(*text);
+  std::string_view lines = text_.View();
+  const auto last = lines.size() < 2 ? std::string_view::npos : lines.rfind('\n', lines.size() - 2);
+  if (last == std::string_view::npos || lines.back() != '\n') Damaged("its end is missing");
+  const std::string_view end = lines.substr(last + 1, lines.size() - last - 2);
+  lines = lines.substr(0, last + 1);
+  const std::string expected = EndOf(TakeLines(lines), DigestOf(lines));
+  if (!end.starts_with(expected)) Damaged("its sum is another one");
+  // Under another key the stamp tells nothing.
+  if (key_ == StampKey().Fingerprint() && end.substr(expected.size()) != StampOfLine(expected))
+    Damaged("its stamp is another one");
+}
+
+std::size_t ManifestText::TakeLines(std::string_view lines) {
+  constexpr std::size_t kShortestLine = 96;
+  if (TakeLine(lines) != kHead) Damaged("it begins otherwise");
+  lines_.reserve(lines.size() / kShortestLine);
+  std::size_t count = 1;
+  for (; !lines.empty(); ++count) {
+    const std::string_view line = TakeLine(lines);
+    const bool is_of_part = line.starts_with("part ");
+    const bool tells_more = line.starts_with("clears ") || line.starts_with("outside ");
+    if (!is_of_part && !tells_more && !line.starts_with("key ")) {
+      lines_.push_back(line);
+      continue;
+    }
+    Words words(line);
+    const std::string_view what = words.Word();
+    if (is_of_part) {
+      ReadPart(words, parts_);
+    } else if (tells_more) {
+      ReadOfPart(what, words, parts_);
+    } else {
+      key_ = words.Rest();
+    }
+    if (!words.AreGood()) Damaged(std::string(line));
+  }
+  return count;
+}
+
+FileLine ReadFileLine(std::string_view line) {
+  Words words(line);
+  const std::string_view what = words.Word();
+  const auto kind = std::find(std::begin(kKindWords), std::end(kKindWords), what);
+  if (kind == std::end(kKindWords)) Damaged(std::string(line));
+  FileLine file;
+  file.kind = static_cast<CFileRecord::Kind>(kind - std::begin(kKindWords));
+  file.revision = words.Number();
+  file.part = words.Word();
+  file.node = static_cast<unsigned long>(words.Number());
+  file.file.size = words.Number();
+  words.TakeTime(file.file.modified_seconds, file.file.modified_nanoseconds);
+  file.file.inode = words.Number();
+  const std::string_view sums = words.Rest();
+  words.Word();
+  words.Word();
+  file.path = words.Rest();
+  file.sums = sums.substr(0, sums.size() - file.path.size());
+  if (!words.AreGood() || !IsBelow(file.path)) Damaged(std::string(line));
+  return file;
+}
+
+CFileRecord ReadFileRecord(std::string_view line) {
+  const FileLine head = ReadFileLine(line);
+  CFileRecord file;
+  file.kind = head.kind;
+  file.path = head.path;
+  file.part = head.part;
+  file.node = head.node;
+  file.bytes = head.file.size;
+  file.inode = head.file.inode;
+  file.seconds = head.file.modified_seconds;
+  file.nanoseconds = head.file.modified_nanoseconds;
+  file.revision = head.revision;
+  Words sums(head.sums);
+  sums.Take(file.stamp);
+  sums.Take(file.digest);
+  if (!sums.AreGood()) Damaged(std::string(line));
+  return file;
+}
+
+ManifestWriter::ManifestWriter(const std::string& key, const std::vector<CPartState>& parts)
+    : text_(kHead) {
+  text_.append("\nkey ").append(key).append("\n");
+  for (const CPartState& part : parts) AppendPart(text_, part);
+  lines_ = static_cast<std::size_t>(std::count(text_.begin(), text_.end(), '\n'));
+}
+
+void ManifestWriter::Add(const CFileRecord& file) {
+  AppendFileLine(text_, file);
+  ++lines_;
+}
+
+void ManifestWriter::Add(std::string_view line) {
+  EndText();
+  const std::string_view last = pieces_.back();
+  if (last.data() + last.size() == line.data()) {
+    pieces_.back() = {last.data(), last.size() + line.size() + 1};
+  } else {
+    pieces_.emplace_back(line.data(), line.size() + 1);
+  }
+  ++lines_;
+}
+
+void ManifestWriter::EndText() {
+  if (text_.empty()) return;
+  pieces_.emplace_back(texts_.emplace_back(std::move(text_)));
+  text_.clear();
+}
+
+void ManifestWriter::Commit(const char* file) {
+  EndText();
+  Digester digester;
+  for (const std::string_view piece : pieces_) digester.Add(piece);
+  std::string& end = texts_.emplace_back(EndOf(lines_, digester.Finish()));
+  end.append(StampOfLine(end)).append("\n");
+  pieces_.emplace_back(end);
+  OutputFile output(file);
+  for (const std::string_view piece : pieces_) WriteAll(output.Handle(), piece, output.Path());
+  output.Commit();
+}
+
 }  // namespace ncc
 
 using namespace ncc;
 
 CManifest ReadManifest(const char* file) {
-  const std::string path(file);
-  if (!FindFile(path)) return {};
-  const std::optional<FileText> text = ReadWholeFile(path);
-  if (!text) Reader::Damaged("it cannot be read");
-  std::string_view lines = text->View();
-  const auto last = lines.size() < 2 ? std::string_view::npos : lines.rfind('\n', lines.size() - 2);
-  if (last == std::string_view::npos || lines.back() != '\n') Reader::Damaged("its end is missing");
-  const std::string_view end = lines.substr(last + 1, lines.size() - last - 2);
-  lines = lines.substr(0, last + 1);
-  const std::string expected = EndOf(lines);
-  if (!end.starts_with(expected)) Reader::Damaged("its sum is another one");
-  CManifest manifest = Reader().Read(lines);
-  // Under another key the stamp tells nothing.
-  if (manifest.key == StampKey().Fingerprint() &&
-      end.substr(expected.size()) != StampOfLine(expected))
-    Reader::Damaged("its stamp is another one");
+  const ManifestText text(file);
+  CManifest manifest{text.Key(), text.Parts(), {}};
+  manifest.files.reserve(text.Lines().size());
+  for (const std::string_view line : text.Lines()) manifest.files.push_back(ReadFileRecord(line));
   return manifest;
-}
-
-void WriteManifest(const CManifest& manifest, const char* file) {
-  constexpr std::size_t kUsualLine = 192;
-  std::string text;
-  text.reserve(kUsualLine * (manifest.files.size() + 16));
-  text.append(kHead).append("\nkey ").append(manifest.key).append("\n");
-  for (const CPartState& part : manifest.parts) AppendPart(text, part);
-  for (const CFileRecord& record : manifest.files) AppendFile(text, record);
-  const std::string end = EndOf(text);
-  text.append(end).append(StampOfLine(end)).append("\n");
-  OutputFile(file).CommitBytes(text);
 }

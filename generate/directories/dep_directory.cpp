@@ -132,8 +132,8 @@ GroupText Placements(const NetState& net, const Numbers& groups, Reasons* why) {
 // Writes an AP's text of its groups, after calling the progress callback as often as composing it
 // takes; what the callback changes is in the text.
 template <class Compose>
-void WriteGroupText(NetState& net, const std::string& path, std::uint32_t ap,
-                    std::optional<GroupText> GroupView::*part, Compose compose) {
+void WriteGroupText(NetState& net, const NodeFile& file, const std::string& folder,
+                    std::uint32_t ap, std::optional<GroupText> GroupView::*part, Compose compose) {
   const auto text = [&]() -> GroupText& {
     return OutputCache::Of(net).PartOf(
         RecordOf(net, {kFolderSpace, ap}), part,
@@ -142,7 +142,7 @@ void WriteGroupText(NetState& net, const std::string& path, std::uint32_t ap,
   if (net.callback != nullptr) {
     for (std::size_t left = text().callbacks; left > 0; --left) net.Progress();
   }
-  WriteShared(net, path, ap, text().content);
+  WriteShared(net, file.Path(net, folder, ap), ap, text().content);
 }
 
 }  // namespace
@@ -156,13 +156,11 @@ std::string ComposeDepPlaces(const NetState& net, const CHDBRecord& ap, Reasons&
 }
 
 void WriteApDepLinks(Generation& run, const std::string& folder, std::uint32_t ap) {
-  WriteGroupText(run.Net(), folder + HexName("apc", ap, ".txt"), ap, &GroupView::dep_links,
-                 DepLinks);
+  WriteGroupText(run.Net(), kApDepLinks, folder, ap, &GroupView::dep_links, DepLinks);
 }
 
 void WriteApDepPlaces(Generation& run, const std::string& folder, std::uint32_t ap) {
-  WriteGroupText(run.Net(), folder + HexName("apu", ap, ".txt"), ap, &GroupView::placements,
-                 Placements);
+  WriteGroupText(run.Net(), kApDepPlaces, folder, ap, &GroupView::placements, Placements);
 }
 
 }  // namespace ncc

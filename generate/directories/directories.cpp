@@ -31,22 +31,22 @@ void WriteSubFolder(Generation& run, const NodeFile* file, const std::string& al
   if (file != nullptr) WriteAllNodes(run, *file, into.c_str());
 }
 
-void WriteEmpty(NetState& net, const std::string& path, std::uint32_t ap) {
-  WriteShared(net, path, ap, OutputCache::Of(net).NoBytes());
+void WriteEmpty(NetState& net, const NodeFile& file, const std::string& folder, std::uint32_t ap) {
+  WriteShared(net, file.Path(net, folder, ap), ap, OutputCache::Of(net).NoBytes());
 }
 
 }  // namespace
 
 void WriteEmptyApl(Generation& run, const std::string& folder, std::uint32_t ap) {
-  WriteEmpty(run.Net(), folder + HexName("apl", ap, ".txt"), ap);
+  WriteEmpty(run.Net(), kEmptyApl, folder, ap);
 }
 
 void WriteEmptyTunnels(Generation& run, const std::string& folder, std::uint32_t ap) {
-  WriteEmpty(run.Net(), folder + HexName("node", ap, ".tun"), ap);
+  WriteEmpty(run.Net(), kEmptyTunnels, folder, ap);
 }
 
 void WriteEmptyCrc(Generation& run, const std::string& folder, std::uint32_t ap) {
-  WriteEmpty(run.Net(), folder + HexName("apn", ap, ".crc"), ap);
+  WriteEmpty(run.Net(), kEmptyCrc, folder, ap);
 }
 
 }  // namespace ncc

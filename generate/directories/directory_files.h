@@ -54,17 +54,34 @@ void WriteEmptyApl(Generation& run, const std::string& folder, std::uint32_t ap)
 void WriteEmptyTunnels(Generation& run, const std::string& folder, std::uint32_t ap);
 void WriteEmptyCrc(Generation& run, const std::string& folder, std::uint32_t ap);
 
-inline constexpr NodeFile kApUsers = {kTypeAP, "A\\", WriteApUsers, kNoCallback};
-inline constexpr NodeFile kApDepLinks = {kTypeAP, "C\\", WriteApDepLinks};
-inline constexpr NodeFile kEmptyApl = {kTypeAP, "L\\", WriteEmptyApl};
-inline constexpr NodeFile kApNodes = {kTypeAP, "N\\", WriteApNodes};
-inline constexpr NodeFile kEmptyTunnels = {kTypeAP, "T\\", WriteEmptyTunnels, kNoCallback};
-inline constexpr NodeFile kApDepPlaces = {kTypeAP, "U\\", WriteApDepPlaces};
-inline constexpr NodeFile kEmptyCrc = {kTypeAP, "R\\", WriteEmptyCrc, kNeverStops | kAllBefore};
-inline constexpr NodeFile kApStampList = {kTypeAP, "R\\", WriteApStampList,
+inline constexpr NodeFile kApUsers = {
+    kTypeAP, "A\\", {"", "apa", NodeFileName::kHex, ".txt"}, kOfUsers, WriteApUsers, kNoCallback};
+inline constexpr NodeFile kApDepLinks = {
+    kTypeAP, "C\\", {"", "apc", NodeFileName::kHex, ".txt"}, kOfNode, WriteApDepLinks};
+inline constexpr NodeFile kEmptyApl = {
+    kTypeAP, "L\\", {"", "apl", NodeFileName::kHex, ".txt"}, kOfNothing, WriteEmptyApl};
+inline constexpr NodeFile kApNodes = {
+    kTypeAP, "N\\", {"", "apn", NodeFileName::kHex, ".txt"}, kOfNode, WriteApNodes};
+inline constexpr NodeFile kEmptyTunnels = {
+    kTypeAP,           "T\\",      {"", "node", NodeFileName::kHex, ".tun"}, kOfNothing,
+    WriteEmptyTunnels, kNoCallback};
+inline constexpr NodeFile kApDepPlaces = {
+    kTypeAP, "U\\", {"", "apu", NodeFileName::kHex, ".txt"}, kOfNode, WriteApDepPlaces};
+inline constexpr NodeFile kEmptyCrc = {
+    kTypeAP,    "R\\",         {"", "apn", NodeFileName::kHex, ".crc"},
+    kOfNothing, WriteEmptyCrc, kNeverStops | kAllBefore};
+inline constexpr NodeFile kApStampList = {kTypeAP,
+                                          "R\\",
+                                          {"R\\", "apn", NodeFileName::kHex, ".crg"},
+                                          kOfFiles,
+                                          WriteApStampList,
                                           kNeverStops | kTakesParent};
-inline constexpr NodeFile kServerUsers = {kTypeServer, "", WriteServerUsers};
-inline constexpr NodeFile kServerNodes = {kTypeServer, "", WriteServerNodes};
-inline constexpr NodeFile kServerStampList = {kTypeServer, "", WriteServerStampList, kNeverStops};
+inline constexpr NodeFile kServerUsers = {
+    kTypeServer, "", {"", "apa", NodeFileName::kHex, ".txt"}, kOfUsers, WriteServerUsers};
+inline constexpr NodeFile kServerNodes = {
+    kTypeServer, "", {"", "apn", NodeFileName::kHex, ".txt"}, kOfNode, WriteServerNodes};
+inline constexpr NodeFile kServerStampList = {
+    kTypeServer,          "",         {"", "apn", NodeFileName::kHex, ".crg"}, kOfFiles,
+    WriteServerStampList, kNeverStops};
 
 }  // namespace ncc

@@ -217,13 +217,13 @@ std::string ComposeServerNodes(NetState& net, const CHDBRecord& record, unsigned
 
 void WriteApNodes(Generation& run, const std::string& folder, std::uint32_t ap) {
   NetState& net = run.Net();
-  WriteStamped(net, folder + HexName("apn", ap, ".txt"), ap,
+  WriteStamped(net, kApNodes.Path(net, folder, ap), ap,
                ComposeApNodes(net, *FindObject(net, ap, kTypeAP), run.Mode()));
 }
 
 void WriteServerNodes(Generation& run, const std::string& folder, std::uint32_t server) {
   NetState& net = run.Net();
-  WriteStamped(net, folder + HexName("apn", server, ".txt"), server,
+  WriteStamped(net, kServerNodes.Path(net, folder, server), server,
                ComposeServerNodes(net, *FindObject(net, server, kTypeServer), run.Mode()));
 }
 

@@ -58,13 +58,13 @@ std::vector<std::string> StampedOfServer(std::uint32_t server) {
 }
 
 void WriteApStampList(Generation& run, const std::string& folder, std::uint32_t ap) {
-  const std::string path = folder + "R\\" + HexName("apn", ap, ".crg");
+  const std::string path = kApStampList.Path(run.Net(), folder, ap);
   ReportingFailure(run.Net(), path, ap, [&] { RefuseLinks(folder, "R\\"); });
   WriteStampList(run, folder, path, ap, StampedOfAp(ap));
 }
 
 void WriteServerStampList(Generation& run, const std::string& folder, std::uint32_t server) {
-  WriteStampList(run, folder, folder + HexName("apn", server, ".crg"), server,
+  WriteStampList(run, folder, kServerStampList.Path(run.Net(), folder, server), server,
                  StampedOfServer(server));
 }
 

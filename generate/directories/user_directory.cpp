@@ -13,6 +13,7 @@
 #include "generate/output_cache.h"
 
 #include <map>
+#include <utility>
 
 namespace ncc {
 namespace {
@@ -87,13 +88,21 @@ std::string ComposeUsersAt(NetState& net, std::uint32_t server, Reasons* why) {
 
 void WriteApUsers(Generation& run, const std::string& folder, std::uint32_t ap) {
   NetState& net = run.Net();
-  WriteShared(net, folder + HexName("apa", ap, ".txt"), ap,
-              OutputCache::Of(net).UserDirectory([&] { return ComposeAllUsers(net); }));
+  const auto make = [&] {
+    SharedBytes users;
+    if (auto kept = KeptBytes(net, kApUsers, folder)) {
+      users = std::move(*kept);
+    } else {
+      users.bytes = ComposeAllUsers(net);
+    }
+    return users;
+  };
+  WriteShared(net, kApUsers.Path(net, folder, ap), ap, OutputCache::Of(net).UserDirectory(make));
 }
 
 void WriteServerUsers(Generation& run, const std::string& folder, std::uint32_t server) {
   NetState& net = run.Net();
-  WriteStamped(net, folder + HexName("apa", server, ".txt"), server, ComposeUsersAt(net, server));
+  WriteStamped(net, kServerUsers.Path(net, folder, server), server, ComposeUsersAt(net, server));
 }
 
 }  // namespace ncc

@@ -71,13 +71,13 @@ void ComposeUsersAtNodes(NetState& net, ComposedFile& file) {
   file.AppendText(text);
 }
 
-constexpr KeyCentreFile kUserNames = {"ABONAME.TXT", ComposeUserNames};
+constexpr KeyCentreFile kUserNames = {"ABONAME.TXT", ComposeUserNames, kOfUsers | kOfServers};
 // The key centre expects it.
-constexpr KeyCentreFile kEmptyNames = {"ABONAMEE.TXT", [](NetState&, ComposedFile&) {}};
-constexpr KeyCentreFile kCentres = {"CCC_KC.TXT", ComposeCentres};
-constexpr KeyCentreFile kUsersAtNodes = {"ABN_AP.TXT", ComposeUsersAtNodes};
-constexpr KeyCentreFile kNodeNames = {"NODENAME.DOC", ComposeNodeNames, false};
-constexpr KeyCentreFile kNodeMatrix = {"NMATRIX.DAT", ComposeNodeMatrix, false};
+constexpr KeyCentreFile kEmptyNames = {"ABONAMEE.TXT", [](NetState&, ComposedFile&) {}, kOfNothing};
+constexpr KeyCentreFile kCentres = {"CCC_KC.TXT", ComposeCentres, kOfStructure};
+constexpr KeyCentreFile kUsersAtNodes = {"ABN_AP.TXT", ComposeUsersAtNodes, kOfUsers | kOfServers};
+constexpr KeyCentreFile kNodeNames = {"NODENAME.DOC", ComposeNodeNames, kOfStructure, false};
+constexpr KeyCentreFile kNodeMatrix = {"NMATRIX.DAT", ComposeNodeMatrix, kOfStructure, false};
 
 bool WriteFileOf(Generation& run, const KeyCentreFile& file, const char* folder) {
   return run.Run([&] {
@@ -87,8 +87,10 @@ bool WriteFileOf(Generation& run, const KeyCentreFile& file, const char* folder)
     } catch (const FileError&) {
       // Where it matters the file fails too.
     }
-    WriteFile(run.Net(), prefix + file.name, 0,
-              [&](ComposedFile& output) { file.compose(run.Net(), output); });
+    NetState& net = run.Net();
+    const std::string path = prefix + file.name;
+    if (net.collection != nullptr && net.collection->KeepOne(path, file.made_of)) return;
+    WriteFile(net, path, 0, [&](ComposedFile& output) { file.compose(net, output); });
   });
 }
 

@@ -46,22 +46,22 @@ std::string ApImage(const CHDBRecord& ap) {
   return image;
 }
 
-void WriteObject(const NetState& net, const std::string& folder, std::uint32_t object,
-                 const char* extension, std::string image) {
-  WriteFile(net, folder + AddressName(net.prefs.net_number, object, extension), object,
-            [&](ComposedFile& file) { file.Append(std::move(image)); });
+void WriteObject(const NetState& net, const NodeFile& file, const std::string& folder,
+                 std::uint32_t object, std::string image) {
+  WriteFile(net, file.Path(net, folder, object), object,
+            [&](ComposedFile& output) { output.Append(std::move(image)); });
 }
 
 }  // namespace
 
 void WriteUserObject(Generation& run, const std::string& folder, std::uint32_t user) {
   const NetState& net = run.Net();
-  WriteObject(net, folder, user, ".abn", UserImage(*FindObject(net, user, kTypeAB)));
+  WriteObject(net, kUserObject, folder, user, UserImage(*FindObject(net, user, kTypeAB)));
 }
 
 void WriteApObject(Generation& run, const std::string& folder, std::uint32_t ap) {
   const NetState& net = run.Net();
-  WriteObject(net, folder, ap, ".apn", ApImage(*FindObject(net, ap, kTypeAP)));
+  WriteObject(net, kApObject, folder, ap, ApImage(*FindObject(net, ap, kTypeAP)));
 }
 
 }  // namespace ncc

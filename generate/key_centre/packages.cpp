@@ -88,12 +88,12 @@ void CollectPackage(const NetState& net, const std::string& path, std::uint32_t 
   ReportFile(net, path, node, written);
 }
 
-void WritePackage(const NetState& net, const std::string& folder, std::uint32_t number,
-                  std::string_view extension, std::span<const PackedFile> of_server,
+void WritePackage(const NetState& net, const NodeFile& kind, const std::string& folder,
+                  std::uint32_t number, std::span<const PackedFile> of_server,
                   std::span<const PackedFile> of_ap) {
   const std::string root = Root(folder.c_str());
   const CNNEntry node = EntryOf<CNNEntry>(*FindNode(net, number));
-  const std::string path = root + "AAA\\" + AddressName(net.prefs.net_number, node.id, extension);
+  const std::string path = kind.Path(net, root, node.id);
   ReportingFailure(net, path, node.id, [&] {
     try {
       RefuseLinks(root, "AAA\\");
@@ -112,11 +112,11 @@ void WritePackage(const NetState& net, const std::string& folder, std::uint32_t 
 }  // namespace
 
 void WriteFullPackage(Generation& run, const std::string& folder, std::uint32_t node) {
-  WritePackage(run.Net(), folder, node, ".aaf", kFullServer, kFullAP);
+  WritePackage(run.Net(), kFullPackage, folder, node, kFullServer, kFullAP);
 }
 
 void WriteShortPackage(Generation& run, const std::string& folder, std::uint32_t node) {
-  WritePackage(run.Net(), folder, node, ".aas", kShortServer, kShortAP);
+  WritePackage(run.Net(), kShortPackage, folder, node, kShortServer, kShortAP);
 }
 
 }  // namespace ncc

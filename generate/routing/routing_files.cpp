@@ -65,6 +65,25 @@ void PutRecord(std::string& map, std::size_t at, const MapRecord& record, std::u
   Overwrite(map, at, fields);
 }
 
+void WriteMap(Generation& run, const std::string& folder, std::uint32_t server);
+void WriteTunnelFileAlone(Generation& run, const std::string& folder, std::uint32_t server);
+void WriteRegistrationAlone(Generation& run, const std::string& folder, std::uint32_t server);
+constexpr NodeFile kMap = {kTypeServer,
+                           nullptr,
+                           {"", "node", NodeFileName::kDecimal, ".map"},
+                           kOfNode | kOfServers,
+                           WriteMap};
+constexpr NodeFile kTunnels = {kTypeServer,
+                               nullptr,
+                               {"", "node", NodeFileName::kDecimal, ".tun"},
+                               kOfServers,
+                               WriteTunnelFileAlone};
+constexpr NodeFile kRegistration = {kTypeServer,
+                                    nullptr,
+                                    {"", "node", NodeFileName::kDecimal, ".reg"},
+                                    kOfFiles,
+                                    WriteRegistrationAlone};
+
 // Does nothing when a callback has deleted the server.
 void WriteMap(Generation& run, const std::string& folder, std::uint32_t server) {
   NetState& net = run.Net();
@@ -72,7 +91,7 @@ void WriteMap(Generation& run, const std::string& folder, std::uint32_t server) 
     for (std::size_t left = record->List(kServerLinks).Size(); left > 0; --left) net.Progress();
   }
   if (FindObject(net, server, kTypeServer) == nullptr) return;
-  WriteStamped(net, folder + ServerName(server, ".map"), server, ComposeRoutingMap(net, server));
+  WriteStamped(net, kMap.Path(net, folder, server), server, ComposeRoutingMap(net, server));
 }
 
 // What every server's tunnel file holds. Throws Refusal when no server has a value.
@@ -85,7 +104,7 @@ SharedBytes Tunnels(const NetState& net) {
 // The first file is written to have the stamp of its lines; the stamp ends all the others too.
 void WriteTunnelFile(const NetState& net, const std::string& folder, std::uint32_t server,
                      SharedBytes& tunnels, bool& stamped) {
-  const std::string path = folder + ServerName(server, ".tun");
+  const std::string path = kTunnels.Path(net, folder, server);
   if (stamped) {
     WriteShared(net, path, server, tunnels);
     return;
@@ -105,7 +124,7 @@ void WriteTunnelFile(const NetState& net, const std::string& folder, std::uint32
 void WriteRegistration(Generation& run, const std::string& prefix, std::uint32_t server,
                        const FolderNames& names) {
   NetState& net = run.Net();
-  const std::string path = prefix + ServerName(server, ".reg");
+  const std::string path = kRegistration.Path(net, prefix, server);
   WriteFile(net, path, server, [&](ComposedFile& file) {
     const auto stamp_of = [&](const char* extension) {
       return StampDigits(file.StampOf(prefix + ServerName(server, extension), &names));
@@ -115,6 +134,16 @@ void WriteRegistration(Generation& run, const std::string& prefix, std::uint32_t
     file.AppendText(ComposeRegistrationTail(server, own_stamp, stamp_of(".tun")));
   });
   run.EnterIntoJournal(path, server);
+}
+
+void WriteTunnelFileAlone(Generation& run, const std::string& folder, std::uint32_t server) {
+  SharedBytes tunnels = Tunnels(run.Net());
+  bool stamped = false;
+  WriteTunnelFile(run.Net(), folder, server, tunnels, stamped);
+}
+
+void WriteRegistrationAlone(Generation& run, const std::string& folder, std::uint32_t server) {
+  WriteRegistration(run, folder, server, FolderNames(FolderOf(folder)));
 }
 
 // Calls write(server) for each server among the items of the root folder, and the progress callback
@@ -218,11 +247,12 @@ std::string ComposeRegistrationTail(std::uint32_t server, std::string_view own_s
 
 bool WriteRoutingMaps(Generation& run, const char* folder) {
   const auto servers = run.Obtain([&] { return RootObjects(run.Net(), kTypeServer); });
-  if (!servers) return false;
+  auto kept = run.Obtain([&] { return KeptFiles(run.Net(), kMap, Prefix(folder)); });
+  if (!servers || !kept) return false;
   for (const std::uint32_t server : *servers) {
     const bool is_written = run.Run([&] {
       run.Net().Progress();
-      WriteMap(run, Prefix(folder), server);
+      if (!kept->Keep(server)) WriteMap(run, Prefix(folder), server);
     });
     if (!is_written) return false;
     if (run.Net().StopRequested()) break;
@@ -235,10 +265,11 @@ bool WriteTunnels(Generation& run, const char* folder) {
     NetState& net = run.Net();
     SharedBytes tunnels = Tunnels(net);
     const std::size_t servers = net.base->RecSelect(kTypeServer).Size();
+    KeptFiles kept(net, kTunnels, Prefix(folder));
     bool stamped = false;
     ForEachServerItem(net, [&](std::uint32_t server) {
       for (std::size_t left = servers; left > 0; --left) net.Progress();
-      WriteTunnelFile(net, Prefix(folder), server, tunnels, stamped);
+      if (!kept.Keep(server)) WriteTunnelFile(net, Prefix(folder), server, tunnels, stamped);
     });
   });
 }
@@ -247,8 +278,10 @@ bool WriteRegistrations(Generation& run, const char* folder) {
   return run.Run([&] {
     const std::string prefix = Prefix(folder);
     const FolderNames names(FolderOf(prefix));
-    ForEachServerItem(run.Net(),
-                      [&](std::uint32_t server) { WriteRegistration(run, prefix, server, names); });
+    KeptFiles kept(run.Net(), kRegistration, prefix);
+    ForEachServerItem(run.Net(), [&](std::uint32_t server) {
+      if (!kept.Keep(server)) WriteRegistration(run, prefix, server, names);
+    });
   });
 }
 
@@ -266,12 +299,6 @@ bool GenerateForServers(NetState& net, bool (*write)(Generation&, const char*),
   return run.Finish() && is_written;
 }
 
-constexpr NodeFile kMap = {kTypeServer, nullptr, WriteMap};
-constexpr NodeFile kRegistration = {
-    kTypeServer, nullptr, [](Generation& run, const std::string& folder, std::uint32_t server) {
-      WriteRegistration(run, folder, server, FolderNames(FolderOf(folder)));
-    }};
-
 }  // namespace
 
 bool CNCCNet::GenMAPNodeMap(const char* folder) {
@@ -286,17 +313,14 @@ bool CNCCNet::GenMAPNodeTun(const char* folder) {
 bool CNCCNet::GenMAPNodeTun(const char* folder, unsigned long id) {
   NetState& net = *state_;
   Generation run(net);
-  auto tunnels = run.Obtain([&] {
+  const bool has_tunnels = run.Run([&] {
     if (FindObject(net, id, kTypeServer) == nullptr) RefuseUnknown(kTypeServer, id);
-    return Tunnels(net);
+    static_cast<void>(Tunnels(net));
   });
-  if (tunnels) {
-    bool stamped = false;
-    run.Run([&] {
-      WriteTunnelFile(net, Prefix(folder), static_cast<std::uint32_t>(id), *tunnels, stamped);
-    });
+  if (has_tunnels) {
+    run.Run([&] { kTunnels.write(run, Prefix(folder), static_cast<std::uint32_t>(id)); });
   }
-  return run.Finish() && tunnels.has_value();
+  return run.Finish() && has_tunnels;
 }
 bool CNCCNet::GenMAPNodeReg(const char* folder) {
   return GenerateForServers(*state_, WriteRegistrations, folder);

@@ -8,8 +8,8 @@
 #include "nccnet/export.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -48,6 +48,7 @@ struct CPartState {
   std::string name;
   std::uint64_t revision = 0;       ///< 0: what it was made from may have changed since
   std::uint64_t unit = 0;           ///< of the commit: no two databases have it in common
+  std::uint64_t rows = 0;           ///< a sum over all that was stored then
   std::string settings;             ///< network, line ends, key and what the application said
   std::vector<std::string> clears;  ///< patterns "FOLDER/PREFIX*SUFFIX" of files that go
   std::vector<Outside> outside;
@@ -62,8 +63,6 @@ struct CManifest {
 /// Reads a manifest. Throws for one that is damaged, and for one that the stamping key in force has
 /// stamped otherwise. Without such a file the manifest is empty.
 NCC_API CManifest ReadManifest(const char* file);
-/// Writes it, whole or not at all, with a stamp when there is a key.
-NCC_API void WriteManifest(const CManifest& manifest, const char* file);
 
 /// What became of a file.
 struct CFileChange {
@@ -86,12 +85,12 @@ struct CCollectorOptions {
 
   std::string root;                  ///< the folder that holds what was generated before
   std::vector<std::string> folders;  ///< below it, that the generators write or read
-  CManifest before;                  ///< of the folder
+  std::string manifest;              ///< the file that tells what the folder holds
   Writing writing = Writing::kChanged;
   bool verify = false;  ///< trusts no record: each file is read
-  /// Whether files of a node or user can have changed since a revision, for who knows; those that
-  /// cannot are not composed. Null: all can.
-  std::function<bool(unsigned long node, std::uint64_t revision)> may_have_changed;
+  /// Files that no change can have touched since the manifest's revision, as the history of the
+  /// database has it, are not composed again. Where the history does not tell for certain, all are.
+  bool use_history = true;
 };
 
 /// While one lives, generators of its network compare instead of writing. They are called as ever,
@@ -101,11 +100,17 @@ struct CCollectorOptions {
 /// with kNothing a batch may have changes that are not stored.
 class NCC_API CFileCollector {
  public:
-  /// Examines the files of the folders. Throws also when the network has a collector already.
+  /// Reads the manifest and examines the files of the folders, in several threads. Throws also when
+  /// the network has a collector already.
   CFileCollector(CNCCNet& net, CCollectorOptions options);
   ~CFileCollector();
   CFileCollector(const CFileCollector&) = delete;
   CFileCollector& operator=(const CFileCollector&) = delete;
+
+  /// Whether there is a manifest. One that cannot be read, or is damaged (see ReadManifest), is as
+  /// none; the text, which is empty otherwise, says why. The files are read in its place.
+  bool HasManifest() const;
+  const std::string& Problem() const;
 
   /// Whether making these parts would change nothing, by what the manifest says of them and of the
   /// files: `settings` are the application's, such as "mode=1".
@@ -115,8 +120,8 @@ class NCC_API CFileCollector {
   };
   bool IsUpToDate(const std::vector<Part>& parts) const;
 
-  /// What is written from here on belongs to this part. `is_whole`: it is made of all nodes, so
-  /// that files of it which are not composed again go.
+  /// What is written from here on belongs to this part. `is_whole`: it is made of all nodes, by the
+  /// same generators each time, so that files of it which are not composed again go.
   void BeginPart(const Part& part, bool is_whole = true);
   /// Files "FOLDER/PREFIX*SUFFIX" that are not composed again go, whoever made them.
   void Clear(const std::string& pattern);
@@ -124,10 +129,14 @@ class NCC_API CFileCollector {
   /// The files that the last run has not left as they are, by path.
   std::vector<std::string> TouchedFiles() const;
 
-  /// After all parts: what changed, by path; and the manifest of the root once what was written is
-  /// there and what is gone is not.
+  /// After all parts: what changed, by path.
   std::vector<CFileChange> Changes() const;
-  CManifest Manifest() const;
+  /// Writes the manifest of the root as it is once what was written is there and what is gone is
+  /// not: whole or not at all, with a stamp when there is a key.
+  void WriteManifest(const char* file) const;
+
+  /// How many files were not composed, as nothing can have changed in them.
+  std::size_t KeptFiles() const;
 
  private:
   class Impl;

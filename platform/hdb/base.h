@@ -156,6 +156,8 @@ class CHDBase final : ncc::ObjectOwner {
   std::uint64_t Revision() const { return state_.revision; }
   // Drawn for the commit that led to it: no two databases have it in common.
   std::uint64_t LastUnit() const { return state_.unit; }
+  // Of all rows, as the last commit left them.
+  const ncc::RowTotals& Totals() const { return state_.totals; }
   // Of the history, as the last commit left it.
   const ncc::HistoryBounds& History() const { return state_.history; }
   // From the end of the running unit on.
@@ -179,6 +181,13 @@ class CHDBase final : ncc::ObjectOwner {
   // Makes a snapshot show what revision `revision`, or the last one before it was read, has left.
   // Throws when the history does not go back so far.
   void ShowRevision(std::uint64_t revision);
+
+  // The rows that are not what they were at a revision, by key, the running unit's among them.
+  // Nothing when the history does not lead there, when that revision's rows had another sum (see
+  // Totals), so that it was of another database, and when more than `most` rows were changed.
+  std::optional<std::vector<ncc::RowDifference>> DifferencesSince(std::uint64_t revision,
+                                                                  std::uint64_t row_sum,
+                                                                  std::size_t most) const;
 
   // Takes back, in the running unit, what the units of these revisions have changed. Gives the
   // revisions of later units that have changed the same: then nothing was done. Throws when the

@@ -13,6 +13,7 @@ namespace ncc {
 // out.
 class FlatIndex {
  public:
+  bool IsEmpty() const { return count_ == 0; }
   void Clear() {
     slots_.clear();
     count_ = 0;

@@ -2,6 +2,7 @@
 
 #include "platform/hdb/base.h"
 #include "platform/hdb/row_codec.h"
+#include "platform/storage/row_sum.h"
 
 #include <map>
 #include <utility>
@@ -107,6 +108,38 @@ void CHDBase::GoBackTo(std::uint64_t revision) {
     return true;
   });
   state_.revision = revision;
+}
+
+// Comparing
+// -----------------------------------------------------------------------------------------
+
+std::optional<std::vector<ncc::RowDifference>> CHDBase::DifferencesSince(std::uint64_t revision,
+                                                                         std::uint64_t row_sum,
+                                                                         std::size_t most) const {
+  if (revision > state_.revision || revision + 1 < state_.history.first) return std::nullopt;
+  std::map<RowKey, std::optional<Row>> stored;  // what the running unit has touched
+  unit_.ForEachFormer([&](const RowKey& key, const Row* row) {
+    stored.emplace(key, row != nullptr ? std::optional(*row) : std::nullopt);
+  });
+  std::map<RowKey, std::optional<Row>> then = stored;
+  engine_->ReadHistory(revision + 1, state_.revision, [&](HistoryEntry&& entry) {
+    for (KeyedRow& former : ncc::UnpackRows(entry.replaced))
+      then.insert_or_assign(former.key, std::move(former.row));
+    return then.size() <= most;
+  });
+  if (then.size() > most) return std::nullopt;
+  std::vector<ncc::RowDifference> differences;
+  ncc::RowTotals totals = state_.totals;
+  for (auto& [key, before] : then) {
+    std::optional<Row> now = StoredRow(key);
+    const auto touched = stored.find(key);
+    const std::optional<Row>& last = touched != stored.end() ? touched->second : now;
+    if (last) TakeFrom(totals, SumOf(*last));
+    if (before) AddTo(totals, SumOf(*before));
+    if (before != now) differences.push_back({key, std::move(before), std::move(now)});
+  }
+  if (totals.sum != row_sum) return std::nullopt;
+  return differences;
 }
 
 // Taking back -------------------------------------------------------------------------------------

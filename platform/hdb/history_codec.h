@@ -9,6 +9,13 @@
 
 namespace ncc {
 
+// A row that is not what it was, and both; nothing where there is none.
+struct RowDifference {
+  RowKey key;
+  std::optional<Row> before;
+  std::optional<Row> now;
+};
+
 class RowPacker {
  public:
   // Null for none.

@@ -75,6 +75,12 @@ class UnitOfWork {
     for (const Touched& row : rows_) visit(Unpack(row.key));
   }
 
+  // Calls visit(key, row as it was stored) for the same; null for a row that was not.
+  template <class Visit>
+  void ForEachFormer(Visit visit) const {
+    for (const Touched& row : rows_) visit(Unpack(row.key), row.before.get());
+  }
+
   // Keeps the beginning of the first reason; needs no memory.
   void Fail(std::string_view why) noexcept {
     if (HasFailed()) return;

@@ -41,6 +41,10 @@ class StampKey {
 
   // The stamp of bytes; nothing when the provider stamps files alone.
   std::optional<KnownStamp> OfBytes(std::string_view bytes) const;
+  // The same of a stamp that was made under this key.
+  std::optional<KnownStamp> Known(std::uint32_t stamp) const {
+    return identity_ ? std::optional(KnownStamp{*identity_, stamp}) : std::nullopt;
+  }
 
  private:
   struct Key {

@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
-#include <string_view>
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
@@ -171,26 +170,6 @@ bool ChooseKey(Output& out, const GenerateArguments& arguments, const fs::path& 
   return true;
 }
 
-// Packages are made of what lies in these folders: of some nodes perhaps in one of them alone.
-void RefuseToPackNothing(const GenerationPlan& plan, const fs::path& out,
-                         const GenerateArguments& arguments) {
-  const auto packs = [](const GenerationStep& step) {
-    return std::string_view(step.key) == "kc" || std::string_view(step.key) == "packages";
-  };
-  if (std::none_of(plan.steps.begin(), plan.steps.end(), packs)) return;
-  std::vector<std::string> missing;
-  for (const char* name : {"APDB", "MAP"}) {
-    const bool is_made =
-        std::any_of(plan.changes.begin(), plan.changes.end(),
-                    [name](const FolderChange& change) { return change.folder == name; });
-    if (!is_made && !fs::is_directory(out / name)) missing.emplace_back(name);
-  }
-  if (missing.size() < (arguments.only.empty() ? 1U : 2U)) return;
-  throw Failure(
-      fmt::format("there is no {} to pack in {}", fmt::join(missing, " and no "), arguments.out),
-      "Run 'nccadm generate all', or apdb, routes and map first.");
-}
-
 void TellOfManifest(Output& out, const std::string& problem) {
   if (!problem.empty()) out.Warn(problem + "; the files are read in its place");
 }
@@ -274,16 +253,31 @@ int GenerateInto(Session& session, const GenerationPlan& plan, const fs::path& o
   return ReportChanges(session, report, &run, outcome, arguments);
 }
 
+// Packages are made of what lies in these folders: those of some nodes perhaps of one of them
+// alone.
+void RefuseToPackNothing(const std::string& what, const fs::path& out,
+                         const GenerateArguments& arguments) {
+  if (what != "kc" && what != "packages") return;
+  std::vector<std::string> missing;
+  for (const char* name : {"APDB", "MAP"}) {
+    if (!fs::is_directory(out / name)) missing.emplace_back(name);
+  }
+  if (missing.size() < (arguments.only.empty() ? 1U : 2U)) return;
+  throw Failure(
+      fmt::format("there is no {} to pack in {}", fmt::join(missing, " and no "), arguments.out),
+      "Run 'nccadm generate all', or apdb, routes and map first.");
+}
+
 int Generate(Session& session, const std::string& what, GenerateArguments arguments) {
   session.OnlyRead();
   session.FixDatabasePath();
   if (!arguments.list.empty()) arguments.list = fs::absolute(arguments.list).string();
   const fs::path out = fs::absolute(arguments.out);
-  const GenerationPlan plan = PlanGeneration(session, what, arguments);
-  RefuseToPackNothing(plan, out, arguments);
+  RefuseToPackNothing(what, out, arguments);
   RefuseOwnFolders(out, session.DatabaseText(), "the database");
   Outcome outcome;
   outcome.is_stamped = ChooseKey(session.Out(), arguments, out);
+  const GenerationPlan plan = PlanGeneration(session, what, arguments);
   if (arguments.dry_run) return AskForChanges(session, plan, arguments, std::move(outcome));
   return GenerateInto(session, plan, out, arguments, std::move(outcome));
 }

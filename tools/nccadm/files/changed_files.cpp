@@ -45,15 +45,18 @@ ManifestRun::ManifestRun(CNCCNet& net, const GenerationPlan& plan, const std::st
   CCollectorOptions options;
   options.root = folder;
   options.folders = FoldersOf(plan);
-  options.before = ReadManifestOf(folder, problem_);
+  options.manifest = (fs::path(folder) / kManifest).string();
   options.writing = writing;
   options.verify = verify;
-  had_manifest_ = problem_.empty() && !options.before.key.empty();
   net.KCPath("./KC/");
   net.APDBPath("./APDB/");
   net.MAPPath("./MAP/");
   try {
+    const std::string manifest = options.manifest;
     collector_ = std::make_unique<CFileCollector>(net, std::move(options));
+    had_manifest_ = collector_->HasManifest();
+    if (!collector_->Problem().empty())
+      problem_ = fmt::format("{}: {}", manifest, collector_->Problem());
   } catch (const std::runtime_error& error) {
     throw Failure(error.what());
   }
@@ -82,7 +85,7 @@ ChangeReport ManifestRun::Report() const {
 
 void ManifestRun::WriteManifest(const std::string& file) const {
   try {
-    ::WriteManifest(collector_->Manifest(), file.c_str());
+    collector_->WriteManifest(file.c_str());
   } catch (const std::runtime_error& error) {
     throw Failure(error.what());
   }
