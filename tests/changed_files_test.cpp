@@ -1,183 +1,12 @@
 // Generating only what changed, held against generating everything.
-#include "support/memory_net.h"
-#include "support/model.h"
-#include "support/outputs.h"
+#include "support/changed_files.h"
+#include "generate/collection/manifest.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <functional>
 #include <random>
 
-#include <sys/stat.h>
-
 namespace {
-
-namespace fs = std::filesystem;
-using Writing = CCollectorOptions::Writing;
-
-const std::vector<std::string> kFolders = {"APDB", "KC", "MAP"};
-
-struct Step {
-  CFileCollector::Part part;
-  std::function<void(CNCCNet&)> run;
-};
-
-// A whole set, as an application makes it below the current folder.
-const std::vector<Step>& Steps() {
-  static const std::vector<Step> steps = {
-      {{"apdb", "mode=1"}, [](CNCCNet& net) { net.GenAPDB("./", 1); }},
-      {{"routes", ""}, [](CNCCNet& net) { net.GenRoutingTables("./"); }},
-      {{"map", "mode=1"}, [](CNCCNet& net) { net.GenMAP("./", 1); }},
-      {{"kc", "packages=full"}, [](CNCCNet& net) { net.ExportForKC(true, "./KC/"); }}};
-  return steps;
-}
-
-std::vector<CFileCollector::Part> Parts() {
-  std::vector<CFileCollector::Part> parts;
-  for (const Step& step : Steps()) parts.push_back(step.part);
-  return parts;
-}
-
-// What shows whether a file was touched.
-struct Stood {
-  std::string bytes;
-  ino_t inode = 0;
-  timespec time{};
-  bool operator==(const Stood& other) const {
-    return bytes == other.bytes && inode == other.inode && time.tv_sec == other.time.tv_sec &&
-           time.tv_nsec == other.time.tv_nsec;
-  }
-};
-
-std::map<std::string, Stood> Tree(const std::string& folder) {
-  std::map<std::string, Stood> tree;
-  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-    const std::string path = fs::relative(entry.path(), folder);
-    struct stat info {};
-    if (entry.is_directory() || path == ".manifest" || path == "newfiles.dat") continue;
-    EXPECT_EQ(lstat(entry.path().c_str(), &info), 0);
-    tree[path] = {ReadFile(entry.path()), info.st_ino, info.st_mtim};
-  }
-  return tree;
-}
-
-struct Outcome {
-  std::map<std::string, CFileChange::What> changes;
-  std::vector<std::string> touched;
-  bool is_up_to_date = false;
-};
-
-class ChangedFilesTest : public OutputTest {
- protected:
-  ChangedFilesTest() {
-    UseKeyOf('0');
-    kept_ = scratch_.Path("kept");
-    fs::create_directories(kept_);
-  }
-  ~ChangedFilesTest() override { SetStampProvider(nullptr); }
-
-  // From here on the current folder may change.
-  void UseKeyOf(char digit) {
-    const std::string file = scratch_.Path("key");
-    WriteFile(file, std::string(32, digit));
-    fs::permissions(file, fs::perms::owner_read | fs::perms::owner_write);
-    SetStampProvider(MakeStampProvider(file.c_str()));
-  }
-
-  // Everything into a new folder, without a collector.
-  std::map<std::string, Stood> Full() {
-    Enter("full");
-    for (const Step& step : Steps()) step.run(*subject_);
-    return Tree(scratch_.Path("full"));
-  }
-
-  // What changed into the kept folder, or nowhere.
-  Outcome Update(Writing writing, bool verify = false) {
-    Enter("staged");
-    CCollectorOptions options;
-    options.root = kept_;
-    options.folders = kFolders;
-    options.before = ReadManifest(Manifest().c_str());
-    options.writing = writing;
-    options.verify = verify;
-    CFileCollector collector(*subject_, std::move(options));
-    Outcome outcome;
-    outcome.is_up_to_date = collector.IsUpToDate(Parts());
-    for (const Step& step : Steps()) {
-      collector.BeginPart(step.part);
-      step.run(*subject_);
-      const std::string error = subject_->LastError();
-      EXPECT_TRUE(error.empty() || error == "no server has a tunnel value") << error;
-    }
-    for (const CFileChange& change : collector.Changes()) {
-      outcome.changes[change.path] = change.what;
-      if (change.what == CFileChange::What::kGone && change.is_there &&
-          writing != Writing::kNothing) {
-        fs::remove(fs::path(kept_) / change.path);
-      }
-    }
-    outcome.touched = collector.TouchedFiles();
-    if (writing == Writing::kNothing) {
-      EXPECT_TRUE(fs::is_empty(".")) << "something was written";
-    } else {
-      Place();
-      WriteManifest(collector.Manifest(), Manifest().c_str());
-    }
-    return outcome;
-  }
-
-  std::string Manifest() const { return kept_ + "/.manifest"; }
-
-  CNCCNet* subject_ = &net_;
-  std::string kept_;
-  std::string journal_;  // what the last update entered
-
- private:
-  void Enter(const std::string& folder) {
-    fs::current_path(scratch_.Path());
-    fs::remove_all(folder);
-    fs::create_directories(folder);
-    fs::current_path(folder);
-    subject_->KCPath("./KC/");
-  }
-
-  void Place() {
-    journal_ = ReadFile("newfiles.dat");
-    fs::remove("newfiles.dat");
-    for (const auto& [path, file] : Tree(".")) {
-      const fs::path place = fs::path(kept_) / path;
-      fs::create_directories(place.parent_path());
-      fs::rename(path, place);
-    }
-  }
-};
-
-// The changes of a tree, and that nothing else was written; but for a file that was touched.
-std::map<std::string, CFileChange::What> Changed(const std::map<std::string, Stood>& before,
-                                                 const std::map<std::string, Stood>& after,
-                                                 const std::string& touched = {}) {
-  std::map<std::string, CFileChange::What> changes;
-  for (const auto& [path, file] : after) {
-    const auto old = before.find(path);
-    if (old == before.end()) {
-      changes[path] = CFileChange::What::kNew;
-    } else if (old->second.bytes != file.bytes) {
-      changes[path] = CFileChange::What::kChanged;
-    } else if (path != touched) {
-      EXPECT_TRUE(old->second == file) << path << " was written again";
-    }
-  }
-  for (const auto& [path, file] : before) {
-    if (after.count(path) == 0) changes[path] = CFileChange::What::kGone;
-  }
-  return changes;
-}
-
-Files BytesOf(const std::map<std::string, Stood>& tree) {
-  Files files;
-  for (const auto& [path, file] : tree) files[path] = file.bytes;
-  return files;
-}
 
 // Random changes of a network, with what hands do to the folder between them.
 class RandomChanges : public ChangedFilesTest {
@@ -188,19 +17,141 @@ class RandomChanges : public ChangedFilesTest {
     MemoryNet memory;
     subject_ = &memory.Net();
     ASSERT_TRUE(memory.Create()) << subject_->LastError();
-    Model model(*subject_->Preferences());
-    for (int i = 0; i < 120; ++i) Change(model);
+    model_ = Model(*subject_->Preferences());
+    for (int i = 0; i < 120; ++i) Change();
+    for (int i = 0; i < 60; ++i) Join();
+    GiveApplications(1);
     Update(Writing::kChanged);
     for (int round = 0; round < rounds && !HasFailure(); ++round) {
-      for (auto changes = random_() % 4; changes > 0; --changes) Change(model);
-      Check(random_() % 3 == 0 ? Disturb() : std::string());
+      said_.clear();
+      for (auto changes = random_() % 4; changes > 0; --changes) ChangeSomehow();
+      SCOPED_TRACE("round " + std::to_string(round) + ":" + said_);
+      if (random_() % 4 == 0) {
+        CheckAll(random_() % 2 == 0 ? Disturb() : std::string());
+      } else {
+        Check();
+      }
     }
   }
 
+  std::size_t composed_ = 0;
+  std::size_t kept_files_ = 0;
+
  private:
-  void Change(Model& model) {
-    const auto step = RandomStep(random_, model);
-    EXPECT_EQ(step.Run(*subject_), step.Run(model)) << step.Text();
+  void Change() {
+    const auto step = RandomStep(random_, model_);
+    said_ += "\n  " + step.Text();
+    EXPECT_EQ(step.Run(*subject_), step.Run(model_)) << step.Text();
+  }
+
+  void ChangeSomehow() {
+    switch (random_() % 16) {
+      case 0:
+      case 1:
+        return ChangeInBatch();
+      case 2:
+        return ChangeAndUndo();
+      case 3:
+        return ReplaceNode();
+      case 4:
+        return GiveApplications(8);
+      case 5:
+      case 6:
+        return Join();
+      case 7: {
+        const CNetPref before = *subject_->Preferences();
+        subject_->Preferences()->value_20 = before.value_20 + random_() % 2;
+        subject_->SaveNetInfo();
+        return;
+      }
+      default:
+        Change();
+    }
+  }
+
+  // With a question in the middle; what is dropped was never there.
+  void ChangeInBatch() {
+    const Model before = model_;
+    subject_->BeginBatch();
+    for (auto steps = random_() % 5; steps > 0; --steps) Change();
+    const bool is_kept = random_() % 4 != 0;
+    const bool is_asked = random_() % 2 == 0;
+    const Outcome asked = is_asked ? Update(Writing::kNothing) : Outcome();
+    EXPECT_TRUE(subject_->EndBatch(is_kept)) << subject_->LastError();
+    if (is_asked && is_kept) {
+      EXPECT_EQ(asked.changes, Update(Writing::kChanged).changes);
+    }
+    if (!is_kept) model_ = before;
+    said_ += is_kept ? "\n  together" : "\n  dropped";
+  }
+
+  // With or without files of what is taken back.
+  void ChangeAndUndo() {
+    const Model before = model_;
+    const std::uint64_t revision = subject_->GetRevision();
+    for (auto steps = 1 + random_() % 3; steps > 0; --steps) Change();
+    if (random_() % 2 == 0) Update(Writing::kChanged);
+    for (std::uint64_t last = subject_->GetRevision(); last > revision; --last)
+      EXPECT_TRUE(subject_->Undo(last)) << subject_->LastError();
+    model_ = before;
+    said_ += "\n  undone";
+    // Identifiers are not given again.
+    const unsigned long next = subject_->Preferences()->next_id;
+    if (next > model_.NextId()) {
+      model_.CreateAB("scratch", CIdentity{next - 1});
+      model_.DeleteAB(model_.FindAB(next - 1));
+    }
+  }
+
+  // By one of the same identifier and name, mostly at the same place and then as if it had never
+  // been away, but for its order.
+  void ReplaceNode() {
+    const auto aps = model_.Objects('A');
+    if (aps.empty()) return;
+    const unsigned long id = aps[random_() % aps.size()]->id;
+    const CNNEntry ap = Entry(*subject_, id);
+    const bool is_moved = random_() % 3 == 0;
+    const auto servers = model_.Objects('S');
+    const std::uint32_t old_server = ap.server_id;
+    const std::uint32_t server = is_moved ? servers[random_() % servers.size()]->id : old_server;
+    subject_->BeginBatch();
+    const std::string name = model_.FindAP(id)->Name();
+    EXPECT_EQ(subject_->DeleteAP(old_server, name.c_str()),
+              model_.DeleteAP(model_.FindServer(old_server), name));
+    if (model_.FindAP(id) == nullptr) {
+      const std::uint32_t flags = ap.flags;
+      EXPECT_EQ(AddAPAs(*subject_, CIdentity{id}, server, name.c_str(), flags),
+                model_.AddAP(model_.FindServer(server), name, flags, CIdentity{id}));
+    }
+    EXPECT_TRUE(subject_->EndBatch());
+    said_ += "\n  replaced AP " + std::to_string(id);
+  }
+
+  // Ties objects that are there: what is not on a way between two nodes shows in no file.
+  void Join() {
+    static const char* const kTies[] = {"LinkNNToNGrp", "LinkDepToNGrp", "LinkDepToDep id",
+                                        "LinkABToDep id", "LinkSrvToSrv id"};
+    static const char* const kKinds[] = {"GN", "GD", "DD", "DU", "SS"};
+    const std::size_t tie = random_() % 5;
+    ::Step step = StepOf(std::string(kTies[tie]) + " \"\" \"\" 0 0 0 1");
+    for (const auto& [kind, id] :
+         {std::pair(kKinds[tie][0], &step.id), std::pair(kKinds[tie][1], &step.other_id)}) {
+      const auto objects = model_.Objects(kind);
+      if (!objects.empty()) *id = objects[random_() % objects.size()]->id;
+    }
+    said_ += "\n  " + step.Text();
+    EXPECT_EQ(step.Run(*subject_), step.Run(model_)) << step.Text();
+  }
+
+  // Those that decide about lines, to one of so many nodes.
+  void GiveApplications(unsigned share) {
+    for (const Model::Object* node : model_.Objects('N')) {
+      if (random_() % share != 0) continue;
+      const auto flags = static_cast<std::uint32_t>(random_() % 24 == 0 ? 0x40 : 0x9401);
+      EXPECT_EQ(subject_->RegAPP(node->id, flags, 2),
+                model_.Register(model_.FindNode(node->id), flags, 2));
+      said_ += "\n  applications of " + std::to_string(node->id);
+    }
   }
 
   // Returns the file that was touched.
@@ -236,11 +187,12 @@ class RandomChanges : public ChangedFilesTest {
     return path;
   }
 
-  void Check(const std::string& touched) {
+  void CheckAll(const std::string& touched) {
     const auto before = Tree(kept_);
     const Outcome asked = Update(Writing::kNothing);
     EXPECT_TRUE(Changed(before, Tree(kept_)).empty()) << "asking has written";
     const Outcome done = Update(Writing::kChanged);
+    Count(done);
     EXPECT_EQ(asked.changes, done.changes);
     const auto after = Tree(kept_);
     const auto full = Full();
@@ -259,13 +211,28 @@ class RandomChanges : public ChangedFilesTest {
     EXPECT_TRUE(again.is_up_to_date && again.changes.empty());
   }
 
+  void Check() {
+    Count(Update(Writing::kChanged));
+    EXPECT_EQ(Differences(BytesOf(Full()), BytesOf(Tree(kept_))), "");
+  }
+
+  void Count(const Outcome& outcome) {
+    composed_ += outcome.composed.size();
+    kept_files_ += outcome.kept;
+  }
+
   std::mt19937 random_;
+  Model model_{CNetPref{}};
+  std::string said_;  // of the changes of a round
 };
 
 TEST_F(RandomChanges, LeaveWhatAFullRunLeaves) {
   const char* const seed = std::getenv("NCCNET_TEST_SEED");
+  const char* const rounds = std::getenv("NCCNET_TEST_ROUNDS");
   const unsigned long first = seed != nullptr ? std::strtoul(seed, nullptr, 0) : 20260101;
-  for (unsigned long one = first; one < first + 3 && !HasFailure(); ++one) Run(one, 10);
+  const unsigned long seeds = rounds != nullptr ? std::strtoul(rounds, nullptr, 0) : 6;
+  for (unsigned long one = first; one < first + seeds && !HasFailure(); ++one) Run(one, 100);
+  EXPECT_GT(kept_files_, composed_);
 }
 
 TEST_F(ChangedFilesTest, WhatHandsHaveDoneIsFoundBySizeAndTimeOrByReading) {
@@ -315,25 +282,6 @@ TEST_F(ChangedFilesTest, EachFileKeepsTheRevisionAtWhichItChanged) {
   EXPECT_EQ(files["APDB/A/apa000E.txt"].kind, CFileRecord::Kind::kGone);
 }
 
-TEST_F(ChangedFilesTest, FilesOfNodesThatCannotHaveChangedAreNotComposed) {
-  Update(Writing::kChanged);
-  net_.ModifyAP(0xC, "another");
-  CCollectorOptions options;
-  options.root = kept_;
-  options.folders = kFolders;
-  options.before = ReadManifest(Manifest().c_str());
-  options.writing = Writing::kNothing;
-  options.may_have_changed = [](unsigned long node, std::uint64_t) { return node != 0xC; };
-  CFileCollector collector(net_, std::move(options));
-  for (const Step& step : Steps()) {
-    collector.BeginPart(step.part);
-    step.run(net_);
-  }
-  for (const CFileChange& change : collector.Changes()) {
-    EXPECT_TRUE(change.node != 0xC || change.part == "kc") << change.path;
-  }
-}
-
 TEST_F(ChangedFilesTest, ADamagedManifestIsRefused) {
   Update(Writing::kChanged);
   const std::string whole = ReadFile(Manifest());
@@ -345,10 +293,12 @@ TEST_F(ChangedFilesTest, ADamagedManifestIsRefused) {
     WriteFile(Manifest(), whole.substr(0, at));
     EXPECT_THROW(ReadManifest(Manifest().c_str()), std::runtime_error) << at;
   }
-  CManifest manifest;
-  manifest.files.emplace_back().path = "../outside";
-  manifest.files.back().part = "kc";
-  WriteManifest(manifest, Manifest().c_str());
+  CFileRecord outside;
+  outside.path = "../outside";
+  outside.part = "kc";
+  ncc::ManifestWriter manifest("none", {});
+  manifest.Add(outside);
+  manifest.Commit(Manifest().c_str());
   EXPECT_THROW(ReadManifest(Manifest().c_str()), std::runtime_error);
 }
 
