@@ -70,7 +70,7 @@ class Kept {
     options.folders = {"APDB", "MAP", "KC"};
     options.writing = writing;
     const std::string manifest = options.root + "/.nccadm-manifest";
-    options.before = ReadManifest(manifest.c_str());
+    options.manifest = manifest;
     CFileCollector collector(net_, std::move(options));
     std::vector<CFileCollector::Part> parts;
     for (const Step& step : steps_) parts.push_back(step.part);
@@ -89,7 +89,7 @@ class Kept {
         fs::rename(entry.path(), place);
       }
     }
-    WriteManifest(collector.Manifest(), manifest.c_str());
+    collector.WriteManifest(manifest.c_str());
   }
 
   std::size_t Changes() const { return changes_; }
