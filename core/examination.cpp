@@ -84,14 +84,15 @@ class Examination {
   }
 
  private:
-  [[noreturn]] void Fail(const std::string& fault) const {
-    throw StorageError("database is damaged: " + NameOf(type_, folder_.Number()) + ": " + fault);
+  // `other` is an object that it is about, too.
+  [[noreturn]] void Fail(const std::string& fault, std::uint32_t other = 0) const {
+    throw UnsoundNetwork(NameOf(type_, folder_.Number()) + ": " + fault, {folder_.Number(), other});
   }
   void Expect(bool right, const char* fault) const {
     if (!right) Fail(fault);
   }
   void Expect(bool right, const char* fault, std::uint32_t type, std::uint32_t number) const {
-    if (!right) Fail(fault + (" " + NameOf(type, number)));
+    if (!right) Fail(fault + (" " + NameOf(type, number)), number);
   }
 
   void ExamineEntry() const {
@@ -206,7 +207,7 @@ void ExamineDefinitions(const CHDBase& base) {
            one.length == other.length && one.tag == other.tag && one.flags == other.flags;
   };
   if (!std::ranges::equal(base.Definitions(), kDefinitions, same)) {
-    throw StorageError("database is damaged: its definitions are not those of a network");
+    throw UnsoundNetwork("its definitions are not those of a network", {});
   }
 }
 
@@ -215,7 +216,7 @@ void ExamineDefinitions(const CHDBase& base) {
 void ExamineNetwork(const CHDBase& base) {
   ExamineDefinitions(base);
   if (!base.HasFolder({kFolderSpace, kRootNumber})) {
-    throw StorageError("database is damaged: the root folder is missing");
+    throw UnsoundNetwork("the root folder is missing", {kRootNumber});
   }
   TypeTable types;
   base.ForEachObject([&](const CHDBRecord& object) {
@@ -227,11 +228,9 @@ void ExamineNetwork(const CHDBase& base) {
   for (const auto& [number, notes] : base.AllNotes()) {
     const CHDBRecord* const object = base.FindRecord(number);
     const std::string name = NameOf(object != nullptr ? object->Type() : 0, number);
-    if (number >= kNetworkNumber) throw StorageError("database is damaged: " + name + " has notes");
-    if (object == nullptr) {
-      throw StorageError("database is damaged: " + name +
-                         ": it is missing, and notes of it are there");
-    }
+    if (number >= kNetworkNumber) throw UnsoundNetwork(name + " has notes", {number});
+    if (object == nullptr)
+      throw UnsoundNetwork(name + ": it is missing, and notes of it are there", {number});
   }
 }
 

@@ -3,11 +3,27 @@
 
 #include "platform/hdb/base.h"
 
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
 namespace ncc {
 
-// Throws StorageError, naming an object and what is wrong with it, for a database that no operation
-// of this library can have left. What an application may store as it likes is not looked at: the
-// preferences, memberships and primary collectives of what is gone.
+// What is wrong with a network, and with which objects.
+class UnsoundNetwork : public StorageError {
+ public:
+  UnsoundNetwork(const std::string& fault, std::vector<std::uint32_t> objects)
+      : StorageError("database is damaged: " + fault), objects_(std::move(objects)) {}
+  const std::vector<std::uint32_t>& Objects() const { return objects_; }
+
+ private:
+  std::vector<std::uint32_t> objects_;
+};
+
+// Throws UnsoundNetwork, naming an object and what is wrong with it, for a database that no
+// operation of this library can have left. What an application may store as it likes is not looked
+// at: the preferences, memberships and primary collectives of what is gone.
 void ExamineNetwork(const CHDBase& base);
 
 }  // namespace ncc

@@ -1,8 +1,7 @@
-// What changed, who changed it, and how it was before.
+// What changed, who changed it, and how it was before; undo.cpp takes it back.
 
 #include "nccnet/history.h"
 
-#include "core/entry.h"
 #include "core/operation.h"
 #include "platform/hdb/history_codec.h"
 #include "platform/process.h"
@@ -10,9 +9,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
-#include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -54,91 +50,6 @@ CHistoryEntry PublicEntry(HistoryEntry&& entry) {
   for (const KeyedRow& former : UnpackRows(entry.replaced)) AddObject(shown.objects, former.key);
   Sort(shown.objects);
   return shown;
-}
-
-// Field by field as long as each was changed by one side alone.
-template <class Field>
-bool TakeBackField(const Field& before, const Field& after, Field& now) {
-  if (before == after || now == before) return true;
-  if (now != after) return false;
-  now = before;
-  return true;
-}
-
-template <class Entry>
-Entry FromImage(const std::string& image) {
-  Entry entry;
-  std::memcpy(static_cast<void*>(&entry), image.data(), std::min(image.size(), sizeof(Entry)));
-  return entry;
-}
-
-template <class Entry>
-std::string ImageOf(const Entry& entry) {
-  return {reinterpret_cast<const char*>(&entry), sizeof(Entry)};
-}
-
-struct FieldPlace {
-  std::size_t offset;
-  std::size_t size;
-};
-// Of the preferences, all but the counters: what those have given must not be given again.
-constexpr FieldPlace kPreferences[] = {
-    {offsetof(CNetPref, net_number), 4},    {offsetof(CNetPref, byte_12), 1},
-    {offsetof(CNetPref, node_settings), 1}, {offsetof(CNetPref, value_14), 4},
-    {offsetof(CNetPref, byte_18), 1},       {offsetof(CNetPref, byte_19), 1},
-    {offsetof(CNetPref, value_20), 4}};
-
-std::optional<std::string> MergePreferences(const std::string& before, const std::string& after,
-                                            const std::string& now) {
-  if (before.size() != sizeof(CNetPref) || after.size() != before.size()) return std::nullopt;
-  std::string merged = now;
-  for (const auto& [offset, size] : kPreferences) {
-    std::string field = now.substr(offset, size);
-    if (!TakeBackField(before.substr(offset, size), after.substr(offset, size), field))
-      return std::nullopt;
-    merged.replace(offset, size, field);
-  }
-  return merged;
-}
-
-// APs that came or went since keep being counted.
-std::optional<std::string> MergeNodes(const std::string& before, const std::string& after,
-                                      const std::string& now) {
-  auto old = FromImage<CNNEntry>(before);
-  auto next = FromImage<CNNEntry>(after);
-  auto merged = FromImage<CNNEntry>(now);
-  const std::uint32_t count = merged.ap_count + old.ap_count - next.ap_count;
-  for (CNNEntry* entry : {&old, &next, &merged}) entry->ap_count = 0;
-  std::string image = ImageOf(merged);
-  if (!TakeBackField(ImageOf(old), ImageOf(next), image)) return std::nullopt;
-  merged = FromImage<CNNEntry>(image);
-  merged.ap_count = count;
-  return ImageOf(merged);
-}
-
-std::optional<std::string> MergeEntries(const RowKey& key, const std::string& before,
-                                        const std::string& after, const std::string& now) {
-  if (key.number == kNetworkNumber) return MergePreferences(before, after, now);
-  if (now.size() == sizeof(CNNEntry)) return MergeNodes(before, after, now);
-  std::string image = now;
-  return TakeBackField(before, after, image) ? std::optional(image) : std::nullopt;
-}
-
-std::string TextOf(const std::set<std::uint64_t>& revisions) {
-  std::string text;
-  for (const std::uint64_t revision : revisions)
-    text.append(text.empty() ? "" : ", ").append(std::to_string(revision));
-  return text;
-}
-
-void CheckUndoable(const CHDBase& base, const std::set<std::uint64_t>& revisions) {
-  if (base.Unit().HasChanges()) throw Refusal("a batch that has changed something must end first");
-  if (revisions.empty()) throw Refusal("no revision was named");
-  const std::uint64_t first = std::max<std::uint64_t>(base.History().first, 2);
-  if (first > base.Revision()) throw Refusal("the history holds nothing that can be taken back");
-  if (*revisions.begin() < first || *revisions.rbegin() > base.Revision())
-    throw Refusal("changes can be taken back from revision " + std::to_string(first) + " to " +
-                  std::to_string(base.Revision()));
 }
 
 }  // namespace
@@ -192,25 +103,6 @@ bool CNetHistory::ShowRevision(std::uint64_t revision) {
       throw;
     }
     net.FollowStored();
-  });
-}
-
-bool CNetHistory::Undo(std::uint64_t revision) {
-  std::list<std::uint64_t> in_the_way;
-  return Undo({revision}, in_the_way);
-}
-
-bool CNetHistory::Undo(const std::list<std::uint64_t>& revisions,
-                       std::list<std::uint64_t>& in_the_way) {
-  in_the_way.clear();
-  return Run(*net_, [&] {
-    CHDBase& base = *net_->base;
-    const std::set<std::uint64_t> wanted(revisions.begin(), revisions.end());
-    CheckUndoable(base, wanted);
-    const std::set<std::uint64_t> later = base.TakeBack(wanted, MergeEntries);
-    in_the_way.assign(later.begin(), later.end());
-    if (!later.empty()) throw Refusal("later changes stand in the way: " + TextOf(later));
-    net_->FollowStored();
   });
 }
 

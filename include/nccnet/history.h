@@ -68,8 +68,12 @@ class NCC_API CNetHistory {
   /// Takes back what the units of these revisions have changed, as one unit: identifiers, ordinals,
   /// orders and memberships become what they were before them. The counters of the preferences do
   /// not go back, and the block is read anew. Undoing that unit does it all again.
-  /// \return false when nothing was done; then `in_the_way` has the revisions of later units that
-  ///   have changed the same, ascending, without which it can be done
+  ///
+  /// Refused is what would leave the network less sound: what later units have changed too, or
+  /// rest on; a name that another object of the kind has got since; users that name what is gone.
+  /// \return false when nothing was done, also because nothing is left of these changes; then
+  ///   `in_the_way` has the revisions of later units, ascending, together with which it can be
+  ///   done, as was tried; none when there are no such
   bool Undo(const std::list<std::uint64_t>& revisions, std::list<std::uint64_t>& in_the_way);
   bool Undo(std::uint64_t revision);  ///< the same of one
 

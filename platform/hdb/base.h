@@ -189,11 +189,17 @@ class CHDBase final : ncc::ObjectOwner {
                                                                   std::uint64_t row_sum,
                                                                   std::size_t most) const;
 
-  // Takes back, in the running unit, what the units of these revisions have changed. Gives the
-  // revisions of later units that have changed the same: then nothing was done. Throws when the
-  // history does not go back so far, and when what is left would be no database of its owner's.
-  std::set<std::uint64_t> TakeBack(const std::set<std::uint64_t>& revisions,
-                                   const ncc::MergeData& merge);
+  struct TakenBack {
+    bool is_done = false;                // else nothing was
+    bool has_effect = false;             // else all that the network holds is as it was
+    std::set<std::uint64_t> in_the_way;  // later units that have changed the same
+  };
+  // Takes back, in the running unit, which has changed nothing yet, what the units of these
+  // revisions have changed. Whether what is left is sound is the caller's business. Throws when the
+  // history does not go back so far.
+  TakenBack TakeBack(const std::set<std::uint64_t>& revisions, const ncc::MergeData& merge);
+  // Makes everything as it is stored, after TakeBack: the unit has changed nothing then.
+  void Withdraw();
 
   // See ncc::CopyToFile.
   void CopyTo(const std::string& file);
@@ -217,11 +223,13 @@ class CHDBase final : ncc::ObjectOwner {
   // A folder, and an object that a row which is put in place lists or listed.
   using Tie = std::pair<std::uint32_t, std::uint32_t>;
 
-  void PutRows(const std::vector<ncc::KeyedRow>& rows);
+  // Returns an object that a folder would list and that is not there; 0 when there is none.
+  std::uint32_t PutRows(const std::vector<ncc::KeyedRow>& rows);
   void PutObject(std::uint32_t number, const std::optional<ncc::Row>& row,
                  ncc::RowDecoder& decoder);
   void AddTies(const ncc::RowKey& key, std::vector<Tie>& ties) const;
-  void DeriveParent(const Tie& tie);
+  // False when the folder lists what is not there.
+  bool DeriveParent(const Tie& tie);
   std::optional<ncc::Row> StoredRow(const ncc::RowKey& key) const;
   void GoBackTo(std::uint64_t revision);
 

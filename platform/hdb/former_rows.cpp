@@ -18,7 +18,7 @@ using ncc::StorageError;
 // Putting rows in place ---------------------------------------------------------------------------
 
 // The indexes and the parents of objects follow.
-void CHDBase::PutRows(const std::vector<KeyedRow>& rows) {
+std::uint32_t CHDBase::PutRows(const std::vector<KeyedRow>& rows) {
   std::vector<Tie> ties;
   for (const KeyedRow& row : rows) AddTies(row.key, ties);
   RowDecoder decoder;
@@ -39,7 +39,11 @@ void CHDBase::PutRows(const std::vector<KeyedRow>& rows) {
     }
   }
   for (const KeyedRow& row : rows) AddTies(row.key, ties);
-  for (const Tie& tie : ties) DeriveParent(tie);
+  std::uint32_t missing = 0;
+  for (const Tie& tie : ties) {
+    if (!DeriveParent(tie)) missing = tie.second;
+  }
+  return missing;
 }
 
 void CHDBase::PutObject(std::uint32_t number, const std::optional<Row>& row, RowDecoder& decoder) {
@@ -67,7 +71,7 @@ void CHDBase::AddTies(const RowKey& key, std::vector<Tie>& ties) const {
   }
 }
 
-void CHDBase::DeriveParent(const Tie& tie) {
+bool CHDBase::DeriveParent(const Tie& tie) {
   const CHDBRecord* const folder = objects_.Find(tie.first);
   const auto lists = [&](std::uint32_t space) {
     return folder != nullptr && folder->Find({space, tie.second}) != ncc::kNoPosition;
@@ -76,8 +80,7 @@ void CHDBase::DeriveParent(const Tie& tie) {
   CHDBRecord* const child = objects_.Find(tie.second);
   if (child != nullptr && is_listed) child->AddParent(tie.first);
   if (child != nullptr && !is_listed) child->RemoveParent(tie.first);
-  if (child == nullptr && is_listed)
-    throw StorageError("object " + std::to_string(tie.second) + " would be missing in a folder");
+  return child != nullptr || !is_listed;
 }
 
 // Showing -----------------------------------------------------------------------------------------
@@ -104,7 +107,8 @@ void CHDBase::GoBackTo(std::uint64_t revision) {
                        std::to_string(state_.history.first - 1));
   ++generation_;
   engine_->ReadHistory(revision + 1, state_.revision, [this](HistoryEntry&& entry) {
-    PutRows(ncc::UnpackRows(entry.replaced));
+    if (const std::uint32_t missing = PutRows(ncc::UnpackRows(entry.replaced)); missing != 0)
+      throw StorageError("object " + std::to_string(missing) + " would be missing in a folder");
     return true;
   });
   state_.revision = revision;
@@ -149,54 +153,74 @@ std::optional<Row> CHDBase::StoredRow(const RowKey& key) const {
   return EncodeRow(key, row) ? std::optional(std::move(row)) : std::nullopt;
 }
 
-std::set<std::uint64_t> CHDBase::TakeBack(const std::set<std::uint64_t>& revisions,
-                                          const ncc::MergeData& merge) {
-  // A row, from the newest unit to the oldest.
-  struct Way {
-    std::optional<Row> then;  // before the units that were met
-    std::optional<Row> now;   // what it becomes
-    std::set<std::uint64_t> later;
-    bool changes = false;
-  };
-  std::map<RowKey, Way> ways;
-  std::set<std::uint64_t> in_the_way;
-  bool is_possible = true;
+namespace {
+
+// What units have done to a row, from the newest to the oldest.
+struct RowWay {
+  std::optional<Row> stored;
+  std::optional<Row> then;        // before the units that were met
+  std::optional<Row> now;         // what it becomes
+  std::set<std::uint64_t> later;  // units that stay and have changed it
+};
+using RowWays = std::map<RowKey, RowWay>;
+
+// Lists and notes without their object: later units gave them to one that goes, or removed the
+// object.
+std::set<std::uint64_t> InTheWayOfObjects(const RowWays& ways) {
+  std::set<std::uint64_t> revisions;
+  for (const auto& [key, way] : ways) {
+    const auto object = ways.find({RowKind::kObject, key.number});
+    if (key.kind < RowKind::kChunk || !way.now || object == ways.end() || object->second.now)
+      continue;
+    const auto& later = object->second.stored ? way.later : object->second.later;
+    revisions.insert(later.begin(), later.end());
+  }
+  return revisions;
+}
+
+}  // namespace
+
+CHDBase::TakenBack CHDBase::TakeBack(const std::set<std::uint64_t>& revisions,
+                                     const ncc::MergeData& merge) {
+  RowWays ways;
+  TakenBack result{true, false, {}};
   const auto take_back = [&](HistoryEntry&& entry) {
     const bool is_wanted = revisions.contains(entry.revision);
     for (KeyedRow& former : ncc::UnpackRows(entry.replaced)) {
       const auto [at, is_new] = ways.try_emplace(former.key);
-      Way& way = at->second;
-      if (is_new) way.then = way.now = StoredRow(former.key);
+      RowWay& way = at->second;
+      if (is_new) way.stored = way.then = way.now = StoredRow(former.key);
       if (!is_wanted) {
         way.later.insert(entry.revision);
-      } else if (ncc::TakeBackRow(former.key, former.row, way.then, way.now, merge)) {
-        way.changes = true;
-      } else {
-        is_possible = is_possible && !way.later.empty();
-        in_the_way.insert(way.later.begin(), way.later.end());
+      } else if (!ncc::TakeBackRow(former.key, former.row, way.then, way.now, merge)) {
+        result.is_done = false;
+        result.in_the_way.insert(way.later.begin(), way.later.end());
       }
       way.then = std::move(former.row);
     }
     return true;
   };
   engine_->ReadHistory(*revisions.begin(), state_.revision, take_back);
-  // Notes without their object: later units gave them to one that goes, or removed the object.
-  for (const auto& [key, note] : ways) {
-    const auto object = ways.find({RowKind::kObject, key.number});
-    if (key.kind != RowKind::kNote || !note.now || object == ways.end() || object->second.now)
-      continue;
-    const auto& later = object->second.changes ? note.later : object->second.later;
-    in_the_way.insert(later.begin(), later.end());
-  }
-  if (!is_possible) throw StorageError("these changes cannot be taken back together");
-  if (!in_the_way.empty()) return in_the_way;
+  result.in_the_way.merge(InTheWayOfObjects(ways));
+  result.is_done = result.is_done && result.in_the_way.empty();
+  if (!result.is_done) return result;
   std::vector<KeyedRow> rows;
   for (auto& [key, way] : ways) {
-    if (!way.changes) continue;
+    if (way.now == way.stored) continue;
     Touch(key);
+    result.has_effect = result.has_effect || !ncc::HoldSame(way.now, way.stored);
     rows.push_back({key, std::move(way.now)});
   }
   PutRows(rows);
-  manager_.Examine(*this);
-  return {};
+  return result;
+}
+
+void CHDBase::Withdraw() {
+  std::vector<KeyedRow> rows;
+  unit_.ForEachBefore([&](const RowKey& key, const Row* before) {
+    rows.push_back({key, before != nullptr ? std::optional(*before) : std::nullopt});
+  });
+  PutRows(rows);
+  DeriveParents();  // also of folders that listed what comes back and stayed as they were
+  unit_.Clear();
 }

@@ -143,7 +143,26 @@ bool MergeNotes(const RowKey& key, const std::optional<Row>& before,
   return true;
 }
 
+// The elements of a JSON array, also of arrays in it, without the holes.
+std::string WithoutHoles(std::string_view text) {
+  if (!text.starts_with('[')) return std::string(text);
+  std::string rest = "[";
+  for (const std::string_view element : ElementsOf(text)) {
+    if (element != kHole) rest.append(WithoutHoles(element)).append(",");
+  }
+  return rest;
+}
+
 }  // namespace
+
+bool HoldSame(const std::optional<Row>& one, const std::optional<Row>& other) {
+  if (!one || !other) return one.has_value() == other.has_value();
+  const bool is_chunk = one->key.kind == RowKind::kChunk;
+  return one->type == other->type && one->name == other->name &&
+         (is_chunk ? WithoutHoles(one->body) == WithoutHoles(other->body)
+                   : one->body == other->body) &&
+         WithoutHoles(one->lists) == WithoutHoles(other->lists);
+}
 
 bool TakeBackRow(const RowKey& key, const std::optional<Row>& before,
                  const std::optional<Row>& after, std::optional<Row>& now, const MergeData& merge) {

@@ -20,4 +20,7 @@ using MergeData =
 bool TakeBackRow(const RowKey& key, const std::optional<Row>& before,
                  const std::optional<Row>& after, std::optional<Row>& now, const MergeData& merge);
 
+// Whether two states of a row hold the same, wherever in their lists holes are.
+bool HoldSame(const std::optional<Row>& one, const std::optional<Row>& other);
+
 }  // namespace ncc

@@ -211,18 +211,16 @@ int ShowDiff(Session& session, const DiffArguments& arguments) {
 
 using Revisions = std::list<std::uint64_t>;
 
-// Tries it with all that stands in the way, and takes that back.
-Failure InTheWay(CNCCNet& net, Revisions wanted, Revisions in_the_way) {
-  const std::string text = fmt::format("{}", fmt::join(in_the_way, ", "));
-  const bool is_one = in_the_way.size() == 1;
-  do {
-    wanted.merge(in_the_way);
-    wanted.unique();
-  } while (!net.Undo(wanted, in_the_way) && !in_the_way.empty());
-  return Failure(
-      fmt::format("revision{} {} {} changed the same since; nothing was changed", is_one ? "" : "s",
-                  text, is_one ? "has" : "have"),
-      fmt::format("To take all of it back together, type: nccadm undo {}", fmt::join(wanted, " ")));
+const char* Plural(const Revisions& revisions) { return revisions.size() == 1 ? "" : "s"; }
+
+// The later ones are those together with which the library can take it back.
+Failure InTheWay(Revisions wanted, Revisions later) {
+  const std::string what = fmt::format(
+      "revision{} {} cannot be taken back alone, because of revision{} {}; nothing was changed",
+      Plural(wanted), fmt::join(wanted, ", "), Plural(later), fmt::join(later, ", "));
+  wanted.merge(later);
+  return Failure(what, fmt::format("To take all of it back together, type: nccadm undo {}",
+                                   fmt::join(wanted, " ")));
 }
 
 int Undo(Session& session, const std::vector<std::string>& texts) {
@@ -246,11 +244,12 @@ int Undo(Session& session, const std::vector<std::string>& texts) {
       objects.insert(objects.end(), entry.objects.begin(), entry.objects.end());
   }
   const State before = TakeState(net, objects);
+  session.SetCommand(fmt::format("undo {}", fmt::join(wanted, " ")));
   Batch batch(session);
   Revisions in_the_way;
   if (!net.Undo(wanted, in_the_way)) {
     if (in_the_way.empty()) throw session.Refusal("nothing was taken back");
-    throw InTheWay(net, wanted, in_the_way);
+    throw InTheWay(wanted, in_the_way);
   }
   const std::vector<Change> changes = Compare(before, TakeState(net, objects), session.Apps());
   batch.Store();
@@ -261,8 +260,8 @@ int Undo(Session& session, const std::vector<std::string>& texts) {
     return kExitDone;
   }
   PrintChanges(out, changes);
-  out.Say(fmt::format("Took back revision{} {}; 'nccadm undo' does it again.",
-                      wanted.size() == 1 ? "" : "s", fmt::join(wanted, ", ")));
+  out.Say(fmt::format("Took back revision{} {}; 'nccadm undo' does it again.", Plural(wanted),
+                      fmt::join(wanted, ", ")));
   return kExitDone;
 }
 

@@ -111,11 +111,21 @@ CNCCNet& Session::Net() {
     return net_.OpenSnapshot(folder, place.name.c_str());
   });
   if (only_reads_) TellRevision(Split());
-  net_.SetOrigin(options_.person.empty() ? nullptr : options_.person.c_str(),
-                 options_.command.c_str());
+  NameOrigin();
   if (!options_.at.empty()) GoTo(options_.at);
   if (options_.dry_run && !only_reads_) BeginUnit();
   return net_;
+}
+
+void Session::NameOrigin() {
+  net_.SetOrigin(options_.person.empty() ? nullptr : options_.person.c_str(),
+                 options_.command.c_str());
+}
+
+void Session::SetCommand(const std::string& command) {
+  if (in_unit_) return;
+  options_.command = command;
+  NameOrigin();
 }
 
 void Session::GoTo(const std::string& at) {
@@ -205,8 +215,7 @@ void Session::SetShown(std::unique_ptr<View> view) { shown_ = std::move(view); }
 
 CNCCNet& Session::Create(std::uint32_t network) {
   Obtain([&](const Place& place) {
-    net_.SetOrigin(options_.person.empty() ? nullptr : options_.person.c_str(),
-                   options_.command.c_str());
+    NameOrigin();
     return net_.Create(place.folder.c_str(), place.name.c_str(), network);
   });
   return net_;

@@ -63,6 +63,10 @@ class Session {
   // A revision by its number, or the one of a time. Throws Failure when there was none.
   std::uint64_t RevisionOf(const std::string& text);
 
+  // What the history is to say of the changes, in place of what was typed. Within a unit of several
+  // commands that is what was typed for all of them.
+  void SetCommand(const std::string& command);
+
   // Whether the changes of the command are to be told and dropped.
   bool IsDryRun() const { return options_.dry_run; }
   // Whether all changes of the command make one unit that somebody else ends.
@@ -119,6 +123,7 @@ class Session {
   // Calls `open` until it succeeds, the user has to be asked or it is no use to wait any longer.
   void Obtain(const std::function<bool(const Place&)>& open);
   void TellRevision(const Place& place);
+  void NameOrigin();
   void GoTo(const std::string& at);
 
   Options options_;
