@@ -46,30 +46,50 @@ std::optional<std::vector<std::string>> WordsOf(std::string_view line) {
   return words;
 }
 
-[[noreturn]] void ThrowAt(const std::string& file, std::size_t number, const Failure& failure) {
-  throw Failure(
-      fmt::format("{}:{}: {}; none of the commands was carried out", file, number, failure.what()),
-      failure.Hint(), failure.ExitCode());
+void RefuseControls(std::string_view line) {
+  for (const char c : line) {
+    const auto byte = static_cast<unsigned char>(c);
+    if ((byte >= 0x20 && byte != 0x7F) || c == '\t' || c == '\r') continue;
+    throw Failure(fmt::format("the line holds a control character, \\x{:02X}", byte),
+                  "Commands are text in UTF-8.", kExitUsage);
+  }
 }
 
-// Says how many commands there were.
-std::size_t RunLines(Session& session, const std::string& file, std::string_view text) {
-  std::size_t count = 0;
+struct Result {
+  std::size_t line;
+  Output::Held said;
+};
+
+// What each of the commands says.
+std::vector<Result> RunLines(Session& session, const std::string& file, std::string_view text) {
+  std::vector<Result> results;
   for (std::size_t number = 1; !text.empty(); ++number) {
     const std::size_t end = text.find('\n');
     const std::string_view line = text.substr(0, end);
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     try {
+      RefuseControls(line);
       const auto words = WordsOf(line);
       if (!words) throw Failure("a quote does not end", {}, kExitUsage);
       if (words->empty()) continue;
-      ++count;
       CommandLine::RunInUnit(session, *words);
+      results.push_back({number, session.Out().TakeHeld()});
     } catch (const Failure& failure) {
-      ThrowAt(file, number, failure);
+      throw failure.WithText(fmt::format("{}:{}: {}; none of the commands was carried out", file,
+                                         number, failure.what()));
     }
   }
-  return count;
+  return results;
+}
+
+Json JsonOf(const std::vector<Result>& results) {
+  Json list = Json::array();
+  for (const auto& [line, said] : results) {
+    Json result = said.results.empty() ? Json() : Json::parse(said.results);
+    if (result.is_object()) result.erase("schema");
+    list.push_back({{"line", line}, {"result", std::move(result)}});
+  }
+  return list;
 }
 
 int RunBatch(Session& session, const std::string& file) {
@@ -77,12 +97,20 @@ int RunBatch(Session& session, const std::string& file) {
   const std::string text = ReadFile(file, kMostBytes);
   Batch batch(session);
   Output& out = session.Out();
-  if (out.IsJson()) out.Mute(true);
-  const std::size_t count = RunLines(session, file, WithoutByteOrderMark(text));
-  if (!session.IsDryRun()) out.Mute(false);
+  out.Hold();  // nobody is told of what may not come to be
+  const std::vector<Result> results = RunLines(session, file, WithoutByteOrderMark(text));
   batch.Store();
+  out.EndHold();
+  for (const auto& [line, said] : results) {
+    if (!out.IsJson()) out.Raw(said.results);
+    for (const std::string& words : said.words) out.Say(words);
+  }
+  const std::size_t count = results.size();
   out.Say(fmt::format("{} command{} carried out as one change.", count, count == 1 ? "" : "s"));
-  if (out.IsJson()) out.Document({{"commands", count}, {"revision", net.GetRevision()}});
+  if (out.IsJson()) {
+    out.Document(
+        {{"commands", count}, {"revision", net.GetRevision()}, {"results", JsonOf(results)}});
+  }
   return kExitDone;
 }
 

@@ -34,6 +34,12 @@ std::string ExampleFooter(const std::string& examples) {
   return footer;
 }
 
+std::string QuotedForShell(std::string_view word) {
+  std::string quoted = "'";
+  for (const char c : word) c == '\'' ? quoted.append("'\\''") : quoted.append(1, c);
+  return quoted + "'";
+}
+
 // What was typed, without what says how and on which database.
 std::string TypedCommand(int argc, char** argv) {
   const std::set<std::string_view> with_value = {"--db", "--wait", "--color", "--operator", "--at"};
@@ -47,7 +53,7 @@ std::string TypedCommand(int argc, char** argv) {
     }
     const bool is_plain = !word.empty() && word.find_first_of(" \t'\"\\") == std::string_view::npos;
     command.append(command.empty() ? "" : " ");
-    command.append(is_plain ? std::string(word) : fmt::format("'{}'", word));
+    command.append(is_plain ? std::string(word) : QuotedForShell(word));
   }
   return command;
 }
@@ -141,6 +147,10 @@ Failure UsageFailure(const CLI::App& root, const std::string& what) {
       return UnknownCommand(root, reached, word);
     }
     break;
+  }
+  if (root.remaining(true).empty() && reached.app->get_require_subcommand_min() > 0) {
+    return Failure(fmt::format("'{}' needs a command", reached.path),
+                   fmt::format("'{} --help' lists the commands.", reached.path), kExitUsage);
   }
   return Failure(what, fmt::format("{}'{} --help' shows the usage.", hint, reached.path),
                  kExitUsage);
@@ -276,13 +286,30 @@ int CommandLine::RunAction() {
   return code;
 }
 
+void CommandLine::RefuseOptionsOfUnits() const {
+  for (const CLI::App* app = &app_; app != nullptr;) {
+    for (const CLI::Option* option : app->get_options()) {
+      const std::string name = option->get_name();
+      const bool is_of_all = app == &app_ || name == "--dry-run" || name == "--files";
+      if (option->count() == 0 || !is_of_all || name == "--yes") continue;
+      throw Failure(fmt::format("{} cannot be said of one of several changes", name),
+                    "Say it of all of them: behind the name of the file.", kExitUsage);
+    }
+    app = app->get_subcommands().empty() ? nullptr : app->get_subcommands().front();
+  }
+}
+
 void CommandLine::RunInUnit(Session& session, std::vector<std::string> words) {
   CommandLine line;
   AddAllCommands(line);
+  for (CLI::Option* option : line.app_.get_options()) option->envname("");
   std::reverse(words.begin(), words.end());
   try {
     line.app_.parse(std::move(words));
     RefuseEmptyValues(line.app_);
+  } catch (const CLI::Success&) {
+    throw Failure("help and version cannot be asked for in one of several changes",
+                  "Type the command alone.", kExitUsage);
   } catch (const CLI::ParseError& error) {
     throw UsageFailure(line.app_, error.what());
   }
@@ -293,7 +320,11 @@ void CommandLine::RunInUnit(Session& session, std::vector<std::string> words) {
     throw Failure(fmt::format("'{}' cannot be one of several changes", reached.path),
                   "Only commands for objects, apply and import-csv can.", kExitUsage);
   }
+  line.RefuseOptionsOfUnits();
+  const bool said_yes = session.SaysYes();
+  session.SayYes(said_yes || line.options_.yes);
   line.action_(session);
+  session.SayYes(said_yes);
 }
 
 int CommandLine::Main(int argc, char** argv) {

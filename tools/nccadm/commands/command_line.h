@@ -64,6 +64,8 @@ class CommandLine {
   int Run(int argc, char** argv);
   int Parse(int argc, char** argv, bool& finished);
   int RunAction();
+  // Throws Failure when the command that was parsed has an option of whole units.
+  void RefuseOptionsOfUnits() const;
 
   CLI::App app_;
   std::set<const CLI::App*> undoable_;  // commands and families that can be tried or be in a unit

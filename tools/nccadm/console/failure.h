@@ -39,6 +39,13 @@ class Failure : public std::runtime_error {
         file_(std::move(file)),
         problems_(std::move(problems)) {}
 
+  // The same with another text.
+  Failure WithText(const std::string& what) const {
+    Failure failure(what, file_, problems_, hint_);
+    failure.exit_code_ = exit_code_;
+    return failure;
+  }
+
   const std::string& Hint() const { return hint_; }
   int ExitCode() const { return exit_code_; }
   const std::string& File() const { return file_; }

@@ -111,8 +111,27 @@ void Output::Mute(bool mute) {
   muted_ = mute;
 }
 
+void Output::Hold() {
+  const std::lock_guard lock(mutex_);
+  holds_ = true;
+}
+
+Output::Held Output::TakeHeld() {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(held_, {});
+}
+
+void Output::EndHold() {
+  const std::lock_guard lock(mutex_);
+  holds_ = false;
+}
+
 void Output::Write(std::string_view bytes) {
   if (finished_ || muted_) return;
+  if (holds_) {
+    held_.results += bytes;
+    return;
+  }
   if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size()) return;
   if (write_error_ == 0) write_error_ = errno;
 }
@@ -152,7 +171,7 @@ void Output::WriteDocument(const Json& document) {
   Json whole = {{"schema", 1}};
   whole.update(document);
   Write(TextOf(whole, 0) + "\n");
-  has_document_ = has_document_ || !muted_;
+  has_document_ = has_document_ || !IsKeptBack();
 }
 
 void Output::Document(const Json& document) {
@@ -192,13 +211,17 @@ void Output::WriteTail(const Json& tail) {
     Write(fmt::format(",{}\n", TextOf(tail, 0).substr(1)));
   }
   in_list_ = false;
-  has_document_ = has_document_ || !muted_;
+  has_document_ = has_document_ || !IsKeptBack();
 }
 
 void Output::Say(std::string_view text) {
   if (quiet_) return;
   const std::lock_guard lock(mutex_);
   if (muted_) return;
+  if (holds_) {
+    held_.words.emplace_back(text);
+    return;
+  }
   Flush();
   std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
 }
@@ -215,7 +238,8 @@ void Output::WriteWarning(std::string_view text) const {
 }
 
 void Output::WriteFailure(const Failure& failure) {
-  if (std::exchange(muted_, false)) in_list_ = false;
+  if (IsKeptBack()) in_list_ = false;
+  muted_ = holds_ = false;
   if (json_ && !finished_ && !has_document_) {
     const Json document = ErrorDocument(failure);
     in_list_ ? WriteTail(document) : WriteDocument(document);

@@ -34,6 +34,17 @@ class Output {
   // Keeps results and words back, all but failures.
   void Mute(bool mute);
 
+  // From here on results and words are kept until they are taken or, when the command fails,
+  // dropped; no word with --quiet.
+  struct Held {
+    std::string results;
+    std::vector<std::string> words;
+  };
+  void Hold();
+  Held TakeHeld();
+  // Results and words go their ways again.
+  void EndHold();
+
   // Results. The caller chooses: either lines and tables, or one document.
   void Line(std::string_view text);
   void PrintTable(const Table& table);
@@ -81,6 +92,7 @@ class Output {
   void Write(std::string_view bytes);
   void Flush();
   void WriteWarning(std::string_view text) const;
+  bool IsKeptBack() const { return muted_ || holds_; }
   void WriteDocument(const Json& document);
   void WriteTail(const Json& tail);
   void WriteFailure(const Failure& failure);
@@ -94,6 +106,8 @@ class Output {
   std::timed_mutex mutex_;  // of what follows: an interrupt ends the document in another thread
   bool finished_ = false;
   bool muted_ = false;
+  bool holds_ = false;
+  Held held_;
   bool in_list_ = false;
   bool has_document_ = false;  // a whole one
   bool list_is_empty_ = true;

@@ -107,6 +107,10 @@ class Session {
   // For an operation that the library refused: its reason behind `what`.
   Failure Refusal(std::string_view what);
 
+  // Whether every question is answered with yes.
+  bool SaysYes() const { return options_.yes; }
+  void SayYes(bool yes) { options_.yes = yes; }
+
   // Returns when the user agrees; throws Failure otherwise. `question` ends without a mark.
   void Confirm(const std::string& question);
   // The same for a file that is about to be replaced; does nothing when there is none. The files of
