@@ -184,11 +184,11 @@ class ProcessTest(ToolTest):
                 self.assertEqual(json.loads(out)["error"]["code"], 130)
 
     def await_handler(self, process, number):
-        """Until the process handles a signal: before, it dies of it as any program does."""
+        """Until the process waits for a signal: before, it dies of it as any program does."""
         while process.poll() is None:
             with open(f"/proc/{process.pid}/status", encoding="ascii") as status:
-                caught = next(line for line in status if line.startswith("SigCgt:"))
-            if int(caught.split()[1], 16) >> (number - 1) & 1:
+                blocked = next((line for line in status if line.startswith("SigBlk:")), ": 0")
+            if int(blocked.split()[1], 16) >> (number - 1) & 1:
                 return
             time.sleep(0.002)
 
