@@ -130,9 +130,9 @@ std::string StampLines(const std::vector<std::string>& files, const std::string&
   return text;
 }
 
-// The names in a map, in the order of its records.
-std::string MapLines(const NetState& net, Reasons& why) {
-  ComposeRoutingMap(net, why.reader, &why);
+// The names in a map, which `map` becomes, in the order of its records.
+std::string MapLines(const NetState& net, std::string& map, Reasons& why) {
+  map = ComposeRoutingMap(net, why.reader, &why);
   std::string text;
   for (const ReasonList& reasons : why.lines) {
     const CReason& reason = reasons.front();
@@ -151,12 +151,13 @@ std::string RegistrationLines(NetState& net, Reasons& why) {
   return lines.append(ComposeRegistrationTail(why.reader, "", "", &why));
 }
 
-// The text of the file; nothing for a kind whose lines are not explained.
-std::optional<std::string> Compose(NetState& net, CFileKind kind, unsigned char mode,
+// The text of the file, which `explained` is to tell of; nothing for a kind whose lines are not
+// explained.
+std::optional<std::string> Compose(NetState& net, CExplainedFile& explained, unsigned char mode,
                                    Reasons& why) {
   const CHDBRecord* const node = FindNode(net, why.reader);
   const bool is_ap = node != nullptr && node->Type() == kTypeAP;
-  switch (kind) {
+  switch (explained.kind) {
     case CFileKind::kNodes:
       return is_ap ? ComposeApNodes(net, *node, mode, &why)
                    : ComposeServerNodes(net, *node, mode, &why);
@@ -172,7 +173,7 @@ std::optional<std::string> Compose(NetState& net, CFileKind kind, unsigned char 
       return StampLines(is_ap ? StampedOfAp(why.reader) : StampedOfServer(why.reader),
                         HexName("apn", why.reader, ".crg"), why);
     case CFileKind::kMap:
-      return MapLines(net, why);
+      return MapLines(net, explained.bytes, why);
     case CFileKind::kTunnels: {
       std::string text = ComposeTunnels(net, &why);
       why.lines.push_back({{CReason::kStampOf}});
@@ -204,7 +205,7 @@ void Explain(NetState& net, const char* file, unsigned char mode, CExplainedFile
   explained.kind = found->kind;
   Reasons why;
   why.reader = static_cast<std::uint32_t>(explained.object);
-  const auto text = Compose(net, found->kind, mode, why);
+  const auto text = Compose(net, explained, mode, why);
   explained.has_lines = text.has_value();
   if (!text) return;
   std::size_t start = 0;

@@ -92,6 +92,7 @@ struct CExplainedFile {
   unsigned long object = 0;  ///< the node or the user whose file it is; 0: of the whole network
   bool has_lines = false;    ///< whether lines of this kind of file are explained
   std::vector<CExplainedLine> lines;  ///< as the network gives them now
+  CString bytes;                      ///< of a map: all of it
 };
 
 /// Explains whether a node sees another one. \return false for unknown nodes

@@ -16,6 +16,7 @@
 #include "console/time.h"
 #include "files/files.h"
 #include "files/package.h"
+#include "files/routing_map.h"
 #include "network/reasons.h"
 
 namespace ncc::tool {
@@ -86,16 +87,55 @@ unsigned char ModeOf(const std::vector<std::string>& lines) {
   return 0;
 }
 
-// A line of a file with the same text, a stamp behind it apart; null when there is none.
+bool IsStamp(const Reasons& reasons) {
+  return std::ranges::count(reasons, CReason::kStampOf, &CReason::kind) > 0;
+}
+
+// Whether the text, on a disk or in another revision, is the line's, a stamp behind it apart. A map
+// may lose the last of 51 bytes of a name.
+bool IsSame(const CExplainedFile& file, const CExplainedLine& line, const std::string& text) {
+  constexpr std::size_t kKept = 50;
+  if (file.kind == CFileKind::kMap) return line.text.substr(0, kKept) == text.substr(0, kKept);
+  return IsStamp(line.reasons) ? text.starts_with(line.text) : line.text == text;
+}
+
+// Null when there is none.
 const CExplainedLine* Find(const CExplainedFile& file, const std::string& text) {
-  const auto is_same = [&](const CExplainedLine& line) {
-    return line.text == text || (line.text.ends_with('=') && text.starts_with(line.text));
-  };
-  const auto found = std::ranges::find_if(file.lines, is_same);
+  const auto found = std::ranges::find_if(
+      file.lines, [&](const CExplainedLine& line) { return IsSame(file, line, text); });
   return found != file.lines.end() ? &*found : nullptr;
 }
 
-// A file as it lies on the disk, if it does, and as the network gives it.
+// Whether these are the file's bytes, but for the stamps in it.
+bool HasBytes(const CExplainedFile& file, std::string_view bytes) {
+  if (file.kind == CFileKind::kMap) return bytes == file.bytes;
+  const auto take = [&](std::string_view text) {
+    const bool is_next = bytes.starts_with(text);
+    if (is_next) bytes.remove_prefix(text.size());
+    return is_next;
+  };
+  for (const CExplainedLine& line : file.lines) {
+    if (!take(line.text)) return false;
+    if (IsStamp(line.reasons))
+      bytes.remove_prefix(std::min(bytes.find_first_not_of("0123456789ABCDEF"), bytes.size()));
+    if (!take("\r\n")) return false;
+  }
+  return bytes.empty();
+}
+
+// The names in its records.
+std::vector<std::string> LinesOfMap(const std::string& file, const std::string& bytes) {
+  std::vector<std::string> lines;
+  for (const MapNode& node : ReadMapNodes(file, bytes)) {
+    lines.push_back(node.name);
+    std::ranges::replace(lines.back(), '\n', ' ');  // as the network gives them
+  }
+  return lines;
+}
+
+using Cause = std::optional<CHistoryEntry>;
+
+// A file as it lies on the disk, if it does, and as the network gives it, or gave it last.
 class GeneratedFile {
  public:
   GeneratedFile(Session& session, const std::string& file) : session_(session), file_(file) {
@@ -103,13 +143,18 @@ class GeneratedFile {
     if (std::filesystem::is_regular_file(file, error)) bytes_ = ReadFile(file, kLargestFile);
     if (bytes_) stored_ = LinesOf(*bytes_);
     mode_ = ModeOf(stored_);
-    if (!Compose(now_)) throw session.Refusal(fmt::format("{} cannot be explained", file));
+    if (!Compose(now_)) FindFormer();
+    if (bytes_ && now_.kind == CFileKind::kMap) ReadMap();
   }
 
   const std::string& File() const { return file_; }
   const CExplainedFile& Now() const { return now_; }
   const std::optional<std::string>& Bytes() const { return bytes_; }
-  bool HasStoredLines() const { return bytes_ && now_.has_lines && now_.kind != CFileKind::kMap; }
+  // The change with which it went; nothing while it is there.
+  const Cause& GoneWith() const { return gone_with_; }
+  // Why the bytes cannot be read as such a file; empty when they can.
+  const std::string& Damage() const { return damage_; }
+  bool HasStoredLines() const { return bytes_ && now_.has_lines && damage_.empty(); }
   const std::vector<std::string>& Stored() const { return stored_; }
 
   // The file as the revision that is shown gives it; false when it would not be there.
@@ -123,26 +168,49 @@ class GeneratedFile {
     std::size_t missing = 0;
     for (const std::string& line : stored_) old += Find(now_, line) == nullptr ? 1U : 0U;
     for (const CExplainedLine& line : now_.lines) {
-      const auto is_same = [&](const std::string& text) {
-        return line.text.ends_with('=') ? text.starts_with(line.text) : text == line.text;
-      };
+      const auto is_same = [&](const std::string& text) { return IsSame(now_, line, text); };
       missing += std::ranges::none_of(stored_, is_same) ? 1U : 0U;
     }
     return {old, missing};
   }
 
  private:
+  // The revision that is shown is then the last one that gives the file.
+  void FindFormer() {
+    const Failure unknown = session_.Refusal(fmt::format("{} cannot be explained", file_));
+    const std::uint64_t now = session_.Net().GetRevision();
+    std::list<CHistoryEntry> entries;
+    session_.Net().GetHistory(0, now, entries);
+    for (CHistoryEntry& entry : entries) {
+      if (entry.revision <= 1) break;
+      session_.ShowRevision(entry.revision - 1);
+      if (!Compose(now_)) continue;
+      gone_with_ = std::move(entry);
+      return;
+    }
+    throw unknown;
+  }
+
+  void ReadMap() {
+    stored_.clear();
+    try {
+      stored_ = LinesOfMap(file_, *bytes_);
+    } catch (const Failure& failure) {
+      damage_ = failure.what();
+    }
+  }
+
   Session& session_;
   std::string file_;
   std::optional<std::string> bytes_;
   std::vector<std::string> stored_;
   unsigned char mode_ = 0;
   CExplainedFile now_;
+  Cause gone_with_;
+  std::string damage_;
 };
 
 // History -----------------------------------------------------------------------------------------
-
-using Cause = std::optional<CHistoryEntry>;
 
 // Whether what decides over a line can have changed without a change of the objects it names.
 bool RestsOnAll(const Reasons& reasons) {
@@ -150,8 +218,8 @@ bool RestsOnAll(const Reasons& reasons) {
 }
 
 // The newest change after which the line was there, or was not, and before which it was not so. As
-// long as none of the objects that explain it changes, a line stays; so only such changes are
-// looked into, and what explains it is asked anew at each.
+// long as none of the objects that explain it changes, and neither whose file it is, a line stays;
+// so only such changes are looked into, and what explains it is asked anew at each.
 Cause FindCause(Session& session, GeneratedFile& file, const std::string& text) {
   CNCCNet& net = session.Net();
   const std::uint64_t now = net.GetRevision();
@@ -165,8 +233,9 @@ Cause FindCause(Session& session, GeneratedFile& file, const std::string& text) 
     const auto is_touched = [&](std::uint32_t id) {
       return std::binary_search(entry.objects.begin(), entry.objects.end(), id);
     };
-    const bool matters =
-        !is_there || RestsOnAll(reasons) || std::ranges::any_of(ObjectsOf(reasons), is_touched);
+    const bool matters = !is_there || RestsOnAll(reasons) ||
+                         is_touched(static_cast<std::uint32_t>(file.Now().object)) ||
+                         std::ranges::any_of(ObjectsOf(reasons), is_touched);
     if (!matters && entry.revision > 1) continue;
     CExplainedFile before;
     const CExplainedLine* same = nullptr;
@@ -215,12 +284,9 @@ std::string LineText(const GeneratedFile& file, std::size_t line) {
                               WordsOf(file.Now().kind)),
                   fmt::format("'nccadm explain {}' tells what it is.", file.File()));
   }
+  if (!file.Damage().empty()) throw Failure(file.Damage(), "Generate it anew.");
   if (line > lines) throw Failure(fmt::format("{} has {} lines", file.File(), lines));
   return is_stored ? file.Stored()[line - 1] : file.Now().lines[line - 1].text;
-}
-
-bool IsStamp(const Reasons& reasons) {
-  return std::ranges::count(reasons, CReason::kStampOf, &CReason::kind) > 0;
 }
 
 // What is told about a line, in the words of the network as it is shown.
@@ -235,6 +301,12 @@ struct Answer {
 Answer AnswerFor(Session& session, GeneratedFile& file, std::size_t number) {
   Answer answer{LineText(file, number), {}, nullptr, {}, {}};
   const CExplainedFile& now = file.Now();
+  if (file.GoneWith()) {
+    answer.cause = file.GoneWith();
+    ReasonWriter writer(session);
+    answer.head = HeadOf(writer, now);
+    return answer;
+  }
   answer.line = Find(now, answer.text);
   // Of several with the same text the one at the place that was named.
   if (answer.line != nullptr && number <= now.lines.size() &&
@@ -291,10 +363,22 @@ int ExplainOneLine(Session& session, const Target& target) {
 // A whole file ------------------------------------------------------------------------------------
 
 std::string ConditionOf(const GeneratedFile& file) {
+  if (file.GoneWith()) return "gone: the network gives no such file";
   if (!file.Bytes()) return "not generated here";
+  if (!file.Damage().empty()) return fmt::format("damaged: {}; generate it anew", file.Damage());
   if (!file.HasStoredLines()) return fmt::format("{} bytes", file.Bytes()->size());
+  if (HasBytes(file.Now(), *file.Bytes())) {
+    const bool has_stamps =
+        std::ranges::any_of(file.Now().lines, IsStamp, &CExplainedLine::reasons);
+    return has_stamps
+               ? "as the network gives it but for the stamps, which 'nccadm verify-stamps' tests"
+               : "as the network gives it";
+  }
   const auto [old, missing] = file.Differences();
-  if (old == 0 && missing == 0) return "as the network gives it";
+  if (old == 0 && missing == 0)
+    return "old: it has the same lines, but in another order, repeated or with other ends; "
+           "generate "
+           "it anew";
   return fmt::format("old: {} lines are no more, {} are missing; generate it anew", old, missing);
 }
 
@@ -323,6 +407,7 @@ Json JsonOf(ReasonWriter& writer, const GeneratedFile& file, const std::vector<M
                {"object", id != 0 ? writer.JsonOfObject(id) : Json()},
                {"lines", file.Now().has_lines ? Json(file.Now().lines.size()) : Json()},
                {"state", ConditionOf(file)}};
+  if (file.GoneWith()) json["change"] = JsonOf(file.GoneWith());
   Json packed = Json::array();
   for (const Member& member : members) {
     packed.push_back({{"name", Printable(member.name)},
@@ -339,27 +424,29 @@ int ExplainWhole(Session& session, const std::string& text) {
   const std::vector<Member> members =
       IsPackage(file.Now().kind) ? MembersOf(session, file) : std::vector<Member>();
   Output& out = session.Out();
+  const int code = file.GoneWith() ? kExitFound : kExitDone;
   if (session.IsJson()) {
     out.Document(JsonOf(writer, file, members));
-    return kExitDone;
+    return code;
   }
   out.Line(out.Paint(Style::kHeading,
                      fmt::format("{}: {}", Printable(text), HeadOf(writer, file.Now()))));
   Table table = {{"state", ConditionOf(file)}};
   if (file.Now().has_lines) table.push_back({"lines", std::to_string(file.Now().lines.size())});
-  if (file.Now().object != 0)
+  if (file.Now().object != 0 && !file.GoneWith())
     table.push_back({"look", fmt::format("nccadm show id:{}", file.Now().object)});
   if (!file.Now().lines.empty())
     table.push_back({"each line", fmt::format("nccadm explain {}:LINE", Printable(text))});
   out.PrintTable(table);
-  if (members.empty()) return kExitDone;
+  if (file.GoneWith()) out.Line(fmt::format("Gone since {}", TextOf(*file.GoneWith())));
+  if (members.empty()) return code;
   Table list = {{"BYTES", "MEMBER", "IS"}};
   for (const Member& member : members) {
     list.push_back(
         {std::to_string(member.bytes), Printable(member.name), HeadOf(writer, member.file)});
   }
   out.PrintTable(list);
-  return kExitDone;
+  return code;
 }
 
 }  // namespace

@@ -69,14 +69,25 @@ void ReadTail(ByteReader& reader, const MapHead& head, std::vector<MapNode>& nod
   if (reader.Left() > 0) reader.Fail(reader.At(), fmt::format("{} bytes too many", reader.Left()));
 }
 
-}  // namespace
-
-RoutingMap ReadRoutingMap(const std::string& file, std::string_view bytes) {
+std::vector<MapNode> ReadNodes(const std::string& file, std::string_view bytes, MapHead& head) {
   ByteReader reader(file, bytes);
-  const MapHead head = ReadHead(file, reader);
+  head = ReadHead(file, reader);
   std::vector<MapNode> nodes;
   for (std::size_t i = 0; i <= head.nodes; ++i) nodes.push_back(ReadNode(reader));
   ReadTail(reader, head, nodes);
+  return nodes;
+}
+
+}  // namespace
+
+std::vector<MapNode> ReadMapNodes(const std::string& file, std::string_view bytes) {
+  MapHead unused;
+  return ReadNodes(file, bytes, unused);
+}
+
+RoutingMap ReadRoutingMap(const std::string& file, std::string_view bytes) {
+  MapHead head;
+  std::vector<MapNode> nodes = ReadNodes(file, bytes, head);
   RoutingMap map;
   map.network_servers = head.servers;
   std::size_t own = 0;

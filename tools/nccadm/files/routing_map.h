@@ -27,7 +27,9 @@ struct RoutingMap {
   std::vector<MapNode> aps;
 };
 
-// Throws Failure for bytes that are no map.
+// What the records of a map say, in their order. Throws Failure for bytes that are no map.
+std::vector<MapNode> ReadMapNodes(const std::string& file, std::string_view bytes);
+// The same by kinds.
 RoutingMap ReadRoutingMap(const std::string& file, std::string_view bytes);
 
 }  // namespace ncc::tool
