@@ -24,20 +24,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// These folders are replaced: nothing that the run needs may lie there.
-void RefuseOwnFolders(const fs::path& out, const fs::path& file, const char* what) {
-  const fs::path whole = fs::weakly_canonical(file);
-  for (const char* name : {"KC", "APDB", "MAP", kWorkFolder}) {
-    const fs::path folder = fs::weakly_canonical(out / name);
-    if (std::mismatch(folder.begin(), folder.end(), whole.begin(), whole.end()).first ==
-        folder.end()) {
-      throw Failure(fmt::format("{} lies in the output folder {}, which would be replaced", what,
-                                folder.string()),
-                    "Give another folder with --out.");
-    }
-  }
-}
-
 std::string BytesText(std::uint64_t bytes) {
   const auto in = [bytes](int shift) {
     return static_cast<double>(bytes) / static_cast<double>(std::uint64_t{1} << shift);
@@ -166,7 +152,7 @@ bool ChooseKey(Output& out, const GenerateArguments& arguments, const fs::path& 
   UseKeyFile(arguments.key);
   const Stamper stamper;
   stamper.RequireKey("; --unstamped makes files that nodes refuse");
-  RefuseOwnFolders(folder, std::getenv(kKeyVariable), "the stamping key");
+  RefuseOwnFiles(folder, std::getenv(kKeyVariable), "the stamping key");
   return true;
 }
 
@@ -197,7 +183,15 @@ int ReportChanges(Session& session, const ChangeReport& report, const Generation
     PrintChanges(out, report.changes, owners);
   }
   if (has_failed) return ReportFailure(out, *run, outcome);
-  if (!arguments.list.empty()) WriteSendList(arguments.list, report.changes);
+  if (arguments.list.empty()) return kExitDone;
+  try {
+    WriteSendList(arguments.list, report.changes);
+  } catch (const Failure& failure) {
+    throw Failure(
+        fmt::format("{}; the files are in {}", failure.what(), outcome.folder),
+        fmt::format("To list them, type: nccadm send-list --since {} --out {} --list FILE",
+                    session.Net().GetRevision(), outcome.folder));
+  }
   return kExitDone;
 }
 
@@ -212,6 +206,7 @@ int AskForChanges(Session& session, const GenerationPlan& plan, const GenerateAr
                     "writes looks after it first",
                     (folder / kWorkFolder).string()));
   }
+  OutputFolder::RequireOwn(folder, plan.changes, arguments.force);
   std::string problem;
   const ChangeReport report =
       AskWhatChanges(session.Net(), outcome.folder, plan, arguments.verify, problem);
@@ -231,7 +226,7 @@ int GenerateInto(Session& session, const GenerationPlan& plan, const fs::path& o
   const InterruptGuard interrupt;  // what was begun is put in place or removed in order
   OutputFolder folder(out);
   if (!folder.Told().empty()) session.Out().Say(folder.Told());
-  folder.RequireOwn(plan.changes, arguments.force);
+  OutputFolder::RequireOwn(out, plan.changes, arguments.force);
   if (!arguments.changed) outcome.expected = Announce(session.Out(), plan, folder, arguments);
   outcome.folder = folder.Begin(arguments.changed ? OneByOne(plan.changes) : plan.changes);
   SetShareIdenticalFiles(!arguments.no_share);
@@ -274,9 +269,10 @@ int Generate(Session& session, const std::string& what, GenerateArguments argume
   if (!arguments.list.empty()) arguments.list = fs::absolute(arguments.list).string();
   const fs::path out = fs::absolute(arguments.out);
   RefuseToPackNothing(what, out, arguments);
-  RefuseOwnFolders(out, session.DatabaseText(), "the database");
+  RefuseOwnFiles(out, session.DatabaseText(), "the database");
   Outcome outcome;
   outcome.is_stamped = ChooseKey(session.Out(), arguments, out);
+  if (!arguments.list.empty()) PrepareSendList(session, arguments.list, out);
   const GenerationPlan plan = PlanGeneration(session, what, arguments);
   if (arguments.dry_run) return AskForChanges(session, plan, arguments, std::move(outcome));
   return GenerateInto(session, plan, out, arguments, std::move(outcome));

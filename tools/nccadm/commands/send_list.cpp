@@ -1,5 +1,7 @@
 // send-list
+#include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <memory>
 
 #include <fmt/format.h>
@@ -7,6 +9,7 @@
 #include "commands/command_line.h"
 #include "console/failure.h"
 #include "console/output.h"
+#include "console/text.h"
 #include "files/change_list.h"
 #include "files/changed_files.h"
 
@@ -15,11 +18,31 @@ namespace {
 
 struct Arguments {
   std::string out = ".";
-  std::uint64_t since = 0;
+  std::string since;
   std::string list;
 };
 
+std::uint64_t LastOf(const CManifest& manifest) {
+  std::uint64_t last = 0;
+  for (const CPartState& part : manifest.parts) last = std::max(last, part.revision);
+  for (const CFileRecord& file : manifest.files) last = std::max(last, file.revision);
+  return last;
+}
+
+std::uint64_t ParseSince(const std::string& text, std::uint64_t last) {
+  const auto since = ParseNumber(text, std::numeric_limits<std::int64_t>::max());
+  if (!since) {
+    throw Failure(fmt::format("\"{}\" is no revision", text),
+                  "Give a number; 'nccadm log' tells which revision a time had.", kExitUsage);
+  }
+  if (*since <= last) return *since;
+  throw Failure(fmt::format("the files are of revision {}, and not of {}", last, *since),
+                "Generate anew, or give a lower one. It may be that the database went back to an "
+                "older copy.");
+}
+
 int SendList(Session& session, const Arguments& arguments) {
+  if (!arguments.list.empty()) PrepareSendList(session, arguments.list, arguments.out);
   std::string problem;
   const CManifest manifest = ReadManifestOf(arguments.out, problem);
   if (manifest.key.empty()) {
@@ -27,11 +50,12 @@ int SendList(Session& session, const Arguments& arguments) {
         problem.empty() ? fmt::format("there is no manifest in {}", arguments.out) : problem,
         "'nccadm generate' makes one.");
   }
-  const std::vector<CFileChange> changes = ChangesSince(manifest, arguments.since);
+  const std::uint64_t since = ParseSince(arguments.since, LastOf(manifest));
+  const std::vector<CFileChange> changes = ChangesSince(manifest, since);
   const FileOwners owners(session, changes);
   if (session.IsJson()) {
     session.Out().Document({{"folder", std::filesystem::absolute(arguments.out).string()},
-                            {"since", arguments.since},
+                            {"since", since},
                             {"changes", ChangesJson(changes, owners)}});
   } else {
     PrintChanges(session.Out(), changes, owners);
@@ -47,7 +71,10 @@ void AddSendListCommand(CommandLine& line) {
   CLI::App& command = line.AddCommand(
       line.Root(), "send-list", "List the generated files that changed at a revision or later",
       "send-list --since 12 --out /srv/ncc/out --list changed.txt", arguments, &SendList);
-  command.add_option("--since", arguments->since, "The revision that was sent last")
+  line.RefuseAt(command);
+  command
+      .add_option("--since", arguments->since,
+                  "The revision that was sent last; files that changed at it are listed, too")
       ->type_name("REV")
       ->required();
   command.add_option("--out", arguments->out, "The output folder")

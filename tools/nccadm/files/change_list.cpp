@@ -1,8 +1,10 @@
 #include "files/change_list.h"
 
 #include <array>
+#include <cstdlib>
 #include <map>
 #include <optional>
+#include <system_error>
 #include <utility>
 
 #include <fmt/format.h>
@@ -10,11 +12,14 @@
 #include "console/encoding.h"
 #include "console/text.h"
 #include "files/files.h"
+#include "files/output_folder.h"
+#include "files/stamper.h"
 #include "network/view.h"
 
 namespace ncc::tool {
 namespace {
 
+namespace fs = std::filesystem;
 using What = CFileChange::What;
 
 constexpr std::size_t kMostNodes = 20;
@@ -131,6 +136,16 @@ Json ChangesJson(const std::vector<CFileChange>& changes, const FileOwners& owne
                    {"bytes", change.bytes}});
   }
   return all;
+}
+
+void PrepareSendList(Session& session, const std::string& file, const fs::path& out) {
+  RefuseOwnFiles(out, file, "the list", "Give another file with --list.");
+  std::error_code error;
+  const char* const key = std::getenv(kKeyVariable);
+  if (key != nullptr && fs::equivalent(file, key, error))
+    throw Failure(fmt::format("{} is the stamping key", file), "Give another file with --list.");
+  session.ConfirmReplacing(file);
+  RequireWritable(file);
 }
 
 void WriteSendList(const std::string& file, const std::vector<CFileChange>& changes) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -41,6 +42,10 @@ void PrintChanges(Output& out, const std::vector<CFileChange>& changes, const Fi
 
 // An array of all files.
 Json ChangesJson(const std::vector<CFileChange>& changes, const FileOwners& owners);
+
+// Throws Failure for a list that would take the place of what is needed, or that cannot be written;
+// asks before it replaces a file. `out` is the output folder.
+void PrepareSendList(Session& session, const std::string& file, const std::filesystem::path& out);
 
 // A path a line, as rsync takes them; the files that are gone among them, which
 // --delete-missing-args deletes at the other end. Throws Failure.

@@ -83,6 +83,19 @@ void WriteFile(const std::string& file, std::string_view bytes) {
   }
 }
 
+void RequireWritable(const std::string& file) {
+  std::error_code error;
+  const fs::file_status status = fs::status(file, error);
+  const bool is_special = fs::exists(status) && !fs::is_regular_file(status);
+  const std::string folder = fs::absolute(file).parent_path().string();
+  if (fs::is_directory(status)) {
+    errno = EISDIR;
+  } else if (access((is_special ? file : folder).c_str(), is_special ? W_OK : W_OK | X_OK) == 0) {
+    return;
+  }
+  throw SystemFailure(file + " cannot be written");
+}
+
 void CreatePrivateFile(const std::string& file, std::string_view bytes) {
   const int descriptor =
       open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);

@@ -17,6 +17,9 @@ std::string ReadFile(const std::string& file, std::size_t limit);
 // The file appears whole, for its owner alone, or stays as it was. Throws Failure.
 void WriteFile(const std::string& file, std::string_view bytes);
 
+// Throws Failure where WriteFile could not, as far as that can be told before.
+void RequireWritable(const std::string& file);
+
 // A new file for its owner alone. Throws Failure, also when there is one of that name.
 void CreatePrivateFile(const std::string& file, std::string_view bytes);
 

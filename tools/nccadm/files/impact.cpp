@@ -7,6 +7,7 @@
 
 #include "console/text.h"
 #include "files/generation_steps.h"
+#include "files/output_folder.h"
 #include "files/stamper.h"
 
 namespace ncc::tool {
@@ -31,6 +32,7 @@ Impact AskImpact(Session& session, const std::string& folder) {
   if (!problem.empty()) session.Out().Warn(problem + "; the files are read in its place");
   ChooseKey(manifest);
   const GenerationPlan plan = PlanLikeBefore(session.Net(), manifest);
+  OutputFolder::RequireOwn(path, plan.changes, false);
   ChangeReport report = AskWhatChanges(session.Net(), path, plan, false, problem);
   FileOwners owners(session, report.changes);
   return {path, std::move(report), std::move(owners)};

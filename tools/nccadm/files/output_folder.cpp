@@ -127,6 +127,18 @@ void FlushNames(const std::set<fs::path>& folders) {
 
 }  // namespace
 
+void RefuseOwnFiles(const fs::path& out, const fs::path& file, const char* what, const char* hint) {
+  const fs::path whole = fs::weakly_canonical(file);
+  for (const char* name : {"KC", "APDB", "MAP", kWorkFolder, kManifest, kMarker, kJournal}) {
+    const fs::path own = fs::weakly_canonical(out / name);
+    if (std::mismatch(own.begin(), own.end(), whole.begin(), whole.end()).first != own.end())
+      continue;
+    throw Failure(fmt::format("{} {} {}, which would be replaced", what,
+                              own == whole ? "is" : "lies in the output folder", own.string()),
+                  hint);
+  }
+}
+
 OutputFolder::OutputFolder(const fs::path& folder) : folder_(folder) {
   MakePrivateFolder(folder_.string());
   folder_ = fs::canonical(folder_);
@@ -181,10 +193,11 @@ OutputFolder::Room OutputFolder::Free() const {
   return {info.f_bavail * info.f_frsize, info.f_files == 0 ? UINT64_MAX : info.f_favail};
 }
 
-void OutputFolder::RequireOwn(const std::vector<FolderChange>& changes, bool force) const {
-  const std::set<std::string> own = ReadMarker(folder_);
+void OutputFolder::RequireOwn(const fs::path& out, const std::vector<FolderChange>& changes,
+                              bool force) {
+  const std::set<std::string> own = ReadMarker(out);
   for (const FolderChange& change : changes) {
-    const fs::path folder = folder_ / TopOf(change.folder);
+    const fs::path folder = out / TopOf(change.folder);
     const struct stat info = StatOf(folder);
     if (info.st_ino == 0) continue;
     if (!S_ISDIR(info.st_mode)) {
@@ -192,9 +205,9 @@ void OutputFolder::RequireOwn(const std::vector<FolderChange>& changes, bool for
                                 S_ISLNK(info.st_mode) ? "a link" : "no folder"),
                     "Remove it, or give another folder with --out.");
     }
-    if (info.st_dev != StatOf(folder_).st_dev) {
+    if (info.st_dev != StatOf(out).st_dev) {
       throw Failure(
-          fmt::format("{} is on another file system than {}", folder.string(), folder_.string()),
+          fmt::format("{} is on another file system than {}", folder.string(), out.string()),
           "Give a folder with --out that is one with its sub-folders.");
     }
     if (force || own.count(TopOf(change.folder)) != 0 || !HoldsFiles(folder)) continue;

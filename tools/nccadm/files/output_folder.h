@@ -36,6 +36,11 @@ struct FolderChange {
   std::string except = {};  // a revised folder begins without the files that end so
 };
 
+// Throws Failure for a file that runs into this output folder replace, or which lies in a folder
+// that they replace: nothing else may. `what` begins the sentence.
+void RefuseOwnFiles(const std::filesystem::path& out, const std::filesystem::path& file,
+                    const char* what, const char* hint = "Give another folder with --out.");
+
 class OutputFolder {
  public:
   // Makes the folder if it is missing, and keeps other runs out of it. Completes what a killed run
@@ -54,9 +59,10 @@ class OutputFolder {
   };
   Room Free() const;
 
-  // Throws Failure for folders that cannot be replaced and, unless forced, for those that hold
+  // Throws Failure for sub-folders that cannot be replaced and, unless forced, for those that hold
   // files and do not belong to the tool.
-  void RequireOwn(const std::vector<FolderChange>& changes, bool force) const;
+  static void RequireOwn(const std::filesystem::path& folder,
+                         const std::vector<FolderChange>& changes, bool force);
 
   // Makes the work folder and enters it. The folders that the run only reads can be reached there.
   // Returns the whole path of the output folder.
