@@ -276,6 +276,15 @@ int CommandLine::Parse(int argc, char** argv, bool& finished) {
   return kExitDone;
 }
 
+void CommandLine::RefuseUselessAt() const {
+  const Reached reached = ReachedFrom(app_);
+  const CLI::App* app = reached.app;
+  while (app != nullptr && !timeless_.contains(app)) app = app->get_parent();
+  if (options_.at.empty() || app == nullptr) return;
+  throw Failure(fmt::format("'{}' does not look at the network: --at means nothing", reached.path),
+                "Leave --at out.", kExitUsage);
+}
+
 int CommandLine::RunAction() {
   Session session(options_, output_);
   if (options_.dry_run) output_.Mute(true);
@@ -344,6 +353,7 @@ int CommandLine::Run(int argc, char** argv) {
     const int code = Parse(argc, argv, finished);
     if (finished) return code;
     output_.Configure(options_.json, options_.quiet, options_.color);
+    RefuseUselessAt();
     options_.command = TypedCommand(argc, argv);
     return RunAction();
   } catch (const Failure& failure) {

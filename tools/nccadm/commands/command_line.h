@@ -40,6 +40,8 @@ class CommandLine {
 
   // "--dry-run", for commands that change nothing but the open database, or a family of them.
   void AddDryRun(CLI::App& command);
+  // For a command, or a family, that looks at no state of the network: there is none to choose.
+  void RefuseAt(const CLI::App& command) { timeless_.insert(&command); }
   // An option --files [DIR].
   CLI::Option* AddFilesOption(CLI::App& command);
 
@@ -64,11 +66,13 @@ class CommandLine {
   int Run(int argc, char** argv);
   int Parse(int argc, char** argv, bool& finished);
   int RunAction();
+  void RefuseUselessAt() const;
   // Throws Failure when the command that was parsed has an option of whole units.
   void RefuseOptionsOfUnits() const;
 
   CLI::App app_;
   std::set<const CLI::App*> undoable_;  // commands and families that can be tried or be in a unit
+  std::set<const CLI::App*> timeless_;  // that --at means nothing for
   Options options_;
   Output output_;
   std::function<int(Session&)> action_;

@@ -50,6 +50,7 @@ void AddCompletionCommand(CommandLine& line) {
   CLI::App& completion = CommandLine::AddCommand(
       line.Root(), "completion", "Print a script that completes commands in bash",
       "completion > ~/.local/share/bash-completion/completions/nccadm");
+  line.RefuseAt(completion);
   line.OnRun(completion, [&line](Session& session) {
     std::string script = kScriptHead;
     script += fmt::format("  [nccadm-options]=\"{}\"\n", fmt::join(OptionsOf(line.Root()), " "));

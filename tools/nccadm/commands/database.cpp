@@ -153,6 +153,7 @@ void AddDatabaseCommands(CommandLine& line) {
                   "all, none, a number of revisions, or of days such as 90d")
       ->type_name("HOWMUCH")
       ->capture_default_str();
+  line.RefuseAt(init);
 
   CLI::App& info = CommandLine::AddCommand(
       line.Root(), "info", "Show the network number, the counters and the numbers of objects",
@@ -169,6 +170,7 @@ void AddDatabaseCommands(CommandLine& line) {
       line.Root(), "restore", "Put a copy in the place of the database, which is kept beside it",
       "--db /srv/ncc/city restore /var/backups/city.db", file, Restore);
   restore.add_option("BACKUP", *file, "The copy, as backup writes it")->required();
+  line.RefuseAt(restore);
 }
 
 }  // namespace ncc::tool

@@ -71,6 +71,10 @@ int ShowPlan(Session& session, const Arguments& arguments) {
   const bool asks_for_files = !session.FilesFolder().empty();
   asks_for_files ? session.OnlyTry() : session.OnlyRead();
   session.Net();  // a missing database is told before the faults of the file
+  if (session.ShowsChosen() && !arguments.out.empty()) {
+    throw Failure("a plan for what the network was with --at could never be carried out",
+                  "Leave --out or --at out.", kExitUsage);
+  }
   const std::string text = ReadFile(arguments.file, kMaxPlanBytes);
   if (IsPlan(text)) {
     throw Failure(fmt::format("{} is a plan already", arguments.file),

@@ -255,6 +255,7 @@ CLI::App& AddReader(CommandLine& line, CLI::App& group, const char* name, const 
                     const char* examples, const std::shared_ptr<ReadArguments>& arguments,
                     int (*run)(Session&, const ReadArguments&)) {
   CLI::App& command = line.AddCommand(group, name, description, examples, arguments, run);
+  line.RefuseAt(command);
   command.add_option("--dir", arguments->folder, "The folder with the files of the networks")
       ->type_name("DIR")
       ->capture_default_str();

@@ -121,7 +121,8 @@ void PrintEntry(Session& session, const CHistoryEntry& entry, bool is_full) {
 int ShowLog(Session& session, const LogArguments& arguments) {
   session.OnlyRead();
   CNCCNet& net = session.Net();
-  const std::uint64_t first = arguments.since.empty() ? 0 : session.RevisionOf(arguments.since) + 1;
+  const std::uint64_t first =
+      arguments.since.empty() ? 0 : session.RevisionOrNone(arguments.since) + 1;
   Entries entries = ReadEntries(session, 0, net.GetRevision());
   if (!arguments.object.empty()) {
     const std::uint32_t id = FindPast(session, arguments.object, entries);
@@ -332,7 +333,8 @@ void AddHistoryCommands(CommandLine& line) {
   log_command.add_option("OBJECT", log->object,
                          "Only what changed this one: its name or id:NUMBER");
   log_command.add_option("--user", log->person, "Only what this operator did")->type_name("WHO");
-  log_command.add_option("--since", log->since, "Only what came behind this revision or time")
+  log_command
+      .add_option("--since", log->since, "Only what came behind this revision or time, without it")
       ->type_name("WHEN");
   log_command.add_option("-n,--last", log->most, "Only so many")->type_name("N");
   log_command.add_flag("--full", log->is_full, "Also what changed more than 200 objects, in full");

@@ -149,6 +149,7 @@ int Clear(Session& session, const JournalArguments& arguments) {
 void AddJournalCommands(CommandLine& line) {
   CLI::App& group =
       line.AddGroup("journal", "The journal newfiles.dat of an output folder: what was stamped");
+  line.RefuseAt(group);
   auto arguments = std::make_shared<JournalArguments>();
   const auto add = [&](const char* name, const char* description, const char* examples,
                        int (*run)(Session&, const JournalArguments&)) -> CLI::App& {

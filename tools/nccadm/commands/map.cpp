@@ -93,6 +93,7 @@ void AddMapCommand(CommandLine& line) {
       line.AddCommand(line.Root(), "show-map", "Show what a binary routing map says",
                       "show-map MAP/node1.map\nshow-map MAP/node1.map --json", file, ShowMap);
   show.add_option("FILE", *file, "The map")->required();
+  line.RefuseAt(show);
 }
 
 }  // namespace ncc::tool

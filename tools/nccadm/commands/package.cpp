@@ -203,6 +203,7 @@ int Check(Session& session, const PackageArguments& arguments) {
 
 void AddPackageCommands(CommandLine& line) {
   CLI::App& group = line.AddGroup("package", "Distribution packages of nodes (.aaf, .aas)");
+  line.RefuseAt(group);
   auto arguments = std::make_shared<PackageArguments>();
   const auto add = [&](const char* name, const char* description, const char* examples,
                        int (*run)(Session&, const PackageArguments&)) -> CLI::App& {

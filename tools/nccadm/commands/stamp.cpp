@@ -138,6 +138,7 @@ void AddStampCommands(CommandLine& line) {
       "verify-stamps /srv/ncc/out\nverify-stamps /srv/ncc/out/MAP --json", arguments, VerifyStamps);
   verify.add_option("DIR", arguments->path, "The folder")->required();
   CommandLine::AddKeyOption(verify, arguments->key);
+  for (const CLI::App* command : {&keygen, &stamp, &verify}) line.RefuseAt(*command);
 }
 
 }  // namespace ncc::tool

@@ -1,5 +1,6 @@
 #include "console/time.h"
 
+#include <algorithm>
 #include <chrono>
 #include <ctime>
 
@@ -31,13 +32,20 @@ std::optional<Time> ParseAgo(std::string_view text, Time now) {
   }
 }
 
+// strptime takes the 31st of every month.
+bool IsInCalendar(std::tm fields) {
+  const int day = fields.tm_mday;
+  ::timegm(&fields);
+  return fields.tm_mday == day;
+}
+
 // The whole text by one of the formats.
 bool ParseFields(const std::string& text, std::tm& fields) {
   for (const char* format :
        {"%Y-%m-%d", "%Y-%m-%d %H:%M", "%Y-%m-%d %H:%M:%S", "%Y-%m-%dT%H:%M", "%Y-%m-%dT%H:%M:%S"}) {
     fields = {};
     const char* const end = ::strptime(text.c_str(), format, &fields);
-    if (end != nullptr && *end == '\0') return true;
+    if (end != nullptr && *end == '\0') return IsInCalendar(fields);
   }
   return false;
 }
@@ -60,7 +68,7 @@ std::string UtcTime(Time time) {
 }
 
 std::optional<Time> ParseTime(std::string_view text, Time now) {
-  if (const auto ago = ParseAgo(text, now)) return ago;
+  if (const auto ago = ParseAgo(text, now)) return std::max(*ago, Time{0});
   const bool is_utc = text.ends_with('Z');
   if (is_utc) text.remove_suffix(1);
   std::tm fields{};

@@ -139,6 +139,13 @@ void Session::GoTo(const std::string& at) {
 }
 
 std::uint64_t Session::RevisionOf(const std::string& text) {
+  const std::uint64_t revision = RevisionOrNone(text);
+  if (revision != 0) return revision;
+  throw Failure(fmt::format("nothing is known of {}", LocalTime(*ParseTime(text, Now()))),
+                "'nccadm log' shows how far the history goes back.");
+}
+
+std::uint64_t Session::RevisionOrNone(const std::string& text) {
   const std::uint64_t now = net_.GetRevision();
   if (const auto number = ParseNumber(text, std::numeric_limits<std::int64_t>::max())) {
     if (*number >= 1 && *number <= now) return *number;
@@ -151,10 +158,7 @@ std::uint64_t Session::RevisionOf(const std::string& text) {
                   "'2026-03-01 14:02', or how long ago: 90m, 3h, 2d.",
                   kExitUsage);
   }
-  const std::uint64_t revision = net_.GetRevisionAt(*time);
-  if (revision != 0) return revision;
-  throw Failure(fmt::format("nothing is known of {}", LocalTime(*time)),
-                "'nccadm log' shows how far the history goes back.");
+  return net_.GetRevisionAt(*time);
 }
 
 void Session::ShowRevision(std::uint64_t revision) {

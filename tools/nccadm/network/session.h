@@ -58,10 +58,14 @@ class Session {
   // Whether there is a network to show, of the database or another.
   bool IsOpen() const { return open_ || shown_ != nullptr; }
 
+  // Whether --at chose the revision that is shown.
+  bool ShowsChosen() const { return !options_.at.empty(); }
   // Shows another revision of the network; with --at the one that it names was shown first.
   void ShowRevision(std::uint64_t revision);
   // A revision by its number, or the one of a time. Throws Failure when there was none.
   std::uint64_t RevisionOf(const std::string& text);
+  // The same; 0 for a time before all that is known.
+  std::uint64_t RevisionOrNone(const std::string& text);
 
   // What the history is to say of the changes, in place of what was typed. Within a unit of several
   // commands that is what was typed for all of them.
