@@ -2,7 +2,6 @@
 
 #include "platform/hdb/base.h"
 
-using ncc::KeyedRow;
 using ncc::Row;
 using ncc::RowKind;
 using ncc::StorageError;
