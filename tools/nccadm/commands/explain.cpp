@@ -136,6 +136,10 @@ int Explain(Session& session, const Arguments& arguments) {
   }
   if (!arguments.file.empty()) return ExplainFileOrLine(session, arguments.file);
   const auto& pair = arguments.why.empty() ? arguments.why_not : arguments.why;
+  if (pair.size() != 2) {
+    throw Failure("--why and --why-not take two: who sees, and whom",
+                  "Such as 'nccadm explain --why North Center'.", kExitUsage);
+  }
   return ExplainPair(session, pair.front(), pair.back());
 }
 
@@ -168,7 +172,7 @@ void AddExplainCommand(CommandLine& line) {
       "a map");
   const auto add_pair = [&](const char* name, std::vector<std::string>& pair,
                             const char* description) {
-    command.add_option(name, pair, description)->expected(2)->type_name("ONE NODE");
+    command.add_option(name, pair, description)->expected(1, 2)->type_name("ONE NODE");
   };
   add_pair("--why", arguments->why, "Why the one, a server, AP or user, sees the node");
   add_pair("--why-not", arguments->why_not,
