@@ -1,8 +1,8 @@
 #include "platform/hdb/manager.h"
 
-#include "platform/storage/sqlite_engine.h"
+#include "platform/storage/open_engine.h"
 
-CHDBMgr::CHDBMgr() : engines_(ncc::OpenSqliteEngine) {}
+CHDBMgr::CHDBMgr() : engines_(ncc::OpenEngine) {}
 
 std::string CHDBVarMap::Expand(const std::string& text) const {
   std::string out = text;

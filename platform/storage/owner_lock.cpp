@@ -2,6 +2,7 @@
 
 #include "platform/crc32c.h"
 #include "platform/disk/files.h"
+#include "platform/process.h"
 #include "platform/storage/database_files.h"
 #include "platform/token.h"
 
@@ -20,7 +21,6 @@ namespace {
 // Inode, revision, unit and their CRC-32C in hexadecimal digits.
 constexpr std::size_t kNumbersSize = 3 * 17;
 constexpr std::size_t kLineSize = kNumbersSize + 9;
-constexpr std::size_t kMaxCommand = 200;
 
 std::string ReadWords(int descriptor) {
   std::array<char, 1024> buffer{};
@@ -58,26 +58,6 @@ std::uint64_t ProcessToken() {
   return kToken;
 }
 
-std::string CommandOfThisProcess() {
-  const Descriptor descriptor(::open("/proc/self/cmdline", O_RDONLY | O_CLOEXEC));
-  std::string command = descriptor.IsValid() ? ReadWords(descriptor.Get()) : std::string();
-  if (command.size() > kMaxCommand) command.resize(kMaxCommand);
-  while (!command.empty() && command.back() == '\0') command.pop_back();
-  for (char& c : command) {
-    if (static_cast<unsigned char>(c) < ' ' || c == '\x7F') c = ' ';
-  }
-  return command;
-}
-
-std::string FormatTime(std::int64_t seconds) {
-  const auto time = static_cast<std::time_t>(seconds);
-  std::tm parts{};
-  std::array<char, 32> text{};
-  if (::localtime_r(&time, &parts) == nullptr) return {};
-  std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
-  return text.data();
-}
-
 struct Holder {
   long process = 0;
   std::uint64_t token = 0;
@@ -108,7 +88,7 @@ std::optional<Holder> ParseHolder(const std::string& text) {
 
 std::string DescribeHolder(const Holder& holder) {
   return "process " + std::to_string(holder.process) + " (" + holder.command + "), since " +
-         FormatTime(holder.since);
+         LocalTime(holder.since);
 }
 
 void RefuseThisProcess(const std::optional<Holder>& holder) {

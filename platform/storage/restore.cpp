@@ -56,6 +56,15 @@ void RefuseSharedLog(const DatabaseFiles& files) {
                      ".db first");
 }
 
+DatabaseFiles LocateFiles(const std::string& base) {
+  if (IdOf(base + ".cluster") != FileId{}) {
+    throw StorageError(base +
+                       ".cluster says that the database is in a cluster: a copy cannot be "
+                       "put in the place of a file");
+  }
+  return LocateDatabase(base, OpenMode::kOpen);
+}
+
 }  // namespace
 
 std::string FindOwnLog(const DatabaseFiles& files) {
@@ -74,7 +83,7 @@ void ClearAfterRestoration(const DatabaseFiles& files) {
 }
 
 Restoration::Restoration(const std::string& base, const std::string& copy)
-    : files_(LocateDatabase(base, OpenMode::kOpen)), lock_(files_.lock), copy_(files_.data) {
+    : files_(LocateFiles(base)), lock_(files_.lock), copy_(files_.data) {
   ClearAfterRestoration(files_);
   const DatabaseFiles from = LocateDataFile(copy);
   if (from.data == files_.data) throw StorageError(copy + " is the database itself");
