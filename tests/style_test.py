@@ -17,6 +17,7 @@ LAYERS = {
     "platform/text": "nccnet",
     "platform/stamps": "nccnet platform/disk platform/text",
     "platform/storage": PLATFORM + "platform/disk platform/text",
+    "platform/cluster": PLATFORM + "platform/storage platform/text",
     "platform/hdb": PLATFORM + "platform/storage platform/text",
     "core": PLATFORM,
     "structure": PLATFORM + "core",
@@ -210,7 +211,8 @@ class Checker:
 
     def check_lists(self, files):
         """A source that no list names would be neither built nor run."""
-        sources = (self.tree / "CMakeLists.txt").read_text(encoding="utf-8")
+        sources = "".join((self.tree / name).read_text(encoding="utf-8")
+                          for name in ("CMakeLists.txt", "cmake/etcd.cmake"))
         tests = (self.tree / "tests/CMakeLists.txt").read_text(encoding="utf-8")
         for path in files:
             name = path.relative_to(self.tree)
