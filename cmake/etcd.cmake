@@ -13,6 +13,8 @@ if(NCCNET_BUILD_ETCD AND CURL_FOUND)
         platform/cluster/client.cpp
         platform/cluster/etcd_settings.cpp
         platform/cluster/http.cpp
+        platform/cluster/layout.cpp
+        platform/cluster/records.cpp
         platform/cluster/request.cpp
     add_library(nccnet_etcd_objects OBJECT ${NCCNET_ETCD_SOURCES})
     target_include_directories(nccnet_etcd_objects PUBLIC ${PROJECT_SOURCE_DIR}
