@@ -11,11 +11,15 @@ if(NCCNET_BUILD_ETCD AND CURL_FOUND)
         platform/cluster/answer.cpp
         platform/cluster/base64.cpp
         platform/cluster/client.cpp
+        platform/cluster/commit_writer.cpp
+        platform/cluster/etcd_history.cpp
         platform/cluster/etcd_settings.cpp
         platform/cluster/http.cpp
         platform/cluster/layout.cpp
+        platform/cluster/reader.cpp
         platform/cluster/records.cpp
         platform/cluster/request.cpp
+        platform/cluster/watch.cpp)
     add_library(nccnet_etcd_objects OBJECT ${NCCNET_ETCD_SOURCES})
     target_include_directories(nccnet_etcd_objects PUBLIC ${PROJECT_SOURCE_DIR}
                                                           ${PROJECT_SOURCE_DIR}/include)
