@@ -1,0 +1,49 @@
+// Owning a database: a key on a lease that is kept alive as long as this object lives.
+#pragma once
+
+#include "platform/cluster/client.h"
+#include "platform/cluster/layout.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace ncc::etcd {
+
+class Ownership {
+ public:
+  // See StorageEngine::Acquire.
+  Ownership(const EtcdSettings& settings, const Layout& layout, std::chrono::milliseconds wait,
+            bool force);
+  // Lets go at once, where the cluster answers.
+  ~Ownership();
+  Ownership(const Ownership&) = delete;
+  Ownership& operator=(const Ownership&) = delete;
+
+  // The store's revision that made the owner's key: what each write of this owner is compared with.
+  std::int64_t Token() const { return token_; }
+
+ private:
+  void Acquire(const Layout& layout, std::chrono::milliseconds wait, bool force);
+  void KeepAlive();
+  void Stop() noexcept;
+
+  const EtcdSettings settings_;
+  const std::uint64_t mark_;  // tells this owner's key from all others
+  Client client_;             // of the thread, while it runs
+  std::int64_t lease_ = 0;
+  std::int64_t token_ = 0;
+  std::mutex mutex_;
+  std::condition_variable stopped_;
+  bool stops_ = false;
+  std::thread thread_;
+};
+
+// "process 4711 (nccadm apply city.yaml) on alpha, since 2026-03-01 14:02:11", from the value of an
+// owner's key.
+std::string DescribeOwner(const std::string& value);
+
+}  // namespace ncc::etcd
