@@ -220,7 +220,8 @@ class Checker:
                 if f" {name}" not in sources:
                     self.report(path, 1, "not in CMakeLists.txt")
             elif name.parts[0] == "tests" and path.stem.endswith("_test"):
-                if not re.search(rf"_test\({path.stem[:-5]}\b", tests):
+                name = path.stem[:-5]
+                if not re.search(rf"_test\({name}\b|foreach\(name IN ITEMS[^)]*\b{name}\b", tests):
                     self.report(path, 1, "not in tests/CMakeLists.txt")
 
 

@@ -272,7 +272,7 @@ TEST_P(EngineContract, IsTakenOverOnceTheOwnerHasGoneOrByForce) {
   third->Acquire(kNone, true);
   EXPECT_EQ(KindOf([&] { follower->Commit(HistoryChanges(5)); }), NCCFailure::kNotOwner);
   EXPECT_TRUE(third->Follow(4, kNone)->empty());
-  third->Commit(HistoryChanges(5));
+  third->Commit(OfAnother(5));
   EXPECT_EQ(KindOf([&] { follower->Commit(HistoryChanges(5)); }), NCCFailure::kNotOwner);
   EXPECT_EQ(LoadAll(*follower), HistoryContents(5)) << "it still reads";
 }
@@ -285,7 +285,7 @@ TEST_P(EngineContract, TellsTheTruthWhateverTheNetworkLoses) {
     place->SetNetwork(fault);
     const NCCFailure kind = KindOf([&] { engine->Commit(HistoryChanges(revision + 1)); });
     if (fault == Network::kIsDown) {
-      EXPECT_EQ(kind, NCCFailure::kUnavailable);
+      EXPECT_TRUE(kind == NCCFailure::kUnavailable || kind == NCCFailure::kNotKnown);
       EXPECT_EQ(KindOf([&] { engine->Load([](const RowView&) {}); }), NCCFailure::kUnavailable);
     } else {
       EXPECT_EQ(kind, NCCFailure::kNotKnown);

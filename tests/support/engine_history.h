@@ -109,6 +109,13 @@ inline ListedChanges HistoryChanges(std::uint64_t revision) {
   return changes;
 }
 
+// Another commit that leads to the same.
+inline ListedChanges OfAnother(std::uint64_t revision) {
+  ListedChanges changes = HistoryChanges(revision);
+  ++changes.state.unit;
+  return changes;
+}
+
 struct Contents {
   Rows rows;
   std::uint64_t revision = 0;

@@ -1,0 +1,62 @@
+// Real etcd processes on this machine, with ports and folders of their own.
+#pragma once
+
+#include "support/scratch.h"
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+// Whether etcd is installed; says so loudly when it is not.
+bool HasEtcd();
+
+// A cluster that lives as long as this object and dies with the process. Nodes flush as they do in
+// earnest.
+class EtcdNodes {
+ public:
+  // Throws std::runtime_error when it does not come up. With certificates in `tls` (see
+  // MakeCertificates) clients have to show one.
+  explicit EtcdNodes(std::size_t count, std::string tls = {});
+  ~EtcdNodes();
+  EtcdNodes(const EtcdNodes&) = delete;
+  EtcdNodes& operator=(const EtcdNodes&) = delete;
+
+  std::size_t Count() const { return nodes_.size(); }
+  int Port(std::size_t node) const { return nodes_[node].client_port; }
+  // "http://127.0.0.1:2379, ..."
+  std::string Endpoints() const;
+
+  void Kill(std::size_t node);
+  // From the data that it has.
+  void Start(std::size_t node);
+  void Pause(std::size_t node);
+  void Wake(std::size_t node);
+  // The node that leads; waits for one.
+  std::size_t Leader() const;
+
+  // What etcdctl prints, with this cluster's addresses.
+  std::string Control(const std::string& arguments) const;
+
+ private:
+  struct Node {
+    int client_port = 0;
+    int peer_port = 0;
+    pid_t process = 0;
+  };
+
+  bool IsUp() const;
+  void StopAll();
+
+  const ScratchFolder scratch_;
+  const std::string tls_;
+  std::vector<Node> nodes_;
+};
+
+// Makes an authority and certificates for a node and a client in the folder: ca.pem, node.pem,
+// node.key, client.pem, client.key.
+void MakeCertificates(const std::string& folder);
+
+// The output of a command of the shell; throws std::runtime_error when it fails.
+std::string OutputOf(const std::string& command);

@@ -1,0 +1,44 @@
+// A network between a client and a node that does what it is told to.
+#pragma once
+
+#include "tests/support/network_fault.h"
+
+#include <list>
+#include <mutex>
+#include <string>
+#include <thread>
+
+// Passes on what comes to a port of its own to another port of this machine.
+class Proxy {
+ public:
+  explicit Proxy(int target);
+  ~Proxy();
+  Proxy(const Proxy&) = delete;
+  Proxy& operator=(const Proxy&) = delete;
+
+  int Port() const { return port_; }
+  void Set(ncc::Network network);
+  // What comes from clients is kept, and passed on by Release, even if they are gone by then.
+  void Hold();
+  void Release();
+
+ private:
+  struct Connection;
+
+  void Listen();
+  void Run();
+  void Accept();
+  void Pass(Connection& connection, bool from_client);
+
+  const int target_;
+  int port_ = 0;
+  int listener_ = -1;
+  int wake_[2];
+  std::mutex mutex_;
+  ncc::Network network_ = ncc::Network::kWorks;
+  bool holds_ = false;
+  bool ends_ = false;
+  int generation_ = 0;  // of the connections
+  std::list<Connection> connections_;
+  std::thread thread_;
+};
