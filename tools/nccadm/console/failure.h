@@ -15,6 +15,7 @@ inline constexpr int kExitFound = 3;
 inline constexpr int kExitPlanned = 4;
 inline constexpr int kExitPartly = 5;
 inline constexpr int kExitInUse = 6;
+inline constexpr int kExitNotKnown = 7;
 inline constexpr int kExitInterrupted = 130;
 
 // One fault in a text that the user wrote. Line and column count from 1; 0 means the text as a

@@ -241,6 +241,10 @@ const Applications& Session::Apps() {
 
 Failure Session::Refusal(std::string_view what) {
   const std::string reason = net_.LastError();
+  if (LastFailure() == NCCFailure::kNotKnown) {
+    return Failure(reason, "Once the cluster answers, 'nccadm log' shows whether it is there.",
+                   kExitNotKnown);
+  }
   return Failure(reason.empty() ? std::string(what) : fmt::format("{}: {}", what, reason));
 }
 
