@@ -296,7 +296,7 @@ TEST_F(ChangedFilesTest, ADamagedManifestIsRefused) {
   CFileRecord outside;
   outside.path = "../outside";
   outside.part = "kc";
-  ncc::ManifestWriter manifest("none", {});
+  ncc::ManifestWriter manifest("none", 0, {});
   manifest.Add(outside);
   manifest.Commit(Manifest().c_str());
   EXPECT_THROW(ReadManifest(Manifest().c_str()), std::runtime_error);

@@ -136,7 +136,7 @@ bool Collection::Settle(const std::string& path, const Contents& contents, const
   const bool keeps_record = is_same && entry.had_record && record.digest == contents.digest;
   if (!keeps_record) {
     restless_.insert(contents.node);
-    record.revision = net_.base->Revision();
+    record.revision = Revision();
     record.stamp.reset();
   }
   record.kind = contents.kind;

@@ -177,6 +177,8 @@ class Collection {
   bool IsCleared(std::string_view key) const;
   bool IsStale(const Entry& entry) const;
   std::string_view PartOf(const Entry& entry) const;
+  // Of what changes now; see CManifest.
+  std::uint64_t Revision() const;
   CPartState StateOf(const Part& part) const;
   bool IsCurrent(const CPartState& before, const CPartState& now) const;
   const CPartState* StateBefore(const std::string& part) const;

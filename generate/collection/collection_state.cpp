@@ -74,6 +74,10 @@ std::string_view Collection::PartOf(const Entry& entry) const {
 
 bool Collection::HasUnstoredChanges() const { return net_.base->Unit().HasChanges(); }
 
+std::uint64_t Collection::Revision() const {
+  return std::max(net_.base->Revision(), manifest_.Revision());
+}
+
 CPartState Collection::StateOf(const Part& part) const {
   CPartState state;
   state.name = part.name;
@@ -179,7 +183,7 @@ void Collection::AddTo(ManifestWriter& manifest, const Entry& entry) const {
     gone.path = entry.path;
     gone.part = PartOf(entry);
     gone.node = entry.node;
-    gone.revision = net_.base->Revision();
+    gone.revision = Revision();
     manifest.Add(gone);
   } else if (entry.record != nullptr) {
     if (entry.is_seen || entry.had_record) manifest.Add(*entry.record);
@@ -192,7 +196,7 @@ void Collection::AddTo(ManifestWriter& manifest, const Entry& entry) const {
 }
 
 void Collection::WriteManifest(const char* file) const {
-  ManifestWriter manifest(key_, States());
+  ManifestWriter manifest(key_, Revision(), States());
   auto added = added_.begin();
   for (std::size_t i = 0; i < manifest_.Lines().size(); ++i) {
     for (; added != added_.end() && added->first < entries_[i].path; ++added)

@@ -1,8 +1,9 @@
 // The manifest, a text of lines of words that are parted by a blank; a path, the last word, may
 // hold blanks:
 //
-//   nccnet-manifest 2
+//   nccnet-manifest 3
 //   key KEY
+//   revision REVISION
 //   part PART REVISION UNIT ROWS SETTING...
 //   clears PART PATTERN
 //   outside PART DIGEST NAME
@@ -29,7 +30,7 @@
 namespace ncc {
 namespace {
 
-constexpr std::string_view kHead = "nccnet-manifest 2";
+constexpr std::string_view kHead = "nccnet-manifest 3";
 constexpr std::string_view kKindWords[] = {"file", "package", "gone"};  // in the order of Kind
 constexpr std::string_view kNone = "-";
 constexpr char kHexDigits[] = "0123456789abcdef";
@@ -139,10 +140,15 @@ class Words {
     rest_.remove_prefix(at + 1);
     return number;
   }
-  template <class Bits>
-  void TakeHex(Bits& bits) {
+  template <class Number>
+  void TakeHex(Number& number) {
+    TakeWord(number, 16);
+  }
+  // A whole word, which may be the last.
+  template <class Number>
+  void TakeWord(Number& number, int base) {
     const std::string_view word = Word();
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), bits, 16);
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number, base);
     if (error != std::errc() || end != word.data() + word.size()) Fail();
   }
   void Take(Digest& digest) {
@@ -255,7 +261,8 @@ std::size_t ManifestText::TakeLines(std::string_view lines) {
     const std::string_view line = TakeLine(lines);
     const bool is_of_part = line.starts_with("part ");
     const bool tells_more = line.starts_with("clears ") || line.starts_with("outside ");
-    if (!is_of_part && !tells_more && !line.starts_with("key ")) {
+    const bool is_of_all = line.starts_with("key ") || line.starts_with("revision ");
+    if (!is_of_part && !tells_more && !is_of_all) {
       lines_.push_back(line);
       continue;
     }
@@ -265,8 +272,10 @@ std::size_t ManifestText::TakeLines(std::string_view lines) {
       ReadPart(words, parts_);
     } else if (tells_more) {
       ReadOfPart(what, words, parts_);
-    } else {
+    } else if (what == "key") {
       key_ = words.Rest();
+    } else {
+      words.TakeWord(revision_, 10);
     }
     if (!words.AreGood()) Damaged(std::string(line));
   }
@@ -314,9 +323,12 @@ CFileRecord ReadFileRecord(std::string_view line) {
   return file;
 }
 
-ManifestWriter::ManifestWriter(const std::string& key, const std::vector<CPartState>& parts)
+ManifestWriter::ManifestWriter(const std::string& key, std::uint64_t revision,
+                               const std::vector<CPartState>& parts)
     : text_(kHead) {
-  text_.append("\nkey ").append(key).append("\n");
+  text_.append("\nkey ").append(key).append("\nrevision ");
+  AppendNumber(text_, revision);
+  text_ += '\n';
   for (const CPartState& part : parts) AppendPart(text_, part);
   lines_ = static_cast<std::size_t>(std::count(text_.begin(), text_.end(), '\n'));
 }
@@ -361,7 +373,7 @@ using namespace ncc;
 
 CManifest ReadManifest(const char* file) {
   const ManifestText text(file);
-  CManifest manifest{text.Key(), text.Parts(), {}};
+  CManifest manifest{text.Key(), text.Revision(), text.Parts(), {}};
   manifest.files.reserve(text.Lines().size());
   for (const std::string_view line : text.Lines()) manifest.files.push_back(ReadFileRecord(line));
   return manifest;

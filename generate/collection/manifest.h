@@ -35,6 +35,7 @@ class ManifestText {
 
   bool IsThere() const { return !key_.empty(); }
   const std::string& Key() const { return key_; }
+  std::uint64_t Revision() const { return revision_; }
   const std::vector<CPartState>& Parts() const { return parts_; }
 
   // The lines of files, without their ends; they lie one behind the other.
@@ -46,6 +47,7 @@ class ManifestText {
 
   FileText text_{nullptr, 0};
   std::string key_;
+  std::uint64_t revision_ = 0;
   std::vector<CPartState> parts_;
   std::vector<std::string_view> lines_;
 };
@@ -68,7 +70,8 @@ CFileRecord ReadFileRecord(std::string_view line);
 // they lie one behind the other: they are written from there.
 class ManifestWriter {
  public:
-  ManifestWriter(const std::string& key, const std::vector<CPartState>& parts);
+  ManifestWriter(const std::string& key, std::uint64_t revision,
+                 const std::vector<CPartState>& parts);
   void Add(const CFileRecord& file);
   // A line of a ManifestText, which lives longer.
   void Add(std::string_view line);

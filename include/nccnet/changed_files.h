@@ -56,6 +56,9 @@ struct CPartState {
 
 struct CManifest {
   std::string key;  ///< tells stamping keys apart, and nothing else about them
+  /// The highest that the database had at a run. When it goes back to an older copy, what changes
+  /// from there on is of this revision, so that who asks from it on misses nothing.
+  std::uint64_t revision = 0;
   std::vector<CPartState> parts;
   std::vector<CFileRecord> files;
 };

@@ -1,5 +1,4 @@
 // send-list
-#include <algorithm>
 #include <filesystem>
 #include <limits>
 #include <memory>
@@ -22,13 +21,6 @@ struct Arguments {
   std::string list;
 };
 
-std::uint64_t LastOf(const CManifest& manifest) {
-  std::uint64_t last = 0;
-  for (const CPartState& part : manifest.parts) last = std::max(last, part.revision);
-  for (const CFileRecord& file : manifest.files) last = std::max(last, file.revision);
-  return last;
-}
-
 std::uint64_t ParseSince(const std::string& text, std::uint64_t last) {
   const auto since = ParseNumber(text, std::numeric_limits<std::int64_t>::max());
   if (!since) {
@@ -37,8 +29,7 @@ std::uint64_t ParseSince(const std::string& text, std::uint64_t last) {
   }
   if (*since <= last) return *since;
   throw Failure(fmt::format("the files are of revision {}, and not of {}", last, *since),
-                "Generate anew, or give a lower one. It may be that the database went back to an "
-                "older copy.");
+                "Generate anew, or give a lower one.");
 }
 
 int SendList(Session& session, const Arguments& arguments) {
@@ -50,7 +41,7 @@ int SendList(Session& session, const Arguments& arguments) {
         problem.empty() ? fmt::format("there is no manifest in {}", arguments.out) : problem,
         "'nccadm generate' makes one.");
   }
-  const std::uint64_t since = ParseSince(arguments.since, LastOf(manifest));
+  const std::uint64_t since = ParseSince(arguments.since, manifest.revision);
   const std::vector<CFileChange> changes = ChangesSince(manifest, since);
   const FileOwners owners(session, changes);
   if (session.IsJson()) {
