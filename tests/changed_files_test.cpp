@@ -251,6 +251,67 @@ TEST_F(ChangedFilesTest, WhatHandsHaveDoneIsFoundBySizeAndTimeOrByReading) {
   EXPECT_EQ(ReadFile(file), bytes);
 }
 
+// What no row of the history tells of: files beside the database, and of others in "MAP", where
+// they stay until routing tables are made.
+TEST_F(ChangedFilesTest, FilesOfOthersReachThePackages) {
+  MemoryNet memory;
+  subject_ = &memory.Net();
+  ASSERT_TRUE(subject_->Create(scratch_.Path("").c_str(), "net", 0x1A)) << subject_->LastError();
+  BuildOutputNetwork(*subject_);
+  Update(Writing::kChanged);
+  const std::string beside = scratch_.Path("ipkeladr.doc");
+  for (const char* const bytes : {"one", "another"}) {
+    WriteFile(beside, bytes);
+    ExpectChanged("beside the database");
+  }
+  fs::remove(beside);
+  ExpectChanged("away from there");
+
+  const std::vector<GenerationPart> packages = {GenerationParts().back()};
+  const std::string package = "KC/AAA/001A0009.aaf";
+  const std::string before = ReadFile(kept_ + "/" + package);
+  const auto expect_package = [&](const char* what) {
+    SCOPED_TRACE(what);
+    EXPECT_FALSE(Update(Writing::kNothing, false, packages).is_up_to_date);
+    EXPECT_EQ(Update(Writing::kChanged, false, packages).changes.count(package), 1U);
+    EXPECT_TRUE(Update(Writing::kNothing, false, packages).is_up_to_date);
+  };
+  const std::string other = kept_ + "/MAP/node9.xnw";
+  for (const char* const bytes : {"one", "another"}) {
+    WriteFile(other, bytes);
+    expect_package(bytes);
+    EXPECT_NE(ReadFile(kept_ + "/" + package).find(bytes), std::string::npos);
+  }
+  fs::remove(other);
+  expect_package("taken away");
+  EXPECT_EQ(ReadFile(kept_ + "/" + package), before);
+}
+
+TEST_F(ChangedFilesTest, ATunnelFileThatGoesIsTakenOffTheStampLists) {
+  MemoryNet memory;
+  subject_ = &memory.Net();
+  ASSERT_TRUE(memory.Create()) << subject_->LastError();
+  for (const char* const name : {"Center", "North"}) subject_->AddServer(name, 0, 0);
+  const unsigned long tunnelled = subject_->AddServer("South", 0, 5);
+  Update(Writing::kChanged);
+  EXPECT_TRUE(subject_->DeleteServer("South")) << subject_->LastError();
+  EXPECT_NE(subject_->AddServer("East", 0, 0), tunnelled);
+  ExpectChanged("no server has a tunnel any more");
+}
+
+TEST_F(ChangedFilesTest, FilesThatWereMadeForSomeNodesStayThoseOfTheirPart) {
+  Update(Writing::kChanged);
+  const auto before = Tree(kept_);
+  const std::vector<GenerationPart> maps = {GenerationParts()[2]};
+  Update(Writing::kChanged, false,
+         {{{"map", "mode=1"},
+           [](CNCCNet& net) { net.GenMAP("./MAP/", 1, std::list<unsigned long>{9}); },
+           false}});
+  EXPECT_EQ(Update(Writing::kChanged, false, maps).changes.size(), 0U);
+  EXPECT_EQ(Differences(BytesOf(before), BytesOf(Tree(kept_))), "");
+  EXPECT_EQ(ReadManifest(Manifest().c_str()).parts.size(), GenerationParts().size());
+}
+
 TEST_F(ChangedFilesTest, AnotherKeyOrLineEndIsNoticed) {
   Update(Writing::kChanged);
   UseKeyOf('1');

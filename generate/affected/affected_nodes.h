@@ -21,7 +21,7 @@ enum MadeOf : unsigned {
   kOfServers = 4,       // all servers and the order of the root folder
   kOfStructure = 8,     // all servers, APs, node groups and Deps, and what joins them
   kOfFiles = 16,        // other files of its node: not a matter of the network
-  kOfAnything = 0xFFFF  // nobody knows
+  kOfAnything = 0xFFFF  // of files that others make, too; or nobody knows
 };
 
 // The network's number and its two centres, as words: where one is another, so may all files be.

@@ -129,6 +129,13 @@ bool Collection::Holds(Entry& entry, const Contents& contents) {
   return !WritesAll() && ReadDigest(entry, contents.kind) == contents.digest;
 }
 
+// A part that is made for some nodes alone may make files of others.
+void Collection::NamePart(CFileRecord& record) const {
+  const RunningPart& part = parts_.back();
+  if (part.is_whole) record.part = part.state.name;
+  if (record.part.empty()) record.part = kNoPart;
+}
+
 bool Collection::Settle(const std::string& path, const Contents& contents, const MakeStamp& stamp) {
   Entry& entry = EntryOf(KeyOf(path));
   CFileRecord& record = RecordOf(entry);
@@ -143,7 +150,7 @@ bool Collection::Settle(const std::string& path, const Contents& contents, const
   record.node = contents.node;
   record.bytes = contents.bytes;
   record.digest = contents.digest;
-  if (!parts_.empty()) record.part = parts_.back().state.name;
+  if (!parts_.empty()) NamePart(record);
   if (!record.stamp && stamp) {
     if (const auto made = stamp()) record.stamp = made->stamp;
   }

@@ -17,7 +17,6 @@
 #include <functional>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_set>
@@ -25,8 +24,7 @@
 
 namespace ncc {
 
-// The first folder of a path.
-inline std::string_view TopOf(std::string_view path) { return path.substr(0, path.find('/')); }
+inline constexpr std::string_view kNoPart = "-";
 
 // Paths are those that generators use: relative to the current folder, with either separator.
 class Collection {
@@ -166,12 +164,14 @@ class Collection {
   Version VersionNow() const;
   const std::string& NetworkSettings() const;
   const AffectedNodes& AffectedSince(const CPartState& before);
-  const CPartState* StateToKeep() const;
+  const CPartState* StateToKeep(unsigned made_of) const;
   template <class Visit>
   void ForEachLine(const Names& names, Visit visit) const;
   bool MayHaveChanged(const Entry& entry, unsigned made_of, const AffectedNodes& affected) const;
+  void NoteGone();
 
   bool Holds(Entry& entry, const Contents& contents);
+  void NamePart(CFileRecord& record) const;
   std::optional<Digest> ReadDigest(const Entry& entry, CFileRecord::Kind kind);
   std::optional<Member> ReadMember(const std::string& native);
   bool IsCleared(std::string_view key) const;
@@ -183,6 +183,8 @@ class Collection {
   bool IsCurrent(const CPartState& before, const CPartState& now) const;
   const CPartState* StateBefore(const std::string& part) const;
   std::vector<CPartState> States() const;
+  // See CPartState; but for what the run clears away, as that cannot stay.
+  std::uint64_t SumOfOthers(const std::vector<std::string>& clears = {}) const;
   bool HasUnstoredChanges() const;
   void AddTo(ManifestWriter& manifest, const Entry& entry) const;
 
@@ -199,7 +201,8 @@ class Collection {
   std::map<std::string_view, std::size_t> added_;  // those, by path
   FlatIndex index_;  // of the entries of lines, by path; made when many are asked for
   std::size_t questions_ = 0;
-  std::set<std::string, std::less<>> strange_;  // top folders that hold files without a record
+  std::vector<std::size_t> strangers_;          // entries of files without a record
+  std::vector<Names> asked_;                    // of files that are made before lists of stamps
   std::unordered_set<unsigned long> restless_;  // nodes with files that changed, or by others
   std::vector<RunningPart> parts_;
   mutable std::pair<Version, std::string> settings_;  // of the network; empty at first

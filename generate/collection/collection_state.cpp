@@ -8,6 +8,8 @@
 #include "platform/text/bytes.h"
 
 #include <algorithm>
+#include <cstring>
+#include <set>
 
 namespace ncc {
 namespace {
@@ -36,6 +38,19 @@ bool MatchesAny(const std::vector<std::string>& patterns, std::string_view path)
 bool CanBeListed(std::string_view path) {
   return std::all_of(path.begin(), path.end(),
                      [](char c) { return static_cast<unsigned char>(c) >= 0x20 && c != 0x7F; });
+}
+
+// Of a file that no record tells of.
+std::uint64_t SumOf(std::string_view path, const FileIdentity& file) {
+  std::string text(path);
+  for (const std::uint64_t number :
+       {file.inode, file.size, static_cast<std::uint64_t>(file.modified_seconds),
+        static_cast<std::uint64_t>(file.modified_nanoseconds)})
+    text.append(" ").append(std::to_string(number));
+  std::uint64_t sum = 0;
+  const Digest digest = DigestOf(text);
+  std::memcpy(&sum, digest.data(), sizeof(sum));
+  return sum;
 }
 
 }  // namespace
@@ -69,7 +84,17 @@ std::string_view Collection::PartOf(const Entry& entry) const {
   for (const RunningPart& part : parts_) {
     if (MatchesAny(part.state.clears, entry.path)) return part.state.name;
   }
-  return "-";
+  return kNoPart;
+}
+
+std::uint64_t Collection::SumOfOthers(const std::vector<std::string>& clears) const {
+  std::uint64_t sum = 0;
+  for (const std::size_t at : strangers_) {
+    const Entry& entry = entries_[at];
+    if (entry.is_seen || IsCleared(entry.path) || MatchesAny(clears, entry.path)) continue;
+    sum += SumOf(entry.path, entry.File().value_or(FileIdentity()));
+  }
+  return sum;
 }
 
 bool Collection::HasUnstoredChanges() const { return net_.base->Unit().HasChanges(); }
@@ -116,6 +141,10 @@ bool Collection::IsUpToDate(const std::vector<Part>& parts) const {
     if (before == nullptr || !IsCurrent(*before, StateOf(part))) return false;
     clears.insert(clears.end(), before->clears.begin(), before->clears.end());
   }
+  const std::uint64_t others = SumOfOthers(clears);
+  for (const Part& part : parts) {
+    if (StateBefore(part.name)->others != others) return false;
+  }
   return std::all_of(entries_.begin(), entries_.end(), [&](const Entry& entry) {
     if (entry.had_record) return entry.is_known || !entry.is_examined;
     return !entry.IsThere() || !MatchesAny(clears, entry.path);
@@ -154,21 +183,22 @@ std::vector<CFileChange> Collection::Changes() const {
   return changes;
 }
 
-// A part that the run did not make was perhaps made of files that it has changed: then it is of no
-// revision any more.
+// A part that the run did not make as a whole was perhaps made of files that it has changed: then
+// it is of no revision any more.
 std::vector<CPartState> Collection::States() const {
   std::vector<CPartState> states;
+  std::set<std::string> whole;
   for (const RunningPart& part : parts_) {
-    if (part.is_whole) states.push_back(part.state);
+    if (!part.is_whole) continue;
+    states.push_back(part.state);
+    states.back().others = SumOfOthers();
+    whole.insert(part.state.name);
   }
   const bool has_changed = std::any_of(entries_.begin(), entries_.end(), [&](const Entry& entry) {
     return (entry.is_seen && !entry.is_same) || IsStale(entry);
   });
   for (const CPartState& before : manifest_.Parts()) {
-    const bool is_made = std::any_of(parts_.begin(), parts_.end(), [&](const RunningPart& part) {
-      return part.state.name == before.name;
-    });
-    if (is_made) continue;
+    if (whole.contains(before.name)) continue;
     states.push_back(before);
     if (has_changed) states.back().revision = states.back().unit = 0;
   }

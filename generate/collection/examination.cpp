@@ -34,8 +34,10 @@ void Collection::Examine() {
   keeps_stamps_ = manifest_.Key() == key_;
   folders_ = listing.get();
   CompareFolders();
-  for (const Entry& entry : entries_) {
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    const Entry& entry = entries_[i];
     if (entry.had_record && !entry.is_known) restless_.insert(entry.node);
+    if (!entry.had_record && entry.IsThere()) strangers_.push_back(i);
   }
 }
 
@@ -80,7 +82,6 @@ void Collection::CompareFolders() {
     for (const ListedFolder::Entry* found : strangers[i]) {
       const std::string path = folders_[i].Path() + "/" + std::string(folders_[i].Name(*found));
       AddEntry(path).found = found;
-      strange_.emplace(TopOf(path));
     }
   }
 }

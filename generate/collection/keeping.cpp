@@ -45,21 +45,22 @@ const AffectedNodes& Collection::AffectedSince(const CPartState& before) {
   return affected_->nodes;
 }
 
-// The state that the running part was made from last; null when nothing of it can be kept.
-const CPartState* Collection::StateToKeep() const {
+// The state that the running part was made from last; null when nothing of it that is made so can
+// be kept.
+const CPartState* Collection::StateToKeep(unsigned made_of) const {
   if (!options_.use_history || WritesAll() || parts_.empty() || key_ == "unknown") return nullptr;
   const CPartState& now = parts_.back().state;
   const CPartState* const before = StateBefore(now.name);
-  return before != nullptr && before->settings == now.settings ? before : nullptr;
+  if (before == nullptr || before->unit == 0 || before->settings != now.settings) return nullptr;
+  if (made_of == kOfAnything) return nullptr;
+  return (made_of & kOfFiles) != 0 && before->others != SumOfOthers() ? nullptr : before;
 }
 
-// A list of stamps stays as long as all files of its node do, and as nobody put one beside them.
+// A list of stamps stays as long as all files of its node do.
 bool Collection::MayHaveChanged(const Entry& entry, unsigned made_of,
                                 const AffectedNodes& affected) const {
-  if ((made_of & kOfFiles) != 0 &&
-      (restless_.contains(entry.node) || strange_.contains(TopOf(entry.path))))
-    return true;
-  return affected.Touches(made_of, static_cast<std::uint32_t>(entry.node));
+  return ((made_of & kOfFiles) != 0 && restless_.contains(entry.node)) ||
+         affected.Touches(made_of, static_cast<std::uint32_t>(entry.node));
 }
 
 // Calls visit(entry, its place) for the entries of lines with such a name, until it returns false.
@@ -76,9 +77,22 @@ void Collection::ForEachLine(const Names& names, Visit visit) const {
   }
 }
 
+// A file that was not made again is gone, and a list of stamps has it no more.
+void Collection::NoteGone() {
+  for (const Names& names : asked_) {
+    ForEachLine(names, [&](const Entry& entry, std::size_t) {
+      if (entry.had_record && !entry.is_seen) restless_.insert(entry.node);
+      return true;
+    });
+  }
+  asked_.clear();
+}
+
 std::vector<Collection::Keepable> Collection::FindKeepable(const Names& names, unsigned made_of) {
   std::vector<Keepable> files;
-  const CPartState* const before = StateToKeep();
+  if ((made_of & kOfFiles) != 0) NoteGone();
+  asked_.push_back(names);
+  const CPartState* const before = StateToKeep(made_of);
   if (before == nullptr) return files;
   const AffectedNodes& affected = AffectedSince(*before);
   ForEachLine(names, [&](const Entry& entry, std::size_t at) {
@@ -108,7 +122,7 @@ std::optional<Collection::KeptFile> Collection::FindKept(const Names& names) con
 }
 
 bool Collection::KeepOne(const std::string& path, unsigned made_of) {
-  const CPartState* const before = StateToKeep();
+  const CPartState* const before = StateToKeep(made_of);
   const std::size_t at = before != nullptr ? Locate(KeyOf(path)) : entries_.size();
   if (at == entries_.size()) return false;
   const Entry& entry = entries_[at];

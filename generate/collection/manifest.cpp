@@ -4,7 +4,7 @@
 //   nccnet-manifest 3
 //   key KEY
 //   revision REVISION
-//   part PART REVISION UNIT ROWS SETTING...
+//   part PART REVISION UNIT ROWS OTHERS SETTING...
 //   clears PART PATTERN
 //   outside PART DIGEST NAME
 //   file REVISION PART NODE BYTES SECONDS.NANOSECONDS INODE STAMP DIGEST PATH
@@ -84,7 +84,7 @@ void AppendPart(std::string& text, const CPartState& part) {
   text.append("part ").append(part.name).append(" ");
   AppendNumber(text, part.revision);
   text += ' ';
-  for (const std::uint64_t number : {part.unit, part.rows}) {
+  for (const std::uint64_t number : {part.unit, part.rows, part.others}) {
     AppendHex(text, static_cast<std::uint32_t>(number >> 32), 8);
     AppendHex(text, static_cast<std::uint32_t>(number), 8);
     text += ' ';
@@ -206,6 +206,7 @@ void ReadPart(Words& words, std::vector<CPartState>& parts) {
   part.revision = words.Number();
   words.TakeHex(part.unit);
   words.TakeHex(part.rows);
+  words.TakeHex(part.others);
   part.settings = words.Rest();
 }
 

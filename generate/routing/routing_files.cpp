@@ -263,9 +263,9 @@ bool WriteRoutingMaps(Generation& run, const char* folder) {
 bool WriteTunnels(Generation& run, const char* folder) {
   return run.Run([&] {
     NetState& net = run.Net();
+    KeptFiles kept(net, kTunnels, Prefix(folder));
     SharedBytes tunnels = Tunnels(net);
     const std::size_t servers = net.base->RecSelect(kTypeServer).Size();
-    KeptFiles kept(net, kTunnels, Prefix(folder));
     bool stamped = false;
     ForEachServerItem(net, [&](std::uint32_t server) {
       for (std::size_t left = servers; left > 0; --left) net.Progress();

@@ -49,6 +49,7 @@ struct CPartState {
   std::uint64_t revision = 0;       ///< 0: what it was made from may have changed since
   std::uint64_t unit = 0;           ///< of the commit: no two databases have it in common
   std::uint64_t rows = 0;           ///< a sum over all that was stored then
+  std::uint64_t others = 0;         ///< a sum over the files that others put into the folders
   std::string settings;             ///< network, line ends, key and what the application said
   std::vector<std::string> clears;  ///< patterns "FOLDER/PREFIX*SUFFIX" of files that go
   std::vector<Outside> outside;

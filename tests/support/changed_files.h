@@ -21,6 +21,7 @@ inline const std::vector<std::string> kFolders = {"APDB", "KC", "MAP"};
 struct GenerationPart {
   CFileCollector::Part part;
   std::function<void(CNCCNet&)> run;
+  bool is_whole = true;
 };
 
 // A whole set, as an application makes it below the current folder.
@@ -33,9 +34,9 @@ inline const std::vector<GenerationPart>& GenerationParts() {
   return steps;
 }
 
-inline std::vector<CFileCollector::Part> Parts() {
+inline std::vector<CFileCollector::Part> PartsOf(const std::vector<GenerationPart>& steps) {
   std::vector<CFileCollector::Part> parts;
-  for (const GenerationPart& step : GenerationParts()) parts.push_back(step.part);
+  for (const GenerationPart& step : steps) parts.push_back(step.part);
   return parts;
 }
 
@@ -60,6 +61,12 @@ inline std::map<std::string, Stood> Tree(const std::string& folder) {
     tree[path] = {ReadFile(entry.path()), info.st_ino, info.st_mtim};
   }
   return tree;
+}
+
+inline Files BytesOf(const std::map<std::string, Stood>& tree) {
+  Files files;
+  for (const auto& [path, file] : tree) files[path] = file.bytes;
+  return files;
 }
 
 struct Outcome {
@@ -95,7 +102,8 @@ class ChangedFilesTest : public OutputTest {
   }
 
   // What changed into the kept folder, or nowhere.
-  Outcome Update(Writing writing, bool verify = false) {
+  Outcome Update(Writing writing, bool verify = false,
+                 const std::vector<GenerationPart>& steps = GenerationParts()) {
     Enter("staged");
     CCollectorOptions options;
     options.root = kept_;
@@ -110,9 +118,9 @@ class ChangedFilesTest : public OutputTest {
       outcome.composed.insert(std::string(event.path).substr(2));
       EXPECT_EQ(event.failure, nullptr);
     });
-    outcome.is_up_to_date = collector.IsUpToDate(Parts());
-    for (const GenerationPart& step : GenerationParts()) {
-      collector.BeginPart(step.part);
+    outcome.is_up_to_date = collector.IsUpToDate(PartsOf(steps));
+    for (const GenerationPart& step : steps) {
+      collector.BeginPart(step.part, step.is_whole);
       step.run(*subject_);
       const std::string error = subject_->LastError();
       EXPECT_TRUE(error.empty() || error == "no server has a tunnel value") << error;
@@ -134,6 +142,15 @@ class ChangedFilesTest : public OutputTest {
       collector.WriteManifest(Manifest().c_str());
     }
     return outcome;
+  }
+
+  // That the next run finds something to do, and does it.
+  void ExpectChanged(const char* what) {
+    SCOPED_TRACE(what);
+    EXPECT_FALSE(Update(Writing::kNothing).is_up_to_date);
+    EXPECT_FALSE(Update(Writing::kChanged).changes.empty());
+    EXPECT_EQ(Differences(BytesOf(Full()), BytesOf(Tree(kept_))), "");
+    EXPECT_TRUE(Update(Writing::kNothing).is_up_to_date);
   }
 
   std::string Manifest() const { return kept_ + "/.manifest"; }
@@ -181,10 +198,4 @@ inline std::map<std::string, CFileChange::What> Changed(const std::map<std::stri
     if (after.count(path) == 0) changes[path] = CFileChange::What::kGone;
   }
   return changes;
-}
-
-inline Files BytesOf(const std::map<std::string, Stood>& tree) {
-  Files files;
-  for (const auto& [path, file] : tree) files[path] = file.bytes;
-  return files;
 }

@@ -45,7 +45,8 @@ std::vector<std::string> Row(std::string first, const Tally& tally) {
 std::string WordsOf(const std::string& part) {
   static const std::map<std::string, std::string> kParts = {
       {"apdb", "directories"}, {"routes", "routing tables"},  {"map", "maps"},
-      {"kc", "key centre"},    {"full-packages", "packages"}, {"short-packages", "short packages"}};
+      {"kc", "key centre"},    {"full-packages", "packages"}, {"short-packages", "short packages"},
+      {"-", "for some nodes"}};
   const auto found = kParts.find(part);
   return found != kParts.end() ? found->second : part;
 }
