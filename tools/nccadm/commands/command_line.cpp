@@ -22,6 +22,18 @@
 namespace ncc::tool {
 namespace {
 
+using Family = void (*)(CommandLine&);
+
+// In the order in which help shows them.
+constexpr Family kFamilies[] = {
+    AddDatabaseCommands, AddServerCommands,  AddApCommands,          AddUserCommands,
+    AddDepCommands,      AddGroupCommands,   AddApplicationCommands, AddViewCommands,
+    AddNoteCommand,      AddCheckCommand,    AddExplainCommand,      AddDescriptionCommands,
+    AddImportCommand,    AddExportCommands,  AddExchangeCommands,    AddGenerateCommands,
+    AddSendListCommand,  AddHistoryCommands, AddBatchCommand,        AddStampCommands,
+    AddPackageCommands,  AddJournalCommands, AddMapCommand,          AddCompletionCommand,
+};
+
 constexpr const char* kFooter =
     "Objects are named by their name or as id:NUMBER.\n"
     "Exit codes: 0 done; 1 refused or failed; 2 wrong usage; 3 a check found something;\n"
@@ -281,7 +293,11 @@ void CommandLine::RefuseUselessAt() const {
   const CLI::App* app = reached.app;
   while (app != nullptr && !timeless_.contains(app)) app = app->get_parent();
   if (options_.at.empty() || app == nullptr) return;
-  throw Failure(fmt::format("'{}' does not look at the network: --at means nothing", reached.path),
+  RefuseAt(reached.path);
+}
+
+void CommandLine::RefuseAt(const std::string& command) {
+  throw Failure(fmt::format("'{}' does not look at the network: --at means nothing", command),
                 "Leave --at out.", kExitUsage);
 }
 
@@ -308,9 +324,25 @@ void CommandLine::RefuseOptionsOfUnits() const {
   }
 }
 
+// Making all commands takes longer than most of them.
+void CommandLine::AddFamilyOf(const std::string& word) {
+  static const auto kFamiliesByWord = [] {
+    std::map<std::string, Family, std::less<>> families;
+    for (const Family add : kFamilies) {
+      CommandLine line;
+      add(line);
+      for (const CLI::App* command : line.app_.get_subcommands({}))
+        families.emplace(command->get_name(), add);
+    }
+    return families;
+  }();
+  const auto family = kFamiliesByWord.find(word);
+  family != kFamiliesByWord.end() ? family->second(*this) : AddAllCommands(*this);
+}
+
 void CommandLine::RunInUnit(Session& session, std::vector<std::string> words) {
   CommandLine line;
-  AddAllCommands(line);
+  line.AddFamilyOf(words.front());
   for (CLI::Option* option : line.app_.get_options()) option->envname("");
   std::reverse(words.begin(), words.end());
   try {
@@ -363,30 +395,7 @@ int CommandLine::Run(int argc, char** argv) {
 }
 
 void AddAllCommands(CommandLine& line) {
-  AddDatabaseCommands(line);
-  AddServerCommands(line);
-  AddApCommands(line);
-  AddUserCommands(line);
-  AddDepCommands(line);
-  AddGroupCommands(line);
-  AddApplicationCommands(line);
-  AddViewCommands(line);
-  AddNoteCommand(line);
-  AddCheckCommand(line);
-  AddExplainCommand(line);
-  AddDescriptionCommands(line);
-  AddImportCommand(line);
-  AddExportCommands(line);
-  AddExchangeCommands(line);
-  AddGenerateCommands(line);
-  AddSendListCommand(line);
-  AddHistoryCommands(line);
-  AddBatchCommand(line);
-  AddStampCommands(line);
-  AddPackageCommands(line);
-  AddJournalCommands(line);
-  AddMapCommand(line);
-  AddCompletionCommand(line);
+  for (const Family add : kFamilies) add(line);
 }
 
 }  // namespace ncc::tool

@@ -42,6 +42,8 @@ class CommandLine {
   void AddDryRun(CLI::App& command);
   // For a command, or a family, that looks at no state of the network: there is none to choose.
   void RefuseAt(const CLI::App& command) { timeless_.insert(&command); }
+  // Refuses it, for a command that looks at none when it is given so.
+  [[noreturn]] static void RefuseAt(const std::string& command);
   // An option --files [DIR].
   CLI::Option* AddFilesOption(CLI::App& command);
 
@@ -66,6 +68,8 @@ class CommandLine {
   int Run(int argc, char** argv);
   int Parse(int argc, char** argv, bool& finished);
   int RunAction();
+  // The commands beside that of such a name; all when there is none.
+  void AddFamilyOf(const std::string& word);
   void RefuseUselessAt() const;
   // Throws Failure when the command that was parsed has an option of whole units.
   void RefuseOptionsOfUnits() const;
@@ -78,7 +82,7 @@ class CommandLine {
   std::function<int(Session&)> action_;
 };
 
-// The families. A new one gets a file, a function here and a call in AddAllCommands.
+// The families. A new one gets a file, a function here and a place in kFamilies.
 void AddDatabaseCommands(CommandLine& line);     // init, info, backup, restore
 void AddServerCommands(CommandLine& line);       // server ...
 void AddApCommands(CommandLine& line);           // ap ...
