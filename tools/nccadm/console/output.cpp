@@ -68,13 +68,16 @@ std::string EscapeControls(const std::string& document) {
 
 // As the whole document has it behind `indent` blanks, without those of the first line.
 std::string TextOf(const Json& json, std::size_t indent) {
-  std::string text = EscapeControls(json.dump(2, ' ', false, Json::error_handler_t::replace));
+  const std::string text = EscapeControls(json.dump(2, ' ', false, Json::error_handler_t::replace));
   if (indent == 0) return text;
-  const std::string blanks(indent, ' ');
-  for (std::size_t at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1)) {
-    text.insert(at + 1, blanks);
+  std::string indented;
+  indented.reserve(text.size() +
+                   indent * static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')));
+  for (const char c : text) {
+    indented += c;
+    if (c == '\n') indented.append(indent, ' ');
   }
-  return text;
+  return indented;
 }
 
 constexpr std::string_view kObjectEnd = "\n}";

@@ -59,6 +59,8 @@ std::vector<Object> OwnView::All(Kind kind) {
 std::optional<Object> OwnView::ById(Kind kind, std::uint32_t narrow) {
   // The library's overloads tell an identifier from a name by the wider type.
   const unsigned long id = narrow;
+  constexpr std::uint8_t kTypes[] = {kTypeServer, kTypeAP, kTypeNGrp, kTypeDep, kTypeAB};
+  if (net_.GetType(id) != kTypes[static_cast<std::size_t>(kind)]) return std::nullopt;
   CNNEntry node;
   CNGrpEntry group;
   CDepEntry dep;
@@ -73,7 +75,7 @@ std::optional<Object> OwnView::ById(Kind kind, std::uint32_t narrow) {
   } else if (net_.GetNNInfo(id, node)) {
     found = ObjectFrom(node);
   }
-  return found && found->kind == kind ? found : std::nullopt;
+  return found;
 }
 
 std::vector<Object> OwnView::Related(Relation relation, std::uint32_t narrow) {
