@@ -46,7 +46,10 @@ int ListNames(Session& session) {
 
 int List(Session& session, const Arguments& arguments) {
   session.OnlyRead();
-  if (arguments.node.empty()) return ListNames(session);
+  if (arguments.node.empty()) {
+    if (session.ShowsChosen()) CommandLine::RefuseAt("app list");
+    return ListNames(session);
+  }
   const Object node = FindNode(session, arguments.node);
   if (session.IsJson()) {
     ObjectWriter(session).Show(node);

@@ -86,7 +86,10 @@ Json JsonOf(const std::vector<Result>& results) {
   Json list = Json::array();
   for (const auto& [line, said] : results) {
     Json result = said.results.empty() ? Json() : Json::parse(said.results);
-    if (result.is_object()) result.erase("schema");
+    if (result.is_object()) {
+      result.erase("schema");
+      result.erase("revision");  // all have that of the batch
+    }
     list.push_back({{"line", line}, {"result", std::move(result)}});
   }
   return list;

@@ -123,7 +123,8 @@ int ShowLog(Session& session, const LogArguments& arguments) {
   CNCCNet& net = session.Net();
   const std::uint64_t first =
       arguments.since.empty() ? 0 : session.RevisionOrNone(arguments.since) + 1;
-  Entries entries = ReadEntries(session, 0, net.GetRevision());
+  const std::uint64_t revision = net.GetRevision();
+  Entries entries = ReadEntries(session, 0, revision);
   if (!arguments.object.empty()) {
     const std::uint32_t id = FindPast(session, arguments.object, entries);
     entries.remove_if([id](const CHistoryEntry& entry) {
@@ -141,7 +142,7 @@ int ShowLog(Session& session, const LogArguments& arguments) {
     if (entries.empty()) out.Say("Nothing is known of such changes.");
     return kExitDone;
   }
-  out.List({{"revision", net.GetRevision()}}, "entries", entries, [&](const CHistoryEntry& entry) {
+  out.List({{"revision", revision}}, "entries", entries, [&](const CHistoryEntry& entry) {
     Json json = JsonOf(entry);
     json["changes"] =
         entry.revision < kFirstWithState ? Json::array() : JsonOf(ChangesOf(session, entry));
@@ -336,7 +337,11 @@ void AddHistoryCommands(CommandLine& line) {
   log_command
       .add_option("--since", log->since, "Only what came behind this revision or time, without it")
       ->type_name("WHEN");
-  log_command.add_option("-n,--last", log->most, "Only so many")->type_name("N");
+  log_command.add_option("-n,--last", log->most, "Only so many")
+      ->type_name("N")
+      ->check([](const std::string& text) {
+        return text.starts_with('-') ? fmt::format("\"{}\" is no number of changes", text) : "";
+      });
   log_command.add_flag("--full", log->is_full, "Also what changed more than 200 objects, in full");
 
   auto revisions = std::make_shared<DiffArguments>();

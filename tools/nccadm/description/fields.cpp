@@ -105,7 +105,7 @@ void FieldReader::ReadObject(const YamlNode& node, const char* what, ObjectDescr
 
 void FieldReader::ReadNotes(const YamlNode& node, std::optional<Notes>& notes) {
   notes.emplace();
-  if (node.kind == Form::kNull || !Expect(node, Form::kMap, "notes")) return;
+  if (!Expect(node, Form::kMap, "notes")) return;
   for (std::size_t i = 0; i < node.keys.size(); ++i) {
     const YamlNode& key = node.keys[i];
     if (!Expect(key, Form::kScalar, "the key of a note")) continue;

@@ -33,10 +33,17 @@ Notes Collect(CNCCNet& net, unsigned long id) {
   return notes;
 }
 
-// Letters of the code page, or of ASCII alone where the text has others.
-std::string FoldText(const std::string& utf8) {
-  const auto bytes = BytesFromUtf8(utf8);
-  return bytes ? Utf8FromBytes(FoldForSearch(*bytes)) : FoldName(utf8);
+// Letters of the code page; others are as they stand.
+std::string FoldText(std::string_view utf8) {
+  std::string folded;
+  for (std::size_t at = 0; at < utf8.size();) {
+    const std::size_t start = at;
+    if (!NextCharacter(utf8, at)) at = start + 1;
+    const std::string_view character = utf8.substr(start, at - start);
+    const auto byte = BytesFromUtf8(character);
+    folded += byte ? Utf8FromBytes(FoldForSearch(*byte)) : std::string(character);
+  }
+  return folded;
 }
 
 bool HasTag(const Notes& notes, const std::string& tag) {

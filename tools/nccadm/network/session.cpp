@@ -130,7 +130,7 @@ void Session::SetCommand(const std::string& command) {
 
 void Session::GoTo(const std::string& at) {
   if (!only_reads_) {
-    throw Failure("--at shows the network as it was; this command changes it as it is",
+    throw Failure("--at shows the network as it was; this command takes it as it is",
                   "Leave --at out; 'nccadm undo' takes changes back.", kExitUsage);
   }
   const std::uint64_t revision = RevisionOf(at);
