@@ -26,12 +26,13 @@ using Family = void (*)(CommandLine&);
 
 // In the order in which help shows them.
 constexpr Family kFamilies[] = {
-    AddDatabaseCommands, AddServerCommands,  AddApCommands,          AddUserCommands,
-    AddDepCommands,      AddGroupCommands,   AddApplicationCommands, AddViewCommands,
-    AddNoteCommand,      AddCheckCommand,    AddExplainCommand,      AddDescriptionCommands,
-    AddImportCommand,    AddExportCommands,  AddExchangeCommands,    AddGenerateCommands,
-    AddSendListCommand,  AddHistoryCommands, AddBatchCommand,        AddStampCommands,
-    AddPackageCommands,  AddJournalCommands, AddMapCommand,          AddCompletionCommand,
+    AddDatabaseCommands,  AddServerCommands,  AddApCommands,          AddUserCommands,
+    AddDepCommands,       AddGroupCommands,   AddApplicationCommands, AddViewCommands,
+    AddNoteCommand,       AddCheckCommand,    AddExplainCommand,      AddDescriptionCommands,
+    AddImportCommand,     AddExportCommands,  AddExchangeCommands,    AddGenerateCommands,
+    AddSendListCommand,   AddHistoryCommands, AddBatchCommand,        AddStampCommands,
+    AddPackageCommands,   AddJournalCommands, AddClusterCommands,     AddMapCommand,
+    AddCompletionCommand,
 };
 
 constexpr const char* kFooter =
