@@ -3,6 +3,7 @@
 #include "core/entry.h"
 #include "core/last_error.h"
 #include "core/operation.h"
+#include "core/owner_watch.h"
 #include "platform/disk/paths.h"
 
 #include <cstring>
@@ -67,7 +68,8 @@ void SetPath(ReentrantLock& object_lock, std::string& stored, const char* path) 
 CNCCNet::CNCCNet(NCCCallback callback, void* context) : state_(std::make_unique<NetState>()) {
   state_->callback = callback;
   state_->context = context;
-  SetState(*state_);
+  CNetHistory::SetState(*state_);
+  CNetStandby::SetState(*state_);
 }
 
 CNCCNet::~CNCCNet() {
@@ -126,6 +128,15 @@ bool CNCCNet::OpenSnapshot(const char* path, const char* name) {
   NetState& net = *state_;
   return OpenDatabase(net, path, name, [&](const std::string& file) {
     net.base = std::make_shared<CHDBase>(net.manager, file, TDBMode::kSnapshot, net.accepts_loss);
+    ReadNetInfo();
+  });
+}
+
+bool CNCCNet::OpenStandby(const char* path, const char* name) {
+  NetState& net = *state_;
+  return OpenDatabase(net, path, name, [&](const std::string& file) {
+    net.base = std::make_shared<CHDBase>(net.manager, file, TDBMode::kFollow);
+    net.watch = std::make_shared<OwnerWatch>(net.manager.Engines()(file, {OpenMode::kFollow}));
     ReadNetInfo();
   });
 }

@@ -60,6 +60,7 @@ void NetState::DropBatch() {
 void NetState::Release() {
   output_cache.reset();
   root.reset();
+  watch.reset();
   base.reset();
 }
 

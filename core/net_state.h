@@ -19,6 +19,7 @@ inline constexpr std::uint32_t kNetworkNumber = kRootNumber - 1;
 
 class Collection;
 class OutputCache;
+class OwnerWatch;
 class UnitScope;
 
 struct NetState {
@@ -28,8 +29,9 @@ struct NetState {
   NetState& operator=(const NetState&) = delete;
 
   CHDBMgr manager;
-  TRef<CHDBase> base;     // null while no database is open
-  TRef<CHDBFolder> root;  // of the open database
+  TRef<CHDBase> base;                 // null while no database is open
+  TRef<CHDBFolder> root;              // of the open database
+  std::shared_ptr<OwnerWatch> watch;  // null unless the database is followed
   std::string db_path;
   std::string db_name;
   std::string kc_path;

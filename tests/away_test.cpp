@@ -122,41 +122,4 @@ TEST(Storage, ThatDoesNotAnswerWhenMemoryIsGoneIsAskedAgain) {
   EXPECT_NE(sample.AddServer("next"), 0U) << net.LastError();
 }
 
-TEST(Follower, ShowsEachChangeAndGoesOnAsTheOwner) {
-  for (const Operation& change : SampleChanges()) {
-    const auto store = std::make_shared<ncc::MemoryStore>();
-    Sample owner(store);
-    MemoryNet standby(store);
-    NetAccess::OpenToFollow(standby.Net());
-    EXPECT_EQ(Describe(standby.Net()), Describe(owner.Net()));
-    EXPECT_EQ(standby.Net().AddServer("x", 0, 0), 0U);
-    EXPECT_NE(change.run(owner.Net()), 0U) << owner.Net().LastError();
-    EXPECT_TRUE(NetAccess::Follow(standby.Net()));
-    const std::string after = Describe(owner.Net());
-    EXPECT_EQ(Describe(standby.Net()), after) << change.name;
-
-    NetAccess::HDBase(standby.Net())->TakeOver(std::chrono::milliseconds(0), true);
-    EXPECT_EQ(owner.AddServer("new"), 0U);
-    EXPECT_EQ(LastFailure(), NCCFailure::kNotOwner) << owner.Net().LastError();
-    EXPECT_NE(standby.Net().AddServer("y", 0, 0), 0U) << standby.Net().LastError();
-    EXPECT_EQ(owner.AddServer("new"), 0U) << "from then on";
-    EXPECT_EQ(LastFailure(), NCCFailure::kNotOwner);
-    EXPECT_EQ(Describe(owner.Net()), after) << "it still shows what it knew";
-    const std::string text = Describe(standby.Net());
-    ASSERT_TRUE(standby.Open()) << standby.Net().LastError();
-    EXPECT_EQ(Describe(standby.Net()), text);
-  }
-}
-
-TEST(Follower, ThatIsFarBehindLoadsAgain) {
-  const auto store = std::make_shared<ncc::MemoryStore>();
-  Sample owner(store);
-  MemoryNet standby(store);
-  NetAccess::OpenToFollow(standby.Net());
-  for (const char* name : {"p", "q", "r", "s", "t", "u"}) EXPECT_NE(owner.AddServer(name), 0U);
-  EXPECT_TRUE(NetAccess::Follow(standby.Net()));
-  EXPECT_EQ(Describe(standby.Net()), Describe(owner.Net()));
-  EXPECT_FALSE(NetAccess::Follow(standby.Net()));
-}
-
 }  // namespace

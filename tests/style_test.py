@@ -39,13 +39,14 @@ LAYERS = {
 }
 TOOL = "tools/nccadm"
 TOOL_LAYERS = {
-    "": "commands console description files network plan",
+    "": "cluster commands console description files network plan",
     "console": "",
     "network": "console",
     "description": "console network",
     "plan": "console network description",
     "files": "console network",
-    "commands": "console network description plan files",
+    "cluster": "console network files",
+    "commands": "cluster console network description plan files",
 }
 LAYERS |= {f"{TOOL}/{room}".rstrip("/"): "nccnet " + " ".join(f"{TOOL}/{r}" for r in below.split())
            for room, below in TOOL_LAYERS.items()}

@@ -9,11 +9,11 @@ enum class NCCFailure {
   kNone,          ///< the last call of this thread succeeded
   kOther,         ///< only the text of LastError() tells
   kMissing,       ///< there is no such database
-  kInUse,         ///< another owner has it: try again later, or OpenSnapshot
+  kInUse,         ///< another owner has it: try again later, or OpenSnapshot or OpenStandby
   kDamaged,       ///< it is not what was stored: RestoreBackup
   kLossPossible,  ///< the last changes may be gone: RestoreBackup, or AcceptLoss and open again
   kUnavailable,   ///< what keeps it does not answer; nothing was changed: try again later
-  kNotOwner,      ///< another has taken it over; nothing was changed
+  kNotOwner,      ///< another owns it, or has taken it over; nothing was changed
   kNotKnown,      ///< whether the change is stored is not known yet: CNCCNet::Settle tells
 };
 

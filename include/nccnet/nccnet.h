@@ -28,9 +28,9 @@
 ///
 /// **LastError is left alone** by SetCallback, SetFileObserver, AcceptLoss, GetDBPath, GetDBName,
 /// the three paths without an argument, Preferences, GetUpdateManager, GetThreadPool,
-/// GetTextEncoding, GetRevision, GetAddr4, GetAddr8, GetNetAddr, LockGen, UnLockGen, CheckAB,
-/// GetListDep with a value, and Close when no database is open: ask it right after the call that
-/// failed.
+/// GetTextEncoding, GetRevision, IsStandby, GetAddr4, GetAddr8, GetNetAddr, LockGen, UnLockGen,
+/// CheckAB, GetListDep with a value, and Close when no database is open: ask it right after the
+/// call that failed.
 #pragma once
 
 #include "nccnet/backup.h"
@@ -48,6 +48,7 @@
 #include "nccnet/notes.h"
 #include "nccnet/records.h"
 #include "nccnet/stamp_provider.h"
+#include "nccnet/standby.h"
 #include "nccnet/text.h"
 #include "nccnet/thread_pool.h"
 #include "nccnet/update_manager.h"

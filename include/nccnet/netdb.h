@@ -8,6 +8,7 @@
 #include "nccnet/file_output.h"
 #include "nccnet/history.h"
 #include "nccnet/records.h"
+#include "nccnet/standby.h"
 #include "nccnet/text.h"
 #include "nccnet/thread_pool.h"
 #include "nccnet/update_manager.h"
@@ -42,7 +43,7 @@ struct StateOf;
 /// Names are bytes of code page 1251 (or see SetTextEncoding), up to 51 of them and a zero;
 /// comparisons fold ASCII letters. A longer name or a null pointer is refused. Members that name an
 /// object exist in twins, by name and by identifier; an identifier above 0xFFFFFFFF is unknown.
-class NCC_API CNCCNet : public CNetHistory {
+class NCC_API CNCCNet : public CNetHistory, public CNetStandby {
  public:
   /// No database is open afterwards. `callback` may be null.
   /// \throws std::bad_alloc, std::system_error when the system gives no memory
@@ -82,7 +83,10 @@ class NCC_API CNCCNet : public CNetHistory {
   bool Open(const char* path, const char* name);
   /// Reads the last stored state beside any owner; touches no file, refuses changes and Backup.
   bool OpenSnapshot(const char* path, const char* name);
-  /// Whether the two go on where the last changes may be lost (LastFailure() is kLossPossible).
+  /// Opens it to follow its owner: see CNetStandby. A database that is a file has none to follow.
+  bool OpenStandby(const char* path, const char* name);
+  /// Whether Open and OpenSnapshot go on where the last changes may be lost (LastFailure() is
+  /// kLossPossible).
   void AcceptLoss(bool accept);
   /// Saves the preferences block and lets go of the database. Does nothing when none is open.
   void Close();

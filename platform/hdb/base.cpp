@@ -21,8 +21,6 @@ namespace {
 
 constexpr const char* kSnapshotRefusal =
     "this is a snapshot of the database: changes need the database itself";
-constexpr const char* kFollowerRefusal =
-    "this is a standby: it shows what the owner of the database changes";
 
 ncc::OpenMode EngineMode(TDBMode mode) {
   if (mode == TDBMode::kFollow) return ncc::OpenMode::kFollow;
@@ -36,8 +34,8 @@ CHDBase::CHDBase(CHDBMgr& manager, const std::string& path)
 
 CHDBase::CHDBase(CHDBMgr& manager, const std::string& path, TDBMode mode, bool accepts_loss)
     : CHDBase(manager, manager.Engines()(path, {EngineMode(mode), accepts_loss})) {
-  if (mode == TDBMode::kSnapshot) unit_.RefuseChanges(kSnapshotRefusal);
-  if (mode == TDBMode::kFollow) unit_.RefuseChanges(kFollowerRefusal);
+  if (mode == TDBMode::kSnapshot) unit_.RefuseChanges(kSnapshotRefusal, NCCFailure::kOther);
+  if (mode == TDBMode::kFollow) BeFollowerOf(engine_->Owner().value_or(std::string()));
 }
 
 CHDBase::CHDBase(CHDBMgr& manager, std::unique_ptr<ncc::StorageEngine> engine)

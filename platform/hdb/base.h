@@ -144,6 +144,11 @@ class CHDBase final : ncc::ObjectOwner {
   // Of the last time that it was asked.
   NCCOutcome Outcome() const { return outcome_; }
 
+  bool IsFollower() const { return owner_.has_value(); }
+  // Of a follower: who owned the database when that was last told; empty when nobody did. Changes
+  // are refused with that.
+  const std::string& OwnerToFollow() const { return *owner_; }
+  void BeFollowerOf(const std::string& owner);
   // Takes in, in a follower, what the owner has stored since; waits up to `wait` for something.
   // Returns whether there was anything. After an exception what was shown stays.
   bool Follow(std::chrono::milliseconds wait);
@@ -269,6 +274,7 @@ class CHDBase final : ncc::ObjectOwner {
   ncc::StoredState state_;
   std::optional<ncc::HistoryRule> new_rule_;  // that the running unit sets
   std::uint64_t generation_ = 0;
+  std::optional<std::string> owner_;  // whom a follower follows; empty: nobody
   std::optional<Absence> absence_;
   NCCOutcome outcome_ = NCCOutcome::kNone;
   bool broken_ = false;  // nothing works

@@ -22,6 +22,14 @@ void CHDBase::Apply(const StoredUnit& unit) {
   state_ = unit.state;
 }
 
+void CHDBase::BeFollowerOf(const std::string& owner) {
+  if (owner_ == owner) return;
+  const std::string of = owner.empty() ? "a database that nobody owns now" : owner;
+  unit_.RefuseChanges("this is the standby of " + of + ": it shows what the owner changes",
+                      NCCFailure::kNotOwner);
+  owner_ = owner;
+}
+
 bool CHDBase::Follow(std::chrono::milliseconds wait) {
   CheckUsable();
   const std::uint64_t before = state_.revision;
@@ -45,5 +53,6 @@ void CHDBase::TakeOver(std::chrono::milliseconds wait, bool force) {
   }
   manager_.Examine(*this);
   absence_.reset();
-  unit_.RefuseChanges(nullptr);
+  owner_.reset();
+  unit_.AcceptChanges();
 }

@@ -86,7 +86,7 @@ bool CHDBase::DeriveParent(const Tie& tie) {
 // Showing -----------------------------------------------------------------------------------------
 
 void CHDBase::ShowRevision(std::uint64_t revision) {
-  if (!unit_.RefusesChanges())
+  if (!unit_.RefusesChanges() || IsFollower())
     throw StorageError("only a snapshot can show how the database was before");
   if (revision > state_.revision) Reload();
   CheckUsable();

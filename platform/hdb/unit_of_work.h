@@ -29,7 +29,7 @@ class UnitOfWork {
   // Throws StorageError outside a unit and when changes are refused or the unit has failed.
   void CheckChangeable() const {
     if (depth_ == 0) throw StorageError("a change outside an operation");
-    if (refusal_ != nullptr) throw StorageError(refusal_);
+    if (RefusesChanges()) throw StorageError(refusal_, refusal_kind_);
     if (HasFailed())
       throw StorageError(std::string("an earlier failure has stopped this batch: ") + Failure());
   }
@@ -63,10 +63,13 @@ class UnitOfWork {
   }
 
   std::size_t TouchCount() const { return touch_count_; }
-  // From now on each change is refused with this text, which lives as long as the program; null for
-  // none.
-  void RefuseChanges(const char* why) { refusal_ = why; }
-  bool RefusesChanges() const { return refusal_ != nullptr; }
+  // From now on each change is refused so.
+  void RefuseChanges(std::string why, NCCFailure kind) {
+    refusal_ = std::move(why);
+    refusal_kind_ = kind;
+  }
+  void AcceptChanges() { refusal_.clear(); }
+  bool RefusesChanges() const { return !refusal_.empty(); }
 
   bool HasChanges() const { return !rows_.empty(); }
   // Calls visit(key) for each row that was touched, in no order.
@@ -173,7 +176,8 @@ class UnitOfWork {
   Row scratch_;                           // what was encoded last
   std::array<std::size_t, 32> recent_{};  // rows that were touched last: most are touched again
   std::array<char, 256> failure_{};       // empty: none
-  const char* refusal_ = nullptr;
+  std::string refusal_;                   // empty: changes are accepted
+  NCCFailure refusal_kind_ = NCCFailure::kOther;
   std::size_t touch_count_ = 0;
   int depth_ = 0;
 };

@@ -11,4 +11,6 @@ void StorageEngine::Acquire(std::chrono::milliseconds, bool) {
   throw StorageError("this database cannot be taken over: one machine alone opens it");
 }
 
+EngineStatus StorageEngine::Status() { return {}; }
+
 }  // namespace ncc

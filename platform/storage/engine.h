@@ -38,6 +38,23 @@ struct OpenRequest {
   bool accepts_loss = false;
 };
 
+// What keeps a database that several machines can open, and who follows it.
+struct EngineStatus {
+  struct Node {
+    std::string place;  // "https://ncc1.example.org:2379"
+    bool is_well = false;
+    std::string text;  // "leader, 12 MB"; what is wrong with it
+  };
+  struct Follower {
+    std::string who;  // as Owner tells it
+    std::uint64_t revision = 0;
+  };
+
+  bool is_shared = false;  // false: a file of one machine, and nothing more is told
+  std::vector<Node> nodes;
+  std::vector<Follower> followers;
+};
+
 // One user of a database. Opened with kCreate or kOpen it owns the database from construction to
 // destruction: a second owner, in this process, in another or on another machine, is refused with
 // kInUse. Not thread-safe; the caller serialises. Every member throws StorageError: kUnavailable
@@ -85,9 +102,9 @@ class StorageEngine {
 
   // The rest is for engines that let several machines open a database.
 
-  // The commits behind revision `from`, which Load or Follow has given: as many as the engine
-  // likes, in order. Where there are none it waits up to `wait` for one. Nothing when they are not
-  // kept any more: load again.
+  // The commits behind revision `from`, which Load or Follow of an engine of this database has
+  // given: as many as the engine likes, in order. Where there are none it waits up to `wait` for
+  // one. Nothing when they are not kept any more: load again.
   virtual std::optional<std::vector<StoredUnit>> Follow(std::uint64_t from,
                                                         std::chrono::milliseconds wait);
 
@@ -95,6 +112,9 @@ class StorageEngine {
   // `wait`. `force` takes it from its owner, whose commits are refused from then on. Then Follow
   // until it gives no more comes before Commit.
   virtual void Acquire(std::chrono::milliseconds wait, bool force);
+
+  // How those are that keep the database and that follow it, as far as this can be told.
+  virtual EngineStatus Status();
 };
 
 // Makes the engine of a database. `base` is the path of the database without a file extension, with

@@ -25,6 +25,8 @@ void CheckContract(const ChangeSet& changes, const std::map<RowKey, Row>& rows) 
   if (state.revision == 0) throw std::logic_error("a commit without a revision");
 }
 
+std::string NameOf(std::uint64_t engine) { return "engine " + std::to_string(engine); }
+
 }  // namespace
 
 void MemoryStore::Keep(const ChangeSet& changes) {
@@ -44,12 +46,15 @@ void MemoryStore::Keep(const ChangeSet& changes) {
   history_.erase(history_.begin(), history_.lower_bound(state_.history.first));
   units_.insert_or_assign(state_.revision, std::move(unit));
   if (units_.size() > kUnits) units_.erase(units_.begin());
+  moved_.notify_all();
 }
 
 class MemoryEngine final : public StorageEngine {
  public:
   MemoryEngine(std::shared_ptr<MemoryStore> store, const std::string& base, OpenMode mode)
       : store_(std::move(store)) {
+    const MemoryStore::Lock lock(store_->mutex_);
+    name_ = ++store_->engines_;
     CheckNetwork();
     const bool owns = mode == OpenMode::kCreate || mode == OpenMode::kOpen;
     if (owns) Acquire({}, false);
@@ -67,6 +72,7 @@ class MemoryEngine final : public StorageEngine {
   MemoryEngine& operator=(const MemoryEngine&) = delete;
 
   StoredState Load(const std::function<void(const RowView&)>& row) override {
+    const MemoryStore::Lock lock(store_->mutex_);
     if (store_->loads_fail_) throw StorageError("loading was told to fail");
     CheckNetwork();
     RowTotals found;
@@ -80,6 +86,7 @@ class MemoryEngine final : public StorageEngine {
   }
 
   StoredState Commit(const ChangeSet& changes) override {
+    const MemoryStore::Lock lock(store_->mutex_);
     CheckUsable();
     if (store_->network_ == Network::kIsDown) CheckNetwork();
     CheckOwner();
@@ -106,6 +113,7 @@ class MemoryEngine final : public StorageEngine {
 
   void ReadHistory(std::uint64_t from, std::uint64_t to,
                    const std::function<bool(HistoryEntry&&)>& visit) override {
+    const MemoryStore::Lock lock(store_->mutex_);
     CheckUsable();
     auto at = store_->history_.upper_bound(to);
     while (at != store_->history_.begin() && (--at)->first >= from) {
@@ -114,6 +122,7 @@ class MemoryEngine final : public StorageEngine {
   }
 
   std::uint64_t FirstSince(std::int64_t time) override {
+    const MemoryStore::Lock lock(store_->mutex_);
     for (const auto& [revision, entry] : store_->history_) {
       if (entry.time >= time) return revision;
     }
@@ -121,12 +130,17 @@ class MemoryEngine final : public StorageEngine {
   }
 
   std::optional<std::string> Owner() override {
+    const MemoryStore::Lock lock(store_->mutex_);
+    CheckNetwork();
     if (store_->owner_ == 0) return std::nullopt;
-    return "engine " + std::to_string(store_->owner_);
+    return NameOf(store_->owner_);
   }
 
   std::optional<std::vector<StoredUnit>> Follow(std::uint64_t from,
-                                                std::chrono::milliseconds) override {
+                                                std::chrono::milliseconds wait) override {
+    MemoryStore::Lock lock(store_->mutex_);
+    store_->followers_[name_] = from;
+    store_->moved_.wait_for(lock, wait, [&] { return from != store_->state_.revision; });
     CheckNetwork();
     std::vector<StoredUnit> units;
     if (from == store_->state_.revision) return units;
@@ -137,12 +151,24 @@ class MemoryEngine final : public StorageEngine {
     return units;
   }
 
-  void Acquire(std::chrono::milliseconds, bool force) override {
+  void Acquire(std::chrono::milliseconds wait, bool force) override {
+    MemoryStore::Lock lock(store_->mutex_);
     CheckNetwork();
-    if (store_->owner_ != 0 && !force) {
-      throw StorageError("database is in use by another process", NCCFailure::kInUse);
+    const auto is_free = [&] { return store_->owner_ == 0 || store_->owner_ == name_; };
+    if (!force && !store_->moved_.wait_for(lock, wait, is_free)) {
+      throw StorageError("database is in use by " + NameOf(store_->owner_), NCCFailure::kInUse);
     }
-    store_->owner_ = owner_ = ++store_->owners_;
+    owns_ = true;
+    store_->owner_ = name_;
+  }
+
+  EngineStatus Status() override {
+    const MemoryStore::Lock lock(store_->mutex_);
+    EngineStatus status{true, {{"memory", store_->network_ == Network::kWorks, ""}}, {}};
+    for (const auto& [follower, revision] : store_->followers_) {
+      status.followers.push_back({NameOf(follower), revision});
+    }
+    return status;
   }
 
  private:
@@ -154,18 +180,22 @@ class MemoryEngine final : public StorageEngine {
     throw StorageError("nothing answers", NCCFailure::kUnavailable);
   }
   void CheckOwner() const {
-    if (owner_ == 0) throw StorageError("a follower changes nothing");
-    if (store_->owner_ != owner_) {
+    if (!owns_) throw StorageError("a follower changes nothing");
+    if (store_->owner_ != name_) {
       throw StorageError("another owner has taken over", NCCFailure::kNotOwner);
     }
     if (known_ != store_->state_) throw std::logic_error("a commit to a state that is not known");
   }
   void Release() {
-    if (owner_ != 0 && store_->owner_ == owner_) store_->owner_ = 0;
+    const MemoryStore::Lock lock(store_->mutex_);
+    store_->followers_.erase(name_);
+    if (store_->owner_ == name_) store_->owner_ = 0;
+    store_->moved_.notify_all();
   }
 
   const std::shared_ptr<MemoryStore> store_;
-  std::uint64_t owner_ = 0;
+  std::uint64_t name_ = 0;
+  bool owns_ = false;
   StoredState known_;
   bool usable_ = true;
 };

@@ -4,9 +4,11 @@
 #include "platform/storage/engine.h"
 #include "tests/support/network_fault.h"
 
+#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
@@ -14,11 +16,14 @@
 namespace ncc {
 
 // The contents of one database. Outlives the engines that open it one after another, or beside its
-// owner to follow.
+// owner to follow, also from other threads.
 class MemoryStore {
  public:
   // Commits are counted from 1 over the life of the store, the failed ones included.
-  std::uint64_t CommitCount() const { return commit_count_; }
+  std::uint64_t CommitCount() const {
+    const Lock lock(mutex_);
+    return commit_count_;
+  }
 
   // The commit of that number fails and keeps nothing.
   void FailCommit(std::uint64_t number) { failing_.insert(number); }
@@ -30,18 +35,27 @@ class MemoryStore {
     of_another_.insert(number);
   }
   // Whether loading fails from now on.
-  void FailLoads(bool fail) { loads_fail_ = fail; }
+  void FailLoads(bool fail) {
+    const Lock lock(mutex_);
+    loads_fail_ = fail;
+  }
 
-  void SetNetwork(Network network) { network_ = network; }
+  void SetNetwork(Network network) {
+    const Lock lock(mutex_);
+    network_ = network;
+  }
 
   std::uint64_t Revision() const { return state_.revision; }
   const std::map<RowKey, Row>& Rows() const { return rows_; }
 
  private:
   friend class MemoryEngine;
+  using Lock = std::unique_lock<std::recursive_mutex>;
 
   void Keep(const ChangeSet& changes);
 
+  mutable std::recursive_mutex mutex_;
+  std::condition_variable_any moved_;  // what is stored, or who owns
   std::map<RowKey, Row> rows_;
   std::map<std::uint64_t, HistoryEntry> history_;
   std::map<std::uint64_t, StoredUnit> units_;  // the last ones
@@ -52,8 +66,9 @@ class MemoryStore {
   std::set<std::uint64_t> of_another_;
   bool loads_fail_ = false;
   Network network_ = Network::kWorks;
-  std::uint64_t owner_ = 0;  // 0: nobody
-  std::uint64_t owners_ = 0;
+  std::uint64_t engines_ = 0;                         // that there were so far: the last one's name
+  std::uint64_t owner_ = 0;                           // 0: nobody
+  std::map<std::uint64_t, std::uint64_t> followers_;  // the revisions that they are at
 };
 
 // Makes engines over that store, whatever the path. Beyond the contract they throw std::logic_error

@@ -20,6 +20,7 @@ class MemoryNet {
 
   bool Create() { return net_.Create("memory", "net", 0x1A); }
   bool Open() { return net_.Open("memory", "net"); }
+  bool OpenStandby() { return net_.OpenStandby("memory", "net"); }
 
   void FailNextCommit() { store_->FailCommit(store_->CommitCount() + 1); }
   void FailNextCommitButKeepIt() { store_->FailCommitButKeep(store_->CommitCount() + 1); }

@@ -5,7 +5,6 @@
 #include "nccnet/netdb.h"
 #include "platform/hdb/base.h"
 
-#include <chrono>
 #include <memory>
 #include <utility>
 
@@ -20,18 +19,6 @@ struct ncc::NetAccess {
   static bool IsStopGen(CNCCNet& net) { return net.IsStopGen(); }
   static TRef<CHDBase> HDBase(CNCCNet& net) { return net.HDBase(); }
   static TRef<CHDBFolder> RootFolder(CNCCNet& net) { return net.RootFolder(); }
-
-  static void OpenToFollow(CNCCNet& net) {
-    NetState& state = *net.state_;
-    state.base = std::make_shared<CHDBase>(state.manager, "net", TDBMode::kFollow);
-    state.FollowStored();
-  }
-  // Whether there was anything.
-  static bool Follow(CNCCNet& net) {
-    const bool moved = net.state_->base->Follow(std::chrono::milliseconds(0));
-    net.state_->FollowStored();
-    return moved;
-  }
 
   static unsigned long GetRootFldSpc(CNCCNet& net) { return net.GetRootFldSpc(); }
 };
