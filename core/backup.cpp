@@ -3,6 +3,8 @@
 #include "core/last_error.h"
 #include "core/operation.h"
 #include "platform/disk/paths.h"
+#include "platform/storage/copy.h"
+#include "platform/storage/database_files.h"
 #include "platform/storage/restore.h"
 #include "platform/storage/snapshot.h"
 
@@ -38,6 +40,34 @@ CString DatabaseOwner(const char* path, const char* name) {
   return owner;
 }
 
+bool GetDatabaseStatus(const char* path, const char* name, CDatabaseStatus& status) {
+  status = {};
+  return Attempt([&] {
+    const std::string base = DatabasePath(path, name);
+    const auto engine = CHDBMgr().Engines()(base, {OpenMode::kSnapshot});
+    status.revision = engine->Load([](const RowView&) {}).revision;
+    status.owner = engine->Owner().value_or(CString());
+    const EngineStatus told = engine->Status();
+    status.is_shared = told.is_shared;
+    for (const auto& [place, is_well, text] : told.nodes)
+      status.nodes.push_back({place, is_well, text});
+    for (const auto& [who, revision] : told.followers) status.followers.push_back({who, revision});
+  });
+}
+
+std::uint64_t CopyDatabase(
+    const char* from_path, const char* from_name, const char* to_path, const char* to_name,
+    const std::function<void(std::uint64_t done, std::uint64_t rows)>& progress) {
+  std::uint64_t revision = 0;
+  Attempt([&] {
+    const CHDBMgr manager;
+    const auto from = manager.Engines()(DatabasePath(from_path, from_name), {OpenMode::kSnapshot});
+    const auto to = manager.Engines()(DatabasePath(to_path, to_name), {OpenMode::kCreate});
+    revision = ncc::CopyDatabase(*from, *to, progress).revision;
+  });
+  return revision;
+}
+
 std::uint64_t CheckBackup(const char* file, CNetPref* preferences) {
   std::uint64_t revision = 0;
   Attempt([&] {
@@ -51,7 +81,10 @@ bool RestoreBackup(const char* path, const char* name, const char* backup, CStri
   return Attempt([&] {
     if (backup == nullptr) throw Refusal("no file was named");
     Check(NativePath(backup));
-    Restoration restoration(DatabasePath(path, name), NativePath(backup));
+    const std::string base = DatabasePath(path, name);
+    if (FileExists(base + ".cluster"))
+      throw Refusal("the database " + base + " is in a cluster: a copy is not put in its place");
+    Restoration restoration(base, NativePath(backup));
     Check(restoration.File());
     kept = restoration.Publish();
   });

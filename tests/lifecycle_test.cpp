@@ -199,6 +199,49 @@ TEST_F(Lifecycle, ARecordBeginsEmptyAgainAndAFolderListsOnlyWhatHasASpace) {
   });
 }
 
+TEST_F(Lifecycle, ACopyIsANewDatabaseWithTheSameHistory) {
+  const std::string folder = scratch_.Path("copies");
+  const auto copy = [&](const char* from, const char* to) {
+    std::uint64_t rows = 0;
+    std::uint64_t calls = 0;
+    const std::uint64_t revision = CopyDatabase(folder_.c_str(), from, folder.c_str(), to,
+                                                [&](std::uint64_t done, std::uint64_t all) {
+                                                  EXPECT_EQ(done, ++calls);
+                                                  rows = all;
+                                                });
+    EXPECT_EQ(calls, rows);
+    return revision;
+  };
+  BuildSample(net_);
+  EXPECT_EQ(copy("net", "one"), 0U) << "this process has it open";
+  net_.Close();
+  EXPECT_EQ(copy("missing", "one"), 0U);
+  EXPECT_EQ(LastFailure(), NCCFailure::kMissing);
+  const std::uint64_t revision = copy("net", "one");
+  EXPECT_NE(revision, 0U) << net_.LastError();
+  const std::string before = ReadFile(folder + "/one.db");
+  EXPECT_EQ(copy("net", "one"), 0U) << "what is there is never replaced";
+  EXPECT_EQ(ReadFile(folder + "/one.db"), before);
+
+  CDatabaseStatus status;
+  ASSERT_TRUE(GetDatabaseStatus(folder.c_str(), "one", status)) << net_.LastError();
+  EXPECT_FALSE(status.is_shared);
+  EXPECT_EQ(status.owner, "");
+  EXPECT_EQ(status.revision, revision);
+  ASSERT_TRUE(net_.Open(folder_.c_str(), "net"));
+  CNCCNet other;
+  ASSERT_TRUE(other.Open(folder.c_str(), "one")) << other.LastError();
+  EXPECT_EQ(Describe(other), Describe(net_));
+  std::list<CHistoryEntry> history;
+  EXPECT_EQ(other.GetHistory(1, revision, history), revision);
+  EXPECT_TRUE(other.Undo(revision)) << other.LastError();
+
+  WriteFile(folder + "/two.cluster", "");
+  CString kept;
+  EXPECT_FALSE(RestoreBackup(folder.c_str(), "two", (folder_ + "/net.db").c_str(), kept));
+  EXPECT_FALSE(std::filesystem::exists(folder + "/two.db")) << "it would hide the cluster";
+}
+
 TEST_F(Lifecycle, WithoutADatabaseEverythingIsRefused) {
   CNCCNet fresh;
   ExpectEverythingRefused(fresh, "fresh");

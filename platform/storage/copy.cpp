@@ -6,16 +6,20 @@
 #include "platform/storage/sqlite_rows.h"
 
 #include <memory>
+#include <utility>
 
 namespace ncc {
 namespace {
 
 class WholeDatabase final : public ChangeSet {
  public:
-  explicit WholeDatabase(StorageEngine& engine) : engine_(engine) {}
+  explicit WholeDatabase(StorageEngine& engine, CopyProgress progress = {})
+      : engine_(engine), progress_(std::move(progress)) {}
 
   StoredState ForEach(const std::function<void(const RowChange&)>& visit) const override {
     Row now;
+    std::uint64_t done = 0;
+    const std::uint64_t rows = progress_ ? engine_.Load([](const RowView&) {}).totals.rows : 0;
     state_ = engine_.Load([&](const RowView& row) {
       now.key = row.key;
       now.type = row.type;
@@ -23,6 +27,7 @@ class WholeDatabase final : public ChangeSet {
       now.body = row.body;
       now.lists = row.lists;
       visit({row.key, nullptr, &now, SumOf(row)});
+      if (progress_) progress_(++done, rows);
     });
     return state_;
   }
@@ -36,6 +41,7 @@ class WholeDatabase final : public ChangeSet {
 
  private:
   StorageEngine& engine_;
+  const CopyProgress progress_;
   mutable StoredState state_;  // that the last visit found
 };
 
@@ -71,11 +77,11 @@ void FillDataFile(StorageEngine& from, const std::string& file) {
 
 }  // namespace
 
-StoredState CopyDatabase(StorageEngine& from, StorageEngine& to) {
+StoredState CopyDatabase(StorageEngine& from, StorageEngine& to, const CopyProgress& progress) {
   if (to.Load([](const RowView&) {}).revision != 0) {
     throw StorageError("a copy needs a database that holds nothing yet");
   }
-  const StoredState state = to.Commit(WholeDatabase(from));
+  const StoredState state = to.Commit(WholeDatabase(from, progress));
   CheckSame(to.Load([](const RowView&) {}), state);
   return state;
 }

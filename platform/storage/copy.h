@@ -4,13 +4,18 @@
 
 #include "platform/storage/engine.h"
 
+#include <cstdint>
+#include <functional>
 #include <string>
 
 namespace ncc {
 
+// Called for each row with the number of all.
+using CopyProgress = std::function<void(std::uint64_t done, std::uint64_t rows)>;
+
 // Stores in `to`, which was created and holds nothing yet, what `from` holds, as one commit. Gives
 // the state of both. Throws StorageError when the copy is not that.
-StoredState CopyDatabase(StorageEngine& from, StorageEngine& to);
+StoredState CopyDatabase(StorageEngine& from, StorageEngine& to, const CopyProgress& progress = {});
 
 // Writes what `from` holds to a data file of the default engine (replacing it whole, durable,
 // readable by its owner alone), checked as opening would.
