@@ -17,9 +17,13 @@ if(NCCNET_BUILD_ETCD AND CURL_FOUND)
         platform/cluster/etcd_history.cpp
         platform/cluster/etcd_settings.cpp
         platform/cluster/folding.cpp
+        platform/cluster/health.cpp
         platform/cluster/http.cpp
         platform/cluster/layout.cpp
+        platform/cluster/lease.cpp
         platform/cluster/ownership.cpp
+        platform/cluster/presence.cpp
+        platform/cluster/process_text.cpp
         platform/cluster/reader.cpp
         platform/cluster/records.cpp
         platform/cluster/request.cpp

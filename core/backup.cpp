@@ -14,6 +14,9 @@ using namespace ncc;
 
 namespace {
 
+// Its settings file stands where its data file would.
+bool IsInCluster(const std::string& base) { return FileExists(base + ".cluster"); }
+
 // Throws StorageError for a copy that could not be opened.
 std::uint64_t Check(const std::string& file, CNetPref* preferences = nullptr) {
   NetState net;
@@ -44,14 +47,14 @@ bool GetDatabaseStatus(const char* path, const char* name, CDatabaseStatus& stat
   status = {};
   return Attempt([&] {
     const std::string base = DatabasePath(path, name);
+    status.is_shared = IsInCluster(base);
     const auto engine = CHDBMgr().Engines()(base, {OpenMode::kSnapshot});
-    status.revision = engine->Load([](const RowView&) {}).revision;
-    status.owner = engine->Owner().value_or(CString());
     const EngineStatus told = engine->Status();
-    status.is_shared = told.is_shared;
     for (const auto& [place, is_well, text] : told.nodes)
       status.nodes.push_back({place, is_well, text});
     for (const auto& [who, revision] : told.followers) status.followers.push_back({who, revision});
+    status.owner = engine->Owner().value_or(CString());
+    status.revision = engine->Load([](const RowView&) {}).revision;
   });
 }
 
@@ -82,8 +85,10 @@ bool RestoreBackup(const char* path, const char* name, const char* backup, CStri
     if (backup == nullptr) throw Refusal("no file was named");
     Check(NativePath(backup));
     const std::string base = DatabasePath(path, name);
-    if (FileExists(base + ".cluster"))
-      throw Refusal("the database " + base + " is in a cluster: a copy is not put in its place");
+    if (IsInCluster(base))
+      throw Refusal("the database " + base +
+                    " is in a cluster, where no copy replaces it: copy it to another prefix of " +
+                    base + ".cluster");
     Restoration restoration(base, NativePath(backup));
     Check(restoration.File());
     kept = restoration.Publish();

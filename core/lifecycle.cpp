@@ -137,6 +137,7 @@ bool CNCCNet::OpenStandby(const char* path, const char* name) {
   return OpenDatabase(net, path, name, [&](const std::string& file) {
     net.base = std::make_shared<CHDBase>(net.manager, file, TDBMode::kFollow);
     net.watch = std::make_shared<OwnerWatch>(net.manager.Engines()(file, {OpenMode::kFollow}));
+    net.is_owner_lost = false;
     ReadNetInfo();
   });
 }

@@ -32,6 +32,7 @@ struct NetState {
   TRef<CHDBase> base;                 // null while no database is open
   TRef<CHDBFolder> root;              // of the open database
   std::shared_ptr<OwnerWatch> watch;  // null unless the database is followed
+  bool is_owner_lost = false;         // of a followed one, when this was asked last
   std::string db_path;
   std::string db_name;
   std::string kc_path;

@@ -20,6 +20,7 @@ class OwnerWatch {
   struct News {
     bool is_behind = false;  // there is more to follow
     std::string owner;       // empty: nobody
+    bool is_owner_lost = false;
   };
   // Waits up to `wait` for something to follow behind `revision`. Throws StorageError.
   News Wait(std::uint64_t revision, std::chrono::milliseconds wait);

@@ -67,6 +67,7 @@ bool FollowAWhile(NetState& net, Clock::time_point end) {
   if (net.watch != watch) return false;
   CheckStandby(net);
   net.base->BeFollowerOf(news.owner);
+  net.is_owner_lost = news.is_owner_lost;
   bool moved = false;
   if (news.is_behind) ReplaceShown(net, [&] { moved = net.base->Follow(milliseconds(0)); });
   return moved;
@@ -103,7 +104,9 @@ namespace ncc {
 OwnerWatch::News OwnerWatch::Wait(std::uint64_t revision, milliseconds wait) {
   const std::lock_guard lock(mutex_);
   const auto units = engine_->Follow(revision, wait);
-  return {!units || !units->empty(), engine_->Owner().value_or(std::string())};
+  const std::optional<std::string> owner = engine_->Owner();
+  const bool is_lost = !owner && !engine_->WasClosed();
+  return {!units || !units->empty(), owner.value_or(std::string()), is_lost};
 }
 
 }  // namespace ncc
@@ -129,6 +132,11 @@ bool CNetStandby::TakeOver(unsigned long wait, bool force) {
     const Clock::time_point end = EndOf(wait);
     while (!TryTakeOver(*net_, force, Clock::now() < end)) FollowOwner(*net_, end);
   });
+}
+
+bool CNetStandby::IsOwnerLost() {
+  const LockScope lock(net_->lock);
+  return net_->watch != nullptr && net_->is_owner_lost;
 }
 
 CString CNetStandby::GetOwner() {

@@ -75,9 +75,11 @@ TEST_F(Standby, RefusesChangesAndNamesTheOwner) {
   }
   EXPECT_FALSE(standby.ShowRevision(2)) << "it would have to come back by itself";
   EXPECT_EQ(Describe(standby), before);
+  EXPECT_FALSE(standby.IsOwnerLost());
   owner.Close();
   EXPECT_FALSE(standby.Follow(0));
   EXPECT_EQ(standby.GetOwner(), "");
+  EXPECT_FALSE(standby.IsOwnerLost()) << "it has closed it";
   EXPECT_FALSE(standby.DeleteServer("A"));
   EXPECT_NE(std::string(standby.LastError()).find("nobody owns"), std::string::npos);
 }
@@ -154,6 +156,10 @@ TEST_F(Standby, TakesOverWhenTheOwnerHasGoneAndNotBefore) {
   EXPECT_FALSE(standby.TakeOver(0)) << "it owns already";
   EXPECT_FALSE(owner.Open("memory", "net"));
   EXPECT_EQ(LastFailure(), NCCFailure::kInUse);
+  ASSERT_TRUE(owner.OpenStandby("memory", "net"));
+  store_->LoseOwner();
+  EXPECT_FALSE(owner.Follow(0));
+  EXPECT_TRUE(owner.IsOwnerLost());
 }
 
 TEST_F(Standby, GoesOnWithTheHistoryOfTheOwnerBeforeIt) {

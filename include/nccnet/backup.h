@@ -28,15 +28,15 @@ struct CDatabaseStatus {
     std::uint64_t revision = 0;
   };
 
-  bool is_shared = false;  ///< several machines can open it; false: it is a file
-  CString owner;           ///< see DatabaseOwner
-  std::uint64_t revision = 0;
-  std::list<Node> nodes;  ///< what keeps a shared one
+  bool is_shared = false;      ///< several machines can open it; false: it is a file
+  CString owner;               ///< see DatabaseOwner
+  std::uint64_t revision = 0;  ///< 0: it cannot be told
+  std::list<Node> nodes;       ///< what keeps a shared one
   std::list<Follower> followers;
 };
 
 /// Asks what keeps the database, as far as it tells; changes nothing. \return false when there is
-/// none, it cannot be read, or nothing answers
+/// none, it cannot be read, or nothing answers; the nodes are told then too
 NCC_API bool GetDatabaseStatus(const char* path, const char* name, CDatabaseStatus& status);
 
 /// Copies a database with its history, as it was stored last, to one that does not exist yet: from

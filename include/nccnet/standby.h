@@ -35,6 +35,10 @@ class NCC_API CNetStandby {
   /// \return false when there still is another after so many milliseconds (kInUse)
   bool TakeOver(unsigned long milliseconds, bool force = false);
 
+  /// Whether nobody owns the followed database and the last owner has not closed it: it died, or
+  /// was not heard of for long. As the last Follow or TakeOver was told.
+  bool IsOwnerLost();
+
   /// Who owns the open database: "process 4711 (nccadm apply city.yaml), since 2026-03-01
   /// 14:02:11", with the machine where it may be another. A standby says what its last Follow or
   /// TakeOver was told. Empty when nobody does. \throws std::bad_alloc

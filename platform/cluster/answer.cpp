@@ -85,6 +85,7 @@ class AnswerParser {
     if (name == "TTL") ReadNumber(text, answer_.seconds_to_live);
     if (name == "error") answer_.error = text;
     if (name == "code" || name == "grpc_code") ReadNumber(text, answer_.code);
+    if (answer_.found.empty()) TakeHealth(name, text);
     if (answer_.found.empty() || answer_.found.back().keys.empty()) return true;
     if (name == "create_revision") ReadNumber(text, Last().created);
     if (name == "mod_revision") ReadNumber(text, Last().modified);
@@ -92,6 +93,14 @@ class AnswerParser {
     return true;
   }
   KeyValue& Last() { return Range().keys.back(); }
+
+  void TakeHealth(std::string_view name, std::string_view text) {
+    if (name == "member_id") ReadNumber(text, answer_.member);
+    if (name == "leader") ReadNumber(text, answer_.leader);
+    if (name == "dbSize") ReadNumber(text, answer_.size);
+    if (name == "version") answer_.version = text;
+    if (name == "errors") answer_.faults.emplace_back(text);
+  }
 
   std::string_view rest_;
   Answer answer_;

@@ -34,6 +34,13 @@ struct Answer {
   std::int64_t seconds_to_live = 0;  // of the lease; 0 when it is gone
   std::string error;                 // empty: none
   int code = 0;                      // of the error
+
+  // Of a node that tells how it is.
+  std::uint64_t member = 0;
+  std::uint64_t leader = 0;  // 0: it knows of none
+  std::uint64_t size = 0;    // of its data, bytes
+  std::string version;
+  std::vector<std::string> faults;
 };
 
 // Nothing for what is no answer.

@@ -4,7 +4,10 @@
 #include "platform/cluster/commit_writer.h"
 #include "platform/cluster/etcd_history.h"
 #include "platform/cluster/folding.h"
+#include "platform/cluster/health.h"
 #include "platform/cluster/ownership.h"
+#include "platform/cluster/presence.h"
+#include "platform/cluster/process_text.h"
 #include "platform/cluster/reader.h"
 #include "platform/cluster/watch.h"
 #include "platform/storage/row_sum.h"
@@ -38,7 +41,7 @@ class EtcdEngine final : public StorageEngine {
       Own(milliseconds(0), false);
     if (request.mode == OpenMode::kCreate) {
       RequireNothing();
-    } else {
+    } else if (request.mode != OpenMode::kSnapshot) {
       RequireDatabase();
     }
   }
@@ -49,6 +52,7 @@ class EtcdEngine final : public StorageEngine {
     static_cast<void>(ownership_.release());
     static_cast<void>(folding_.release());
     static_cast<void>(watch_.release());
+    static_cast<void>(presence_.release());
   }
 
   StoredState Load(const std::function<void(const RowView&)>& row) override {
@@ -121,13 +125,19 @@ class EtcdEngine final : public StorageEngine {
     CheckProcess();
     const Answer answer = client_.Get({layout_.Owner()});
     const KeyValue* const owner = answer.found.front().Only();
-    return owner != nullptr ? std::optional(DescribeOwner(owner->value)) : std::nullopt;
+    return owner != nullptr ? std::optional(DescribeProcess(owner->value)) : std::nullopt;
+  }
+
+  bool WasClosed() override {
+    CheckProcess();
+    return client_.Get({layout_.Closed()}).found.front().Only() != nullptr;
   }
 
   std::optional<std::vector<StoredUnit>> Follow(std::uint64_t from, milliseconds wait) override {
     CheckUsable();
     const Clock::time_point end = Clock::now() + wait;
     for (;;) {
+      if (wait.count() > 0) TellPresence(from);
       HeadSeen seen;
       const auto units = reader_.ReadUnits(from, seen);
       if (!units) return std::nullopt;
@@ -142,6 +152,17 @@ class EtcdEngine final : public StorageEngine {
     if (!follows_) throw StorageError("this was not opened to follow: it cannot become the owner");
     Own(wait, force);
     head_ = kUnseen;
+  }
+
+  EngineStatus Status() override {
+    CheckProcess();
+    EngineStatus status{AskNodes(settings_), {}};
+    try {
+      status.followers = ReadFollowers(client_, layout_);
+    } catch (const Unreachable&) {
+      // The nodes have told why.
+    }
+    return status;
   }
 
  private:
@@ -231,7 +252,7 @@ class EtcdEngine final : public StorageEngine {
     Seen seen{reader_.TakeHead(answer, answer.found.at(0)), 0, {}};
     if (const KeyValue* const owner = answer.found.at(1).Only()) {
       seen.owner = owner->created;
-      seen.owner_text = DescribeOwner(owner->value);
+      seen.owner_text = DescribeProcess(owner->value);
     }
     return seen;
   }
@@ -323,6 +344,12 @@ class EtcdEngine final : public StorageEngine {
     return taken;
   }
 
+  // Only one that waits is a follower to others: it goes on to do so.
+  void TellPresence(std::uint64_t revision) {
+    if (!presence_) presence_ = std::make_unique<Presence>(client_, layout_);
+    presence_->Tell(revision);
+  }
+
   void WaitForNews(const HeadSeen& seen, milliseconds wait) {
     if (!watch_) {
       watch_ =
@@ -346,6 +373,7 @@ class EtcdEngine final : public StorageEngine {
   std::unique_ptr<Ownership> ownership_;
   std::unique_ptr<Folding> folding_;
   std::unique_ptr<Watch> watch_;
+  std::unique_ptr<Presence> presence_;
 };
 
 }  // namespace

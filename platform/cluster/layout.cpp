@@ -51,6 +51,10 @@ std::string Layout::Entry(std::uint64_t revision, std::int64_t time) const {
   return key;
 }
 
+std::string Layout::Follower(std::int64_t lease) const {
+  return Key("f/", static_cast<std::uint64_t>(lease));
+}
+
 std::string Layout::First(char kind, std::uint64_t revision) const {
   const char text[] = {kind, '/', '\0'};
   return Key(text, revision);

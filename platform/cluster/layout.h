@@ -3,11 +3,13 @@
 //   meta                     what the last commit left (Head); the moment of commit is its write
 //   owner                    who owns the database, on a lease; the revision of the store that made
 //                            it is what every write of an owner is compared with
+//   closed                   there while nobody owns it because the last owner has closed it
 //   base                     the revision up to which all rows are in one piece (Base)
 //   b/REVISION/INDEX         the blocks of that piece
 //   c/REVISION               a commit behind it, and the last block of its rows (Unit)
 //   s/BEFORE/TOKEN/INDEX     further blocks of a commit, staged before it; BEFORE is the revision
 //                            that it followed
+//   f/LEASE                  how far a follower is, on a lease of its own (Presence)
 //   h/REVISION/TIME          an entry of the history (Entry)
 //   p/REVISION/TOKEN/INDEX   what of an entry did not fit in there
 //
@@ -35,6 +37,7 @@ class Layout {
 
   std::string Head() const { return prefix_ + "meta"; }
   std::string Owner() const { return prefix_ + "owner"; }
+  std::string Closed() const { return prefix_ + "closed"; }
   std::string Base() const { return prefix_ + "base"; }
 
   // Without an index the beginning of the keys.
@@ -49,10 +52,12 @@ class Layout {
   std::string Pieces(const Stage& stage) const { return Key("p/", stage) + "/"; }
   std::string Piece(const Stage& stage, std::uint32_t index) const;
 
-  // The first key of each kind ("b", "c", "s", "h" or "p") of at least that revision, and the end
-  // of the kind.
+  // The first key of each kind ("b", "c", "f", "h", "p" or "s") of at least that revision, and the
+  // end of the kind.
   std::string First(char kind, std::uint64_t revision) const;
   std::string End(char kind) const { return prefix_ + kind + '0'; }
+
+  std::string Follower(std::int64_t lease) const;
 
   // The revision, and the time, that the key of an entry tells.
   struct EntryKey {

@@ -8,7 +8,6 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
-#include <string>
 #include <thread>
 
 namespace ncc::etcd {
@@ -27,23 +26,21 @@ class Ownership {
   std::int64_t Token() const { return token_; }
 
  private:
-  void Acquire(const Layout& layout, std::chrono::milliseconds wait, bool force);
+  void Acquire(std::chrono::milliseconds wait, bool force);
   void KeepAlive();
   void Stop() noexcept;
+  void LetGo();
 
   const EtcdSettings settings_;
+  const Layout layout_;
   const std::uint64_t mark_;  // tells this owner's key from all others
   Client client_;             // of the thread, while it runs
   std::int64_t lease_ = 0;
-  std::int64_t token_ = 0;
+  std::int64_t token_ = 0;  // 0: it has not become the owner
   std::mutex mutex_;
   std::condition_variable stopped_;
   bool stops_ = false;
   std::thread thread_;
 };
-
-// "process 4711 (nccadm apply city.yaml) on alpha, since 2026-03-01 14:02:11", from the value of an
-// owner's key.
-std::string DescribeOwner(const std::string& value);
 
 }  // namespace ncc::etcd

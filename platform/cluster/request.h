@@ -25,7 +25,7 @@ class Transaction {
   Transaction& WhenCreated(std::string_view key, std::int64_t revision);
   Transaction& WhenModified(std::string_view key, std::int64_t revision);
   Transaction& Put(std::string_view key, std::string_view value, std::int64_t lease = 0);
-  Transaction& Delete(std::string_view from, std::string_view to);
+  Transaction& Delete(std::string_view from, std::string_view to = {});
   Transaction& Get(const KeyRange& range);
   Transaction& ElseGet(const KeyRange& range);
 

@@ -50,7 +50,6 @@ struct EngineStatus {
     std::uint64_t revision = 0;
   };
 
-  bool is_shared = false;  // false: a file of one machine, and nothing more is told
   std::vector<Node> nodes;
   std::vector<Follower> followers;
 };
@@ -108,17 +107,22 @@ class StorageEngine {
   virtual std::optional<std::vector<StoredUnit>> Follow(std::uint64_t from,
                                                         std::chrono::milliseconds wait);
 
+  // Of a database that nobody owns: whether the last owner has closed it, and was not lost.
+  virtual bool WasClosed();
+
   // Makes a follower the owner, as soon as nobody else is; kInUse when somebody still is after
   // `wait`. `force` takes it from its owner, whose commits are refused from then on. Then Follow
   // until it gives no more comes before Commit.
   virtual void Acquire(std::chrono::milliseconds wait, bool force);
 
-  // How those are that keep the database and that follow it, as far as this can be told.
+  // How those are that keep the database and that follow it, as far as this can be told: also when
+  // too few of them answer for anything else.
   virtual EngineStatus Status();
 };
 
 // Makes the engine of a database. `base` is the path of the database without a file extension, with
-// '/' as separator. kCreate refuses a database that exists, the others one that does not.
+// '/' as separator. kCreate refuses a database that exists, the others one that does not (a
+// snapshot may do so when it is loaded).
 using EngineFactory =
     std::function<std::unique_ptr<StorageEngine>(const std::string& base, const OpenRequest&)>;
 

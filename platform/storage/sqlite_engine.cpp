@@ -206,13 +206,13 @@ class SqliteEngine final : public StorageEngine {
 
 std::unique_ptr<StorageEngine> OpenSqliteEngine(const std::string& base,
                                                 const OpenRequest& request) {
+  DatabaseFiles files = LocateDatabase(base, request.mode);
+  // Before the lock, so that looking for a database that is not there leaves nothing.
+  if (request.mode != OpenMode::kCreate && !FileExists(files.data)) RefuseMissing(files, "");
   if (request.mode == OpenMode::kFollow) {
     throw StorageError("the database " + base +
                        " is a file of this machine: only one in a cluster can be followed");
   }
-  DatabaseFiles files = LocateDatabase(base, request.mode);
-  // Before the lock, so that looking for a database that is not there leaves nothing.
-  if (request.mode != OpenMode::kCreate && !FileExists(files.data)) RefuseMissing(files, "");
   if (request.mode == OpenMode::kSnapshot) {
     return OpenSnapshot(std::move(files), request.accepts_loss);
   }

@@ -207,6 +207,22 @@ std::uint64_t TakeOver(StorageEngine& follower, Contents& contents, std::uint64_
   return contents.revision + 1;
 }
 
+// With one follower, which has said how far it was.
+void ExpectWell(const EngineStatus& status, std::uint64_t first, std::uint64_t last) {
+  EXPECT_EQ(status.nodes.size(), 3U);
+  int leaders = 0;
+  for (const EngineStatus::Node& node : status.nodes) {
+    EXPECT_TRUE(node.is_well) << node.text;
+    EXPECT_TRUE(Says(node.text, "etcd 3."));
+    if (node.text.starts_with("leads")) ++leaders;
+  }
+  EXPECT_EQ(leaders, 1);
+  ASSERT_EQ(status.followers.size(), 1U);
+  EXPECT_TRUE(Says(status.followers.front().who, "etcd_test"));
+  EXPECT_GE(status.followers.front().revision, first);
+  EXPECT_LE(status.followers.front().revision, last);
+}
+
 TEST_F(EtcdTest, AStandbyGoesOnWhenTheOwnerAndALeaderDie) {
   EtcdNodes nodes(3);
   const EtcdSettings settings = SettingsFor(nodes);
@@ -217,13 +233,17 @@ TEST_F(EtcdTest, AStandbyGoesOnWhenTheOwnerAndALeaderDie) {
     }
     const auto standby = Open(settings, OpenMode::kFollow);
     Contents contents = LoadAll(*standby);
-    FollowTo(*standby, contents, contents.revision + 5);
+    const std::uint64_t first = contents.revision;
+    FollowTo(*standby, contents, first + 5);
+    ExpectWell(standby->Status(), first, contents.revision);
     const std::size_t leader = nodes.Leader();
     if (leader_dies) nodes.Kill(leader);
     owner.Signal(SIGKILL);
     std::uint64_t acknowledged = 0;
     while (const std::uint64_t revision = owner.Next()) acknowledged = revision;
     const auto begin = std::chrono::steady_clock::now();
+    while (standby->Owner()) std::this_thread::sleep_for(milliseconds(20));
+    EXPECT_FALSE(standby->WasClosed());
     const std::uint64_t revision = TakeOver(*standby, contents, acknowledged);
     std::cout << "taken over at revision " << revision << " within "
               << std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin)
@@ -276,7 +296,12 @@ TEST_F(EtcdTest, WithoutAMajorityNothingIsClaimedAndWorkResumes) {
   nodes.Kill(1);
   const NCCFailure kind = KindOf([&] { engine->Commit(HistoryChanges(6)); });
   EXPECT_TRUE(kind == NCCFailure::kNotKnown || kind == NCCFailure::kUnavailable);
-  EXPECT_EQ(KindOf([&] { Open(settings, OpenMode::kSnapshot); }), NCCFailure::kUnavailable);
+  const auto reader = Open(settings, OpenMode::kSnapshot);
+  EXPECT_EQ(KindOf([&] { LoadAll(*reader); }), NCCFailure::kUnavailable);
+  const EngineStatus status = reader->Status();
+  EXPECT_TRUE(Says(status.nodes[0].text, "connect"));
+  EXPECT_TRUE(Says(status.nodes[2].text, "it reaches no majority"));
+  for (const EngineStatus::Node& node : status.nodes) EXPECT_FALSE(node.is_well);
   nodes.Start(0);
   nodes.Start(1);
   StoredState now;

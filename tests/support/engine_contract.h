@@ -262,6 +262,7 @@ TEST_P(EngineContract, IsTakenOverOnceTheOwnerHasGoneOrByForce) {
   engine->Commit(HistoryChanges(3));
   engine.reset();
   EXPECT_EQ(follower->Owner(), std::nullopt);
+  EXPECT_TRUE(follower->WasClosed());
   follower->Acquire(kLong, false);
   while (!follower->Follow(LoadAll(*follower).revision, kNone)->empty()) {
   }

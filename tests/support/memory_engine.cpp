@@ -160,11 +160,18 @@ class MemoryEngine final : public StorageEngine {
     }
     owns_ = true;
     store_->owner_ = name_;
+    store_->was_closed_ = false;
+  }
+
+  bool WasClosed() override {
+    const MemoryStore::Lock lock(store_->mutex_);
+    CheckNetwork();
+    return store_->was_closed_;
   }
 
   EngineStatus Status() override {
     const MemoryStore::Lock lock(store_->mutex_);
-    EngineStatus status{true, {{"memory", store_->network_ == Network::kWorks, ""}}, {}};
+    EngineStatus status{{{"memory", store_->network_ == Network::kWorks, ""}}, {}};
     for (const auto& [follower, revision] : store_->followers_) {
       status.followers.push_back({NameOf(follower), revision});
     }
@@ -189,7 +196,10 @@ class MemoryEngine final : public StorageEngine {
   void Release() {
     const MemoryStore::Lock lock(store_->mutex_);
     store_->followers_.erase(name_);
-    if (store_->owner_ == name_) store_->owner_ = 0;
+    if (store_->owner_ == name_) {
+      store_->owner_ = 0;
+      store_->was_closed_ = true;
+    }
     store_->moved_.notify_all();
   }
 

@@ -45,6 +45,13 @@ class MemoryStore {
     network_ = network;
   }
 
+  // The owner is heard of no more.
+  void LoseOwner() {
+    const Lock lock(mutex_);
+    owner_ = 0;
+    moved_.notify_all();
+  }
+
   std::uint64_t Revision() const { return state_.revision; }
   const std::map<RowKey, Row>& Rows() const { return rows_; }
 
@@ -68,6 +75,7 @@ class MemoryStore {
   Network network_ = Network::kWorks;
   std::uint64_t engines_ = 0;                         // that there were so far: the last one's name
   std::uint64_t owner_ = 0;                           // 0: nobody
+  bool was_closed_ = false;                           // by the last owner
   std::map<std::uint64_t, std::uint64_t> followers_;  // the revisions that they are at
 };
 
