@@ -139,8 +139,13 @@ void Output::Write(std::string_view bytes) {
   if (write_error_ == 0) write_error_ = errno;
 }
 
-void Output::Flush() {
+void Output::FlushResults() {
   if (std::fflush(stdout) != 0 && write_error_ == 0) write_error_ = errno;
+}
+
+void Output::Flush() {
+  const std::lock_guard lock(mutex_);
+  FlushResults();
 }
 
 void Output::Raw(std::string_view bytes) {
@@ -225,13 +230,13 @@ void Output::Say(std::string_view text) {
     held_.words.emplace_back(text);
     return;
   }
-  Flush();
+  FlushResults();
   std::fprintf(stderr, "%.*s\n", static_cast<int>(text.size()), text.data());
 }
 
 void Output::Warn(std::string_view text) {
   const std::lock_guard lock(mutex_);
-  Flush();
+  FlushResults();
   WriteWarning(text);
 }
 
@@ -253,7 +258,7 @@ void Output::WriteFailure(const Failure& failure) {
 
 void Output::Fail(const Failure& failure) {
   const std::lock_guard lock(mutex_);
-  Flush();
+  FlushResults();
   for (const Problem& problem : failure.Problems()) {
     std::fprintf(stderr, "%s\n", At(failure.File(), problem).c_str());
   }
@@ -282,7 +287,7 @@ bool Output::FailInterrupted() {
 void Output::Finish(bool may_have_changed) {
   const std::lock_guard lock(mutex_);
   finished_ = true;
-  Flush();
+  FlushResults();
   if (write_error_ == 0 || write_error_ == EPIPE) return;
   throw Failure(fmt::format("the results could not be written: {}", std::strerror(write_error_)),
                 may_have_changed ? "Changes that the command made are stored." : "");

@@ -65,6 +65,9 @@ class Output {
     EndList();
   }
 
+  // Gives what was written so far to its reader, for a command that runs on.
+  void Flush();
+
   // Words, behind the results that are there already; nothing with --quiet.
   void Say(std::string_view text);
 
@@ -90,7 +93,7 @@ class Output {
 
  private:
   void Write(std::string_view bytes);
-  void Flush();
+  void FlushResults();
   void WriteWarning(std::string_view text) const;
   bool IsKeptBack() const { return muted_ || holds_; }
   void WriteDocument(const Json& document);

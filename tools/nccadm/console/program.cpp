@@ -2,11 +2,15 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
+#include <string_view>
 
 #include <fmt/format.h>
 
@@ -18,67 +22,120 @@ namespace {
 
 constexpr std::size_t kMostToldBytes = 4096;
 
-class Streams {
+// How the program begins: with streams of its own, and with the signals as the system has them,
+// since this tool keeps some from its threads.
+class Beginning {
  public:
-  Streams() {
-    if (pipe2(ends_.data(), O_CLOEXEC) != 0)
-      throw Failure(fmt::format("no pipe can be made: {}", std::strerror(errno)));
+  explicit Beginning(int words) {
     posix_spawn_file_actions_init(&actions_);
     posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions_, ends_[1], STDERR_FILENO);
+    if (words >= 0) posix_spawn_file_actions_adddup2(&actions_, words, STDERR_FILENO);
+    posix_spawn_file_actions_adddup2(&actions_, STDERR_FILENO, STDOUT_FILENO);
+    posix_spawnattr_init(&attributes_);
+    sigset_t none;
+    sigset_t all;
+    sigemptyset(&none);
+    sigfillset(&all);
+    posix_spawnattr_setsigmask(&attributes_, &none);
+    posix_spawnattr_setsigdefault(&attributes_, &all);
+    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   }
-  ~Streams() {
+  ~Beginning() {
+    posix_spawnattr_destroy(&attributes_);
     posix_spawn_file_actions_destroy(&actions_);
-    for (const int end : ends_) {
-      if (end >= 0) close(end);
-    }
   }
-  Streams(const Streams&) = delete;
-  Streams& operator=(const Streams&) = delete;
+  Beginning(const Beginning&) = delete;
+  Beginning& operator=(const Beginning&) = delete;
 
   const posix_spawn_file_actions_t* Actions() const { return &actions_; }
-
-  // What the program tells until it ends.
-  std::string ReadAll() {
-    close(ends_[1]);
-    ends_[1] = -1;
-    std::string told;
-    std::array<char, 512> part;
-    for (;;) {
-      const ssize_t count = read(ends_[0], part.data(), part.size());
-      if (count < 0 && errno == EINTR) continue;
-      if (count <= 0) return told;
-      if (told.size() < kMostToldBytes) told.append(part.data(), static_cast<std::size_t>(count));
-    }
-  }
+  const posix_spawnattr_t* Attributes() const { return &attributes_; }
 
  private:
-  std::array<int, 2> ends_ = {-1, -1};
   posix_spawn_file_actions_t actions_{};
+  posix_spawnattr_t attributes_{};
 };
+
+std::vector<char*> PointersTo(const std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
+  for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+std::vector<std::string> EnvironmentWith(const std::vector<std::string>& added) {
+  const auto is_replaced = [&](std::string_view entry) {
+    const std::string_view name = entry.substr(0, entry.find('=') + 1);
+    return std::any_of(added.begin(), added.end(),
+                       [name](const std::string& other) { return other.starts_with(name); });
+  };
+  std::vector<std::string> all = added;
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    if (!is_replaced(*entry)) all.emplace_back(*entry);
+  }
+  return all;
+}
 
 }  // namespace
 
-void RunProgram(const std::vector<std::string>& words, const std::string& package) {
-  Streams streams;
-  std::vector<char*> arguments;
-  arguments.reserve(words.size() + 1);
-  for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-  arguments.push_back(nullptr);
-  pid_t pid = 0;
-  const int error =
-      posix_spawnp(&pid, arguments[0], streams.Actions(), nullptr, arguments.data(), environ);
-  if (error != 0) {
-    throw Failure(fmt::format("{} cannot be run: {}", words[0], std::strerror(error)),
-                  fmt::format("The package {} has it.", package));
+Program::Program(const std::vector<std::string>& arguments, ProgramWords words,
+                 const std::vector<std::string>& added)
+    : name_(arguments.at(0)) {
+  if (words == ProgramWords::kKept) words_ = memfd_create("words", MFD_CLOEXEC);
+  const Beginning beginning(words_);
+  const std::vector<std::string> environment = EnvironmentWith(added);
+  const int error = posix_spawnp(&pid_, name_.c_str(), beginning.Actions(), beginning.Attributes(),
+                                 PointersTo(arguments).data(), PointersTo(environment).data());
+  if (error == 0) return;
+  if (words_ >= 0) close(words_);
+  throw Failure(fmt::format("{} cannot be run: {}", name_, std::strerror(error)));
+}
+
+Program::~Program() {
+  if (IsRunning()) kill(pid_, SIGTERM);
+  Wait();
+  if (words_ >= 0) close(words_);
+}
+
+bool Program::HasEnded(bool wait) {
+  while (!ended_) {
+    const pid_t found = waitpid(pid_, &status_, wait ? 0 : WNOHANG);
+    ended_ = found == pid_ || (found < 0 && errno != EINTR);
+    if (found == 0) return false;
   }
-  const std::string told = streams.ReadAll();
-  int status = 0;
-  while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+  return true;
+}
+
+std::string Program::Fault() const {
+  if (WIFEXITED(status_) && WEXITSTATUS(status_) == 0) return {};
+  std::string fault = WIFEXITED(status_)
+                          ? fmt::format("{} ended with {}", name_, WEXITSTATUS(status_))
+                          : fmt::format("{} was ended by signal {}", name_, WTERMSIG(status_));
+  std::array<char, kMostToldBytes> told;
+  const ssize_t count = words_ >= 0 ? pread(words_, told.data(), told.size(), 0) : 0;
+  if (count > 0) {
+    std::string text(told.data(), static_cast<std::size_t>(count));
+    text.erase(text.find_last_not_of(" \n") + 1);
+    fault += ": " + Printable(text);
   }
-  if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return;
-  throw Failure(fmt::format("{} failed: {}", words[0], Printable(told)));
+  return fault;
+}
+
+void RequireProgram(const std::string& name) {
+  if (name.find('/') == std::string::npos || access(name.c_str(), X_OK) == 0) return;
+  throw Failure(fmt::format("{} cannot be run: {}", name, std::strerror(errno)), {}, kExitUsage);
+}
+
+void RunProgram(const std::vector<std::string>& arguments, const std::string& package) {
+  std::string fault;
+  try {
+    Program program(arguments, ProgramWords::kKept);
+    program.Wait();
+    fault = program.Fault();
+  } catch (const Failure& failure) {
+    throw Failure(failure.what(), fmt::format("The package {} has it.", package));
+  }
+  if (!fault.empty()) throw Failure(fault);
 }
 
 }  // namespace ncc::tool
