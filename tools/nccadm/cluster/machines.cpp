@@ -102,10 +102,10 @@ std::string SettingsOf(const ClusterPlan& plan, const Machine& machine) {
   for (const Machine& one : plan.machines) {
     peers.push_back(fmt::format("{}={}", one.name, one.PeerUrl()));
   }
-  const std::string own = fmt::format("{}/cluster", plan.etc);
   const std::string listen = IsAddress(machine.host) ? machine.host : "0.0.0.0";
   return fmt::format(
       "ETCD_NAME={0}\n"
+      "ETCD_DATA_DIR=/var/lib/etcd/nccnet-{7}\n"
       "ETCD_LISTEN_PEER_URLS=https://{1}:{2}\n"
       "ETCD_LISTEN_CLIENT_URLS=https://{1}:{3}\n"
       "ETCD_INITIAL_ADVERTISE_PEER_URLS={4}\n"
@@ -122,7 +122,7 @@ std::string SettingsOf(const ClusterPlan& plan, const Machine& machine) {
       "ETCD_PEER_TRUSTED_CA_FILE={8}/ca.crt\n"
       "ETCD_PEER_CLIENT_CERT_AUTH=true\n",
       machine.name, listen, machine.peer_port, machine.port, machine.PeerUrl(), machine.ClientUrl(),
-      fmt::join(peers, ","), plan.name, own);
+      fmt::join(peers, ","), plan.name, plan.etc);
 }
 
 // The file that stands where the database's own would.

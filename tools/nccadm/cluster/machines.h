@@ -24,10 +24,10 @@ std::vector<Machine> ParseMachines(const std::vector<std::string>& texts);
 
 struct ClusterPlan {
   std::vector<Machine> machines;
-  std::string name;                 // of the database
-  unsigned days = 3650;             // that certificates are valid
-  unsigned lease = 5;               // seconds after which a silent owner has lost the database
-  std::string etc = "/etc/nccnet";  // where the machines will have what is made for them
+  std::string name;      // of the database
+  unsigned days = 3650;  // that certificates are valid
+  unsigned lease = 5;    // seconds after which a silent owner has lost the database
+  std::string etc = "/etc/nccnet-cluster";  // where the machines will have what is made for them
 };
 
 // Makes DIR/MACHINE for each machine, DIR/centre for those that work with the database, and the

@@ -18,6 +18,13 @@
 
 namespace ncc::tool {
 
+namespace {
+
+constexpr const char* kUnavailableHint =
+    "Nothing was changed. 'nccadm cluster status' shows what is wrong; --wait SECONDS waits.";
+
+}  // namespace
+
 Session::Session(const Options& options, Output& output) : options_(options), output_(output) {}
 
 Session::~Session() {
@@ -32,15 +39,14 @@ const std::string& Session::DatabaseText() const {
   return options_.database;
 }
 
-Session::Place Session::Split() const {
-  const std::string& text = DatabaseText();
+DatabasePlace SplitDatabase(const std::string& text) {
   const std::size_t slash = text.rfind('/');
   const bool bare = slash == std::string::npos;
-  Place place{bare ? "./" : text.substr(0, slash + 1), bare ? text : text.substr(slash + 1)};
+  DatabasePlace place{bare ? "./" : text.substr(0, slash + 1),
+                      bare ? text : text.substr(slash + 1)};
   if (place.name.empty()) {
     throw Failure(fmt::format("\"{}\" is a folder and no database", text),
-                  fmt::format("Add the name of the database: --db {}NAME", place.folder),
-                  kExitUsage);
+                  fmt::format("Add the name of the database: {}NAME", place.folder), kExitUsage);
   }
   return place;
 }
@@ -58,6 +64,8 @@ Failure Session::OpeningFailure() {
     case NCCFailure::kInUse:
       return Failure(text, "Let --wait SECONDS wait for it, or close what has it open.",
                      kExitInUse);
+    case NCCFailure::kUnavailable:
+      return Failure(text, kUnavailableHint);
     case NCCFailure::kMissing:
       return Failure(reason, fmt::format("To create it, type: nccadm --db {} init --network NUMBER",
                                          database));
@@ -69,12 +77,11 @@ Failure Session::OpeningFailure() {
   }
 }
 
-void Session::Obtain(const std::function<bool(const Place&)>& open) {
+void Session::Obtain(const std::function<bool(const DatabasePlace&)>& open) {
   using Clock = std::chrono::steady_clock;
   if (!only_reads_) output_.LimitWaiting();
-  const Place place = Split();
-  const unsigned seconds = options_.wait.value_or(IsTerminal(Stream::kError) ? 10 : 0);
-  const auto end = Clock::now() + std::chrono::seconds(seconds);
+  const DatabasePlace place = Split();
+  const auto end = Clock::now() + Wait();
   bool told = false;
   while (!open(place)) {
     const NCCFailure failure = LastFailure();
@@ -85,9 +92,11 @@ void Session::Obtain(const std::function<bool(const Place&)>& open) {
       net_.AcceptLoss(true);
       continue;
     }
-    if (failure != NCCFailure::kInUse || Clock::now() >= end) throw OpeningFailure();
+    const bool may_pass = failure == NCCFailure::kInUse || failure == NCCFailure::kUnavailable;
+    if (!may_pass || Clock::now() >= end) throw OpeningFailure();
     if (!std::exchange(told, true)) {
-      output_.Say(fmt::format("Waiting up to {} s: {}", seconds, Printable(net_.LastError())));
+      output_.Say(
+          fmt::format("Waiting up to {} s: {}", Wait().count(), Printable(net_.LastError())));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
@@ -96,7 +105,16 @@ void Session::Obtain(const std::function<bool(const Place&)>& open) {
   may_have_changed_ = may_have_changed_ || !only_reads_;
 }
 
-void Session::TellRevision(const Place& place) {
+std::chrono::seconds Session::Wait() const {
+  return std::chrono::seconds(options_.wait.value_or(IsTerminal(Stream::kError) ? 10 : 0));
+}
+
+void Session::NameOrigin() {
+  net_.SetOrigin(options_.person.empty() ? nullptr : options_.person.c_str(),
+                 options_.command.c_str());
+}
+
+void Session::TellRevision(const DatabasePlace& place) {
   const std::string holder = DatabaseOwner(place.folder.c_str(), place.name.c_str());
   if (holder.empty()) return;
   output_.Warn(fmt::format("The database is in use by {}; this is its revision {}.",
@@ -105,7 +123,7 @@ void Session::TellRevision(const Place& place) {
 
 CNCCNet& Session::Net() {
   if (open_) return net_;
-  Obtain([this](const Place& place) {
+  Obtain([this](const DatabasePlace& place) {
     const char* const folder = place.folder.c_str();
     if (!only_reads_) return net_.Open(folder, place.name.c_str());
     return net_.OpenSnapshot(folder, place.name.c_str());
@@ -117,15 +135,31 @@ CNCCNet& Session::Net() {
   return net_;
 }
 
-void Session::NameOrigin() {
-  net_.SetOrigin(options_.person.empty() ? nullptr : options_.person.c_str(),
-                 options_.command.c_str());
-}
-
 void Session::SetCommand(const std::string& command) {
   if (in_unit_) return;
   options_.command = command;
   NameOrigin();
+}
+
+CNCCNet& Session::OpenStandby() {
+  Obtain([this](const DatabasePlace& place) {
+    CDatabaseStatus status;
+    const bool is_file =
+        GetDatabaseStatus(place.folder.c_str(), place.name.c_str(), status) && !status.is_shared;
+    if (is_file) {
+      throw Failure(fmt::format("{} is a file of this machine: there is no owner to follow",
+                                options_.database),
+                    "'nccadm cluster init' and 'nccadm cluster copy' bring it into a cluster.");
+    }
+    return net_.OpenStandby(place.folder.c_str(), place.name.c_str());
+  });
+  NameOrigin();
+  return net_;
+}
+
+void Session::Close() {
+  net_.Close();
+  open_ = false;
 }
 
 void Session::GoTo(const std::string& at) {
@@ -179,8 +213,10 @@ std::vector<std::uint32_t> Session::ChangedObjects() {
 
 void Session::EndUnit(bool keep) {
   in_unit_ = false;
-  if (!net_.EndBatch(keep) && keep)
-    throw Refusal("the changes could not be stored, nothing was changed");
+  if (net_.EndBatch(keep) || !keep) return;
+  const bool is_known = LastFailure() != NCCFailure::kNotKnown;
+  throw Refusal(is_known ? "the changes could not be stored, nothing was changed"
+                         : "no answer came when the changes were stored");
 }
 
 Session::Copy Session::CheckCopy(const std::string& copy) {
@@ -193,8 +229,29 @@ Session::Copy Session::CheckCopy(const std::string& copy) {
   return {revision, preferences.net_number};
 }
 
+CDatabaseStatus Session::Status() {
+  CDatabaseStatus status;
+  Obtain([&](const DatabasePlace& place) {
+    if (GetDatabaseStatus(place.folder.c_str(), place.name.c_str(), status)) return true;
+    const bool is_told = LastFailure() == NCCFailure::kUnavailable && !status.nodes.empty();
+    if (is_told) output_.Warn(net_.LastError());
+    return is_told;
+  });
+  open_ = false;
+  return status;
+}
+
+Failure Session::CopyingFailure(const std::string& from, const std::string& to) {
+  const std::string text = fmt::format("{} cannot be copied to {}: {}", from, to, net_.LastError());
+  if (LastFailure() == NCCFailure::kInUse) return Failure(text, {}, kExitInUse);
+  if (LastFailure() != NCCFailure::kNotKnown) return Failure(text, "Nothing was copied.");
+  return Failure(text,
+                 fmt::format("'nccadm --db {} cluster status' tells whether it is there.", to),
+                 kExitNotKnown);
+}
+
 std::optional<std::uint32_t> Session::StoredNetwork() const {
-  const Place place = Split();
+  const DatabasePlace place = Split();
   CNCCNet net;
   net.AcceptLoss(true);
   if (!net.OpenSnapshot(place.folder.c_str(), place.name.c_str())) return std::nullopt;
@@ -203,7 +260,7 @@ std::optional<std::uint32_t> Session::StoredNetwork() const {
 
 std::string Session::Restore(const std::string& copy) {
   std::string kept;
-  Obtain([&](const Place& place) {
+  Obtain([&](const DatabasePlace& place) {
     return RestoreBackup(place.folder.c_str(), place.name.c_str(), copy.c_str(), kept);
   });
   open_ = false;
@@ -218,7 +275,7 @@ View& Session::Shown() {
 void Session::SetShown(std::unique_ptr<View> view) { shown_ = std::move(view); }
 
 CNCCNet& Session::Create(std::uint32_t network) {
-  Obtain([&](const Place& place) {
+  Obtain([&](const DatabasePlace& place) {
     NameOrigin();
     return net_.Create(place.folder.c_str(), place.name.c_str(), network);
   });
@@ -241,11 +298,38 @@ const Applications& Session::Apps() {
 
 Failure Session::Refusal(std::string_view what) {
   const std::string reason = net_.LastError();
-  if (LastFailure() == NCCFailure::kNotKnown) {
-    return Failure(reason, "Once the cluster answers, 'nccadm log' shows whether it is there.",
-                   kExitNotKnown);
+  const std::string text = reason.empty() ? std::string(what) : fmt::format("{}: {}", what, reason);
+  switch (LastFailure()) {
+    case NCCFailure::kUnavailable:
+      return Failure(text, kUnavailableHint);
+    case NCCFailure::kNotOwner:
+      return Failure(text, "Nothing was changed. 'nccadm cluster status' shows who owns it now.",
+                     kExitInUse);
+    case NCCFailure::kNotKnown:
+      return Unsettled(text);
+    default:
+      return Failure(text);
   }
-  return Failure(reason.empty() ? std::string(what) : fmt::format("{}: {}", what, reason));
+}
+
+Failure Session::Unsettled(const std::string& text) {
+  using Clock = std::chrono::steady_clock;
+  const auto end = Clock::now() + std::chrono::seconds(options_.wait.value_or(10));
+  NCCOutcome outcome = net_.Settle();
+  while (outcome == NCCOutcome::kNotKnown && LastFailure() != NCCFailure::kNotOwner &&
+         Clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    outcome = net_.Settle();
+  }
+  if (outcome == NCCOutcome::kStored) {
+    return Failure(fmt::format("{}. It is stored, as revision {}", text, net_.GetRevision()),
+                   "The rest of the command was not done; 'nccadm log' shows what was.",
+                   kExitPartly);
+  }
+  if (outcome == NCCOutcome::kNotStored)
+    return Failure(text + ". It is not stored", "Nothing was changed: try it again.");
+  return Failure(text, "'nccadm log' tells once the database answers; do not repeat it before.",
+                 kExitNotKnown);
 }
 
 void Session::Confirm(const std::string& question) {
@@ -258,7 +342,7 @@ void Session::Confirm(const std::string& question) {
 
 void Session::ConfirmReplacing(const std::string& file) {
   std::error_code error;
-  for (const char* suffix : {".db", ".db-wal", ".db-journal", ".lock"}) {
+  for (const char* suffix : {".db", ".db-wal", ".db-journal", ".lock", ".cluster"}) {
     if (std::filesystem::equivalent(options_.database + suffix, file, error)) {
       throw Failure(fmt::format("{} belongs to the database itself", file), "Give another file.");
     }

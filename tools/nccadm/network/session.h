@@ -1,6 +1,7 @@
 // One run of the tool: its options, its output and the database that it works on.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -31,6 +32,14 @@ struct Options {
   ColorMode color = ColorMode::kAuto;
 };
 
+// A database as the library takes it.
+struct DatabasePlace {
+  std::string folder;
+  std::string name;
+};
+// Of DIR/NAME; throws Failure where that names none.
+DatabasePlace SplitDatabase(const std::string& text);
+
 class Session {
  public:
   Session(const Options& options, Output& output);
@@ -50,6 +59,13 @@ class Session {
   // The database of --db, opened by the first call: for a command that only reads as it was stored
   // last, whoever owns it. Throws Failure with what to do about it.
   CNCCNet& Net();
+
+  // The same, opened to follow its owner.
+  CNCCNet& OpenStandby();
+  // Lets go of it.
+  void Close();
+  // For how long whoever has the database is to be waited for; 10 seconds on a terminal, else 0.
+  std::chrono::seconds Wait() const;
 
   // The network that is shown: of the database, opened by the first call, or the one set before.
   View& Shown();
@@ -100,6 +116,12 @@ class Session {
   // The number of the network in the database of --db, where it can be read; asks nobody.
   std::optional<std::uint32_t> StoredNetwork() const;
 
+  // What is known of the database of --db from outside. Where too few machines of a cluster answer
+  // that is how they are: revision 0.
+  CDatabaseStatus Status();
+  // For a copy that the library refused.
+  Failure CopyingFailure(const std::string& from, const std::string& to);
+
   // DIR/NAME as the user gave it; a Failure when there is none.
   const std::string& DatabaseText() const;
 
@@ -108,7 +130,8 @@ class Session {
 
   const Applications& Apps();
 
-  // For an operation that the library refused: its reason behind `what`.
+  // For an operation that the library refused: its reason behind `what`. Where it is not known
+  // whether a change is stored, that is asked for a while first.
   Failure Refusal(std::string_view what);
 
   // Whether every question is answered with yes.
@@ -122,16 +145,13 @@ class Session {
   void ConfirmReplacing(const std::string& file);
 
  private:
-  struct Place {
-    std::string folder;
-    std::string name;
-  };
-  Place Split() const;
+  DatabasePlace Split() const { return SplitDatabase(DatabaseText()); }
   Failure OpeningFailure();
-  // Calls `open` until it succeeds, the user has to be asked or it is no use to wait any longer.
-  void Obtain(const std::function<bool(const Place&)>& open);
-  void TellRevision(const Place& place);
+  Failure Unsettled(const std::string& text);
   void NameOrigin();
+  // Calls `open` until it succeeds, the user has to be asked or it is no use to wait any longer.
+  void Obtain(const std::function<bool(const DatabasePlace&)>& open);
+  void TellRevision(const DatabasePlace& place);
   void GoTo(const std::string& at);
 
   Options options_;
