@@ -26,19 +26,20 @@ using Family = void (*)(CommandLine&);
 
 // In the order in which help shows them.
 constexpr Family kFamilies[] = {
-    AddDatabaseCommands,  AddServerCommands,  AddApCommands,          AddUserCommands,
-    AddDepCommands,       AddGroupCommands,   AddApplicationCommands, AddViewCommands,
-    AddNoteCommand,       AddCheckCommand,    AddExplainCommand,      AddDescriptionCommands,
-    AddImportCommand,     AddExportCommands,  AddExchangeCommands,    AddGenerateCommands,
-    AddSendListCommand,   AddHistoryCommands, AddBatchCommand,        AddStampCommands,
-    AddPackageCommands,   AddJournalCommands, AddClusterCommands,     AddMapCommand,
-    AddCompletionCommand,
+    AddDatabaseCommands, AddServerCommands,    AddApCommands,          AddUserCommands,
+    AddDepCommands,      AddGroupCommands,     AddApplicationCommands, AddViewCommands,
+    AddNoteCommand,      AddCheckCommand,      AddExplainCommand,      AddDescriptionCommands,
+    AddImportCommand,    AddExportCommands,    AddExchangeCommands,    AddGenerateCommands,
+    AddSendListCommand,  AddHistoryCommands,   AddBatchCommand,        AddStampCommands,
+    AddPackageCommands,  AddJournalCommands,   AddClusterCommands,     AddStandbyCommands,
+    AddMapCommand,       AddCompletionCommand,
 };
 
 constexpr const char* kFooter =
     "Objects are named by their name or as id:NUMBER.\n"
     "Exit codes: 0 done; 1 refused or failed; 2 wrong usage; 3 a check found something;\n"
-    "4 a plan holds changes; 5 done in part; 6 the database is in use; 130 interrupted.";
+    "4 a plan holds changes; 5 done in part; 6 the database is in use;\n"
+    "7 it is not known whether the change is stored; 130 interrupted.";
 
 std::string ExampleFooter(const std::string& examples) {
   std::string footer = "Example:";

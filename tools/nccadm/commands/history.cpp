@@ -40,22 +40,6 @@ Entries ReadEntries(Session& session, std::uint64_t from, std::uint64_t to) {
   return entries;
 }
 
-// "revision 15, 2026-03-01 14:02:11, anna: user join Ivanov Office"
-std::string TitleOf(const CHistoryEntry& entry) {
-  std::string title = fmt::format("revision {}, {}, {}", entry.revision, LocalTime(entry.time),
-                                  Printable(entry.person));
-  const std::string& what = entry.text.empty() ? entry.program : entry.text;
-  return what.empty() ? title : title + ": " + Printable(what);
-}
-
-Json JsonOf(const CHistoryEntry& entry) {
-  return {{"revision", entry.revision},
-          {"time", UtcTime(entry.time)},
-          {"operator", entry.person},
-          {"program", entry.program},
-          {"text", entry.text}};
-}
-
 // What one unit changed. The snapshot shows the revision before it afterwards.
 std::vector<Change> ChangesOf(Session& session, const CHistoryEntry& entry) {
   session.ShowRevision(entry.revision);
@@ -64,7 +48,7 @@ std::vector<Change> ChangesOf(Session& session, const CHistoryEntry& entry) {
   return Compare(TakeState(session.Net(), entry.objects), after, session.Apps());
 }
 
-Json JsonOf(const std::vector<Change>& changes) {
+Json ListOf(const std::vector<Change>& changes) {
   Json list = Json::array();
   for (const Change& change : changes) list.push_back(JsonOf(change));
   return list;
@@ -145,7 +129,7 @@ int ShowLog(Session& session, const LogArguments& arguments) {
   out.List({{"revision", revision}}, "entries", entries, [&](const CHistoryEntry& entry) {
     Json json = JsonOf(entry);
     json["changes"] =
-        entry.revision < kFirstWithState ? Json::array() : JsonOf(ChangesOf(session, entry));
+        entry.revision < kFirstWithState ? Json::array() : ListOf(ChangesOf(session, entry));
     return json;
   });
   return kExitDone;
@@ -202,7 +186,7 @@ int ShowDiff(Session& session, const DiffArguments& arguments) {
   Output& out = session.Out();
   if (out.IsJson()) {
     if (is_backward) std::swap(from, to);
-    out.Document({{"from", from}, {"to", to}, {"changes", JsonOf(changes)}});
+    out.Document({{"from", from}, {"to", to}, {"changes", ListOf(changes)}});
   } else {
     PrintChanges(out, changes);
   }
@@ -258,7 +242,7 @@ int Undo(Session& session, const std::vector<std::string>& texts) {
   Output& out = session.Out();
   if (out.IsJson()) {
     out.Document(
-        {{"undone", wanted}, {"revision", net.GetRevision()}, {"changes", JsonOf(changes)}});
+        {{"undone", wanted}, {"revision", net.GetRevision()}, {"changes", ListOf(changes)}});
     return kExitDone;
   }
   PrintChanges(out, changes);
@@ -307,6 +291,21 @@ int ShowHistory(Session& session, const std::string& keep) {
 }
 
 }  // namespace
+
+std::string TitleOf(const CHistoryEntry& entry) {
+  std::string title = fmt::format("revision {}, {}, {}", entry.revision, LocalTime(entry.time),
+                                  Printable(entry.person));
+  const std::string& what = entry.text.empty() ? entry.program : entry.text;
+  return what.empty() ? title : title + ": " + Printable(what);
+}
+
+Json JsonOf(const CHistoryEntry& entry) {
+  return {{"revision", entry.revision},
+          {"time", UtcTime(entry.time)},
+          {"operator", entry.person},
+          {"program", entry.program},
+          {"text", entry.text}};
+}
 
 CHistoryRule ParseHistoryRule(const std::string& text) {
   constexpr std::uint64_t kMost = std::numeric_limits<std::uint32_t>::max();
