@@ -16,8 +16,8 @@ std::int64_t GrantLease(Client& client, std::chrono::seconds length,
   return client.Call("/v3/lease/grant", Body("TTL", length.count()), timeout).lease;
 }
 
-void KeepLease(Client& client, std::int64_t lease, std::chrono::milliseconds timeout) {
-  client.Call("/v3/lease/keepalive", Body("ID", lease), timeout);
+bool KeepLease(Client& client, std::int64_t lease, std::chrono::milliseconds timeout) {
+  return client.Call("/v3/lease/keepalive", Body("ID", lease), timeout).seconds_to_live > 0;
 }
 
 void RevokeLease(Client& client, std::int64_t lease, std::chrono::milliseconds timeout) {

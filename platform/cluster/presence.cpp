@@ -35,12 +35,14 @@ void Presence::Tell(std::uint64_t revision) {
   try {
     Write(revision);
     if (now < renewed_ + kRenewal) return;
-    KeepLease(client_, lease_, kTimeout);
     renewed_ = now;
-  } catch (const StorageError&) {
+    if (!KeepLease(client_, lease_, kTimeout)) lease_ = 0;
+  } catch (const Rejected&) {
     lease_ = 0;
+  } catch (const StorageError&) {
     told_ = 0;
   }
+  if (lease_ == 0) told_ = 0;
 }
 
 void Presence::Write(std::uint64_t revision) {
