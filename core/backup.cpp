@@ -86,9 +86,8 @@ bool RestoreBackup(const char* path, const char* name, const char* backup, CStri
     Check(NativePath(backup));
     const std::string base = DatabasePath(path, name);
     if (IsInCluster(base))
-      throw Refusal("the database " + base +
-                    " is in a cluster, where no copy replaces it: copy it to another prefix of " +
-                    base + ".cluster");
+      throw Refusal("the database " + base + " is in a cluster, where no copy replaces it: give " +
+                    base + ".cluster another prefix and copy it there");
     Restoration restoration(base, NativePath(backup));
     Check(restoration.File());
     kept = restoration.Publish();

@@ -18,6 +18,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kOpenssl = "openssl";
+constexpr const char* kForms =
+    "Give HOST, HOST:PORT or HOST:PORT:PEER_PORT, such as ncc1.example.org.";
 
 bool IsHost(const std::string& text) {
   return !text.empty() && text.front() != '-' && text.front() != '.' &&
@@ -34,7 +36,7 @@ bool IsAddress(const std::string& host) {
 std::uint16_t ParsePort(const std::string& text, const std::string& machine) {
   const auto port = ParseNumber(text, 65535);
   if (!port || *port == 0)
-    throw Failure(fmt::format("\"{}\" in \"{}\" is no port", text, machine), {}, kExitUsage);
+    throw Failure(fmt::format("\"{}\" in \"{}\" is no port", text, machine), kForms, kExitUsage);
   return static_cast<std::uint16_t>(*port);
 }
 
@@ -48,9 +50,7 @@ Machine ParseMachine(const std::string& text) {
   }
   machine.host = parts[0];
   if (!IsHost(machine.host) || parts.size() > 3) {
-    throw Failure(fmt::format("\"{}\" names no machine", text),
-                  "Give HOST, HOST:PORT or HOST:PORT:PEER_PORT, such as ncc1.example.org.",
-                  kExitUsage);
+    throw Failure(fmt::format("\"{}\" names no machine", text), kForms, kExitUsage);
   }
   if (parts.size() > 1) machine.port = ParsePort(parts[1], text);
   if (parts.size() > 2) {
@@ -146,7 +146,7 @@ std::string Machine::PeerUrl() const { return fmt::format("https://{}:{}", host,
 
 std::vector<Machine> ParseMachines(const std::vector<std::string>& texts) {
   std::vector<Machine> machines;
-  std::set<std::string> names;
+  std::set<std::string> names = {"authority", "centre"};  // folders beside theirs
   std::set<std::string> places;
   for (const std::string& text : texts) {
     Machine machine = ParseMachine(text);
@@ -157,7 +157,7 @@ std::vector<Machine> ParseMachines(const std::vector<std::string>& texts) {
     }
     for (const std::uint16_t port : {machine.port, machine.peer_port}) {
       if (!places.insert(fmt::format("{}:{}", machine.host, port)).second) {
-        throw Failure(fmt::format("port {} of {} is given twice", port, machine.host), {},
+        throw Failure(fmt::format("port {} of {} is given twice", port, machine.host), kForms,
                       kExitUsage);
       }
     }
