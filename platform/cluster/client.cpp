@@ -63,7 +63,8 @@ Answer Client::Call(const char* path, const std::string& body, milliseconds time
     }
     const std::string why = Describe(answer, parsed);
     TryNext();
-    if (Clock::now() + kPause >= end) {
+    // No try without time for it: its failure would hide why the others have failed.
+    if (Clock::now() + 2 * kPause >= end) {
       throw Unreachable("the cluster does not answer (the last of " +
                             std::to_string(settings_.endpoints.size()) + " tried: " + why + ")",
                         was_sent);

@@ -18,6 +18,14 @@ extern "C" std::size_t NccTakeBody(char* bytes, std::size_t size, std::size_t co
   }
 }
 
+// `told` is what the library says beyond the code. Who is refused by the other side, after its own
+// part of the greeting has gone well, learns of it when it reads.
+std::string Describe(CURLcode code, const char* told) {
+  const std::string text = *told != '\0' ? told : curl_easy_strerror(code);
+  if (text.find(" alert ") == std::string::npos) return text;
+  return "it does not accept this certificate: " + text;
+}
+
 template <class Value>
 void Set(CURL* handle, CURLoption option, Value value) {
   if (curl_easy_setopt(handle, option, value) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
@@ -51,6 +59,7 @@ Http::Http(const EtcdSettings& settings)
   if (headers_ == nullptr) throw std::bad_alloc();
   Set(handle_.get(), CURLOPT_HTTPHEADER, headers_);
   Set(handle_.get(), CURLOPT_WRITEFUNCTION, &NccTakeBody);
+  Set(handle_.get(), CURLOPT_ERRORBUFFER, told_.data());
 }
 
 Http::~Http() { curl_slist_free_all(headers_); }
@@ -64,6 +73,7 @@ HttpAnswer Http::Post(const std::string& url, const std::string& body,
   Set(curl, CURLOPT_POSTFIELDS, body.c_str());
   Set(curl, CURLOPT_WRITEDATA, &answer.body);
   Set(curl, CURLOPT_TIMEOUT_MS, std::max<long>(1, static_cast<long>(timeout.count())));
+  told_.front() = '\0';
   const CURLcode code = curl_easy_perform(curl);
   long sent = 0;
   curl_easy_getinfo(curl, CURLINFO_REQUEST_SIZE, &sent);
@@ -71,7 +81,7 @@ HttpAnswer Http::Post(const std::string& url, const std::string& body,
   if (code == CURLE_OK) {
     curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &answer.status);
   } else {
-    answer.error = curl_easy_strerror(code);
+    answer.error = Describe(code, told_.data());
   }
   return answer;
 }

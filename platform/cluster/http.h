@@ -5,6 +5,7 @@
 
 #include <curl/curl.h>
 
+#include <array>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -37,6 +38,7 @@ class Http {
  private:
   CurlHandle handle_;
   curl_slist* headers_;
+  std::array<char, CURL_ERROR_SIZE> told_{};  // of the last failure
 };
 
 }  // namespace ncc::etcd
