@@ -186,7 +186,7 @@ def demonstrate(tool, stack, description, generate):
                  "the standby does not generate its files")
     owner = begin_change(tool, stack)
     tool.show("--db", SECOND, "cluster", "status")
-    tool.run("--quiet", "--db", SECOND, "server", "add", "Refused", code=6)
+    tool.show("--db", SECOND, "server", "add", "Refused", code=6)
 
     say("The first centre dies in the midst of its next change, and with it the node that leads")
     status = tool.json("--db", SECOND, "cluster", "status")

@@ -227,6 +227,7 @@ TEST_P(EngineContract, IsCopiedToAnotherAndBackWithItsHistory) {
 
 TEST_P(EngineContract, IsFollowedCommitByCommit) {
   if (!place->IsShared()) {
+    Create(1);
     EXPECT_TRUE(Says(ErrorOf([&] { Open(OpenMode::kFollow); }), "can be followed"));
     return;
   }
