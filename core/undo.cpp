@@ -136,7 +136,7 @@ class Undoing {
       Try(fewest, needed);
       std::ranges::set_difference(fewest, wanted_, std::inserter(needed, needed.end()));
     }
-    const bool is_done = needed.empty() && base_.Unit().HasChanges();
+    const bool is_done = needed.empty() && has_effect_;
     if (!is_done) base_.Withdraw();
     if (!is_done && !has_effect_) throw Refusal("what was changed is as it was before");
     return needed;
