@@ -211,27 +211,62 @@ void ExamineDefinitions(const CHDBase& base) {
   }
 }
 
+void ExamineNote(const CHDBase& base, std::uint32_t number) {
+  const CHDBRecord* const object = base.FindRecord(number);
+  const std::string name = NameOf(object != nullptr ? object->Type() : 0, number);
+  if (number >= kNetworkNumber) throw UnsoundNetwork(name + " has notes", {number});
+  if (object == nullptr)
+    throw UnsoundNetwork(name + ": it is missing, and notes of it are there", {number});
+}
+
+// The faults that were met, the first of each object.
+class Faults {
+ public:
+  explicit Faults(std::size_t most) : most_(most) {}
+
+  template <class Examine>
+  void Try(Examine examine) {
+    if (faults_.size() == most_) return;
+    try {
+      examine();
+    } catch (const UnsoundNetwork& fault) {
+      faults_.push_back(fault);
+    }
+  }
+  bool HasAny() const { return !faults_.empty(); }
+  std::vector<UnsoundNetwork> Take() { return std::move(faults_); }
+
+ private:
+  const std::size_t most_;
+  std::vector<UnsoundNetwork> faults_;
+};
+
 }  // namespace
 
-void ExamineNetwork(const CHDBase& base) {
-  ExamineDefinitions(base);
-  if (!base.HasFolder({kFolderSpace, kRootNumber})) {
-    throw UnsoundNetwork("the root folder is missing", {kRootNumber});
-  }
+std::vector<UnsoundNetwork> FaultsOf(const CHDBase& base, std::size_t most) {
+  Faults faults(most);
+  faults.Try([&] { ExamineDefinitions(base); });
+  faults.Try([&] {
+    if (!base.HasFolder({kFolderSpace, kRootNumber}))
+      throw UnsoundNetwork("the root folder is missing", {kRootNumber});
+  });
   TypeTable types;
   base.ForEachObject([&](const CHDBRecord& object) {
-    Examination(base, types, object).ExamineValues();
+    faults.Try([&] { Examination(base, types, object).ExamineValues(); });
     types.At(object.Number()) = static_cast<std::uint8_t>(object.Type());
   });
-  base.ForEachObject(
-      [&](const CHDBRecord& object) { Examination(base, types, object).ExamineReferences(); });
-  for (const auto& [number, notes] : base.AllNotes()) {
-    const CHDBRecord* const object = base.FindRecord(number);
-    const std::string name = NameOf(object != nullptr ? object->Type() : 0, number);
-    if (number >= kNetworkNumber) throw UnsoundNetwork(name + " has notes", {number});
-    if (object == nullptr)
-      throw UnsoundNetwork(name + ": it is missing, and notes of it are there", {number});
-  }
+  if (faults.HasAny()) return faults.Take();  // what follows takes all that for granted
+  base.ForEachObject([&](const CHDBRecord& object) {
+    faults.Try([&] { Examination(base, types, object).ExamineReferences(); });
+  });
+  for (const auto& [number, notes] : base.AllNotes())
+    faults.Try([&base, number = number] { ExamineNote(base, number); });
+  return faults.Take();
+}
+
+void ExamineNetwork(const CHDBase& base) {
+  const std::vector<UnsoundNetwork> faults = FaultsOf(base, 1);
+  if (!faults.empty()) throw UnsoundNetwork(faults.front());
 }
 
 }  // namespace ncc

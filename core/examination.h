@@ -3,6 +3,7 @@
 
 #include "platform/hdb/base.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -25,5 +26,8 @@ class UnsoundNetwork : public StorageError {
 // operation of this library can have left. What an application may store as it likes is not looked
 // at: the preferences, memberships and primary collectives of what is gone.
 void ExamineNetwork(const CHDBase& base);
+
+// What it would throw, for up to `most` objects.
+std::vector<UnsoundNetwork> FaultsOf(const CHDBase& base, std::size_t most);
 
 }  // namespace ncc

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstring>
 #include <iterator>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -23,6 +24,9 @@ using namespace ncc;
 namespace {
 
 using Revisions = std::set<std::uint64_t>;
+using Objects = std::vector<std::uint32_t>;
+// Of each of these sets of later units one has to be taken back too.
+using Choices = std::vector<Revisions>;
 
 // What becomes of entries ---------------------------------------------------------------------
 
@@ -114,7 +118,7 @@ void CheckUndoable(const CHDBase& base, const Revisions& revisions) {
 }
 
 // Finds the later units without which others cannot be taken back: each set that it gives was
-// tried.
+// tried. A trial walks the whole network, so there are few of them.
 class Undoing {
  public:
   Undoing(CHDBase& base, const Revisions& wanted)
@@ -131,9 +135,10 @@ class Undoing {
   // it.
   Revisions Run() {
     Revisions needed;
-    if (!Try(wanted_, needed)) {
-      const Revisions fewest = Fewest(AllNeeded(needed));
-      Try(fewest, needed);
+    Choices choices;
+    if (!Try(wanted_, choices)) {
+      const Revisions fewest = Fewest(AllNeeded(std::move(choices)));
+      Try(fewest, choices);
       std::ranges::set_difference(fewest, wanted_, std::inserter(needed, needed.end()));
     }
     const bool is_done = needed.empty() && has_effect_;
@@ -143,70 +148,103 @@ class Undoing {
   }
 
  private:
-  // Otherwise nothing was done; then `needed` has later units that may be in the way.
-  bool Try(const Revisions& revisions, Revisions& needed) {
+  static constexpr int kMostTrials = 30;
+  static constexpr std::size_t kMostFaults = 10000;   // that one trial looks at
+  static constexpr std::size_t kMostOfAChoice = 100;  // that one trial takes
+
+  // Otherwise nothing was done, and `choices` are those that stand in the way.
+  bool Try(const Revisions& revisions, Choices& choices) {
+    ++trials_;
     CHDBase::TakenBack taken = base_.TakeBack(revisions, MergeEntries);
-    needed = std::move(taken.in_the_way);
+    choices = std::move(taken.in_the_way);
     has_effect_ = taken.has_effect;
     if (!taken.is_done) return false;
-    const std::optional<std::vector<std::uint32_t>> faulty = FaultyObjects();
-    if (!faulty) return true;
+    const std::vector<Objects> faults = FaultyObjects();
+    if (faults.empty()) return true;
     base_.Withdraw();
-    needed = LaterOf(revisions, *faulty);
+    choices = LaterOf(revisions, faults);
     return false;
   }
 
   bool TryAndWithdraw(const Revisions& revisions) {
-    Revisions unused;
+    Choices unused;
     if (!Try(revisions, unused)) return false;
     base_.Withdraw();
     return true;
   }
 
   // What is wanted and later units with which it can be taken back, perhaps more than have to go;
-  // `needed` are those that a trial of what is wanted gave.
-  Revisions AllNeeded(Revisions needed) {
+  // `choices` are those that a trial of what is wanted gave.
+  Revisions AllNeeded(Choices choices) {
     Revisions all = wanted_;
-    std::size_t most = 1;  // the newest first: what they have left is mostly what stands in the way
+    std::size_t most = 1;
     do {
       const std::size_t known = all.size();
-      for (std::size_t left = most; left > 0 && !needed.empty(); --left)
-        all.insert(needed.extract(std::prev(needed.end())));
+      if (all == certain_) AddCertain(choices);
+      if (most <= kMostOfAChoice) AddNewest(choices, most, all);
       if (all.size() == known && !AddAllLater(all))
         throw Refusal("what came later stands in the way, and cannot be taken back with it");
       most *= 2;
-    } while (!Try(all, needed));
+    } while (!Try(all, choices));
     base_.Withdraw();
     return all;
   }
 
-  // The objects of which something is wrong in the network as it is now; nothing when all is right.
-  std::optional<std::vector<std::uint32_t>> FaultyObjects() const {
-    try {
-      ExamineNetwork(base_);
-    } catch (const UnsoundNetwork& fault) {
-      return fault.Objects();
+  // Where there is no choice.
+  void AddCertain(const Choices& choices) {
+    for (const Revisions& choice : choices) {
+      if (choice.size() == 1) certain_.insert(*choice.begin());
     }
-    for (const Flaw& flaw : FlawsOf(base_)) {
-      if (!flaws_.contains(flaw)) return ObjectsOf(base_, flaw);
-    }
-    return std::nullopt;
   }
 
-  // The later units that have changed one of these objects.
-  Revisions LaterOf(const Revisions& revisions, std::vector<std::uint32_t> objects) const {
-    // Whatever comes or goes changes these two.
-    std::erase_if(objects, [](std::uint32_t number) { return number >= kNetworkNumber; });
-    Revisions later;
+  // What the newest have left is mostly what stands in the way.
+  static void AddNewest(const Choices& choices, std::size_t most, Revisions& all) {
+    for (const Revisions& choice : choices) {
+      const std::size_t first = choice.size() - std::min(most, choice.size());
+      all.insert(std::next(choice.begin(), static_cast<std::ptrdiff_t>(first)), choice.end());
+    }
+  }
+
+  // For each thing that is wrong in the network as it is now, the objects that it is about.
+  std::vector<Objects> FaultyObjects() const {
+    std::vector<Objects> faulty;
+    for (const UnsoundNetwork& fault : FaultsOf(base_, kMostFaults))
+      faulty.push_back(fault.Objects());
+    if (!faulty.empty()) return faulty;
+    for (const Flaw& flaw : FlawsOf(base_)) {
+      if (faulty.size() == kMostFaults) break;
+      if (!flaws_.contains(flaw)) faulty.push_back(ObjectsOf(base_, flaw));
+    }
+    return faulty;
+  }
+
+  // For each fault the later units, the newest of them, that have changed one of its objects.
+  Choices LaterOf(const Revisions& revisions, const std::vector<Objects>& faults) const {
+    std::map<std::uint32_t, Revisions> later;
+    for (const Objects& objects : faults) {
+      for (const std::uint32_t object : objects) {
+        // Whatever comes or goes changes the root folder and the network record.
+        if (object < kNetworkNumber) later.try_emplace(object);
+      }
+    }
     base_.ReadHistory(*revisions.begin(), base_.Revision(), [&](HistoryEntry&& entry) {
-      const std::vector<KeyedRow> rows = UnpackRows(entry.replaced);
-      const bool has_changed = std::ranges::any_of(rows, [&](const KeyedRow& former) {
-        return std::ranges::count(objects, former.key.number) > 0;
-      });
-      if (has_changed && !revisions.contains(entry.revision)) later.insert(entry.revision);
+      if (revisions.contains(entry.revision)) return true;
+      for (const KeyedRow& former : UnpackRows(entry.replaced)) {
+        const auto found = later.find(former.key.number);
+        if (found != later.end() && found->second.size() < kMostOfAChoice)
+          found->second.insert(entry.revision);
+      }
       return true;
     });
-    return later;
+    Choices choices;
+    for (const Objects& objects : faults) {
+      Revisions& choice = choices.emplace_back();
+      for (const std::uint32_t object : objects) {
+        if (const auto found = later.find(object); found != later.end())
+          choice.insert(found->second.begin(), found->second.end());
+      }
+    }
+    return choices;
   }
 
   // So that the network becomes what it was before. False when all were among them already.
@@ -221,21 +259,20 @@ class Undoing {
   // the others then cannot.
   Revisions Fewest(const Revisions& all) {
     std::vector<std::uint64_t> added;  // the newest, which are to go rather than others, first
-    std::ranges::set_difference(all, wanted_, std::back_inserter(added));
+    std::ranges::set_difference(all, certain_, std::back_inserter(added));
     std::ranges::reverse(added);
-    Revisions fewest = wanted_;
-    fewest.merge(NeededOf(wanted_, true, added));
-    return TryAndWithdraw(fewest) ? fewest : all;
+    Revisions fewest = certain_;
+    fewest.merge(NeededOf(certain_, certain_ == wanted_, added));
+    return fewest == all || TryAndWithdraw(fewest) ? fewest : all;
   }
 
   // Of these units those that have to go with the others, by halves; all of them, when that takes
   // too many trials.
   Revisions NeededOf(const Revisions& others, bool is_known_short,
                      const std::vector<std::uint64_t>& units) {
-    constexpr int kMostTrials = 100;
-    if (!is_known_short && (++trials_ > kMostTrials || TryAndWithdraw(others)))
-      return trials_ > kMostTrials ? Revisions(units.begin(), units.end()) : Revisions();
-    if (units.size() <= 1) return {units.begin(), units.end()};
+    if (units.empty()) return {};
+    if (!is_known_short && trials_ < kMostTrials && TryAndWithdraw(others)) return {};
+    if (units.size() == 1 || trials_ >= kMostTrials) return {units.begin(), units.end()};
     const auto middle = units.begin() + static_cast<std::ptrdiff_t>(units.size() / 2);
     const std::vector<std::uint64_t> halves[] = {{units.begin(), middle}, {middle, units.end()}};
     Revisions with_first = others;
@@ -249,7 +286,8 @@ class Undoing {
 
   CHDBase& base_;
   const Revisions& wanted_;
-  Flaws flaws_;  // that the network has, or had before all that is wanted
+  Revisions certain_ = wanted_;  // and later units without which it cannot be taken back
+  Flaws flaws_;                  // that the network has, or had before all that is wanted
   int trials_ = 0;
   bool has_effect_ = false;  // of the last trial
 };

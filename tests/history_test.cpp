@@ -226,10 +226,29 @@ struct Undone {
   std::vector<std::size_t> needed;
 };
 
+constexpr unsigned long kD = 7;
+constexpr unsigned long kU = 9;
+constexpr unsigned long kNew = 77;
+
+Undone ManyNameWhatWouldBeGone() {
+  const auto add_node = [](CNCCNet& net) { return AddAPAs(net, {kNew}, 1, "gate", 0) != 0; };
+  const auto add_users = [](CNCCNet& net) {
+    bool is_made = net.BeginBatch();
+    for (int i = 0; i < 64; ++i)
+      is_made = net.CreateAB(("u" + std::to_string(i)).c_str()) != 0 && is_made;
+    return net.EndBatch() && is_made;
+  };
+  Undone many = {"many name what would be gone", {add_node, add_users}, {}};
+  for (int i = 0; i < 64; ++i) {
+    many.needed.push_back(many.changes.size());
+    many.changes.emplace_back([name = "u" + std::to_string(i)](CNCCNet& net) {
+      return net.SetPrimaryCol(name.c_str(), {kD, kNew});
+    });
+  }
+  return many;
+}
+
 TEST(History, TellsWhichLaterUnitsHaveToGoToo) {
-  constexpr unsigned long kD = 7;
-  constexpr unsigned long kU = 9;
-  constexpr unsigned long kNew = 77;
   const auto add_late = [](CNCCNet& net) { return net.CreateAB("late") != 0; };
   const auto link = [](CNCCNet& net) { return net.LinkSrvToSrv("A", "B"); };
   const auto make_big_dep = [](CNCCNet& net) {
@@ -240,6 +259,7 @@ TEST(History, TellsWhichLaterUnitsHaveToGoToo) {
   };
   const auto unlink = [](CNCCNet& net) { return net.DeleteLink("A", "B"); };
   const Undone cases[] = {
+      ManyNameWhatWouldBeGone(),
       {"another has got the name",
        {[](CNCCNet& net) { return net.ModifyAB("u", "other"); }, add_late,
         [](CNCCNet& net) { return net.CreateAB("U") != 0; }},

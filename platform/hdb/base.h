@@ -195,9 +195,10 @@ class CHDBase final : ncc::ObjectOwner {
                                                                   std::size_t most) const;
 
   struct TakenBack {
-    bool is_done = false;                // else nothing was
-    bool has_effect = false;             // else all that the network holds is as it was
-    std::set<std::uint64_t> in_the_way;  // later units that have changed the same
+    bool is_done = false;     // else nothing was
+    bool has_effect = false;  // else all that the network holds is as it was
+    // Later units that have changed the same: of each set one has to be taken back too.
+    std::vector<std::set<std::uint64_t>> in_the_way;
   };
   // Takes back, in the running unit, which has changed nothing yet, what the units of these
   // revisions have changed. Whether what is left is sound is the caller's business. Throws when the

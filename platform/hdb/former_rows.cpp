@@ -161,21 +161,20 @@ struct RowWay {
   std::optional<Row> then;        // before the units that were met
   std::optional<Row> now;         // what it becomes
   std::set<std::uint64_t> later;  // units that stay and have changed it
+  bool is_blocked = false;        // by some of these
 };
 using RowWays = std::map<RowKey, RowWay>;
 
 // Lists and notes without their object: later units gave them to one that goes, or removed the
 // object.
-std::set<std::uint64_t> InTheWayOfObjects(const RowWays& ways) {
-  std::set<std::uint64_t> revisions;
+void AddInTheWayOfObjects(const RowWays& ways, std::vector<std::set<std::uint64_t>>& in_the_way) {
   for (const auto& [key, way] : ways) {
     const auto object = ways.find({RowKind::kObject, key.number});
     if (key.kind < RowKind::kChunk || !way.now || object == ways.end() || object->second.now)
       continue;
     const auto& later = object->second.stored ? way.later : object->second.later;
-    revisions.insert(later.begin(), later.end());
+    if (!later.empty()) in_the_way.push_back(later);
   }
-  return revisions;
 }
 
 }  // namespace
@@ -183,7 +182,7 @@ std::set<std::uint64_t> InTheWayOfObjects(const RowWays& ways) {
 CHDBase::TakenBack CHDBase::TakeBack(const std::set<std::uint64_t>& revisions,
                                      const ncc::MergeData& merge) {
   RowWays ways;
-  TakenBack result{true, false, {}};
+  TakenBack result;
   const auto take_back = [&](HistoryEntry&& entry) {
     const bool is_wanted = revisions.contains(entry.revision);
     for (KeyedRow& former : ncc::UnpackRows(entry.replaced)) {
@@ -192,17 +191,18 @@ CHDBase::TakenBack CHDBase::TakeBack(const std::set<std::uint64_t>& revisions,
       if (is_new) way.stored = way.then = way.now = StoredRow(former.key);
       if (!is_wanted) {
         way.later.insert(entry.revision);
-      } else if (!ncc::TakeBackRow(former.key, former.row, way.then, way.now, merge)) {
-        result.is_done = false;
-        result.in_the_way.insert(way.later.begin(), way.later.end());
+      } else if (!way.is_blocked &&
+                 !ncc::TakeBackRow(former.key, former.row, way.then, way.now, merge)) {
+        way.is_blocked = true;
+        result.in_the_way.push_back(way.later);
       }
       way.then = std::move(former.row);
     }
     return true;
   };
   engine_->ReadHistory(*revisions.begin(), state_.revision, take_back);
-  result.in_the_way.merge(InTheWayOfObjects(ways));
-  result.is_done = result.is_done && result.in_the_way.empty();
+  AddInTheWayOfObjects(ways, result.in_the_way);
+  result.is_done = result.in_the_way.empty();
   if (!result.is_done) return result;
   std::vector<KeyedRow> rows;
   for (auto& [key, way] : ways) {
