@@ -121,13 +121,8 @@ void CheckUndoable(const CHDBase& base, const Revisions& revisions) {
 // tried. A trial walks the whole network, so there are few of them.
 class Undoing {
  public:
-  Undoing(CHDBase& base, const Revisions& wanted)
-      : base_(base), wanted_(wanted), flaws_(FlawsOf(base)) {
-    Revisions all = wanted;
-    AddAllLater(all);
-    if (!base_.TakeBack(all, MergeEntries).is_done) return;
-    flaws_.merge(FlawsOf(base_));
-    base_.Withdraw();
+  Undoing(CHDBase& base, const Revisions& wanted) : base_(base), wanted_(wanted) {
+    if (!AreAllLater(wanted)) flaws_ = FlawsOf(base);
   }
 
   // Takes back what is wanted. Returns the later units that have to go with it; then nothing was
@@ -159,9 +154,11 @@ class Undoing {
     choices = std::move(taken.in_the_way);
     has_effect_ = taken.has_effect;
     if (!taken.is_done) return false;
-    const std::vector<Objects> faults = FaultyObjects();
+    std::vector<Objects> faults = UnsoundObjects();
+    if (faults.empty() && !AreAllLater(revisions)) faults = FlawedObjects();
     if (faults.empty()) return true;
     base_.Withdraw();
+    if (AddFormerFlaws()) return Try(revisions, choices);
     choices = LaterOf(revisions, faults);
     return false;
   }
@@ -206,16 +203,33 @@ class Undoing {
   }
 
   // For each thing that is wrong in the network as it is now, the objects that it is about.
-  std::vector<Objects> FaultyObjects() const {
+  std::vector<Objects> UnsoundObjects() const {
     std::vector<Objects> faulty;
     for (const UnsoundNetwork& fault : FaultsOf(base_, kMostFaults))
       faulty.push_back(fault.Objects());
-    if (!faulty.empty()) return faulty;
-    for (const Flaw& flaw : FlawsOf(base_)) {
-      if (faulty.size() == kMostFaults) break;
-      if (!flaws_.contains(flaw)) faulty.push_back(ObjectsOf(base_, flaw));
-    }
     return faulty;
+  }
+
+  // The same of flaws that are new.
+  std::vector<Objects> FlawedObjects() const {
+    std::vector<Objects> flawed;
+    for (const Flaw& flaw : FlawsOf(base_)) {
+      if (flawed.size() == kMostFaults) break;
+      if (!flaws_.contains(flaw)) flawed.push_back(ObjectsOf(base_, flaw));
+    }
+    return flawed;
+  }
+
+  // What the network had before all that is wanted is not new either. False when that is known.
+  bool AddFormerFlaws() {
+    if (has_former_flaws_) return false;
+    has_former_flaws_ = true;
+    Revisions all = wanted_;
+    AddAllLater(all);
+    if (!base_.TakeBack(all, MergeEntries).is_done) return false;
+    flaws_.merge(FlawsOf(base_));
+    base_.Withdraw();
+    return true;
   }
 
   // For each fault the later units, the newest of them, that have changed one of its objects.
@@ -247,7 +261,11 @@ class Undoing {
     return choices;
   }
 
-  // So that the network becomes what it was before. False when all were among them already.
+  // Then the network becomes what it was before.
+  bool AreAllLater(const Revisions& revisions) const {
+    return revisions.size() == base_.Revision() + 1 - *revisions.begin();
+  }
+  // False when all were among them already.
   bool AddAllLater(Revisions& revisions) const {
     const std::size_t known = revisions.size();
     for (std::uint64_t each = *revisions.begin(); each <= base_.Revision(); ++each)
@@ -287,7 +305,8 @@ class Undoing {
   CHDBase& base_;
   const Revisions& wanted_;
   Revisions certain_ = wanted_;  // and later units without which it cannot be taken back
-  Flaws flaws_;                  // that the network has, or had before all that is wanted
+  Flaws flaws_;                  // that the network has, or is known to have had before
+  bool has_former_flaws_ = false;
   int trials_ = 0;
   bool has_effect_ = false;  // of the last trial
 };
