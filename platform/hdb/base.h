@@ -274,6 +274,7 @@ class CHDBase final : ncc::ObjectOwner {
   ncc::UnitOfWork unit_;
   ncc::StoredState state_;
   std::optional<ncc::HistoryRule> new_rule_;  // that the running unit sets
+  std::vector<Tie> cut_;                      // of objects that TakeBack has removed
   std::uint64_t generation_ = 0;
   std::optional<std::string> owner_;  // whom a follower follows; empty: nobody
   std::optional<Absence> absence_;

@@ -114,8 +114,7 @@ void CHDBase::GoBackTo(std::uint64_t revision) {
   state_.revision = revision;
 }
 
-// Comparing
-// -----------------------------------------------------------------------------------------
+// Comparing ---------------------------------------------------------------------------------------
 
 std::optional<std::vector<ncc::RowDifference>> CHDBase::DifferencesSince(std::uint64_t revision,
                                                                          std::uint64_t row_sum,
@@ -183,6 +182,7 @@ CHDBase::TakenBack CHDBase::TakeBack(const std::set<std::uint64_t>& revisions,
                                      const ncc::MergeData& merge) {
   RowWays ways;
   TakenBack result;
+  cut_.clear();
   const auto take_back = [&](HistoryEntry&& entry) {
     const bool is_wanted = revisions.contains(entry.revision);
     for (KeyedRow& former : ncc::UnpackRows(entry.replaced)) {
@@ -209,6 +209,10 @@ CHDBase::TakenBack CHDBase::TakeBack(const std::set<std::uint64_t>& revisions,
     if (way.now == way.stored) continue;
     Touch(key);
     result.has_effect = result.has_effect || !ncc::HoldSame(way.now, way.stored);
+    if (key.kind == RowKind::kObject && !way.now) {
+      for (const std::uint32_t parent : Object(key.number).Parents())
+        cut_.emplace_back(parent, key.number);
+    }
     rows.push_back({key, std::move(way.now)});
   }
   PutRows(rows);
@@ -217,10 +221,11 @@ CHDBase::TakenBack CHDBase::TakeBack(const std::set<std::uint64_t>& revisions,
 
 void CHDBase::Withdraw() {
   std::vector<KeyedRow> rows;
-  unit_.ForEachBefore([&](const RowKey& key, const Row* before) {
+  unit_.ForEachFormer([&](const RowKey& key, const Row* before) {
     rows.push_back({key, before != nullptr ? std::optional(*before) : std::nullopt});
   });
   PutRows(rows);
-  DeriveParents();  // also of folders that listed what comes back and stayed as they were
+  // Also of folders that listed what comes back and stayed as they were.
+  for (const Tie& tie : cut_) DeriveParent(tie);
   unit_.Clear();
 }

@@ -77,13 +77,8 @@ class UnitOfWork {
   void ForEachTouched(Visit visit) const {
     for (const Touched& row : rows_) visit(Unpack(row.key));
   }
-  // Calls visit(key, row) in the order of touching, the row as it is stored; null for none.
-  template <class Visit>
-  void ForEachBefore(Visit visit) const {
-    for (const Touched& row : rows_) visit(Unpack(row.key), row.before.get());
-  }
-
-  // Calls visit(key, row as it was stored) for the same; null for a row that was not.
+  // Calls visit(key, row as it was stored) for the same, in the order of touching; null for a row
+  // that was not.
   template <class Visit>
   void ForEachFormer(Visit visit) const {
     for (const Touched& row : rows_) visit(Unpack(row.key), row.before.get());
