@@ -92,16 +92,20 @@ TEST_P(Away, IsSettledForABatchToo) {
 
 TEST(Storage, ThatDoesNotAnswerChangesNothing) {
   for (const Operation& change : SampleChanges()) {
-    Sample sample;
-    CNCCNet& net = sample.Net();
-    const std::string before = Describe(net);
-    sample.Store().SetNetwork(Network::kIsDown);
-    EXPECT_TRUE(IsRefused(net, change.run(net))) << change.name;
-    EXPECT_EQ(LastFailure(), NCCFailure::kUnavailable) << change.name;
-    EXPECT_EQ(Describe(net), before) << change.name;
-    sample.Store().SetNetwork(Network::kWorks);
-    EXPECT_NE(change.run(net), 0U) << change.name << ": " << net.LastError();
-    sample.DescribeTwice();
+    // With a rule of days the engine is asked before the commit, too.
+    for (const CHistoryRule& rule : {CHistoryRule{}, CHistoryRule{CHistoryRule::kDays, 1}}) {
+      Sample sample;
+      CNCCNet& net = sample.Net();
+      ASSERT_TRUE(net.SetHistoryRule(rule)) << net.LastError();
+      const std::string before = Describe(net);
+      sample.Store().SetNetwork(Network::kIsDown);
+      EXPECT_TRUE(IsRefused(net, change.run(net))) << change.name;
+      EXPECT_EQ(LastFailure(), NCCFailure::kUnavailable) << change.name;
+      EXPECT_EQ(Describe(net), before) << change.name;
+      sample.Store().SetNetwork(Network::kWorks);
+      EXPECT_NE(change.run(net), 0U) << change.name << ": " << net.LastError();
+      sample.DescribeTwice();
+    }
   }
 }
 

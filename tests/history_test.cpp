@@ -302,6 +302,7 @@ TEST(History, TellsWhichLaterUnitsHaveToGoToo) {
     Revisions in_the_way;
     EXPECT_FALSE(net.Undo({first}, in_the_way)) << undone.title;
     EXPECT_EQ(in_the_way, needed) << undone.title << ": " << net.LastError();
+    EXPECT_EQ(FindFaults(net), "") << undone.title << " and was tried";
     needed.push_front(first);
     EXPECT_TRUE(net.Undo(needed, in_the_way)) << undone.title << ": " << net.LastError();
     EXPECT_EQ(FindFaults(net), "") << undone.title;

@@ -103,8 +103,12 @@ void CHDBase::Commit() {
 
 // Memory follows what the failure has left. `changes` is null where nothing was tried.
 bool CHDBase::IsStoredAfterAll(NCCFailure kind, const char* why, const Changes* changes) noexcept {
-  if (changes == nullptr || unit_.HasFailed()) {
+  if (unit_.HasFailed()) {
     DropFailedUnit();
+    return false;
+  }
+  if (changes == nullptr) {
+    TakeBackUnit();
     return false;
   }
   if (kind == NCCFailure::kUnavailable) TakeBackUnit();

@@ -123,6 +123,7 @@ class MemoryEngine final : public StorageEngine {
 
   std::uint64_t FirstSince(std::int64_t time) override {
     const MemoryStore::Lock lock(store_->mutex_);
+    if (store_->network_ == Network::kIsDown) CheckNetwork();
     for (const auto& [revision, entry] : store_->history_) {
       if (entry.time >= time) return revision;
     }
