@@ -71,6 +71,7 @@ TEST_P(Away, ComesBackWithTheNextChangeThatIsTried) {
   if (is_stored) {
     EXPECT_EQ(sample.AddServer("next"), 0U) << "it was asked of a network without the other";
     EXPECT_NE(std::string(net.LastError()).find("stored after all"), std::string::npos);
+    EXPECT_EQ(LastFailure(), NCCFailure::kUnavailable) << "to be tried again";
     EXPECT_EQ(Describe(net), DescribeWith("lost"));
   }
   const unsigned long added = sample.AddServer("next");

@@ -12,7 +12,8 @@ enum class NCCFailure {
   kInUse,         ///< another owner has it: try again later, or OpenSnapshot or OpenStandby
   kDamaged,       ///< it is not what was stored: RestoreBackup
   kLossPossible,  ///< the last changes may be gone: RestoreBackup, or AcceptLoss and open again
-  kUnavailable,   ///< what keeps it does not answer; nothing was changed: try again later
+  kUnavailable,   ///< what keeps it does not answer, or has only now told that the change before
+                  ///< is stored; nothing was changed: try again
   kNotOwner,      ///< another owns it, or has taken it over; nothing was changed
   kNotKnown,      ///< whether the change is stored is not known yet: CNCCNet::Settle tells
 };

@@ -227,8 +227,9 @@ void CHDBase::CheckPresent() {
   if (!absence_ || (!absence_->is_stored && !AskForAttempt())) return;
   absence_->is_stored = true;
   throw StorageError("the change before this one is stored after all, as revision " +
-                     std::to_string(absence_->attempt->state.revision) +
-                     "; this one was not made: try it again");
+                         std::to_string(absence_->attempt->state.revision) +
+                         "; this one was not made: try it again",
+                     NCCFailure::kUnavailable);
 }
 
 void CHDBase::TakeInAttempt() noexcept {
