@@ -150,7 +150,9 @@ class CHDBase final : ncc::ObjectOwner {
   const std::string& OwnerToFollow() const { return *owner_; }
   void BeFollowerOf(const std::string& owner);
   // Takes in, in a follower, what the owner has stored since; waits up to `wait` for something.
-  // Returns whether there was anything. After an exception what was shown stays.
+  // Returns whether there was anything. After an exception what was shown stays; but where the
+  // units are not kept any more, or do not lead to what they say, all is loaded anew, and until
+  // that succeeds nothing is shown (see CheckUsable).
   bool Follow(std::chrono::milliseconds wait);
   // Makes a follower the owner, with all that is stored. See ncc::StorageEngine::Acquire. After an
   // exception it goes on to follow, and this may be called again.
