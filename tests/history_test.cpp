@@ -78,6 +78,7 @@ TEST(History, ShowsEachStateThatTheNetworkHad) {
     net.Close();
     CNCCNet shown;
     ASSERT_TRUE(shown.OpenSnapshot(scratch.Path().c_str(), "net"));
+    const std::string copy = scratch.Path() + "/copy.db";
     std::vector<std::uint64_t> revisions;
     for (const auto& [revision, state] : states) revisions.push_back(revision);
     std::reverse(revisions.begin(), revisions.end());
@@ -86,6 +87,7 @@ TEST(History, ShowsEachStateThatTheNetworkHad) {
       ASSERT_TRUE(shown.ShowRevision(revision)) << shown.LastError();
       ASSERT_EQ(Describe(shown), states[revision]) << "seed " << seed << " revision " << revision;
       ASSERT_EQ(FindFaults(shown), "") << "seed " << seed << " revision " << revision;
+      ASSERT_EQ(shown.Backup(copy.c_str()), revision == revisions.front()) << shown.LastError();
     }
     EXPECT_FALSE(shown.ShowRevision(0));
   }

@@ -136,7 +136,8 @@ class NCC_API CNCCNet : public CNetHistory, public CNetStandby {
   /// history tells then.
   NCCOutcome Settle();
   /// Writes a consistent copy of the open database to `file`, an existing file being replaced
-  /// whole. False inside a batch, and when that file is a database that somebody has open.
+  /// whole. False inside a batch, while ShowRevision shows a former revision, and when that file is
+  /// a database that somebody has open.
   bool Backup(const char* file);
   /// The database's revision: raised by every unit that changed something. 0 while no database is
   /// open.

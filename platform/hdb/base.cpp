@@ -173,7 +173,12 @@ bool CHDBase::EncodeRow(const RowKey& key, Row& row) const {
 
 // Storing and loading -----------------------------------------------------------------------------
 
-void CHDBase::CopyTo(const std::string& file) { ncc::CopyToFile(*engine_, file); }
+void CHDBase::CopyTo(const std::string& file) {
+  if (shows_former_)
+    throw StorageError("revision " + std::to_string(state_.revision) +
+                       " shows, and a copy would be of the last one: show that one first");
+  ncc::CopyToFile(*engine_, file);
+}
 
 void CHDBase::DropObjects() {
   objects_.Clear();
@@ -223,6 +228,7 @@ void CHDBase::CheckUsable() {
 }
 
 void CHDBase::Load() {
+  shows_former_ = false;
   RowDecoder decoder;
   state_ = engine_->Load([&](const RowView& row) { LoadRow(row, decoder); });
   DeriveParents();

@@ -209,7 +209,7 @@ class CHDBase final : ncc::ObjectOwner {
   // Makes everything as it is stored, after TakeBack: the unit has changed nothing then.
   void Withdraw();
 
-  // See ncc::CopyToFile.
+  // See ncc::CopyToFile. Throws while a former revision shows: copied is what is stored.
   void CopyTo(const std::string& file);
 
  private:
@@ -275,6 +275,7 @@ class CHDBase final : ncc::ObjectOwner {
   ncc::NameIndex names_{objects_};
   ncc::UnitOfWork unit_;
   ncc::StoredState state_;
+  bool shows_former_ = false;                 // and not what is stored
   std::optional<ncc::HistoryRule> new_rule_;  // that the running unit sets
   std::vector<Tie> cut_;                      // of objects that TakeBack has removed
   std::uint64_t generation_ = 0;

@@ -112,6 +112,7 @@ void CHDBase::GoBackTo(std::uint64_t revision) {
     return true;
   });
   state_.revision = revision;
+  shows_former_ = true;
 }
 
 // Comparing ---------------------------------------------------------------------------------------
