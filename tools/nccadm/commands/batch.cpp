@@ -1,7 +1,6 @@
 // batch
 #include <cstddef>
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,40 +10,13 @@
 #include "commands/command_line.h"
 #include "console/failure.h"
 #include "console/text.h"
+#include "console/typed_line.h"
 #include "files/files.h"
 
 namespace ncc::tool {
 namespace {
 
 constexpr std::size_t kMostBytes = 64U << 20;
-
-// The words of a line as a shell takes them apart: blanks, quotes, a backslash, # for a remark.
-// Nothing when a quote does not end.
-std::optional<std::vector<std::string>> WordsOf(std::string_view line) {
-  std::vector<std::string> words;
-  bool in_word = false;
-  char quote = '\0';
-  for (std::size_t i = 0; i < line.size(); ++i) {
-    const char c = line[i];
-    if (quote == '\0' && (c == ' ' || c == '\t' || c == '\r')) {
-      in_word = false;
-      continue;
-    }
-    if (quote == '\0' && !in_word && c == '#') break;
-    if (!in_word) words.emplace_back();
-    in_word = true;
-    if (c == quote) {
-      quote = '\0';
-    } else if (quote == '\0' && (c == '"' || c == '\'')) {
-      quote = c;
-    } else {
-      const bool escapes = c == '\\' && quote != '\'' && i + 1 < line.size();
-      words.back() += escapes ? line[++i] : c;
-    }
-  }
-  if (quote != '\0') return std::nullopt;
-  return words;
-}
 
 void RefuseControls(std::string_view line) {
   for (const char c : line) {
@@ -69,10 +41,9 @@ std::vector<Result> RunLines(Session& session, const std::string& file, std::str
     text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     try {
       RefuseControls(line);
-      const auto words = WordsOf(line);
-      if (!words) throw Failure("a quote does not end", {}, kExitUsage);
-      if (words->empty()) continue;
-      CommandLine::RunInUnit(session, *words);
+      const std::vector<std::string> words = WordsOf(line);
+      if (words.empty()) continue;
+      CommandLine::RunInUnit(session, words);
       results.push_back({number, session.Out().TakeHeld()});
     } catch (const Failure& failure) {
       throw failure.WithText(fmt::format("{}:{}: {}; none of the commands was carried out", file,
