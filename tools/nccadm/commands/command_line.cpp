@@ -119,6 +119,7 @@ Failure UnknownCommand(const CLI::App& root, const Reached& reached, const std::
   std::map<std::string, std::string> paths;
   const auto collect = [&paths](const CLI::App& app, const std::string& path) {
     for (const CLI::App* command : app.get_subcommands({})) {
+      if (command->get_group().empty()) continue;
       paths.try_emplace(command->get_name(), path + " " + command->get_name());
     }
   };
@@ -221,8 +222,8 @@ CommandLine::CommandLine() : app_("Administers the database of a network.", "ncc
               throw CLI::ValidationError("--color", when + " is none of auto, always and never");
             options_.color = found->second;
           },
-          "Colours: auto, always or never")
-      ->type_name("WHEN");
+          "When there are colours")
+      ->type_name("auto|always|never");
 }
 
 CLI::App& CommandLine::AddGroup(const std::string& name, const std::string& description) {
@@ -264,7 +265,10 @@ CLI::Option* CommandLine::AddKeyOption(CLI::App& command, std::string& file) {
 
 void CommandLine::AddApplicationsOption(CLI::App& command, std::vector<std::string>& applications,
                                         const std::string& name, const std::string& meaning) {
-  command.add_option(name, applications, meaning)->delimiter(',')->allow_extra_args(false);
+  command.add_option(name, applications, meaning)
+      ->type_name("APP")
+      ->delimiter(',')
+      ->allow_extra_args(false);
 }
 
 void CommandLine::OnRun(CLI::App& command, std::function<int(Session&)> action) {

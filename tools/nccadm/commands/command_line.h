@@ -20,6 +20,8 @@ class CommandLine {
   CommandLine& operator=(const CommandLine&) = delete;
 
   CLI::App& Root() { return app_; }
+  // That of --db; empty when there is none.
+  const std::string& Database() const { return options_.database; }
 
   // A family of commands, such as "server".
   CLI::App& AddGroup(const std::string& name, const std::string& description);
@@ -108,7 +110,7 @@ void AddJournalCommands(CommandLine& line);      // journal ...
 void AddClusterCommands(CommandLine& line);      // cluster ...
 void AddStandbyCommands(CommandLine& line);      // standby, takeover
 void AddMapCommand(CommandLine& line);           // show-map
-void AddCompletionCommand(CommandLine& line);    // completion
+void AddCompletionCommand(CommandLine& line);    // completion, complete
 
 void AddAllCommands(CommandLine& line);
 

@@ -1,7 +1,9 @@
 // init, info, backup, restore
+#include <cstdint>
 #include <filesystem>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <system_error>
 
 #include <fmt/format.h>
@@ -113,9 +115,16 @@ int Backup(Session& session, const std::string& file) {
   return kExitDone;
 }
 
+// The number of the network in the database of --db, where it can be read.
+std::optional<std::uint32_t> StoredNetwork(const Session& session) {
+  CNCCNet net;
+  if (!session.Peek(net)) return std::nullopt;
+  return net.Preferences()->net_number;
+}
+
 int Restore(Session& session, const std::string& copy) {
   const auto [revision, network] = session.CheckCopy(copy);
-  const auto held = session.StoredNetwork();
+  const auto held = StoredNetwork(session);
   const std::string what = fmt::format("revision {} of the network 0x{:04X}", revision, network);
   const std::string other =
       held && *held != network ? fmt::format(", which holds the network 0x{:04X},", *held) : "";

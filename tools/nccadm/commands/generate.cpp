@@ -284,6 +284,7 @@ struct GenerateCommand {
   const char* description;
   const char* examples;
   const char* only;  // which objects --only takes; null where it takes none
+  const char* kind;  // of them
   bool has_mode;
   bool has_packages;
 };
@@ -293,24 +294,24 @@ constexpr GenerateCommand kCommands[] = {
      "generate all --out /srv/ncc/out --mode 1\ngenerate all --out /srv/ncc/out --only Center "
      "Ivanov",
      "Only these servers and APs: their directories and maps, the node matrix, their packages",
-     true, true},
+     "NODE", true, true},
     {"apdb", "Make the directory databases of the APs in APDB, which is replaced",
      "generate apdb --out /srv/ncc/out\ngenerate apdb --out /srv/ncc/out --only Ivanov id:12",
-     "Only these APs; the files of others stay", true, false},
+     "Only these APs; the files of others stay", "AP", true, false},
     {"map", "Make the directories and stamp lists of the servers in MAP, after 'generate routes'",
      "generate map --out /srv/ncc/out\ngenerate map --out /srv/ncc/out --only Center",
-     "Only these servers; the maps, tunnels and registrations of all servers with them", true,
-     false},
+     "Only these servers; the maps, tunnels and registrations of all servers with them", "SERVER",
+     true, false},
     {"routes",
      "Make the maps, tunnels and registrations of the servers in MAP; 'generate map' "
      "stamps them",
-     "generate routes --out /srv/ncc/out", nullptr, false, false},
+     "generate routes --out /srv/ncc/out", nullptr, nullptr, false, false},
     {"packages", "Make the node matrix and pack what was generated before, in KC/AAA",
      "generate packages --out /srv/ncc/out --short\n"
      "generate packages --out /srv/ncc/out --only Center Ivanov",
-     "Only the packages of these servers and APs", false, true},
+     "Only the packages of these servers and APs", "NODE", false, true},
     {"kc", "Make the key centre's files in KC, which is replaced, and the packages",
-     "generate kc --out /srv/ncc/out --short", nullptr, false, true},
+     "generate kc --out /srv/ncc/out --short", nullptr, nullptr, false, true},
 };
 
 void AddGenerateOptions(CLI::App& command, const GenerateCommand& about,
@@ -346,7 +347,7 @@ void AddGenerateOptions(CLI::App& command, const GenerateCommand& about,
       ->needs(changed);
   if (about.only != nullptr) {
     command.add_option("--only", arguments.only, about.only)
-        ->type_name("NAME|id:N")
+        ->type_name(about.kind)
         ->excludes(changed);
   }
   if (about.has_packages) {

@@ -400,7 +400,8 @@ void AddImportCommand(CommandLine& line) {
       "  nccadm import-csv aps rooms.csv\n\n"
       "  name,server,applications\n"
       "  \"Room 12, left\",Center,mail|files");
-  command.add_option("KIND", arguments->what, "users or aps")
+  command.add_option("KIND", arguments->what, "What the rows are")
+      ->type_name("users|aps")
       ->required()
       ->check(CLI::IsMember({"users", "aps"}).description(""));
   command.add_option("FILE", arguments->file, "The table; - for standard input")->required();

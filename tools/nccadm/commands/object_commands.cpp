@@ -266,6 +266,7 @@ void ObjectFamily::AddLinking() {
               return LinkObjects(session, kind, all, wanted);
             });
     command.add_option("OTHER", arguments_->other, fmt::format("The other {}", WordOf(kind_)))
+        ->type_name(FamilyWordsOf(kind_).place)
         ->required();
   }
 }

@@ -191,10 +191,12 @@ void AddMembershipsCommand(ObjectFamily& family) {
   command.add_option("DEP", arguments.other, "The Dep: its name or id:NUMBER");
   command
       .add_option("--add", arguments.added, "A node where the user becomes a member; repeatable")
+      ->type_name("NODE")
       ->allow_extra_args(false);
   command
       .add_option("--remove", arguments.removed,
                   "A node where the user is none any more; repeatable")
+      ->type_name("NODE")
       ->allow_extra_args(false);
   command.add_flag("--all", arguments.flag, "Add every node of the Dep's node group");
   command

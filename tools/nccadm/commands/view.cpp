@@ -113,6 +113,7 @@ void AddViewCommands(CommandLine& line) {
       line.Root(), "tree", "Show the network as a tree",
       "tree\ntree --depth 1\ntree --server Center\ntree --groups --depth 3", arguments, ShowTree);
   AddTreeOptions(tree, *arguments);
+  tree.get_option("--server")->type_name("SERVER");
 
   auto text = std::make_shared<std::string>();
   CLI::App& find = line.AddCommand(

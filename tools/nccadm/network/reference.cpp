@@ -90,6 +90,11 @@ Reference ParseReference(const std::string& text) {
   return {std::nullopt, name.bytes};
 }
 
+std::string ReferenceTo(std::string_view bytes) {
+  const bool needs_mark = bytes.starts_with("id:") || bytes.starts_with("name:");
+  return (needs_mark ? "name:" : "") + Utf8FromBytes(bytes);
+}
+
 Object FindObject(Session& session, Kind kind, const std::string& reference) {
   return Find(session, {kind}, reference);
 }
@@ -108,9 +113,8 @@ Failure UnknownName(const std::string& what, const std::string& text,
   for (const Object& object : candidates) nearest.Offer(object.name);
   const std::vector<std::string> closest = nearest.Found();
   if (closest.empty()) return Failure(what, hint);
-  const std::string& name = closest.front();
-  const char* const mark = name.starts_with("id:") || name.starts_with("name:") ? "name:" : "";
-  return Failure(what, fmt::format("Did you mean \"{}{}\"?", mark, PrintableName(name)));
+  return Failure(what,
+                 fmt::format("Did you mean \"{}\"?", Printable(ReferenceTo(closest.front()))));
 }
 
 Failure SeveralNamed(View& view, const std::string& text, const std::vector<Object>& found) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "console/failure.h"
@@ -20,6 +21,9 @@ struct Reference {
 // Reads "id:NUMBER", "name:TEXT" or a name; the second form reaches a name that begins like one of
 // the first two. Throws Failure for what can be none of them.
 Reference ParseReference(const std::string& text);
+
+// What ParseReference reads as this name.
+std::string ReferenceTo(std::string_view bytes);
 
 // The object of the shown network that a reference means. These throw Failure when it is unknown
 // (with the nearest name) or when several objects have the name (with their ids).

@@ -250,12 +250,10 @@ Failure Session::CopyingFailure(const std::string& from, const std::string& to) 
                  kExitNotKnown);
 }
 
-std::optional<std::uint32_t> Session::StoredNetwork() const {
+bool Session::Peek(CNCCNet& net) const {
   const DatabasePlace place = Split();
-  CNCCNet net;
   net.AcceptLoss(true);
-  if (!net.OpenSnapshot(place.folder.c_str(), place.name.c_str())) return std::nullopt;
-  return net.Preferences()->net_number;
+  return net.OpenSnapshot(place.folder.c_str(), place.name.c_str());
 }
 
 std::string Session::Restore(const std::string& copy) {

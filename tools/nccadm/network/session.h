@@ -113,8 +113,9 @@ class Session {
   };
   // What a copy that is whole holds; throws Failure for any other.
   Copy CheckCopy(const std::string& copy);
-  // The number of the network in the database of --db, where it can be read; asks nobody.
-  std::optional<std::uint32_t> StoredNetwork() const;
+  // Opens what the database of --db stored last; says and asks nothing. False when it cannot be
+  // read.
+  bool Peek(CNCCNet& net) const;
 
   // What is known of the database of --db from outside. Where too few machines of a cluster answer
   // that is how they are: revision 0.
