@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "commands/batch.h"
 #include "commands/command_line.h"
 #include "console/failure.h"
 #include "console/text.h"
@@ -67,12 +68,18 @@ Json JsonOf(const std::vector<Result>& results) {
 }
 
 int RunBatch(Session& session, const std::string& file) {
+  session.Net();
+  return RunAsOneChange(session, file, ReadFile(file, kMostBytes));
+}
+
+}  // namespace
+
+int RunAsOneChange(Session& session, const std::string& source, std::string_view text) {
   CNCCNet& net = session.Net();
-  const std::string text = ReadFile(file, kMostBytes);
   Batch batch(session);
   Output& out = session.Out();
   out.Hold();  // nobody is told of what may not come to be
-  const std::vector<Result> results = RunLines(session, file, WithoutByteOrderMark(text));
+  const std::vector<Result> results = RunLines(session, source, WithoutByteOrderMark(text));
   batch.Store();
   out.EndHold();
   for (const auto& [line, said] : results) {
@@ -87,8 +94,6 @@ int RunBatch(Session& session, const std::string& file) {
   }
   return kExitDone;
 }
-
-}  // namespace
 
 void AddBatchCommand(CommandLine& line) {
   auto file = std::make_shared<std::string>();

@@ -26,13 +26,13 @@ using Family = void (*)(CommandLine&);
 
 // In the order in which help shows them.
 constexpr Family kFamilies[] = {
-    AddDatabaseCommands, AddServerCommands,    AddApCommands,          AddUserCommands,
-    AddDepCommands,      AddGroupCommands,     AddApplicationCommands, AddViewCommands,
-    AddNoteCommand,      AddCheckCommand,      AddExplainCommand,      AddDescriptionCommands,
-    AddImportCommand,    AddExportCommands,    AddExchangeCommands,    AddGenerateCommands,
-    AddSendListCommand,  AddHistoryCommands,   AddBatchCommand,        AddStampCommands,
-    AddPackageCommands,  AddJournalCommands,   AddClusterCommands,     AddStandbyCommands,
-    AddMapCommand,       AddCompletionCommand,
+    AddDatabaseCommands, AddServerCommands,  AddApCommands,          AddUserCommands,
+    AddDepCommands,      AddGroupCommands,   AddApplicationCommands, AddViewCommands,
+    AddNoteCommand,      AddCheckCommand,    AddExplainCommand,      AddDescriptionCommands,
+    AddImportCommand,    AddExportCommands,  AddExchangeCommands,    AddGenerateCommands,
+    AddSendListCommand,  AddHistoryCommands, AddBatchCommand,        AddShellCommand,
+    AddStampCommands,    AddPackageCommands, AddJournalCommands,     AddClusterCommands,
+    AddStandbyCommands,  AddMapCommand,      AddCompletionCommand,
 };
 
 constexpr const char* kFooter =
@@ -224,6 +224,10 @@ CommandLine::CommandLine() : app_("Administers the database of a network.", "ncc
           },
           "When there are colours")
       ->type_name("auto|always|never");
+  // So that what is said of one command goes before what a shell says of all.
+  for (CLI::Option* option : app_.get_options([](const CLI::Option*) { return true; })) {
+    option->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  }
 }
 
 CLI::App& CommandLine::AddGroup(const std::string& name, const std::string& description) {
@@ -271,8 +275,27 @@ void CommandLine::AddApplicationsOption(CLI::App& command, std::vector<std::stri
       ->allow_extra_args(false);
 }
 
-void CommandLine::OnRun(CLI::App& command, std::function<int(Session&)> action) {
-  command.callback([this, action = std::move(action)] { action_ = action; });
+void CommandLine::OnRun(CLI::App& command, std::function<int(Session&)> action,
+                        Interrupts interrupts) {
+  command.callback([this, action = std::move(action), interrupts] {
+    action_ = action;
+    interrupts_ = interrupts;
+  });
+}
+
+void CommandLine::WatchInterrupts() {
+  watch_.emplace([this] { return output_.FailInterrupted(); });
+}
+
+std::vector<std::string> CommandLine::OptionsInForce() const {
+  std::vector<std::string> words;
+  for (const CLI::Option* option : app_.get_options()) {
+    if (option->count() == 0) continue;
+    const bool is_flag = option->get_items_expected_max() == 0;
+    const std::string& value = option->results().back();
+    words.push_back(is_flag ? option->get_name() : option->get_name() + "=" + value);
+  }
+  return words;
 }
 
 int CommandLine::Parse(int argc, char** argv, bool& finished) {
@@ -377,7 +400,6 @@ void CommandLine::RunInUnit(Session& session, std::vector<std::string> words) {
 int CommandLine::Main(int argc, char** argv) {
   try {
     PrepareStreams();
-    const InterruptWatch watch([this] { return output_.FailInterrupted(); });
     return Run(argc, argv);
   } catch (const std::exception& error) {
     output_.Fail(Failure(error.what()));
@@ -390,6 +412,7 @@ int CommandLine::Run(int argc, char** argv) {
     bool finished = false;
     const int code = Parse(argc, argv, finished);
     if (finished) return code;
+    if (interrupts_ == Interrupts::kWatched) WatchInterrupts();
     output_.Configure(options_.json, options_.quiet, options_.color);
     RefuseUselessAt();
     options_.command = TypedCommand(argc, argv);

@@ -3,15 +3,20 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "console/terminal.h"
 #include "network/session.h"
 
 namespace ncc::tool {
+
+// Who minds the interrupt key and requests to terminate while a command runs.
+enum class Interrupts { kWatched, kOfCommand };
 
 class CommandLine {
  public:
@@ -57,7 +62,14 @@ class CommandLine {
                                     const std::string& name, const std::string& meaning);
 
   // What the command does; the result is the exit code.
-  void OnRun(CLI::App& command, std::function<int(Session&)> action);
+  void OnRun(CLI::App& command, std::function<int(Session&)> action,
+             Interrupts interrupts = Interrupts::kWatched);
+
+  // For a command that minded interrupts itself so far.
+  void WatchInterrupts();
+
+  // The options before the command that were given, as words that say the same again.
+  std::vector<std::string> OptionsInForce() const;
 
   // Parses and runs. Never throws.
   int Main(int argc, char** argv);
@@ -82,6 +94,8 @@ class CommandLine {
   Options options_;
   Output output_;
   std::function<int(Session&)> action_;
+  Interrupts interrupts_ = Interrupts::kWatched;
+  std::optional<InterruptWatch> watch_;
 };
 
 // The families. A new one gets a file, a function here and a place in kFamilies.
@@ -102,6 +116,7 @@ void AddExportCommands(CommandLine& line);       // export ...
 void AddExchangeCommands(CommandLine& line);     // exchange ...
 void AddHistoryCommands(CommandLine& line);      // log, diff, undo, history
 void AddBatchCommand(CommandLine& line);         // batch
+void AddShellCommand(CommandLine& line);         // shell
 void AddGenerateCommands(CommandLine& line);     // generate ...
 void AddSendListCommand(CommandLine& line);      // send-list
 void AddStampCommands(CommandLine& line);        // keygen, stamp, verify-stamps
