@@ -85,7 +85,7 @@ class NCC_API CNCCNet : public CNetHistory, public CNetStandby {
   bool OpenSnapshot(const char* path, const char* name);
   /// Opens it to follow its owner: see CNetStandby. A database that is a file has none to follow.
   bool OpenStandby(const char* path, const char* name);
-  /// Whether all three go on where the last changes may be lost (LastFailure() is kLossPossible).
+  /// Whether Open and OpenSnapshot go on where changes may be lost (LastFailure(): kLossPossible).
   void AcceptLoss(bool accept);
   /// Saves the preferences block and lets go of the database. Does nothing when none is open.
   void Close();
