@@ -161,8 +161,8 @@ def start_cluster(tool, stack):
         shutil.copytree("cluster/centre", centre)
     is_up = lambda: subprocess.run(
         tool.command("--json", "--quiet", "--db", FIRST, "cluster", "status"),
-        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False).returncode == 1
-    wait_for(is_up, "the machines do not come up")  # 3: not all are well; 1: nothing is there yet
+        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False).returncode == 0
+    wait_for(is_up, "the machines do not come up")  # 3: not all are well
     return nodes
 
 

@@ -1,5 +1,6 @@
 #include "cluster/machines.h"
 
+#include <arpa/inet.h>
 #include <algorithm>
 #include <filesystem>
 #include <set>
@@ -30,7 +31,21 @@ bool IsHost(const std::string& text) {
 }
 
 bool IsAddress(const std::string& host) {
-  return host.find_first_not_of("0123456789.") == std::string::npos;
+  in_addr address{};
+  return inet_pton(AF_INET, host.c_str(), &address) == 1;
+}
+
+// No name of a machine ends in a number, and no part of one is longer.
+bool IsName(const std::string& host) {
+  constexpr std::size_t kLongestPart = 63;
+  std::size_t start = 0;
+  for (std::size_t end = 0; end != std::string::npos; start = end + 1) {
+    end = host.find('.', start);
+    const std::size_t length = (end == std::string::npos ? host.size() : end) - start;
+    if (length == 0 || length > kLongestPart) return false;
+  }
+  const std::size_t last = host.rfind('.') + 1;
+  return host.find_first_not_of("0123456789", last) != std::string::npos;
 }
 
 std::uint16_t ParsePort(const std::string& text, const std::string& machine) {
@@ -49,12 +64,15 @@ Machine ParseMachine(const std::string& text) {
     parts.push_back(text.substr(start, end == std::string::npos ? end : end - start));
   }
   machine.host = parts[0];
-  if (!IsHost(machine.host) || parts.size() > 3) {
+  const bool is_machine = IsHost(machine.host) && (IsAddress(machine.host) || IsName(machine.host));
+  if (!is_machine || parts.size() > 3) {
     throw Failure(fmt::format("\"{}\" names no machine", text), kForms, kExitUsage);
   }
   if (parts.size() > 1) machine.port = ParsePort(parts[1], text);
   if (parts.size() > 2) {
     machine.peer_port = ParsePort(parts[2], text);
+  } else if (machine.port == 65535) {
+    throw Failure(fmt::format("\"{}\" leaves no port for its peers", text), kForms, kExitUsage);
   } else if (parts.size() > 1) {
     machine.peer_port = static_cast<std::uint16_t>(machine.port + 1);
   }
@@ -173,21 +191,19 @@ std::vector<Machine> ParseMachines(const std::vector<std::string>& texts) {
   return machines;
 }
 
-void WriteCluster(const ClusterPlan& plan, const std::string& folder) {
-  const fs::path root = folder;
-  if (fs::exists(root))
-    throw Failure(fmt::format("{} is there already", Printable(folder)),
-                  "Keys in it may be in use. Give another folder with --out.");
+namespace {
+
+void WriteFolders(const ClusterPlan& plan, const fs::path& root) {
   const fs::path authority = root / "authority";
   MakePrivateFolder(authority.string());
   RunProgram({kOpenssl, "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
-              "-nodes", "-days", std::to_string(plan.days), "-subj", "/CN=nccnet " + plan.name,
+              "-nodes", "-days", std::to_string(plan.days), "-subj", "/CN=nccnet authority",
               "-keyout", (authority / "ca.key").string(), "-out", (authority / "ca.crt").string()},
              kOpenssl);
   for (const Machine& machine : plan.machines) {
     const fs::path own = root / machine.name;
     MakePrivateFolder(own.string());
-    Certify(authority, own, "server", machine.host, "serverAuth,clientAuth", machine.host,
+    Certify(authority, own, "server", "nccnet server", "serverAuth,clientAuth", machine.host,
             plan.days);
     WriteFile((own / "etcd").string(), SettingsOf(plan, machine));
   }
@@ -195,6 +211,22 @@ void WriteCluster(const ClusterPlan& plan, const std::string& folder) {
   MakePrivateFolder(centre.string());
   Certify(authority, centre, "client", "nccadm", "clientAuth", {}, plan.days);
   WriteFile((centre / (plan.name + ".cluster")).string(), ClusterFileOf(plan));
+}
+
+}  // namespace
+
+void WriteCluster(const ClusterPlan& plan, const std::string& folder) {
+  const fs::path root = folder;
+  if (fs::exists(root))
+    throw Failure(fmt::format("{} is there already", Printable(folder)),
+                  "Keys in it may be in use. Give another folder with --out.");
+  try {
+    WriteFolders(plan, root);
+  } catch (...) {
+    std::error_code error;
+    fs::remove_all(root, error);
+    throw;
+  }
 }
 
 }  // namespace ncc::tool

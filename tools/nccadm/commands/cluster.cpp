@@ -1,6 +1,5 @@
 // cluster ...
 #include <algorithm>
-#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -26,8 +25,17 @@ struct InitArguments {
 };
 
 std::string NameFor(Session& session, const InitArguments& arguments) {
-  if (!arguments.name.empty()) return arguments.name;
-  return std::filesystem::path(session.DatabaseText()).filename().string();
+  const std::string name =
+      arguments.name.empty() ? SplitDatabase(session.DatabaseText()).name : arguments.name;
+  const auto is_plain = [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+           c == '_' || c == '-';
+  };
+  if (name.front() != '.' && name.front() != '-' && std::all_of(name.begin(), name.end(), is_plain))
+    return name;
+  throw Failure(fmt::format("\"{}\" stands in settings, where it cannot be", Printable(name)),
+                "Give a name of letters of ASCII, digits, '.', '_' and '-' with --name.",
+                kExitUsage);
 }
 
 int Init(Session& session, const InitArguments& arguments) {
@@ -59,7 +67,7 @@ int Init(Session& session, const InitArguments& arguments) {
   out.Line("  systemctl enable etcd; systemctl restart etcd");
   out.Line("On each control centre:");
   out.Line(fmt::format("  put the files of {}/centre where {}.db would be", folder, plan.name));
-  out.Line("Then, on one of them: nccadm cluster status");
+  out.Line(fmt::format("Then, on one of them: nccadm --db DIR/{} cluster status", plan.name));
   out.Say(fmt::format("{}/authority can make more certificates; keep it apart from all of them.",
                       folder));
   return kExitDone;
@@ -172,11 +180,14 @@ void AddCopyCommand(CommandLine& line, CLI::App& group) {
       "cluster copy /srv/ncc/city /srv/ncc/cluster/city\n"
       "cluster copy /srv/ncc/cluster/city /var/backups/city",
       arguments, Copy);
-  copy.add_option("FROM", arguments->from, "The database to copy, DIR/NAME")->required();
+  copy.add_option("FROM", arguments->from, "The database to copy, DIR/NAME")
+      ->type_name("DIR/NAME")
+      ->required();
   copy.add_option(
           "TO", arguments->to,
           "DIR/NAME of one that is not there yet: in the cluster of NAME.cluster where that "
           "file is there, else a file NAME.db")
+      ->type_name("DIR/NAME")
       ->required();
 }
 
@@ -185,6 +196,7 @@ void AddCopyCommand(CommandLine& line, CLI::App& group) {
 void AddClusterCommands(CommandLine& line) {
   CLI::App& group =
       line.AddGroup("cluster", "A database that several machines keep, so that one may fail");
+  line.RefuseAt(group);
   auto arguments = std::make_shared<InitArguments>();
   CLI::App& init = line.AddCommand(
       group, "init", "Make the settings and certificates of the machines of a new cluster",

@@ -24,7 +24,7 @@ std::string FolderOfHistory() {
 
 std::vector<std::string> LinesOf(const std::string& file) {
   std::vector<std::string> lines;
-  if (!std::filesystem::exists(file)) return lines;
+  if (!std::filesystem::is_regular_file(file)) return lines;
   std::istringstream text(ReadFile(file, kMostBytes));
   for (std::string line; std::getline(text, line);) lines.push_back(line);
   return lines;
@@ -42,7 +42,10 @@ void LineHistory::Add(const std::string& line) {
   std::string text;
   for (std::size_t i = first; i < lines_.size(); ++i) text += lines_[i] + "\n";
   MakePrivateFolder(FolderOfHistory());
-  WriteFile(file_, text);
+  // A link is kept: what it leads to is replaced.
+  std::error_code error;
+  const auto place = std::filesystem::weakly_canonical(file_, error);
+  WriteFile(error ? file_ : place.string(), text);
 }
 
 }  // namespace ncc::tool

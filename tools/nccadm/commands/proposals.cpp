@@ -40,8 +40,8 @@ const std::vector<ObjectPlaceholder>& ObjectPlaceholders() {
   return kWords;
 }
 
-constexpr std::array<std::string_view, 5> kFilePlaceholders = {"FILE", "DIR", "DIR/NAME", "BACKUP",
-                                                               "PLAN"};
+constexpr std::array<std::string_view, 6> kFilePlaceholders = {"FILE",   "DIR",  "DIR/NAME",
+                                                               "BACKUP", "PLAN", "PROGRAM"};
 constexpr std::string_view kApplicationPlaceholder = "APP";
 
 // As a shell takes a path in a line that nobody has expanded.

@@ -53,13 +53,16 @@ std::vector<std::string> FilesLike(const std::string& typed) {
   return files;
 }
 
+constexpr std::string_view kEndings[] = {".db", ".cluster"};
+
 // Databases by their names, and folders.
 std::vector<std::string> DatabasesLike(const std::string& typed) {
-  constexpr std::string_view kEnding = ".db";
   std::vector<std::string> words;
   for (std::string& file : FilesLike(typed)) {
-    if (file.ends_with(kEnding))
-      file.resize(file.size() - kEnding.size());
+    const auto ending = std::find_if(std::begin(kEndings), std::end(kEndings),
+                                     [&](std::string_view one) { return file.ends_with(one); });
+    if (ending != std::end(kEndings))
+      file.resize(file.size() - ending->size());
     else if (!file.ends_with('/'))
       continue;
     if (file.starts_with(typed)) words.push_back(std::move(file));

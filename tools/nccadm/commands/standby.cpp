@@ -54,13 +54,15 @@ class Standby {
 
   int Run() {
     net_ = &session_.OpenStandby();
+    interrupt_.emplace();
     if (out_.IsJson()) out_.BeginList({{"database", session_.DatabaseText()}}, "events");
     bool goes_on = true;
     while (goes_on) {
       goes_on = Follow() && !arguments_.once && Own();
       if (goes_on) session_.OpenStandby();
     }
-    if (hook_ && !interrupt_.IsAsked()) hook_->Wait();
+    while (hook_ && hook_->IsRunning() && !interrupt_->IsAsked())
+      std::this_thread::sleep_for(kLook);
     TellOfHook();
     if (out_.IsJson()) out_.EndList();
     return kExitDone;
@@ -91,7 +93,7 @@ class Standby {
   Session& session_;
   Output& out_;
   const StandbyArguments& arguments_;
-  const InterruptGuard interrupt_;
+  std::optional<InterruptGuard> interrupt_;  // from when there is something to end
   CNCCNet* net_ = nullptr;
   std::optional<GeneratedOutput> files_;
   std::unique_ptr<Program> hook_;
@@ -103,12 +105,14 @@ class Standby {
 
 bool Standby::Follow() {
   owner_ = net_->GetOwner();
+  // What another changed while this took itself for the owner.
+  if (shown_ != 0 && net_->GetRevision() != shown_) TellRevisions();
   shown_ = net_->GetRevision();
   Tell(fmt::format("Standby at revision {}; {} it.", shown_,
                    owner_.empty() ? "nobody owns" : Printable(owner_) + " owns"),
        {{"event", "standby"}, {"owner", owner_}, {"revision", shown_}});
   const auto begun = Clock::now();
-  while (!interrupt_.IsAsked()) {
+  while (!interrupt_->IsAsked()) {
     if (TakeIn() && IsDue() && TakeOver()) return true;
     if (files_) files_->Look();
     const bool has_time =
@@ -207,7 +211,7 @@ void Standby::TellOfHook() {
 }
 
 bool Standby::Own() {
-  while (!interrupt_.IsAsked()) {
+  while (!interrupt_->IsAsked()) {
     std::this_thread::sleep_for(kLook);
     TellOfHook();
     if (files_) files_->Look();
@@ -277,6 +281,7 @@ void AddTakeover(CommandLine& line) {
       line.Root(), "takeover", "Take the database from an owner on whichever machine, and let go",
       "--db /srv/ncc/city takeover --wait 30\n--db /srv/ncc/city takeover --force", force,
       TakeOver);
+  line.RefuseAt(takeover);
   takeover.add_flag("--force", *force,
                     "Not only when it has gone: its changes are refused from then on");
 }
@@ -291,6 +296,7 @@ void AddStandbyCommands(CommandLine& line) {
                       "--db /srv/ncc/city standby --hook /etc/nccnet/takeover\n"
                       "--db /srv/ncc/city standby --out /srv/ncc/out --key /etc/nccnet/key",
                       arguments, RunStandby);
+  line.RefuseAt(standby);
   standby.add_option("--hook", arguments->hook, "Run this program when it has taken over")
       ->type_name("PROGRAM");
   standby.add_flag("--when-closed", arguments->when_closed,

@@ -8,9 +8,14 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <sstream>
 #include <string_view>
+#include <thread>
 
 #include <fmt/format.h>
 
@@ -92,7 +97,11 @@ Program::Program(const std::vector<std::string>& arguments, ProgramWords words,
 }
 
 Program::~Program() {
+  constexpr std::chrono::milliseconds kLook(20);
+  constexpr int kLooks = 250;
   if (IsRunning()) kill(pid_, SIGTERM);
+  for (int i = 0; i < kLooks && IsRunning(); ++i) std::this_thread::sleep_for(kLook);
+  if (IsRunning()) kill(pid_, SIGKILL);
   Wait();
   if (words_ >= 0) close(words_);
 }
@@ -122,8 +131,20 @@ std::string Program::Fault() const {
 }
 
 void RequireProgram(const std::string& name) {
-  if (name.find('/') == std::string::npos || access(name.c_str(), X_OK) == 0) return;
-  throw Failure(fmt::format("{} cannot be run: {}", name, std::strerror(errno)), {}, kExitUsage);
+  const auto is_program = [](const std::string& file) {
+    std::error_code error;
+    return std::filesystem::is_regular_file(file, error) && access(file.c_str(), X_OK) == 0;
+  };
+  bool is_found = name.find('/') != std::string::npos && is_program(name);
+  const char* const path = std::getenv("PATH");
+  if (name.find('/') == std::string::npos && path != nullptr) {
+    std::istringstream folders(path);
+    for (std::string folder; !is_found && std::getline(folders, folder, ':');)
+      is_found = is_program(folder + "/" + name);
+  }
+  if (is_found) return;
+  throw Failure(fmt::format("{} is no program that can be run", Printable(name)),
+                "Give its path; it has to be executable, and a script begins with #!.", kExitUsage);
 }
 
 void RunProgram(const std::vector<std::string>& arguments, const std::string& package) {

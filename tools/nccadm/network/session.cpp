@@ -142,15 +142,13 @@ void Session::SetCommand(const std::string& command) {
 }
 
 CNCCNet& Session::OpenStandby() {
+  std::error_code error;
+  if (std::filesystem::exists(DatabaseText() + ".db", error)) {
+    throw Failure(
+        fmt::format("{} is a file of this machine: there is no owner to follow", DatabaseText()),
+        "'nccadm cluster init' and 'nccadm cluster copy' bring it into a cluster.");
+  }
   Obtain([this](const DatabasePlace& place) {
-    CDatabaseStatus status;
-    const bool is_file =
-        GetDatabaseStatus(place.folder.c_str(), place.name.c_str(), status) && !status.is_shared;
-    if (is_file) {
-      throw Failure(fmt::format("{} is a file of this machine: there is no owner to follow",
-                                options_.database),
-                    "'nccadm cluster init' and 'nccadm cluster copy' bring it into a cluster.");
-    }
     return net_.OpenStandby(place.folder.c_str(), place.name.c_str());
   });
   NameOrigin();
@@ -233,7 +231,9 @@ CDatabaseStatus Session::Status() {
   CDatabaseStatus status;
   Obtain([&](const DatabasePlace& place) {
     if (GetDatabaseStatus(place.folder.c_str(), place.name.c_str(), status)) return true;
-    const bool is_told = LastFailure() == NCCFailure::kUnavailable && !status.nodes.empty();
+    const NCCFailure failure = LastFailure();
+    const bool is_told = (failure == NCCFailure::kUnavailable || failure == NCCFailure::kMissing) &&
+                         !status.nodes.empty();
     if (is_told) output_.Warn(net_.LastError());
     return is_told;
   });
@@ -339,13 +339,20 @@ void Session::Confirm(const std::string& question) {
 }
 
 void Session::ConfirmReplacing(const std::string& file) {
+  namespace fs = std::filesystem;
   std::error_code error;
+  // Also of a file that is not there yet.
+  const auto place_of = [&](const fs::path& path) {
+    const fs::path whole = fs::absolute(path, error);
+    return fs::weakly_canonical(whole.parent_path(), error) / whole.filename();
+  };
   for (const char* suffix : {".db", ".db-wal", ".db-journal", ".lock", ".cluster"}) {
-    if (std::filesystem::equivalent(options_.database + suffix, file, error)) {
+    const std::string own = options_.database + suffix;
+    if (fs::equivalent(own, file, error) || place_of(own) == place_of(file)) {
       throw Failure(fmt::format("{} belongs to the database itself", file), "Give another file.");
     }
   }
-  if (std::filesystem::is_regular_file(file, error)) {
+  if (fs::is_regular_file(file, error)) {
     Confirm(fmt::format("the file {} exists and would be replaced", file));
   }
 }
