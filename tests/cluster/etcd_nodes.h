@@ -36,6 +36,9 @@ class EtcdNodes {
   // The node that leads; waits for one.
   std::size_t Leader() const;
 
+  // Whether all nodes answer.
+  bool IsUp() const;
+
   // What etcdctl prints, with this cluster's addresses.
   std::string Control(const std::string& arguments) const;
 
@@ -46,7 +49,6 @@ class EtcdNodes {
     pid_t process = 0;
   };
 
-  bool IsUp() const;
   void StopAll();
 
   const ScratchFolder scratch_;
