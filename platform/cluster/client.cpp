@@ -11,7 +11,8 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 // One node may hang that others answer for.
-constexpr milliseconds kOneTry(2000);
+constexpr milliseconds kShortTry(300);
+constexpr milliseconds kLongTry(2000);
 constexpr milliseconds kPause(50);
 
 // The codes of gRPC that leave open whether it was done, or say that another node may do it.
@@ -29,7 +30,8 @@ std::string DescribeRefusal(const std::string& error) {
 
 }  // namespace
 
-Client::Client(const EtcdSettings& settings) : settings_(settings), http_(settings_) {}
+Client::Client(const EtcdSettings& settings, std::size_t node)
+    : settings_(settings), http_(settings_), current_(node) {}
 
 std::string Client::Describe(const HttpAnswer& answer, const Answer& parsed) const {
   std::string why = answer.error;
@@ -44,11 +46,13 @@ Answer Client::Call(const char* path, const std::string& body) {
 
 Answer Client::Call(const char* path, const std::string& body, milliseconds timeout) {
   const Clock::time_point end = Clock::now() + timeout;
+  const auto nodes = static_cast<milliseconds::rep>(settings_.endpoints.size());
+  const milliseconds one_try = std::clamp(timeout / nodes, kShortTry, kLongTry);
   bool was_sent = false;
   for (std::size_t tried = 1;; ++tried) {
     const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
     const bool was_sent_before = was_sent;
-    HttpAnswer answer = http_.Post(Endpoint() + path, body, std::min(left, kOneTry));
+    HttpAnswer answer = http_.Post(Endpoint() + path, body, std::min(left, one_try));
     was_sent = was_sent || answer.was_sent;
     Answer parsed;
     if (answer.status != 0) {

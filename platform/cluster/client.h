@@ -39,7 +39,8 @@ class Rejected : public StorageError {
 // Not thread-safe.
 class Client {
  public:
-  explicit Client(const EtcdSettings& settings);
+  // Asks that node first.
+  explicit Client(const EtcdSettings& settings, std::size_t node = 0);
 
   // Asks one node after the other, and all again, until one answers. What is asked must do no harm
   // when it is done twice. Throws Unreachable and Rejected.
@@ -49,7 +50,8 @@ class Client {
   Answer Get(const KeyRange& range) { return Call("/v3/kv/range", RangeBody(range)); }
   Answer Run(const Transaction& transaction) { return Call("/v3/kv/txn", transaction.Body()); }
 
-  // The address of the node that is asked next.
+  // The node that is asked next, and its address.
+  std::size_t Current() const { return current_; }
   const std::string& Endpoint() const { return settings_.endpoints[current_]; }
   void TryNext() { current_ = (current_ + 1) % settings_.endpoints.size(); }
 
@@ -58,7 +60,7 @@ class Client {
 
   const EtcdSettings settings_;
   Http http_;
-  std::size_t current_ = 0;
+  std::size_t current_;
 };
 
 }  // namespace ncc::etcd

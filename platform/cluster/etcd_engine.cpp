@@ -150,6 +150,8 @@ class EtcdEngine final : public StorageEngine {
   void Acquire(milliseconds wait, bool force) override {
     CheckUsable();
     if (!follows_) throw StorageError("this was not opened to follow: it cannot become the owner");
+    folding_.reset();
+    ownership_.reset();
     Own(wait, force);
     head_ = kUnseen;
   }
@@ -208,10 +210,12 @@ class EtcdEngine final : public StorageEngine {
     head_ = seen.modified;
   }
 
+  // What is there stays where it throws, so that the next try begins with it again.
   void Own(milliseconds wait, bool force) {
+    auto ownership =
+        std::make_unique<Ownership>(settings_, layout_, mark_, client_.Current(), wait, force);
     folding_.reset();
-    ownership_.reset();
-    ownership_ = std::make_unique<Ownership>(settings_, layout_, wait, force);
+    ownership_ = std::move(ownership);
     folding_ = std::make_unique<Folding>(settings_, layout_, ownership_->Token());
   }
 
@@ -222,13 +226,12 @@ class EtcdEngine final : public StorageEngine {
     const Seen seen = Look();
     if (seen.owner == token) return false;
     if (seen.head.modified != head_) RefuseNotOwner(seen);
-    OwnAgain(seen);
+    OwnAgain();
     return false;
   }
 
   // Nobody has written since: the lease has ended while this process or the cluster stood still.
-  void OwnAgain(const Seen& seen) {
-    if (seen.owner != 0) RefuseNotOwner(seen);
+  void OwnAgain() {
     try {
       Own(milliseconds(0), false);
     } catch (const StorageError& error) {
@@ -313,7 +316,7 @@ class EtcdEngine final : public StorageEngine {
     const StoredState attempt = *std::exchange(attempt_, std::nullopt);
     if (is_owner) throw StorageError("the cluster holds what another program has put there");
     if (fate == Fate::kNotStored) RefuseNotOwner(seen);
-    OwnAgain(seen);
+    OwnAgain();
     attempt_ = attempt;
     return false;
   }
@@ -366,6 +369,7 @@ class EtcdEngine final : public StorageEngine {
   Reader reader_{client_, layout_};
   EtcdHistory history_{client_, layout_};
   const pid_t pid_;
+  const std::uint64_t mark_ = DrawToken();
   bool follows_ = false;
   StoredState known_;
   std::int64_t head_ = 0;               // the store's revision that wrote the head that is known

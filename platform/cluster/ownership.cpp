@@ -3,7 +3,6 @@
 #include "platform/cluster/lease.h"
 #include "platform/cluster/process_text.h"
 #include "platform/process.h"
-#include "platform/token.h"
 
 #include <algorithm>
 
@@ -18,14 +17,14 @@ constexpr milliseconds kLetGo(1000);
 
 }  // namespace
 
-Ownership::Ownership(const EtcdSettings& settings, const Layout& layout, milliseconds wait,
-                     bool force)
-    : settings_(settings), layout_(layout), mark_(DrawToken()), client_(settings_) {
-  Client client(settings_);
-  lease_ = GrantLease(client, settings_.lease, settings_.timeout);
+Ownership::Ownership(const EtcdSettings& settings, const Layout& layout, std::uint64_t mark,
+                     std::size_t node, milliseconds wait, bool force)
+    : settings_(settings), layout_(layout), mark_(mark), client_(settings_, node) {
+  lease_ = GrantLease(client_, settings_.lease, settings_.timeout);
+  Client client(settings_, client_.Current());
   thread_ = std::thread([this] { KeepAlive(); });
   try {
-    Acquire(wait, force);
+    Acquire(client, wait, force);
   } catch (...) {
     Stop();
     throw;
@@ -34,7 +33,7 @@ Ownership::Ownership(const EtcdSettings& settings, const Layout& layout, millise
 
 Ownership::~Ownership() { Stop(); }
 
-void Ownership::Acquire(milliseconds wait, bool force) {
+void Ownership::Acquire(Client& client, milliseconds wait, bool force) {
   const std::string value = ProcessText(mark_, MicrosecondsNow() / 1000000);
   const Transaction take = std::move(Transaction()
                                          .WhenCreated(layout_.Owner(), 0)
@@ -42,7 +41,6 @@ void Ownership::Acquire(milliseconds wait, bool force) {
                                          .Delete(layout_.Closed())
                                          .ElseGet({layout_.Owner()}));
   const Clock::time_point end = Clock::now() + wait;
-  Client client(settings_);
   for (;;) {
     const Answer answer = client.Run(take);
     if (answer.succeeded) {
@@ -52,8 +50,14 @@ void Ownership::Acquire(milliseconds wait, bool force) {
     const KeyValue* const owner = answer.found.front().Only();
     if (owner == nullptr) continue;
     if (MarkOf(owner->value) == mark_) {  // by a request whose answer was lost
-      token_ = owner->created;
-      return;
+      if (owner->lease == lease_) {
+        token_ = owner->created;
+        return;
+      }
+      Transaction keep;  // of a former try: on a lease that nobody keeps alive
+      keep.WhenCreated(layout_.Owner(), owner->created);
+      client.Run(keep.Put(layout_.Owner(), value, lease_));
+      continue;
     }
     if (force) {
       RevokeLease(client, owner->lease, settings_.timeout);

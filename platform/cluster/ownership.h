@@ -14,9 +14,11 @@ namespace ncc::etcd {
 
 class Ownership {
  public:
-  // See StorageEngine::Acquire.
-  Ownership(const EtcdSettings& settings, const Layout& layout, std::chrono::milliseconds wait,
-            bool force);
+  // See StorageEngine::Acquire. Asks that node first. `mark` tells the keys of this engine from all
+  // others: one that it has put without learning of it is its own. It has no other Ownership whose
+  // key is still there.
+  Ownership(const EtcdSettings& settings, const Layout& layout, std::uint64_t mark,
+            std::size_t node, std::chrono::milliseconds wait, bool force);
   // Lets go at once, where the cluster answers.
   ~Ownership();
   Ownership(const Ownership&) = delete;
@@ -26,15 +28,15 @@ class Ownership {
   std::int64_t Token() const { return token_; }
 
  private:
-  void Acquire(std::chrono::milliseconds wait, bool force);
+  void Acquire(Client& client, std::chrono::milliseconds wait, bool force);
   void KeepAlive();
   void Stop() noexcept;
   void LetGo();
 
   const EtcdSettings settings_;
   const Layout layout_;
-  const std::uint64_t mark_;  // tells this owner's key from all others
-  Client client_;             // of the thread, while it runs
+  const std::uint64_t mark_;
+  Client client_;  // of the thread, while it runs
   std::int64_t lease_ = 0;
   std::int64_t token_ = 0;  // 0: it has not become the owner
   std::mutex mutex_;

@@ -136,6 +136,20 @@ TEST_F(EtcdTest, SettlingShutsOutARequestThatIsStillOnItsWay) {
   EXPECT_EQ(LoadAll(*place.Open(OpenMode::kSnapshot)), HistoryContents(4));
 }
 
+TEST_F(EtcdTest, ANodeThatHangsHindersNobody) {
+  EtcdPlace place;
+  Continued(place.Open(OpenMode::kCreate), 3);
+  for (std::size_t node = 0; node < 3; ++node) {
+    place.At(node).Set(Network::kLosesRequests);
+    const auto engine = place.Open(OpenMode::kFollow);
+    EXPECT_EQ(LoadAll(*engine).revision, 3U + node);
+    engine->Acquire(milliseconds(0), true);
+    EXPECT_TRUE(engine->Follow(3 + node, milliseconds(0))->empty());
+    engine->Commit(HistoryChanges(4 + node));
+    place.At(node).Set(Network::kWorks);
+  }
+}
+
 // A process that commits on and on, and tells of each acknowledged revision.
 class Owner {
  public:
