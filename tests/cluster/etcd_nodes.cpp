@@ -38,8 +38,8 @@ int FreePort() {
 }
 
 std::string NameOf(std::size_t node) { return "n" + std::to_string(node); }
-std::string Local(const std::string& scheme, int port) {
-  return scheme + "://127.0.0.1:" + std::to_string(port);
+std::string Address(const std::string& scheme, const std::string& host, int port) {
+  return scheme + "://" + host + ":" + std::to_string(port);
 }
 
 }  // namespace
@@ -60,11 +60,14 @@ std::string OutputOf(const std::string& command) {
   return output;
 }
 
-EtcdNodes::EtcdNodes(std::size_t count, std::string tls) : tls_(std::move(tls)) {
+EtcdNodes::EtcdNodes(std::size_t count, std::string tls)
+    : EtcdNodes(std::vector<NodePlace>(count), std::move(tls)) {}
+
+EtcdNodes::EtcdNodes(const std::vector<NodePlace>& places, std::string tls) : tls_(std::move(tls)) {
   for (int tries = 0; tries < 3; ++tries) {  // somebody may take a port meanwhile
-    nodes_.assign(count, {});
-    for (Node& node : nodes_) node = {FreePort(), FreePort(), 0};
-    for (std::size_t i = 0; i < count; ++i) Start(i);
+    nodes_.clear();
+    for (const NodePlace& place : places) nodes_.push_back({place, FreePort(), FreePort(), 0});
+    for (std::size_t i = 0; i < nodes_.size(); ++i) Start(i);
     for (const auto end = Clock::now() + seconds(20); Clock::now() < end;) {
       if (IsUp()) return;
       std::this_thread::sleep_for(milliseconds(100));
@@ -83,37 +86,30 @@ void EtcdNodes::StopAll() {
 
 std::string EtcdNodes::Endpoints() const {
   std::string all;
-  for (const Node& node : nodes_)
-    all += (all.empty() ? "" : ",") + Local(tls_.empty() ? "http" : "https", node.client_port);
+  for (const Node& node : nodes_) {
+    all += (all.empty() ? "" : ",") +
+           Address(tls_.empty() ? "http" : "https", node.place.client_host, node.client_port);
+  }
   return all;
 }
+
+std::string EtcdNodes::Folder(std::size_t node) const { return scratch_.Path(NameOf(node)); }
 
 void EtcdNodes::Start(std::size_t node) {
   const Node& own = nodes_[node];
   std::string cluster;
   for (std::size_t i = 0; i < nodes_.size(); ++i) {
-    cluster += (i == 0 ? "" : ",") + NameOf(i) + "=" + Local("http", nodes_[i].peer_port);
+    cluster += (i == 0 ? "" : ",") + NameOf(i) + "=" +
+               Address("http", nodes_[i].place.peer_host, nodes_[i].peer_port);
   }
-  const std::string client = Local(tls_.empty() ? "http" : "https", own.client_port);
-  std::vector<std::string> words{"etcd",
-                                 "--name",
-                                 NameOf(node),
-                                 "--data-dir",
-                                 scratch_.Path(NameOf(node)),
-                                 "--logger",
-                                 "zap",
-                                 "--log-level",
-                                 "error",
-                                 "--listen-client-urls",
-                                 client,
-                                 "--advertise-client-urls",
-                                 client,
-                                 "--listen-peer-urls",
-                                 Local("http", own.peer_port),
-                                 "--initial-advertise-peer-urls",
-                                 Local("http", own.peer_port),
-                                 "--initial-cluster",
-                                 cluster};
+  const std::string client =
+      Address(tls_.empty() ? "http" : "https", own.place.client_host, own.client_port);
+  const std::string peer = Address("http", own.place.peer_host, own.peer_port);
+  std::vector<std::string> words = own.place.through;
+  words.insert(words.end(), {"etcd", "--name", NameOf(node), "--data-dir", Folder(node), "--logger",
+                             "zap", "--log-level", "error", "--listen-client-urls", client,
+                             "--advertise-client-urls", client, "--listen-peer-urls", peer,
+                             "--initial-advertise-peer-urls", peer, "--initial-cluster", cluster});
   if (!tls_.empty()) {
     for (const char* word : {"--client-cert-auth", "--trusted-ca-file", "ca.pem", "--cert-file",
                              "node.pem", "--key-file", "node.key"})
@@ -129,7 +125,7 @@ void EtcdNodes::Start(std::size_t node) {
     const int out = ::open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     ::dup2(out, 1);
     ::dup2(out, 2);
-    ::execvp("etcd", arguments.data());
+    ::execvp(arguments[0], arguments.data());
     ::_exit(127);
   }
   if (process < 0) throw std::runtime_error("no process");
@@ -141,6 +137,14 @@ void EtcdNodes::Kill(std::size_t node) {
   if (process == 0) return;  // it would be everybody
   ::kill(process, SIGKILL);
   ::waitpid(process, nullptr, 0);
+}
+
+bool EtcdNodes::IsAlive(std::size_t node) const {
+  siginfo_t ended{};
+  const pid_t process = nodes_[node].process;
+  if (process == 0) return false;
+  ::waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOHANG | WNOWAIT);
+  return ended.si_pid == 0;
 }
 
 void EtcdNodes::Pause(std::size_t node) { ::kill(nodes_[node].process, SIGSTOP); }

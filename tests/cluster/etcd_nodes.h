@@ -12,6 +12,14 @@
 // Whether etcd is installed; says so loudly when it is not.
 bool HasEtcd();
 
+// Where a node runs, if not simply here: its addresses for clients and for other nodes, and the
+// words of a command that runs another one there.
+struct NodePlace {
+  std::string client_host = "127.0.0.1";
+  std::string peer_host = "127.0.0.1";
+  std::vector<std::string> through;
+};
+
 // A cluster that lives as long as this object and dies with the process. Nodes flush as they do in
 // earnest.
 class EtcdNodes {
@@ -19,12 +27,16 @@ class EtcdNodes {
   // Throws std::runtime_error when it does not come up. With certificates in `tls` (see
   // MakeCertificates) clients have to show one.
   explicit EtcdNodes(std::size_t count, std::string tls = {});
+  explicit EtcdNodes(const std::vector<NodePlace>& places, std::string tls = {});
   ~EtcdNodes();
   EtcdNodes(const EtcdNodes&) = delete;
   EtcdNodes& operator=(const EtcdNodes&) = delete;
 
   std::size_t Count() const { return nodes_.size(); }
   int Port(std::size_t node) const { return nodes_[node].client_port; }
+  const std::string& Host(std::size_t node) const { return nodes_[node].place.client_host; }
+  // Of its data.
+  std::string Folder(std::size_t node) const;
   // "http://127.0.0.1:2379, ..."
   std::string Endpoints() const;
 
@@ -33,6 +45,8 @@ class EtcdNodes {
   void Start(std::size_t node);
   void Pause(std::size_t node);
   void Wake(std::size_t node);
+  // Whether its process has not ended by itself.
+  bool IsAlive(std::size_t node) const;
   // The node that leads; waits for one.
   std::size_t Leader() const;
 
@@ -44,6 +58,7 @@ class EtcdNodes {
 
  private:
   struct Node {
+    NodePlace place;
     int client_port = 0;
     int peer_port = 0;
     pid_t process = 0;

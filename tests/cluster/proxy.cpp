@@ -2,8 +2,10 @@
 
 #include <array>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -27,10 +29,10 @@ struct Proxy::Connection {
 
 namespace {
 
-sockaddr_in Loopback(int port) {
+sockaddr_in AddressOf(const std::string& host, int port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_addr.s_addr = ::inet_addr(host.c_str());
   address.sin_port = htons(static_cast<std::uint16_t>(port));
   return address;
 }
@@ -47,7 +49,7 @@ bool SendAll(int to, const char* bytes, std::size_t size) {
 
 }  // namespace
 
-Proxy::Proxy(int target) : target_(target) {
+Proxy::Proxy(int target, std::string host) : target_(target), host_(std::move(host)) {
   if (::pipe(wake_) != 0) throw std::runtime_error("no pipe");
   Listen();
   thread_ = std::thread([this] { Run(); });
@@ -69,7 +71,7 @@ void Proxy::Listen() {
   listener_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   const int yes = 1;
   ::setsockopt(listener_, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-  sockaddr_in address = Loopback(port_);
+  sockaddr_in address = AddressOf("127.0.0.1", port_);
   socklen_t size = sizeof address;
   if (::bind(listener_, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
       ::listen(listener_, 64) != 0 ||
@@ -115,7 +117,7 @@ void Proxy::Accept() {
   Connection& connection = connections_.emplace_back();
   connection.client = client;
   connection.node = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const sockaddr_in address = Loopback(target_);
+  const sockaddr_in address = AddressOf(host_, target_);
   const int yes = 1;
   for (const int end : {connection.client, connection.node})
     ::setsockopt(end, IPPROTO_TCP, TCP_NODELAY, &yes, sizeof yes);

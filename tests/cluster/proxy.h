@@ -8,10 +8,10 @@
 #include <string>
 #include <thread>
 
-// Passes on what comes to a port of its own to another port of this machine.
+// Passes on what comes to a port of its own to another port, of this machine if not told otherwise.
 class Proxy {
  public:
-  explicit Proxy(int target);
+  explicit Proxy(int target, std::string host = "127.0.0.1");
   ~Proxy();
   Proxy(const Proxy&) = delete;
   Proxy& operator=(const Proxy&) = delete;
@@ -31,6 +31,7 @@ class Proxy {
   void Pass(Connection& connection, bool from_client);
 
   const int target_;
+  const std::string host_;
   int port_ = 0;
   int listener_ = -1;
   int wake_[2];

@@ -30,6 +30,7 @@ struct Options {
   std::size_t rounds = 5;
   std::uint64_t seed = 0;
   int jobs = 1;
+  bool has_machines = false;
 };
 
 [[noreturn]] void Usage(const std::string& why) {
@@ -65,6 +66,12 @@ Options Parse(const std::vector<std::string>& words) {
     if (options.kinds.size() == before) Usage("there is no kind " + word);
   }
   if (options.kinds.empty()) Usage("which kind?");
+  options.has_machines = Machines::AreAllowed();
+  std::erase_if(options.kinds, [&](const FaultKind* kind) {
+    const bool is_left_out = kind->needs_machines && !options.has_machines;
+    if (is_left_out) std::cerr << "*** " << kind->name << " NEEDS ROOT: IT IS NOT TRIED ***\n";
+    return is_left_out;
+  });
   return options;
 }
 
@@ -98,6 +105,8 @@ Shared& MakeShared() {
 }
 
 void Work(const Options& options, Shared& shared) {
+  std::optional<Machines> machines;
+  if (options.has_machines) machines.emplace(3);
   std::unique_ptr<Place> place;
   std::size_t played = 0;
   for (;;) {
@@ -109,7 +118,7 @@ void Work(const Options& options, Shared& shared) {
     const std::uint64_t seed = options.seed + round;
     try {
       if (played++ % kRoundsOfPlace == 0) place.reset();
-      if (!place) place = std::make_unique<Place>();
+      if (!place) place = std::make_unique<Place>(machines ? &*machines : nullptr);
       tally.Add(round, PlayRound(*place, *options.kinds[kind], seed));
     } catch (const std::exception& error) {
       ++tally.violations;

@@ -3,6 +3,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -183,6 +184,103 @@ class ClockJumps : public Fault {
   }
 };
 
+// Nodes that others of them, or clients, or both do not reach.
+class NodesApart : public Fault {
+ public:
+  void Strike(Scene& scene) override {
+    is_healed_first_ = scene.Draw(1) == 0;
+    const std::size_t leader = scene.nodes.Leader();
+    const int all = scene.Draw(4);
+    for (std::size_t node = 0; node < 3; ++node) {
+      if (all == 0 || node == leader) Cut(scene, node);
+    }
+    if (all == 0) is_healed_first_ = true;
+    std::this_thread::sleep_for(scene.DrawWait(2500));
+  }
+  void Heal(Scene& scene) override {
+    for (const auto& [node, net] : cut_) scene.place.machines->Join(node, net);
+    cut_.clear();
+  }
+  bool IsSurvived() const override { return true; }
+  bool IsHealedFirst() const override { return is_healed_first_; }
+
+ private:
+  void Cut(Scene& scene, std::size_t node) {
+    const int which = scene.Draw(2);
+    for (const auto net : {Machines::Net::kOfClients, Machines::Net::kOfNodes}) {
+      if (which == (net == Machines::Net::kOfClients ? 0 : 1)) continue;
+      scene.place.machines->Cut(node, net);
+      cut_.emplace_back(node, net);
+    }
+  }
+
+  std::vector<std::pair<std::size_t, Machines::Net>> cut_;
+  bool is_healed_first_ = false;
+};
+
+// Of one node, which dies of it.
+class DiskFull : public Fault {
+ public:
+  void Strike(Scene& scene) override {
+    EtcdNodes& nodes = scene.nodes;
+    node_ = scene.Draw(2) != 0 ? nodes.Leader() : static_cast<std::size_t>(scene.Draw(2));
+    nodes.Kill(node_);
+    MoveToSmallDisk(nodes.Folder(node_), scene.Draw(1) == 0);
+    nodes.Start(node_);
+    std::this_thread::sleep_for(milliseconds(500) + scene.DrawWait(1000));
+    FillDisk(nodes.Folder(node_));
+    for (int i = 0; i < 100 && nodes.IsAlive(node_); ++i) {
+      scene.owner->Reports();
+      std::this_thread::sleep_for(milliseconds(100));
+    }
+    if (nodes.IsAlive(node_)) throw Violation("a full disk does nothing: this proves nothing");
+  }
+  void Heal(Scene& scene) override {
+    scene.nodes.Kill(node_);
+    MoveBack(scene.nodes.Folder(node_));
+    scene.nodes.Start(node_);
+  }
+  bool IsSurvived() const override { return true; }
+
+ private:
+  std::size_t node_ = 0;
+};
+
+// One node allows less than it has: all refuse to store until an administrator has made room.
+class QuotaReached : public Fault {
+ public:
+  void Strike(Scene& scene) override {
+    node_ = static_cast<std::size_t>(scene.Draw(2));
+    scene.nodes.Kill(node_);
+    ::setenv("ETCD_QUOTA_BACKEND_BYTES", "1000", 1);
+    scene.nodes.Start(node_);
+    ::unsetenv("ETCD_QUOTA_BACKEND_BYTES");
+    for (int i = 0; i < 100; ++i) {
+      scene.owner->Reports();
+      if (scene.nodes.Control("alarm list").find("NOSPACE") != std::string::npos) {
+        std::this_thread::sleep_for(scene.DrawWait(1000));
+        return;
+      }
+      std::this_thread::sleep_for(milliseconds(100));
+    }
+    throw Violation("the quota does nothing: this proves nothing");
+  }
+  void Heal(Scene& scene) override {
+    scene.nodes.Kill(node_);
+    scene.nodes.Start(node_);
+    while (!scene.nodes.IsUp()) {
+    }
+    do {
+      scene.nodes.Control("alarm disarm");
+    } while (scene.nodes.Control("alarm list").find("NOSPACE") != std::string::npos);
+  }
+  bool IsSurvived() const override { return true; }
+  bool IsHealedFirst() const override { return true; }
+
+ private:
+  std::size_t node_ = 0;
+};
+
 template <class Kind>
 std::unique_ptr<Fault> Make() {
   return std::make_unique<Kind>();
@@ -192,10 +290,12 @@ std::unique_ptr<Fault> Make() {
 
 const std::vector<FaultKind>& FaultKinds() {
   static const std::vector<FaultKind> kinds{
-      {"owner_killed", &Make<OwnerKilled>},   {"leader_killed", &Make<LeaderKilled>},
-      {"both_killed", &Make<BothKilled>},     {"owner_paused", &Make<OwnerPaused>},
-      {"majority_lost", &Make<MajorityLost>}, {"network_cut", &Make<NetworkCut>},
-      {"restarted", &Make<Restarted>},        {"clock_jumps", &Make<ClockJumps>},
+      {"owner_killed", &Make<OwnerKilled>},     {"leader_killed", &Make<LeaderKilled>},
+      {"both_killed", &Make<BothKilled>},       {"owner_paused", &Make<OwnerPaused>},
+      {"majority_lost", &Make<MajorityLost>},   {"network_cut", &Make<NetworkCut>},
+      {"restarted", &Make<Restarted>},          {"clock_jumps", &Make<ClockJumps>},
+      {"nodes_apart", &Make<NodesApart>, true}, {"disk_full", &Make<DiskFull>, true},
+      {"quota_reached", &Make<QuotaReached>},
   };
   return kinds;
 }

@@ -28,6 +28,7 @@ class Fault {
 struct FaultKind {
   const char* name;
   std::unique_ptr<Fault> (*make)();
+  bool needs_machines = false;
 };
 
 const std::vector<FaultKind>& FaultKinds();

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <csignal>
 #include <set>
+#include <sstream>
 #include <thread>
 #include <utility>
 
@@ -42,7 +43,7 @@ auto Persist(const char* what, Action action) {
 class Round {
  public:
   Round(Place& place, const FaultKind& kind, std::uint64_t seed)
-      : scene_(place, kind.name, seed), fault_(kind.make()) {}
+      : scene_(place, kind.name, seed), fault_(kind.make()), timeout_(1 + scene_.Draw(2)) {}
 
   RoundResult Play() {
     Begin();
@@ -66,7 +67,7 @@ class Round {
 
  private:
   std::unique_ptr<StorageEngine> Open(OpenMode mode) {
-    return OpenEtcdEngine(scene_.place.Settings(scene_.prefix), {mode});
+    return OpenEtcdEngine(scene_.place.Settings(scene_.prefix, timeout_), {mode});
   }
 
   void Begin() {
@@ -75,7 +76,8 @@ class Round {
            Ledger(base_).Base(kBaseTag));
     second_ = Persist("following", [&] { return Open(OpenMode::kFollow); });
     followed_ = Persist("following", [&] { return LoadAll(*second_); });
-    scene_.owner = std::make_unique<OwnerProcess>(scene_.place.SettingsOfOwner(scene_.prefix));
+    scene_.owner =
+        std::make_unique<OwnerProcess>(scene_.place.SettingsOfOwner(scene_.prefix, timeout_));
     for (const auto end = Clock::now() + kPatience; scene_.owner->Reports().empty();) {
       if (Clock::now() > end) throw Violation("the first owner does not begin");
       FollowFor(milliseconds(20));
@@ -185,9 +187,23 @@ class Round {
   }
 
   void ExpectAllWell() {
-    for (const auto end = Clock::now() + kPatience; !scene_.nodes.IsUp();) {
+    const auto end = Clock::now() + kPatience;
+    while (!scene_.nodes.IsUp()) {
       if (Clock::now() > end) throw Violation("a node does not come back");
     }
+    while (!HoldTheSame()) {
+      if (Clock::now() > end) throw Violation("the nodes hold different things");
+    }
+  }
+
+  // "http://127.0.0.1:2379, 1234" and so on.
+  bool HoldTheSame() const {
+    std::istringstream hashes(scene_.nodes.Control("endpoint hashkv --write-out=simple"));
+    std::set<std::string> different;
+    std::size_t told = 0;
+    for (std::string line; std::getline(hashes, line); ++told)
+      different.insert(line.substr(std::min(line.find(", "), line.size())));
+    return told == scene_.nodes.Count() && different.size() == 1;
   }
 
   void Verify() {
@@ -257,6 +273,7 @@ class Round {
 
   Scene scene_;
   const std::unique_ptr<Fault> fault_;
+  const int timeout_;  // seconds
   std::unique_ptr<StorageEngine> second_;
   Contents base_;
   Contents followed_;

@@ -4,6 +4,7 @@
 #include "cluster/etcd_nodes.h"
 #include "cluster/proxy.h"
 #include "platform/cluster/etcd_settings.h"
+#include "soak/machines.h"
 #include "soak/owner.h"
 
 #include <chrono>
@@ -22,13 +23,16 @@ struct Violation : std::runtime_error {
 // Three nodes, each behind a network that the owner has to itself. Used for many rounds.
 class Place {
  public:
-  Place();
+  // Without machines the nodes run side by side on this one.
+  explicit Place(const Machines* machines);
 
-  EtcdNodes nodes{3};
+  const Machines* const machines;
+  EtcdNodes nodes;
   std::vector<std::unique_ptr<Proxy>> networks;  // between the owner and each node
 
-  ncc::etcd::EtcdSettings Settings(const std::string& prefix) const;
-  ncc::etcd::EtcdSettings SettingsOfOwner(const std::string& prefix) const;
+  // `timeout` in seconds.
+  ncc::etcd::EtcdSettings Settings(const std::string& prefix, int timeout) const;
+  ncc::etcd::EtcdSettings SettingsOfOwner(const std::string& prefix, int timeout) const;
 };
 
 struct Scene {
