@@ -28,8 +28,8 @@ class Machines {
   std::vector<NodePlace> places_;
 };
 
-// Puts a folder onto a disk of its own, a little larger than what is in it, and back. `is_dense`
-// writes what is only reserved, too.
-void MoveToSmallDisk(const std::string& folder, bool is_dense);
+// Puts the folder of a node onto a small disk of its own, and back. What its log has reserved is
+// reserved there only if so told; what its store has is not.
+void MoveToSmallDisk(const std::string& folder, bool reserves_log);
 void MoveBack(const std::string& folder);
 void FillDisk(const std::string& folder);
