@@ -23,7 +23,13 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-// One that nobody has now.
+std::string NameOf(std::size_t node) { return "n" + std::to_string(node); }
+std::string Address(const std::string& scheme, const std::string& host, int port) {
+  return scheme + "://" + host + ":" + std::to_string(port);
+}
+
+}  // namespace
+
 int FreePort() {
   const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
@@ -36,13 +42,6 @@ int FreePort() {
   if (!found) throw std::runtime_error("no free port");
   return ntohs(address.sin_port);
 }
-
-std::string NameOf(std::size_t node) { return "n" + std::to_string(node); }
-std::string Address(const std::string& scheme, const std::string& host, int port) {
-  return scheme + "://" + host + ":" + std::to_string(port);
-}
-
-}  // namespace
 
 bool HasEtcd() {
   if (std::system("command -v etcd >/dev/null && command -v etcdctl >/dev/null") == 0) return true;
@@ -66,7 +65,10 @@ EtcdNodes::EtcdNodes(std::size_t count, std::string tls)
 EtcdNodes::EtcdNodes(const std::vector<NodePlace>& places, std::string tls) : tls_(std::move(tls)) {
   for (int tries = 0; tries < 3; ++tries) {  // somebody may take a port meanwhile
     nodes_.clear();
-    for (const NodePlace& place : places) nodes_.push_back({place, FreePort(), FreePort(), 0});
+    for (const NodePlace& place : places) {
+      const int peer_port = place.peer_port != 0 ? place.peer_port : FreePort();
+      nodes_.push_back({place, FreePort(), peer_port, 0});
+    }
     for (std::size_t i = 0; i < nodes_.size(); ++i) Start(i);
     for (const auto end = Clock::now() + seconds(20); Clock::now() < end;) {
       if (IsUp()) return;
@@ -93,23 +95,28 @@ std::string EtcdNodes::Endpoints() const {
   return all;
 }
 
+std::string EtcdNodes::PeerAddress(const Node& node) {
+  const int port = node.place.seen_as_peer_port;
+  return Address("http", node.place.peer_host, port != 0 ? port : node.peer_port);
+}
+
 std::string EtcdNodes::Folder(std::size_t node) const { return scratch_.Path(NameOf(node)); }
 
 void EtcdNodes::Start(std::size_t node) {
   const Node& own = nodes_[node];
   std::string cluster;
   for (std::size_t i = 0; i < nodes_.size(); ++i) {
-    cluster += (i == 0 ? "" : ",") + NameOf(i) + "=" +
-               Address("http", nodes_[i].place.peer_host, nodes_[i].peer_port);
+    cluster += (i == 0 ? "" : ",") + NameOf(i) + "=" + PeerAddress(nodes_[i]);
   }
   const std::string client =
       Address(tls_.empty() ? "http" : "https", own.place.client_host, own.client_port);
   const std::string peer = Address("http", own.place.peer_host, own.peer_port);
   std::vector<std::string> words = own.place.through;
-  words.insert(words.end(), {"etcd", "--name", NameOf(node), "--data-dir", Folder(node), "--logger",
-                             "zap", "--log-level", "error", "--listen-client-urls", client,
-                             "--advertise-client-urls", client, "--listen-peer-urls", peer,
-                             "--initial-advertise-peer-urls", peer, "--initial-cluster", cluster});
+  words.insert(words.end(),
+               {"etcd", "--name", NameOf(node), "--data-dir", Folder(node), "--logger", "zap",
+                "--log-level", "error", "--listen-client-urls", client, "--advertise-client-urls",
+                client, "--listen-peer-urls", peer, "--initial-advertise-peer-urls",
+                PeerAddress(own), "--initial-cluster", cluster});
   if (!tls_.empty()) {
     for (const char* word : {"--client-cert-auth", "--trusted-ca-file", "ca.pem", "--cert-file",
                              "node.pem", "--key-file", "node.key"})
@@ -181,6 +188,17 @@ std::size_t EtcdNodes::Leader() const {
     std::this_thread::sleep_for(milliseconds(100));
   }
   throw std::runtime_error("no node leads");
+}
+
+void EtcdNodes::LetLead(std::size_t node) const {
+  for (const auto end = Clock::now() + seconds(20); Leader() != node;) {
+    if (Clock::now() > end) throw std::runtime_error("a node does not take the lead");
+    const std::string status = Control("endpoint status --write-out=simple");
+    const auto line = status.find(":" + std::to_string(nodes_[node].client_port) + ", ");
+    if (line == status.npos) continue;
+    const auto id = status.find(", ", line) + 2;
+    Control("move-leader " + status.substr(id, status.find(',', id) - id));
+  }
 }
 
 void MakeCertificates(const std::string& folder) {

@@ -9,6 +9,9 @@
 
 #include <sys/types.h>
 
+// One that nobody has now.
+int FreePort();
+
 // Whether etcd is installed; says so loudly when it is not.
 bool HasEtcd();
 
@@ -18,6 +21,8 @@ struct NodePlace {
   std::string client_host = "127.0.0.1";
   std::string peer_host = "127.0.0.1";
   std::vector<std::string> through;
+  int peer_port = 0;          // 0: any that is free
+  int seen_as_peer_port = 0;  // what other nodes know; 0: the same
 };
 
 // A cluster that lives as long as this object and dies with the process. Nodes flush as they do in
@@ -53,6 +58,9 @@ class EtcdNodes {
   // Whether all nodes answer.
   bool IsUp() const;
 
+  // Hands the lead over to it, as soon as that can be.
+  void LetLead(std::size_t node) const;
+
   // What etcdctl prints, with this cluster's addresses.
   std::string Control(const std::string& arguments) const;
 
@@ -64,6 +72,7 @@ class EtcdNodes {
     pid_t process = 0;
   };
 
+  static std::string PeerAddress(const Node& node);
   void StopAll();
 
   const ScratchFolder scratch_;

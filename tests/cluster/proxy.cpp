@@ -1,6 +1,8 @@
 #include "cluster/proxy.h"
 
+#include <algorithm>
 #include <array>
+#include <deque>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -19,6 +21,12 @@ struct Proxy::Connection {
   int node = -1;
   bool is_over = false;
   std::string held;
+  struct Delayed {
+    std::chrono::steady_clock::time_point due;
+    bool from_client;
+    std::string bytes;
+  };
+  std::deque<Delayed> delayed;
 
   ~Connection() {
     for (const int end : {client, node}) {
@@ -146,8 +154,31 @@ void Proxy::Pass(Connection& connection, bool from_client) {
     connection.held.append(buffer.data(), size);
     return;
   }
+  if (delay_.count() != 0) {
+    connection.delayed.push_back(
+        {std::chrono::steady_clock::now() + delay_, from_client, {buffer.data(), size}});
+    return;
+  }
   const int to = from_client ? connection.node : connection.client;
   if (to >= 0 && !SendAll(to, buffer.data(), size)) connection.is_over = true;
+}
+
+std::optional<std::chrono::nanoseconds> Proxy::PassDelayed() {
+  const auto now = std::chrono::steady_clock::now();
+  std::optional<std::chrono::nanoseconds> wait;
+  for (Connection& connection : connections_) {
+    std::deque<Connection::Delayed>& delayed = connection.delayed;
+    while (!delayed.empty() && delayed.front().due <= now) {
+      const std::string& bytes = delayed.front().bytes;
+      const int to = delayed.front().from_client ? connection.node : connection.client;
+      if (!SendAll(to, bytes.data(), bytes.size())) connection.is_over = true;
+      delayed.pop_front();
+    }
+    if (delayed.empty()) continue;
+    const std::chrono::nanoseconds next = delayed.front().due - now;
+    wait = wait ? std::min(*wait, next) : next;
+  }
+  return wait;
 }
 
 void Proxy::Run() {
@@ -155,10 +186,12 @@ void Proxy::Run() {
     std::vector<pollfd> polled;
     std::vector<std::pair<Connection*, bool>> ends;
     int generation = 0;
+    std::optional<std::chrono::nanoseconds> wait;
     {
       const std::lock_guard lock(mutex_);
       if (ends_) return;
       generation = generation_;
+      wait = PassDelayed();
       polled = {{wake_[0], POLLIN, 0}, {listener_, POLLIN, 0}};
       for (Connection& connection : connections_) {
         for (const bool from_client : {true, false}) {
@@ -167,7 +200,9 @@ void Proxy::Run() {
         }
       }
     }
-    ::poll(polled.data(), polled.size(), -1);
+    const timespec time{wait ? wait->count() / 1'000'000'000 : 0,
+                        wait ? wait->count() % 1'000'000'000 : 0};
+    ::ppoll(polled.data(), polled.size(), wait ? &time : nullptr, nullptr);
     const std::lock_guard lock(mutex_);
     char byte = 0;
     if (polled[0].revents != 0) static_cast<void>(!::read(wake_[0], &byte, 1));

@@ -3,8 +3,10 @@
 
 #include "tests/support/network_fault.h"
 
+#include <chrono>
 #include <list>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -21,6 +23,8 @@ class Proxy {
   // What comes from clients is kept, and passed on by Release, even if they are gone by then.
   void Hold();
   void Release();
+  // Everything takes so long each way. For good, and before there are connections.
+  void Delay(std::chrono::microseconds each_way) { delay_ = each_way; }
 
  private:
   struct Connection;
@@ -29,9 +33,12 @@ class Proxy {
   void Run();
   void Accept();
   void Pass(Connection& connection, bool from_client);
+  // Passes on what has been delayed for long enough; how long the next of it has to wait.
+  std::optional<std::chrono::nanoseconds> PassDelayed();
 
   const int target_;
   const std::string host_;
+  std::chrono::microseconds delay_{0};
   int port_ = 0;
   int listener_ = -1;
   int wake_[2];
