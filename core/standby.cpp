@@ -104,9 +104,8 @@ namespace ncc {
 OwnerWatch::News OwnerWatch::Wait(std::uint64_t revision, milliseconds wait) {
   const std::lock_guard lock(mutex_);
   const auto units = engine_->Follow(revision, wait);
-  const std::optional<std::string> owner = engine_->Owner();
-  const bool is_lost = !owner && !engine_->WasClosed();
-  return {!units || !units->empty(), owner.value_or(std::string()), is_lost};
+  const std::string owner = engine_->Owner().value_or(std::string());
+  return {!units || !units->empty(), owner, engine_->IsOwnerLost()};
 }
 
 }  // namespace ncc

@@ -47,7 +47,7 @@ Answer Client::Call(const char* path, const std::string& body) {
 Answer Client::Call(const char* path, const std::string& body, milliseconds timeout) {
   const Clock::time_point end = Clock::now() + timeout;
   const auto nodes = static_cast<milliseconds::rep>(settings_.endpoints.size());
-  const milliseconds one_try = std::clamp(timeout / nodes, kShortTry, kLongTry);
+  milliseconds one_try = std::clamp(timeout / nodes, kShortTry, kLongTry);
   bool was_sent = false;
   for (std::size_t tried = 1;; ++tried) {
     const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
@@ -58,8 +58,9 @@ Answer Client::Call(const char* path, const std::string& body, milliseconds time
     if (answer.status != 0) {
       auto read = ParseAnswer(answer.body);
       if (read) parsed = std::move(*read);
-      if (read && answer.status == 200 && parsed.error.empty()) return parsed;
-      if (read && !MayBeTriedAgain(parsed.code)) {
+      const bool is_of_etcd = read && answer.status == 200 && parsed.revision != 0;
+      if (is_of_etcd && parsed.error.empty()) return parsed;
+      if (read && !parsed.error.empty() && !MayBeTriedAgain(parsed.code)) {
         const std::string text = "the cluster refuses: " + DescribeRefusal(parsed.error);
         if (was_sent_before) throw Unreachable(text, true);
         throw Rejected(text, parsed.code);
@@ -73,7 +74,9 @@ Answer Client::Call(const char* path, const std::string& body, milliseconds time
                             std::to_string(settings_.endpoints.size()) + " tried: " + why + ")",
                         was_sent);
     }
-    if (tried % settings_.endpoints.size() == 0) std::this_thread::sleep_for(kPause);
+    if (tried % settings_.endpoints.size() != 0) continue;
+    one_try *= 2;  // the way may be slow, and the answer long
+    std::this_thread::sleep_for(kPause);
   }
 }
 

@@ -29,6 +29,8 @@ using std::chrono::milliseconds;
 // lost the others.
 constexpr milliseconds kLook(1000);
 
+constexpr int kTries = 20;
+
 // Of a head that has moved since it was read.
 constexpr std::int64_t kUnseen = -1;
 
@@ -86,7 +88,7 @@ class EtcdEngine final : public StorageEngine {
     attempt_ = commit.state;
     commit.writes.Put(layout_.Head(), Encode(Head{commit.state}));
     Store(commit.writes);
-    folding_->Add(commit.size);
+    if (folding_) folding_->Add(commit.size);
     return known_;
   }
 
@@ -111,9 +113,19 @@ class EtcdEngine final : public StorageEngine {
   void ReadHistory(std::uint64_t from, std::uint64_t to,
                    const std::function<bool(HistoryEntry&&)>& visit) override {
     CheckUsable();
-    // Entries do not change, but another owner may drop some.
-    const HistoryBounds bounds = reader_.ReadHead().head.state.history;
-    history_.Read(bounds, known_.revision, from, to, visit);
+    // Entries do not change, but the owner may drop some: they are read as of one moment, and from
+    // where that one is dropped as of the next.
+    const auto visit_rest = [&](HistoryEntry&& entry) {
+      to = entry.revision - 1;
+      return visit(std::move(entry));
+    };
+    for (int tries = 1;; ++tries) {
+      try {
+        return history_.Read(reader_.ReadHead(), known_.revision, from, to, visit_rest);
+      } catch (const Rejected& error) {
+        if (!error.IsCompacted() || tries == kTries) throw;
+      }
+    }
   }
 
   std::uint64_t FirstSince(std::int64_t time) override {
@@ -128,9 +140,10 @@ class EtcdEngine final : public StorageEngine {
     return owner != nullptr ? std::optional(DescribeProcess(owner->value)) : std::nullopt;
   }
 
-  bool WasClosed() override {
+  bool IsOwnerLost() override {
     CheckProcess();
-    return client_.Get({layout_.Closed()}).found.front().Only() != nullptr;
+    const Answer answer = client_.Run(Transaction().Get({layout_.Owner()}).Get({layout_.Closed()}));
+    return answer.found.at(0).Only() == nullptr && answer.found.at(1).Only() == nullptr;
   }
 
   std::optional<std::vector<StoredUnit>> Follow(std::uint64_t from, milliseconds wait) override {
@@ -199,6 +212,7 @@ class EtcdEngine final : public StorageEngine {
                          " in the cluster that " + settings_.file + " names");
     }
     Transaction clear;
+    clear.WhenModified(layout_.Head(), head_);  // a copy that comes late does nothing
     for (const char kind : {'b', 'c', 's', 'h', 'p'})
       clear.Delete(layout_.First(kind, 0), layout_.End(kind));
     while (!RunAsOwner(clear)) {

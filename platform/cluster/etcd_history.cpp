@@ -20,29 +20,31 @@ constexpr int kKeysAtOnce = 256;
 
 }  // namespace
 
-void EtcdHistory::Read(const HistoryBounds& bounds, std::uint64_t last, std::uint64_t from,
+void EtcdHistory::Read(const HeadSeen& seen, std::uint64_t last, std::uint64_t from,
                        std::uint64_t to, const std::function<bool(HistoryEntry&&)>& visit) {
-  const std::uint64_t oldest = std::max<std::uint64_t>({from, bounds.first, 1});
+  const std::uint64_t oldest = std::max<std::uint64_t>({from, seen.head.state.history.first, 1});
   std::uint64_t newest = std::min(to, last);
   while (newest >= oldest) {
     const std::uint64_t begin =
         newest - oldest < kEntriesAtOnce ? oldest : newest - kEntriesAtOnce + 1;
-    const Answer answer = client_.Get({layout_.First('h', begin), layout_.First('h', newest + 1)});
+    const Answer answer =
+        client_.Get({layout_.First('h', begin), layout_.First('h', newest + 1), 0, seen.revision});
     const std::vector<KeyValue>& keys = answer.found.front().keys;
     for (auto stored = keys.rbegin(); newest >= begin; --newest, ++stored) {
       if (stored == keys.rend()) Damaged(newest, "is missing");
-      if (!visit(Whole(stored->value, newest))) return;
+      if (!visit(Whole(stored->value, newest, seen.revision))) return;
     }
   }
 }
 
-HistoryEntry EtcdHistory::Whole(std::string_view value, std::uint64_t revision) {
+HistoryEntry EtcdHistory::Whole(std::string_view value, std::uint64_t revision,
+                                std::int64_t moment) {
   Entry entry = DecodeEntry(value);
   HistoryEntry& told = entry.entry;
   if (told.revision != revision) Damaged(revision, "is missing");
   std::string replaced;
   for (std::uint32_t index = 0; index < entry.pieces; ++index) {
-    const Answer answer = client_.Get({layout_.Piece(entry.stage, index)});
+    const Answer answer = client_.Get({layout_.Piece(entry.stage, index), {}, 0, moment});
     const KeyValue* const piece = answer.found.front().Only();
     if (piece == nullptr) Damaged(revision, "lacks a piece");
     replaced += piece->value;

@@ -1,6 +1,7 @@
 #include "platform/cluster/folding.h"
 
 #include "platform/cluster/reader.h"
+#include "platform/storage/row_sum.h"
 
 #include <string>
 
@@ -68,15 +69,24 @@ void Folding::Run() {
   }
 }
 
+// By a request whose answer was lost.
+bool Folding::HasMoved(const Base& base) {
+  const Answer answer = client_.Get({layout_.Base()});
+  const KeyValue* const stored = answer.found.front().Only();
+  return stored != nullptr && DecodeBase(stored->value).revision == base.revision;
+}
+
 void Folding::Fold() {
   const auto run = [&](Transaction& transaction) {
     if (!client_.Run(transaction.WhenCreated(layout_.Owner(), owner_)).succeeded) throw Stopped();
   };
   Base base;
   std::uint64_t former = 0;
+  std::int64_t former_modified = 0;
   {
     const Stored stored = Reader(client_, layout_).ReadAll();
     former = stored.base.revision;
+    former_modified = stored.base_modified;
     base.revision = stored.seen.head.state.revision;
     if (base.revision == former) return;
     const auto put = [&](const std::string& block) {
@@ -85,17 +95,23 @@ void Folding::Fold() {
       run(transaction.Put(layout_.BaseBlock(base.revision, base.blocks++), block));
     };
     BlockWriter blocks(put);
-    ForEachRow(stored,
-               [&](const RowView& row, std::uint32_t sum) { blocks.Add(row.key, &row, sum); });
+    RowTotals found;
+    ForEachRow(stored, [&](const RowView& row, std::uint32_t sum) {
+      AddTo(found, sum);
+      blocks.Add(row.key, &row, sum);
+    });
+    CheckTotals(found, stored.seen.head.state.totals);  // what it is made of goes
     put(blocks.Finish());
   }
   // The commits since the former base stay, for those who follow.
   Transaction move;
+  move.WhenModified(layout_.Base(), former_modified);  // a copy that comes late does nothing
   move.Put(layout_.Base(), Encode(base));
   move.Delete(layout_.First('b', 0), layout_.BaseBlocks(base.revision));
   move.Delete(layout_.First('c', 0), layout_.First('c', former + 1));
   move.Delete(layout_.First('s', 0), layout_.First('s', former));
-  run(move);
+  if (!client_.Run(move.WhenCreated(layout_.Owner(), owner_)).succeeded && !HasMoved(base))
+    throw Stopped();
   const std::int64_t now = client_.Get({layout_.Base()}).revision;
   client_.Call("/v3/kv/compaction", "{\"revision\":\"" + std::to_string(now) + "\"}");
   const std::lock_guard lock(mutex_);

@@ -4,6 +4,7 @@
 
 #include "platform/cluster/client.h"
 #include "platform/cluster/layout.h"
+#include "platform/cluster/records.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -30,6 +31,7 @@ class Folding {
   void Run();
   bool IsDue() const;
   void Fold();
+  bool HasMoved(const Base& base);
 
   Client client_;  // of the thread
   const Layout layout_;

@@ -13,7 +13,8 @@ using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 constexpr milliseconds kPause(100);
-constexpr milliseconds kLetGo(1000);
+constexpr milliseconds kShortPause(5);
+constexpr milliseconds kLetGo(3000);
 
 }  // namespace
 
@@ -48,7 +49,10 @@ void Ownership::Acquire(Client& client, milliseconds wait, bool force) {
       return;
     }
     const KeyValue* const owner = answer.found.front().Only();
-    if (owner == nullptr) continue;
+    if (owner == nullptr) {
+      std::this_thread::sleep_for(kShortPause);
+      continue;
+    }
     if (MarkOf(owner->value) == mark_) {  // by a request whose answer was lost
       if (owner->lease == lease_) {
         token_ = owner->created;
@@ -108,7 +112,11 @@ void Ownership::LetGo() {
   if (token_ != 0) {
     Transaction close;
     close.WhenCreated(layout_.Owner(), token_).Delete(layout_.Owner()).Put(layout_.Closed(), "");
-    client_.Call("/v3/kv/txn", close.Body(), timeout);
+    try {
+      client_.Call("/v3/kv/txn", close.Body(), timeout);
+    } catch (const StorageError&) {
+      // Without its lease the key goes, too.
+    }
   }
   RevokeLease(client_, lease_, timeout);
 }

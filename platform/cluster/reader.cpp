@@ -53,7 +53,10 @@ Stored Reader::TryReadAll() {
   Stored stored;
   const Answer answer = client_.Run(Transaction().Get({layout_.Head()}).Get({layout_.Base()}));
   stored.seen = TakeHead(answer, answer.found.at(0));
-  if (const KeyValue* const base = answer.found.at(1).Only()) stored.base = DecodeBase(base->value);
+  if (const KeyValue* const base = answer.found.at(1).Only()) {
+    stored.base = DecodeBase(base->value);
+    stored.base_modified = base->modified;
+  }
   const std::int64_t now = stored.seen.revision;
   if (stored.base.revision != 0) {
     stored.blocks = ReadValues(layout_.BaseBlocks(stored.base.revision), stored.base.blocks, now);

@@ -32,6 +32,7 @@ struct UnitBlocks {
 struct Stored {
   HeadSeen seen;
   Base base;
+  std::int64_t base_modified = 0;   // the store's revision that wrote it; 0: there is none
   std::vector<std::string> blocks;  // of the base
   std::vector<UnitBlocks> units;
 };

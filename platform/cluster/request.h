@@ -29,7 +29,6 @@ class Transaction {
   Transaction& Get(const KeyRange& range);
   Transaction& ElseGet(const KeyRange& range);
 
-  bool DoesNothing() const { return success_.empty(); }
   // Of what is to be put: keys and values.
   std::size_t Size() const { return size_; }
   int Operations() const { return operations_; }

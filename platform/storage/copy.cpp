@@ -5,6 +5,7 @@
 #include "platform/storage/row_sum.h"
 #include "platform/storage/sqlite_rows.h"
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 
@@ -33,10 +34,17 @@ class WholeDatabase final : public ChangeSet {
   }
 
   void ForEachEntry(const std::function<void(const HistoryEntry&)>& visit) const override {
-    engine_.ReadHistory(state_.history.first, state_.revision, [&](HistoryEntry&& entry) {
+    const std::uint64_t first = std::max<std::uint64_t>(state_.history.first, 1);
+    std::uint64_t left = state_.revision < first ? 0 : state_.revision - first + 1;
+    engine_.ReadHistory(first, state_.revision, [&](HistoryEntry&& entry) {
+      --left;
       visit(entry);
       return true;
     });
+    if (left != 0) {
+      throw StorageError("the owner has cut the history while it was copied: copy it again",
+                         NCCFailure::kUnavailable);
+    }
   }
 
  private:

@@ -11,7 +11,7 @@ void StorageEngine::Acquire(std::chrono::milliseconds, bool) {
   throw StorageError("this database cannot be taken over: one machine alone opens it");
 }
 
-bool StorageEngine::WasClosed() { return true; }
+bool StorageEngine::IsOwnerLost() { return false; }
 
 EngineStatus StorageEngine::Status() { return {}; }
 

@@ -107,8 +107,8 @@ class StorageEngine {
   virtual std::optional<std::vector<StoredUnit>> Follow(std::uint64_t from,
                                                         std::chrono::milliseconds wait);
 
-  // Of a database that nobody owns: whether the last owner has closed it, and was not lost.
-  virtual bool WasClosed();
+  // Whether nobody owns it, and the last owner has not closed it: both as of one moment.
+  virtual bool IsOwnerLost();
 
   // Makes a follower the owner, as soon as nobody else is; kInUse when somebody still is after
   // `wait`. `force` takes it from its owner, whose commits are refused from then on. Then Follow

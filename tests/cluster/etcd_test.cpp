@@ -257,7 +257,7 @@ TEST_F(EtcdTest, AStandbyGoesOnWhenTheOwnerAndALeaderDie) {
     while (const std::uint64_t revision = owner.Next()) acknowledged = revision;
     const auto begin = std::chrono::steady_clock::now();
     while (standby->Owner()) std::this_thread::sleep_for(milliseconds(20));
-    EXPECT_FALSE(standby->WasClosed());
+    EXPECT_TRUE(standby->IsOwnerLost());
     const std::uint64_t revision = TakeOver(*standby, contents, acknowledged);
     std::cout << "taken over at revision " << revision << " within "
               << std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin)

@@ -263,7 +263,7 @@ TEST_P(EngineContract, IsTakenOverOnceTheOwnerHasGoneOrByForce) {
   engine->Commit(HistoryChanges(3));
   engine.reset();
   EXPECT_EQ(follower->Owner(), std::nullopt);
-  EXPECT_TRUE(follower->WasClosed());
+  EXPECT_FALSE(follower->IsOwnerLost());
   follower->Acquire(kLong, false);
   while (!follower->Follow(LoadAll(*follower).revision, kNone)->empty()) {
   }

@@ -164,10 +164,10 @@ class MemoryEngine final : public StorageEngine {
     store_->was_closed_ = false;
   }
 
-  bool WasClosed() override {
+  bool IsOwnerLost() override {
     const MemoryStore::Lock lock(store_->mutex_);
     CheckNetwork();
-    return store_->was_closed_;
+    return store_->owner_ == 0 && !store_->was_closed_;
   }
 
   EngineStatus Status() override {
