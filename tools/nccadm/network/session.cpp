@@ -70,6 +70,10 @@ Failure Session::OpeningFailure() {
       return Failure(reason, fmt::format("To create it, type: nccadm --db {} init --network NUMBER",
                                          database));
     case NCCFailure::kDamaged:
+      if (std::error_code error; std::filesystem::exists(DatabaseText() + ".cluster", error)) {
+        return Failure(
+            text, "A copy goes to another prefix in the cluster: 'nccadm cluster copy --help'.");
+      }
       return Failure(
           text, fmt::format("To go back to a copy, type: nccadm --db {} restore BACKUP", database));
     default:
@@ -143,7 +147,8 @@ void Session::SetCommand(const std::string& command) {
 
 CNCCNet& Session::OpenStandby() {
   std::error_code error;
-  if (std::filesystem::exists(DatabaseText() + ".db", error)) {
+  const bool has_file = std::filesystem::exists(DatabaseText() + ".db", error);
+  if (has_file && !std::filesystem::exists(DatabaseText() + ".cluster", error)) {
     throw Failure(
         fmt::format("{} is a file of this machine: there is no owner to follow", DatabaseText()),
         "'nccadm cluster init' and 'nccadm cluster copy' bring it into a cluster.");
