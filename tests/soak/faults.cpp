@@ -225,7 +225,7 @@ class DiskFull : public Fault {
     EtcdNodes& nodes = scene.nodes;
     node_ = scene.Draw(2) != 0 ? nodes.Leader() : static_cast<std::size_t>(scene.Draw(2));
     nodes.Kill(node_);
-    MoveToSmallDisk(nodes.Folder(node_), scene.Draw(1) == 0);
+    MoveToSmallDisk(nodes.Folder(node_));
     nodes.Start(node_);
     std::this_thread::sleep_for(milliseconds(500) + scene.DrawWait(1000));
     FillDisk(nodes.Folder(node_));

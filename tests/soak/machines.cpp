@@ -71,12 +71,11 @@ void Machines::Switch(std::size_t machine, Net net, const char* state) {
   Run("ip link set " + (bridge.device + std::to_string(machine)) + " " + state);
 }
 
-void MoveToSmallDisk(const std::string& folder, bool reserves_log) {
+void MoveToSmallDisk(const std::string& folder) {
   const std::string kept = folder + ".kept";
   Run("mv " + folder + " " + kept + " && mkdir -m 700 " + folder +
       " && mount -t tmpfs -o mode=700,size=600m soak " + folder + " && cp -a --sparse=always " +
       kept + "/. " + folder);
-  if (reserves_log) Run("cp -a --sparse=never " + kept + "/member/wal/. " + folder + "/member/wal");
 }
 
 void MoveBack(const std::string& folder) {

@@ -28,8 +28,8 @@ class Machines {
   std::vector<NodePlace> places_;
 };
 
-// Puts the folder of a node onto a small disk of its own, and back. What its log has reserved is
-// reserved there only if so told; what its store has is not.
-void MoveToSmallDisk(const std::string& folder, bool reserves_log);
+// Puts the folder of a node onto a small disk of its own, and back. What its log and its store had
+// reserved is not reserved there.
+void MoveToSmallDisk(const std::string& folder);
 void MoveBack(const std::string& folder);
 void FillDisk(const std::string& folder);
