@@ -18,11 +18,11 @@ constexpr std::uint64_t kMostBytes = std::uint64_t{4} << 30;
 
 std::string Compress(std::string_view bytes) {
   // Making one takes longer than a small text.
-  thread_local const std::unique_ptr<ZSTD_CCtx, std::size_t (*)(ZSTD_CCtx*)> context(
+  thread_local const std::unique_ptr<ZSTD_CCtx, std::size_t (*)(ZSTD_CCtx*)> kContext(
       ZSTD_createCCtx(), &ZSTD_freeCCtx);
-  if (!context) throw std::bad_alloc();
+  if (!kContext) throw std::bad_alloc();
   std::string compressed(ZSTD_compressBound(bytes.size()), '\0');
-  const std::size_t size = ZSTD_compressCCtx(context.get(), compressed.data(), compressed.size(),
+  const std::size_t size = ZSTD_compressCCtx(kContext.get(), compressed.data(), compressed.size(),
                                              bytes.data(), bytes.size(), kLevel);
   if (ZSTD_isError(size) != 0) throw std::bad_alloc();
   compressed.resize(size);

@@ -21,7 +21,7 @@ extern "C" std::size_t NccTakeBody(char* bytes, std::size_t size, std::size_t co
 // `told` is what the library says beyond the code. Who is refused by the other side, after its own
 // part of the greeting has gone well, learns of it when it reads.
 std::string Describe(CURLcode code, const char* told) {
-  const std::string text = *told != '\0' ? told : curl_easy_strerror(code);
+  std::string text = *told != '\0' ? told : curl_easy_strerror(code);
   if (text.find(" alert ") == std::string::npos) return text;
   return "it does not accept this certificate: " + text;
 }
