@@ -3,7 +3,9 @@
 #include "cluster/proxy.h"
 #include "nccnet/backup.h"
 #include "nccnet/netdb.h"
+#include "platform/cluster/base64.h"
 #include "platform/cluster/etcd_engine.h"
+#include "platform/cluster/layout.h"
 #include "platform/storage/sqlite_engine.h"
 #include "support/engine_contract.h"
 #include "support/network.h"
@@ -12,6 +14,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <set>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -134,6 +137,27 @@ TEST_F(EtcdTest, SettlingShutsOutARequestThatIsStillOnItsWay) {
   EXPECT_EQ(LoadAll(*engine), HistoryContents(3));
   engine->Commit(HistoryChanges(4));
   EXPECT_EQ(LoadAll(*place.Open(OpenMode::kSnapshot)), HistoryContents(4));
+}
+
+// What takes away old blocks, of a database that is new and when rows were brought together.
+std::string TakesBlocksAway(const EtcdSettings& settings) {
+  std::string key;
+  etcd::AppendBase64(key, etcd::Layout(settings.prefix).First('b', 0));
+  return key;
+}
+
+void ReleaseLate(Proxy& network) {
+  EXPECT_TRUE(network.HasHeld());
+  network.Release();
+  std::this_thread::sleep_for(milliseconds(300));
+}
+
+TEST_F(EtcdTest, ClearingForANewDatabaseThatArrivesLateDoesNothing) {
+  EtcdPlace place;
+  place.At(0).HoldNext(TakesBlocksAway(place.Settings()));
+  const auto engine = Continued(place.Open(OpenMode::kCreate), 3);
+  ReleaseLate(place.At(0));
+  EXPECT_EQ(LoadAll(*place.Open(OpenMode::kSnapshot)), HistoryContents(3));
 }
 
 TEST_F(EtcdTest, ANodeThatHangsHindersNobody) {
@@ -396,6 +420,24 @@ TEST_F(EtcdTest, SmallCommitsAreBroughtTogether) {
       SharedNodes().Control("get --prefix --keys-only " + settings.prefix + "b/");
   EXPECT_NE(base.find(settings.prefix), base.npos);
   EXPECT_EQ(HistoryOf(*engine, 700, 702).size(), 3U);
+}
+
+TEST_F(EtcdTest, BringingRowsTogetherThatArrivesLateDoesNothing) {
+  constexpr std::uint32_t kRows = 20000;
+  EtcdPlace place;
+  const auto engine = place.Open(OpenMode::kCreate);
+  place.At(0).HoldNext(TakesBlocksAway(place.Settings()));
+  const std::string ask = "get --print-value-only " + etcd::Layout(place.Settings().prefix).Base();
+  std::uint64_t revision = 0;
+  std::set<std::string> bases;
+  for (int i = 0; i < 40 && bases.size() < 3; ++i) {
+    engine->Commit(ManyRows(kRows, ++revision));
+    std::this_thread::sleep_for(milliseconds(500));
+    bases.insert(SharedNodes().Control(ask));
+  }
+  EXPECT_GE(bases.size(), 3U);
+  ReleaseLate(place.At(0));
+  EXPECT_EQ(place.Open(OpenMode::kSnapshot)->Load([](const RowView&) {}).revision, revision);
 }
 
 TEST_F(EtcdTest, DamageIsRefused) {

@@ -4,6 +4,7 @@
 #include <array>
 #include <deque>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -110,6 +111,17 @@ void Proxy::Hold() {
   holds_ = true;
 }
 
+void Proxy::HoldNext(std::string text) {
+  const std::lock_guard lock(mutex_);
+  awaited_ = std::move(text);
+}
+
+bool Proxy::HasHeld() {
+  const std::lock_guard lock(mutex_);
+  return std::any_of(connections_.begin(), connections_.end(),
+                     [](const Connection& connection) { return !connection.held.empty(); });
+}
+
 void Proxy::Release() {
   const std::lock_guard lock(mutex_);
   holds_ = false;
@@ -150,7 +162,10 @@ void Proxy::Pass(Connection& connection, bool from_client) {
   }
   const auto size = static_cast<std::size_t>(got);
   if (network_ == (from_client ? Network::kLosesRequests : Network::kLosesAnswers)) return;
-  if (from_client && holds_) {
+  const bool is_awaited = from_client && !awaited_.empty() &&
+                          std::string_view(buffer.data(), size).find(awaited_) != std::string::npos;
+  if (is_awaited) awaited_.clear();
+  if (from_client && (keeps || is_awaited)) {
     connection.held.append(buffer.data(), size);
     return;
   }

@@ -22,6 +22,9 @@ class Proxy {
   void Set(ncc::Network network);
   // What comes from clients is kept, and passed on by Release, even if they are gone by then.
   void Hold();
+  // The same of the next request alone that has this text.
+  void HoldNext(std::string text);
+  bool HasHeld();
   void Release();
   // Everything takes so long each way. For good, and before there are connections.
   void Delay(std::chrono::microseconds each_way) { delay_ = each_way; }
@@ -45,6 +48,7 @@ class Proxy {
   std::mutex mutex_;
   ncc::Network network_ = ncc::Network::kWorks;
   bool holds_ = false;
+  std::string awaited_;  // of what is held next; empty: nothing
   bool ends_ = false;
   int generation_ = 0;  // of the connections
   std::list<Connection> connections_;
