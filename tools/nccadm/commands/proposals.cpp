@@ -20,14 +20,14 @@
 namespace ncc::tool {
 namespace {
 
-// The placeholders of names, as the usage has them.
-struct ObjectPlaceholder {
+// What usage writes where the name of an object of these kinds goes.
+struct ObjectWord {
   std::string_view word;
   std::vector<Kind> kinds;
 };
 
-const std::vector<ObjectPlaceholder>& ObjectPlaceholders() {
-  static const std::vector<ObjectPlaceholder> kWords = {
+const std::vector<ObjectWord>& ObjectWords() {
+  static const std::vector<ObjectWord> kWords = {
       {"SERVER", {Kind::kServer}},
       {"AP", {Kind::kAp}},
       {"USER", {Kind::kUser}},
@@ -40,9 +40,9 @@ const std::vector<ObjectPlaceholder>& ObjectPlaceholders() {
   return kWords;
 }
 
-constexpr std::array<std::string_view, 6> kFilePlaceholders = {"FILE",   "DIR",  "DIR/NAME",
-                                                               "BACKUP", "PLAN", "PROGRAM"};
-constexpr std::string_view kApplicationPlaceholder = "APP";
+constexpr std::array<std::string_view, 6> kFileWords = {"FILE",   "DIR",  "DIR/NAME",
+                                                        "BACKUP", "PLAN", "PROGRAM"};
+constexpr std::string_view kApplicationWord = "APP";
 
 // As a shell takes a path in a line that nobody has expanded.
 std::string WithHome(const std::string& path) {
@@ -117,10 +117,9 @@ class Proposer {
   }
 
   void OfferFor(const std::string& place, const std::string& head) {
-    if (std::find(kFilePlaceholders.begin(), kFilePlaceholders.end(), place) !=
-        kFilePlaceholders.end()) {
+    if (std::find(kFileWords.begin(), kFileWords.end(), place) != kFileWords.end()) {
       found_.are_files = found_.words.empty();
-    } else if (place == kApplicationPlaceholder) {
+    } else if (place == kApplicationWord) {
       const std::size_t comma = typed_.rfind(',');
       const std::string list = comma == std::string::npos ? head : typed_.substr(0, comma + 1);
       for (const std::string& name : ApplicationNames()) Offer(list, name, true);
@@ -133,10 +132,9 @@ class Proposer {
   }
 
   void OfferNames(const std::string& place, const std::string& head) {
-    const auto& all = ObjectPlaceholders();
-    const auto found =
-        std::find_if(all.begin(), all.end(),
-                     [&place](const ObjectPlaceholder& each) { return each.word == place; });
+    const auto& all = ObjectWords();
+    const auto found = std::find_if(
+        all.begin(), all.end(), [&place](const ObjectWord& each) { return each.word == place; });
     if (found == all.end()) return;
     const std::string& database = walk_.Database().empty() ? database_ : walk_.Database();
     if (database.empty()) return;
